@@ -1,0 +1,31 @@
+# What every target of the house is compiled with: link quirelle_flags.
+add_library(quirelle_flags INTERFACE)
+target_include_directories(quirelle_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_features(quirelle_flags INTERFACE cxx_std_20)
+target_compile_definitions(quirelle_flags INTERFACE
+  QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING
+  QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+target_compile_options(quirelle_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual)
+if(QUIRELLE_WARNINGS_AS_ERRORS)
+  target_compile_options(quirelle_flags INTERFACE -Werror)
+endif()
+if(QUIRELLE_SANITIZE)
+  target_compile_options(quirelle_flags INTERFACE
+    -fsanitize=${QUIRELLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quirelle_flags INTERFACE -fsanitize=${QUIRELLE_SANITIZE})
+else()
+  # Hardening. The sanitizers bring their own checks and do not go with _FORTIFY_SOURCE.
+  target_compile_options(quirelle_flags INTERFACE -fstack-protector-strong)
+  target_compile_options(quirelle_flags INTERFACE $<$<CONFIG:Release>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=3>)
+  if(NOT APPLE)
+    target_link_options(quirelle_flags INTERFACE -Wl,-z,relro,-z,now)
+  endif()
+endif()
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported()
+if(QUIRELLE_COVERAGE)
+  target_compile_options(quirelle_flags INTERFACE --coverage)
+  target_link_options(quirelle_flags INTERFACE --coverage)
+endif()

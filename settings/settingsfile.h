@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+
+/// Short name of the product: names the engine's bundle and executable and starts the settings file's name.
+extern const char *g_chSoftwareName;
+
+/// Absolute path of the settings file: beside the executable; in the user's configuration folder
+/// (QStandardPaths::AppConfigLocation) only where the executable's folder is not writable and holds no such file.
+QString settingsFilePath();
+
+/// The one file that outlives a run, in INI format: every key lies in the group SettingInfo, every value is text.
+/// Nobody keeps it open: each operation opens a QSettings on settingsFilePath() and drops it, which writes it out.
+/// An unreadable file reads as the defaults and a failed write is lost, both silently. The file holds a password:
+/// call this before opening it to write. It creates a missing file, empty and with mode 0600, together with its
+/// folder, leaves an existing one as it is, and returns whether the file is there.
+bool ensurePrivateSettingsFile();
+
+/// Full keys, as stored. The spelling of PaperSizeModel's key is part of the file format.
+namespace SettingKey
+{
+inline constexpr char16_t PaperSizeModel[] = u"/SettingInfo/PaperSiezeModel";
+inline constexpr char16_t PaperWidth[] = u"/SettingInfo/PaperWidth";
+inline constexpr char16_t PaperHeight[] = u"/SettingInfo/PaperHeight";
+inline constexpr char16_t CopyNumber[] = u"/SettingInfo/CopyNumber";
+inline constexpr char16_t Orientation[] = u"/SettingInfo/Orientation";
+inline constexpr char16_t FontSize[] = u"/SettingInfo/FontSize";
+inline constexpr char16_t Title[] = u"/SettingInfo/Title";
+inline constexpr char16_t AuthUser[] = u"/SettingInfo/AuthUser";
+inline constexpr char16_t Password[] = u"/SettingInfo/Password";
+inline constexpr char16_t Proxy[] = u"/SettingInfo/Proxy";
+inline constexpr char16_t NoWebLink[] = u"/SettingInfo/NoWebLink";
+inline constexpr char16_t Grayscale[] = u"/SettingInfo/Grayscale";
+inline constexpr char16_t DisableJs[] = u"/SettingInfo/DisableJs";
+inline constexpr char16_t NoImages[] = u"/SettingInfo/NoImages";
+inline constexpr char16_t LowQuality[] = u"/SettingInfo/LowQuality";
+inline constexpr char16_t NoBackground[] = u"/SettingInfo/NoBackground";
+inline constexpr char16_t OutputFolder[] = u"/SettingInfo/OutputFolder";
+inline constexpr char16_t InputFolder[] = u"/SettingInfo/InputFolder";
+inline constexpr char16_t ListFilePath[] = u"/SettingInfo/ListFilePath";
+} // namespace SettingKey

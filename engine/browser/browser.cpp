@@ -1,0 +1,44 @@
+#include "engine/browser/browser.h"
+
+#include "engine/browser/locate.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace
+{
+
+/// Where the browser's private folder is made.
+std::string temporaryFolder()
+{
+    return QFile::encodeName(QDir::tempPath()).toStdString();
+}
+
+} // namespace
+
+Browser::Browser(const LaunchFlags &flags)
+    // Files that the browser makes in the temporary folder lie in its private one, and go with it.
+    : m_process(QFile::encodeName(locateBrowser()).toStdString(),
+                browserArguments(flags, runsWithoutSandbox()), {"TMPDIR=%DIR%"}, temporaryFolder()),
+      m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError())
+{
+}
+
+Failure Browser::explained(const Failure &failure) const
+{
+    if (failure.code() != ExitCode::NoBrowser)
+        return failure;
+    const QList<QByteArray> lines = m_connection.lastErrors().trimmed().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.contains("No usable sandbox") || line.contains("SUID sandbox")) {
+            return {ExitCode::NoBrowser,
+                    QStringLiteral(
+                        "the browser cannot start its sandbox: install the package chromium-sandbox, or "
+                        "let users make user namespaces (sysctl kernel.unprivileged_userns_clone=1)")};
+        }
+    }
+    if (lines.last().isEmpty())
+        return failure;
+    return {ExitCode::NoBrowser,
+            QStringLiteral("%1: %2").arg(failure.message(), QString::fromLocal8Bit(lines.last()))};
+}

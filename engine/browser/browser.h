@@ -1,0 +1,26 @@
+#pragma once
+
+#include "engine/browser/connection.h"
+#include "engine/browser/guard.h"
+#include "engine/browser/launch.h"
+#include "engine/failure.h"
+
+/// A running browser of the engine's own, reached through its pipe; it opens no network port. It ends with
+/// this object, or with this process, and its profile folder with it.
+class Browser
+{
+public:
+    /// Starts it and returns at once; whether it runs shows in the first reply. Throws Failure(NoBrowser)
+    /// when none is found or no process can be made.
+    explicit Browser(const LaunchFlags &flags);
+
+    Connection &connection() { return m_connection; }
+
+    /// `failure` as the user should read it: where the browser did not start, with the reason that it wrote
+    /// to its standard error and what to do about it.
+    Failure explained(const Failure &failure) const;
+
+private:
+    GuardedProcess m_process;
+    Connection m_connection;
+};

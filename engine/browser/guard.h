@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// A program run under guard. A small process of its own, the guard, starts it in a private temporary folder
+/// and a session of its own, and when this object ends, or the process that holds it ends in whatever way,
+/// kills it with everything it has started and removes the folder.
+class GuardedProcess
+{
+public:
+    /// Starts `program` with `arguments`. "%DIR%" in an argument or in a `NAME=value` of `environment` (added
+    /// to this process's own) becomes the private folder's path, made below `temporaryFolder`. The program
+    /// finds its input pipe on descriptor 3 and its output pipe on descriptor 4; its standard input and
+    /// output are /dev/null. Throws Failure(NoBrowser) when no further process or pipe can be made. That the
+    /// program itself cannot be started shows in the pipes, which then close, and in a line on its standard
+    /// error.
+    GuardedProcess(const std::string &program, const std::vector<std::string> &arguments,
+                   const std::vector<std::string> &environment, const std::string &temporaryFolder);
+    GuardedProcess(const GuardedProcess &) = delete;
+    GuardedProcess &operator=(const GuardedProcess &) = delete;
+    /// Kills what is left of the program and waits until it and its folder are gone.
+    ~GuardedProcess();
+
+    /// This end of the pipe that the program reads.
+    int toProgram() const { return m_toProgram; }
+    /// This end of the pipe that the program writes.
+    int fromProgram() const { return m_fromProgram; }
+    /// This end of the program's standard error.
+    int standardError() const { return m_standardError; }
+
+private:
+    int m_toProgram = -1;
+    int m_fromProgram = -1;
+    int m_standardError = -1;
+    /// Held open as long as the program may live; the guard acts when it closes.
+    int m_leash = -1;
+    int m_guard = -1;
+};

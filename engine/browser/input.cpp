@@ -1,0 +1,49 @@
+#include "engine/browser/input.h"
+
+#include "engine/failure.h"
+
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QUrl>
+
+namespace
+{
+
+[[noreturn]] void refuse(const QString &message)
+{
+    throw Failure(ExitCode::NotLoaded, message);
+}
+
+/// The scheme that an address begins with, in small letters; empty for none. "localhost:8080" has none.
+QString schemeOf(const QString &address)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*):(?://|(?!\\d+(?:[/?#]|$)).)"));
+    return pattern.match(address).captured(1).toLower();
+}
+
+} // namespace
+
+Address resolveInput(const QString &input)
+{
+    const QFileInfo file(input);
+    if (file.exists()) {
+        if (file.isDir())
+            refuse(QStringLiteral("%1 is a folder, not a document").arg(input));
+        if (!file.isReadable())
+            refuse(QStringLiteral("%1 cannot be read: permission denied").arg(input));
+        return {QUrl::fromLocalFile(file.absoluteFilePath()).toString(QUrl::FullyEncoded), input, true};
+    }
+
+    const QString address = input.trimmed();
+    const QString shown = withoutCredentials(address);
+    if (address.startsWith(QLatin1Char('/')) || address.startsWith(QLatin1Char('.')))
+        refuse(QStringLiteral("there is no file %1").arg(input));
+    const QString scheme = schemeOf(address);
+    if (scheme.isEmpty())
+        return {QStringLiteral("http://") + address, shown};
+    if (scheme != QLatin1String("http") && scheme != QLatin1String("https") &&
+        scheme != QLatin1String("file"))
+        refuse(QStringLiteral("%1: only http, https and file addresses can be converted").arg(shown));
+    return {address, shown, scheme == QLatin1String("file")};
+}

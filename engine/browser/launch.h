@@ -1,0 +1,25 @@
+#pragma once
+
+#include "engine/job.h"
+
+#include <string>
+#include <vector>
+
+/// What a browser must be started with for a job: two jobs with equal flags can share a browser. Everything
+/// else of a job is set per page.
+struct LaunchFlags {
+    /// No text smaller than this, in CSS pixels; 0 for no bound.
+    int minimumFontPixels = 0;
+    bool images = true;
+
+    bool operator==(const LaunchFlags &) const = default;
+};
+
+LaunchFlags launchFlagsFor(const Job &job);
+
+/// Whether the browser runs without its sandbox: only as root, which it refuses to run as otherwise, and only
+/// when QUIRELLE_NO_SANDBOX=1 allows it. Throws Failure(NoBrowser) for root without that leave.
+bool runsWithoutSandbox();
+
+/// The browser's arguments. "%DIR%" stands for its private folder.
+std::vector<std::string> browserArguments(const LaunchFlags &flags, bool withoutSandbox);

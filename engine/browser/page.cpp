@@ -1,0 +1,329 @@
+#include "engine/browser/page.h"
+
+#include "engine/browser/neterror.h"
+#include "engine/browser/paper.h"
+#include "engine/browser/prepare_js.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+using namespace Qt::StringLiterals;
+
+/// A page that is not whole after this time is taken as it is.
+constexpr auto patience = 30s;
+/// How much of the page's own time is let pass after its load event, for timers, animations and delayed
+/// redirects. It passes at once, not by waiting.
+constexpr auto pageTime = 5s;
+/// How long a page may compute while its time passes; animations without end are cut short here.
+constexpr auto computingTime = 3s;
+/// After requests have ended: the time in which further ones are expected.
+constexpr auto quietTime = 100ms;
+
+constexpr double marginMillimetres = 10;
+constexpr double pointsPerInch = 72;
+constexpr double millimetresPerInch = 25.4;
+constexpr double pixelsPerPoint = 96.0 / 72.0;
+
+/// Kinds of request that have no end to wait for, or none that changes the page.
+constexpr const char *lastingTypes[] = {"EventSource", "WebSocket", "Media",
+                                        "Ping",        "Prefetch",  "CSPViolationReport"};
+
+bool isLasting(const QString &type)
+{
+    return std::any_of(std::begin(lastingTypes), std::end(lastingTypes),
+                       [&](const char *lasting) { return type == QLatin1String(lasting); });
+}
+
+QString requestKey(const QString &session, const QJsonObject &event)
+{
+    return session + u'/' + event["requestId"_L1].toString();
+}
+
+QString openContext(Session &browser)
+{
+    browser.setActivity(u"starting the browser"_s);
+    return browser.call(u"Target.createBrowserContext"_s)["browserContextId"_L1].toString();
+}
+
+QString openTarget(Session &browser, const QString &context)
+{
+    return browser
+        .call(u"Target.createTarget"_s,
+              {{u"url"_s, u"about:blank"_s}, {u"browserContextId"_s, context}})["targetId"_L1]
+        .toString();
+}
+
+QString attachTo(Session &browser, const QString &target)
+{
+    return browser
+        .call(u"Target.attachToTarget"_s, {{u"targetId"_s, target}, {u"flatten"_s, true}})["sessionId"_L1]
+        .toString();
+}
+
+} // namespace
+
+Page::Page(Connection &connection, Deadline deadline)
+    : m_browser(connection, {}, deadline), m_context(openContext(m_browser)),
+      m_target(openTarget(m_browser, m_context)),
+      m_session(connection, attachTo(m_browser, m_target), deadline), m_patience(Deadline::in(patience))
+{
+    listen();
+    m_browser.post(u"Browser.setDownloadBehavior"_s,
+                   {{u"behavior"_s, u"deny"_s}, {u"browserContextId"_s, m_context}});
+    m_session.setActivity(u"opening a page"_s);
+    m_session.post(u"Inspector.enable"_s);
+    m_session.post(u"Target.setAutoAttach"_s,
+                   {{u"autoAttach"_s, true}, {u"waitForDebuggerOnStart"_s, true}, {u"flatten"_s, true}});
+    m_session.post(u"Page.enable"_s);
+    m_session.post(u"Page.setLifecycleEventsEnabled"_s, {{u"enabled"_s, true}});
+    // Commands are carried out in order: once this one is, no event of the document to come is missed.
+    m_session.call(u"Network.enable"_s);
+}
+
+void Page::listen()
+{
+    m_session.on(u"Page.lifecycleEvent"_s,
+                 [this](const QJsonObject &event, const QString &) { noteLifecycle(event); });
+    m_session.on(u"Page.frameNavigated"_s, [this](const QJsonObject &event, const QString &) {
+        noteNavigation(event["frame"_L1].toObject());
+    });
+    m_session.on(u"Page.javascriptDialogOpening"_s, [this](const QJsonObject &event, const QString &session) {
+        // Only a page that asks whether it may be left is told yes.
+        const bool leaving = event["type"_L1].toString() == "beforeunload"_L1;
+        m_session.post(u"Page.handleJavaScriptDialog"_s, {{u"accept"_s, leaving}}, session);
+    });
+    m_session.on(u"Network.requestWillBeSent"_s,
+                 [this](const QJsonObject &event, const QString &session) { noteRequest(session, event); });
+    m_session.on(u"Network.responseReceived"_s,
+                 [this](const QJsonObject &event, const QString &) { noteResponse(event); });
+    for (const QString &end : {u"Network.loadingFinished"_s, u"Network.loadingFailed"_s}) {
+        m_session.on(end, [this](const QJsonObject &event, const QString &session) {
+            noteRequestEnd(session, event);
+        });
+    }
+    m_session.on(u"Emulation.virtualTimeBudgetExpired"_s,
+                 [this](const QJsonObject &, const QString &) { m_timeHasPassed = true; });
+    m_session.on(u"Inspector.targetCrashed"_s, [this](const QJsonObject &, const QString &) {
+        m_session.fail(Failure(ExitCode::Crashed, u"%1: the page crashed the browser"_s.arg(m_shownAddress)));
+    });
+    // Frames from elsewhere and workers live in processes of their own; they wait until they are listened to.
+    m_session.on(u"Target.attachedToTarget"_s, [this](const QJsonObject &event, const QString &) {
+        const QString child = event["sessionId"_L1].toString();
+        m_session.adopt(child);
+        m_session.post(u"Page.enable"_s, {}, child);
+        m_session.post(u"Network.enable"_s, {}, child);
+        m_session.post(u"Runtime.runIfWaitingForDebugger"_s, {}, child);
+    });
+    m_session.on(u"Target.detachedFromTarget"_s, [this](const QJsonObject &event, const QString &) {
+        const QString prefix = event["sessionId"_L1].toString() + u'/';
+        m_requests.removeIf([&](const auto &request) { return request.key().startsWith(prefix); });
+    });
+}
+
+void Page::noteLifecycle(const QJsonObject &event)
+{
+    if (event["frameId"_L1].toString() != m_target || event["name"_L1].toString() != "load"_L1)
+        return;
+    m_loadEvent = event["loaderId"_L1].toString() == m_loader;
+}
+
+void Page::noteNavigation(const QJsonObject &frame)
+{
+    if (frame["id"_L1].toString() != m_target)
+        return;
+    const QString unreachable = frame["unreachableUrl"_L1].toString();
+    if (!unreachable.isEmpty() && !m_loader.isEmpty())
+        m_session.fail(Failure(ExitCode::NotLoaded, u"%1 leads on to %2, which cannot be loaded"_s.arg(
+                                                        m_shownAddress, withoutCredentials(unreachable))));
+    m_loader = frame["loaderId"_L1].toString();
+    m_loadEvent = false;
+    ++m_events;
+    m_requests.removeIf([&](const auto &request) { return request->loader != m_loader; });
+}
+
+void Page::noteRequest(const QString &session, const QJsonObject &event)
+{
+    ++m_events;
+    m_requests.insert(requestKey(session, event),
+                      {event["loaderId"_L1].toString(), isLasting(event["type"_L1].toString())});
+}
+
+void Page::noteResponse(const QJsonObject &event)
+{
+    // Only the document of the main frame has the loader as its request.
+    const QString request = event["requestId"_L1].toString();
+    if (event["frameId"_L1].toString() != m_target || request != event["loaderId"_L1].toString())
+        return;
+    const QJsonObject response = event["response"_L1].toObject();
+    const int status = response["status"_L1].toInt();
+    if (status >= 400) {
+        m_session.fail(Failure(ExitCode::NotLoaded, u"%1: the server answered %2 %3"_s.arg(m_shownAddress)
+                                                        .arg(status)
+                                                        .arg(response["statusText"_L1].toString())
+                                                        .trimmed()));
+    }
+}
+
+void Page::noteRequestEnd(const QString &session, const QJsonObject &event)
+{
+    m_requests.remove(requestKey(session, event));
+}
+
+void Page::load(const Job &job)
+{
+    const Address address = resolveInput(job.input);
+    m_shownAddress = address.shown;
+    m_patience = Deadline::in(patience);
+    configure(job);
+    navigate(address);
+    m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
+    awaitLoadEvent();
+    settle(job);
+}
+
+void Page::configure(const Job &job)
+{
+    const QSizeF paper = paperFor(job);
+    const double margins = 2 * marginMillimetres / millimetresPerInch * pointsPerInch;
+    // As wide as the text on paper, so that what scripts measure and draw fits there.
+    m_session.post(u"Emulation.setDeviceMetricsOverride"_s,
+                   {{u"width"_s, static_cast<int>((paper.width() - margins) * pixelsPerPoint)},
+                    {u"height"_s, static_cast<int>((paper.height() - margins) * pixelsPerPoint)},
+                    {u"deviceScaleFactor"_s, 1},
+                    {u"mobile"_s, false}});
+    if (!job.javaScript)
+        m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, true}});
+}
+
+void Page::navigate(const Address &address)
+{
+    m_session.setActivity(u"waiting for %1"_s.arg(m_shownAddress));
+    const Session::Reply reply = m_session.ask(u"Page.navigate"_s, {{u"url"_s, address.url}});
+    const auto refuse = [&](const QString &reason) {
+        throw Failure(ExitCode::NotLoaded, u"%1: %2"_s.arg(m_shownAddress, reason));
+    };
+    if (!reply.error.isEmpty())
+        refuse(explainNetworkError(u"net::ERR_INVALID_URL"_s));
+    const QString error = reply.result["errorText"_L1].toString();
+    if (error == "net::ERR_NAME_NOT_RESOLVED"_L1 && !m_shownAddress.contains(u"://"_s))
+        refuse(u"there is no such file, and no host of that name"_s);
+    if (!error.isEmpty())
+        refuse(explainNetworkError(error));
+}
+
+void Page::awaitLoadEvent()
+{
+    if (m_session.waitUntil([this] { return m_loadEvent; }, m_patience))
+        return;
+    // What is there is printed, also when a script never ends or a server never finishes its answer.
+    m_session.post(u"Runtime.terminateExecution"_s);
+    m_session.post(u"Page.stopLoading"_s);
+}
+
+bool Page::nothingUnderWay() const
+{
+    return std::all_of(m_requests.begin(), m_requests.end(),
+                       [](const Request &request) { return request.lasting; });
+}
+
+void Page::settle(const Job &job)
+{
+    m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
+    while (!m_patience.passed()) {
+        const int before = m_events;
+        const bool loading = prepare(job);
+        letTimePass();
+        if (!nothingUnderWay())
+            awaitRequests();
+        if (!m_loadEvent)
+            awaitLoadEvent();
+        if (!loading && m_events == before)
+            return;
+    }
+}
+
+/// The page's time passes in one go: timers and animations run as fast as they can be computed, except while
+/// requests are under way.
+void Page::letTimePass()
+{
+    m_timeHasPassed = false;
+    const auto spend = [this](const QString &policy) {
+        m_session.post(u"Emulation.setVirtualTimePolicy"_s,
+                       {{u"policy"_s, policy},
+                        {u"budget"_s, static_cast<double>(std::chrono::milliseconds(pageTime).count())},
+                        {u"maxVirtualTimeTaskStarvationCount"_s, 10000}});
+        const auto passed = [this] { return m_timeHasPassed || !m_loadEvent; };
+        do {
+            if (m_session.waitUntil(passed, Deadline::in(computingTime).earlier(m_patience)))
+                return true;
+        } while (!nothingUnderWay() && !m_patience.passed());
+        return false;
+    };
+    // Requests made to last would hold the time up for ever.
+    if (!spend(u"pauseIfNetworkFetchesPending"_s) && !m_requests.isEmpty())
+        spend(u"advance"_s);
+}
+
+void Page::awaitRequests()
+{
+    do {
+        if (!m_session.waitUntil([this] { return nothingUnderWay(); }, m_patience))
+            return;
+    } while (m_session.waitUntil([this] { return !nothingUnderWay(); },
+                                 Deadline::in(quietTime).earlier(m_patience)));
+}
+
+/// Returns whether this has set anything loading.
+bool Page::prepare(const Job &job)
+{
+    const auto orNull = [](const QString &text) { return text.isEmpty() ? QJsonValue() : QJsonValue(text); };
+    QString size;
+    if (job.paper) {
+        const QSizeF paper = paperFor(job);
+        size = u"%1pt %2pt"_s.arg(paper.width()).arg(paper.height());
+    }
+    QString orientation;
+    if (job.orientation)
+        orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
+    const QJsonObject paper{{u"size"_s, orNull(size)},
+                            {u"orientation"_s, orNull(orientation)},
+                            {u"background"_s, job.background}};
+
+    const auto world = m_session.ask(u"Page.createIsolatedWorld"_s,
+                                     {{u"frameId"_s, m_target}, {u"worldName"_s, u"quirelle"_s}}, m_patience);
+    if (!world || !world->error.isEmpty())
+        return false;
+    const auto outcome = m_session.ask(
+        u"Runtime.evaluate"_s,
+        {{u"expression"_s,
+          u"(%1)(%2)"_s.arg(QString::fromLatin1(prepareScript),
+                            QString::fromUtf8(QJsonDocument(paper).toJson(QJsonDocument::Compact)))},
+         {u"contextId"_s, world->result["executionContextId"_L1]},
+         {u"returnByValue"_s, true}},
+        m_patience);
+    return outcome && outcome->result["result"_L1].toObject()["value"_L1].toBool();
+}
+
+QByteArray Page::print(const Job &job)
+{
+    m_session.setActivity(u"printing %1"_s.arg(m_shownAddress));
+    const QSizeF paper = paperFor(job) / pointsPerInch;
+    QJsonObject settings{{u"paperWidth"_s, paper.width()},
+                         {u"paperHeight"_s, paper.height()},
+                         {u"preferCSSPageSize"_s, true},
+                         {u"printBackground"_s, job.background},
+                         {u"generateTaggedPDF"_s, !job.lowQuality},
+                         {u"generateDocumentOutline"_s, !job.lowQuality}};
+    for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
+        settings.insert(margin, marginMillimetres / millimetresPerInch);
+    const Session::Reply reply = m_session.ask(u"Page.printToPDF"_s, settings);
+    if (!reply.error.isEmpty())
+        throw Failure(ExitCode::Crashed,
+                      u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));
+    return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "engine/browser/input.h"
+#include "engine/browser/session.h"
+#include "engine/job.h"
+
+#include <QByteArray>
+#include <QHash>
+
+/// A blank page in a browser context of its own: it shares no cookie, cache, storage or credential with any
+/// other. Loads one document and prints it.
+///
+/// Besides its own failures, everything here fails as Session does.
+class Page
+{
+public:
+    /// Opens the context and the page in it.
+    Page(Connection &connection, Deadline deadline);
+
+    /// Loads the job's input and returns when it is whole: after its load event, with its fonts and images,
+    /// what its scripts build and what they fetch. What is not whole 30 s after the start is taken as it is.
+    /// Throws Failure(NotLoaded) with the reason when there is no page.
+    void load(const Job &job);
+
+    /// Prints the loaded document on the job's paper, 10 mm of margin around it unless the page has margins
+    /// of its own. Returns the PDF, tagged and with an outline unless the job wants the smallest file.
+    QByteArray print(const Job &job);
+
+private:
+    struct Request {
+        QString loader;
+        /// Made to go on, such as an event stream: nobody waits for its end.
+        bool lasting = false;
+    };
+
+    void listen();
+    void configure(const Job &job);
+    void noteLifecycle(const QJsonObject &event);
+    void noteNavigation(const QJsonObject &frame);
+    void noteRequest(const QString &session, const QJsonObject &event);
+    void noteResponse(const QJsonObject &event);
+    void noteRequestEnd(const QString &session, const QJsonObject &event);
+
+    void navigate(const Address &address);
+    void awaitLoadEvent();
+    void settle(const Job &job);
+    void letTimePass();
+    void awaitRequests();
+    bool prepare(const Job &job);
+    bool nothingUnderWay() const;
+
+    Session m_browser;
+    QString m_context;
+    /// Also the id of the page's main frame.
+    QString m_target;
+    Session m_session;
+
+    QString m_shownAddress;
+    /// Identifies the document that the main frame holds or is about to.
+    QString m_loader;
+    bool m_loadEvent = false;
+    bool m_timeHasPassed = false;
+    /// By "session/request".
+    QHash<QString, Request> m_requests;
+    /// Counts what has happened to the page: documents, requests.
+    int m_events = 0;
+    Deadline m_patience;
+};

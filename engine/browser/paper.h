@@ -1,0 +1,10 @@
+#pragma once
+
+#include "engine/job.h"
+
+/// `size` with its longer side across for Landscape, upright for Portrait.
+QSizeF turned(QSizeF size, PaperOrientation orientation);
+
+/// The paper, in points, of a page that does not name one itself: the job's, else A4, or Letter where the
+/// system's locale measures in inches; turned as the job says.
+QSizeF paperFor(const Job &job);

@@ -1,0 +1,101 @@
+#include "engine/browser/session.h"
+
+Session::Session(Connection &connection, const QString &id, Deadline deadline)
+    : m_connection(connection), m_id(id), m_deadline(deadline), m_mailbox(std::make_shared<Mailbox>())
+{
+    m_connection.attach(m_id, m_mailbox);
+}
+
+Session::~Session()
+{
+    m_connection.detach(m_id, m_mailbox);
+    for (const QString &child : std::as_const(m_children))
+        m_connection.detach(child, m_mailbox);
+}
+
+Session::Reply Session::ask(const QString &method, const QJsonObject &parameters)
+{
+    return *ask(method, parameters, m_deadline);
+}
+
+std::optional<Session::Reply> Session::ask(const QString &method, const QJsonObject &parameters,
+                                           Deadline bound)
+{
+    const int id = m_connection.send(m_id, method, parameters, m_deadline, m_mailbox);
+    while (const std::optional<QJsonObject> message = step(bound)) {
+        if (message->value(QLatin1String("id")).toInt() == id) {
+            return Reply{
+                message->value(QLatin1String("result")).toObject(),
+                message->value(QLatin1String("error")).toObject().value(QLatin1String("message")).toString()};
+        }
+    }
+    return std::nullopt;
+}
+
+QJsonObject Session::call(const QString &method, const QJsonObject &parameters)
+{
+    const Reply reply = ask(method, parameters);
+    if (!reply.error.isEmpty())
+        throw Failure(ExitCode::Crashed,
+                      QStringLiteral("the browser refused %1: %2").arg(method, reply.error));
+    return reply.result;
+}
+
+void Session::post(const QString &method, const QJsonObject &parameters, const QString &to)
+{
+    m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, nullptr);
+}
+
+void Session::on(const QString &event, Handler handler)
+{
+    m_handlers.insert(event, std::move(handler));
+}
+
+void Session::adopt(const QString &id)
+{
+    m_children += id;
+    m_connection.attach(id, m_mailbox);
+}
+
+bool Session::waitUntil(const std::function<bool()> &condition, Deadline bound)
+{
+    while (!condition()) {
+        if (!step(bound))
+            return false;
+    }
+    return true;
+}
+
+void Session::fail(const Failure &failure)
+{
+    if (!m_failure)
+        m_failure = failure;
+}
+
+std::optional<QJsonObject> Session::step(Deadline bound)
+{
+    // Before anything is taken, so that a flood of messages does not outlast the bounds and none is lost at
+    // them.
+    if (m_deadline.passed())
+        throw Failure(ExitCode::OutOfTime, QStringLiteral("out of time while %1").arg(m_activity));
+    if (bound.passed())
+        return std::nullopt;
+    std::optional<QJsonObject> message = m_mailbox->take(bound.earlier(m_deadline));
+    if (!message && m_mailbox->closed()) {
+        if (m_connection.heardOf())
+            throw Failure(ExitCode::Crashed, QStringLiteral("the browser ended while %1").arg(m_activity));
+        throw Failure(ExitCode::NoBrowser, QStringLiteral("the browser cannot start"));
+    }
+    if (!message)
+        return m_deadline.passed() ? step(bound) : std::nullopt;
+
+    const QString event = message->value(QLatin1String("method")).toString();
+    if (event.isEmpty())
+        return message;
+    if (const auto handler = m_handlers.constFind(event); handler != m_handlers.constEnd())
+        handler.value()(message->value(QLatin1String("params")).toObject(),
+                        message->value(QLatin1String("sessionId")).toString());
+    if (m_failure)
+        throw Failure(*m_failure);
+    return QJsonObject();
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "engine/browser/connection.h"
+#include "engine/failure.h"
+
+#include <QStringList>
+
+#include <functional>
+
+/// One conversation over the connection: with the browser itself (empty id) or with a page. Used by one
+/// thread, which sends commands and is handed events while it waits.
+///
+/// Every wait ends at the session's deadline with Failure(OutOfTime), which names the activity, and at the
+/// browser's end with Failure(Crashed), or Failure(NoBrowser) if it has never answered.
+class Session
+{
+public:
+    using Handler = std::function<void(const QJsonObject &parameters, const QString &session)>;
+
+    Session(Connection &connection, const QString &id, Deadline deadline);
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+    ~Session();
+
+    /// What is being done, for messages: "loading the page".
+    void setActivity(const QString &activity) { m_activity = activity; }
+
+    /// What a command came back with: a result, or the browser's words for refusing it.
+    struct Reply {
+        QJsonObject result;
+        QString error;
+    };
+
+    /// Sends a command and waits for its reply, handing out events meanwhile.
+    Reply ask(const QString &method, const QJsonObject &parameters = {});
+    /// Same, with at most this bound: nothing when no reply came in time. A reply that comes later is
+    /// dropped.
+    std::optional<Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
+    /// Same as the first, for a command that is never refused in the state the page is in; throws
+    /// Failure(Crashed) if it is.
+    QJsonObject call(const QString &method, const QJsonObject &parameters = {});
+    /// Sends a command whose reply is of no interest, here or to the child session `to`.
+    void post(const QString &method, const QJsonObject &parameters = {}, const QString &to = {});
+
+    /// `handler` gets the parameters of every event of this name from now on.
+    void on(const QString &event, Handler handler);
+    /// Events of the child session `id` come here as well.
+    void adopt(const QString &id);
+
+    /// Hands out events until `condition` holds; returns whether it does by the bound.
+    bool waitUntil(const std::function<bool()> &condition, Deadline bound);
+
+    /// Ends every wait with this failure as soon as the events at hand are dealt with.
+    void fail(const Failure &failure);
+
+private:
+    /// Takes one message, hands it out if it is an event, and returns it if it is a reply. Returns nothing
+    /// when the bound passed; throws at the session's deadline and at the browser's end.
+    std::optional<QJsonObject> step(Deadline bound);
+
+    Connection &m_connection;
+    QString m_id;
+    QStringList m_children;
+    Deadline m_deadline;
+    QString m_activity;
+    std::shared_ptr<Mailbox> m_mailbox;
+    QHash<QString, Handler> m_handlers;
+    std::optional<Failure> m_failure;
+};

@@ -1,0 +1,214 @@
+#include "engine/cli/commandline.h"
+
+#include "engine/cli/papersizes.h"
+#include "engine/failure.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace
+{
+
+[[noreturn]] void refuse(const QString &message)
+{
+    throw Failure(ExitCode::BadArguments, message + QStringLiteral(" (see quirelle --help)"));
+}
+
+/// The whole number that `value` spells out in decimal digits, within `low` … `high`.
+int wholeNumber(QLatin1String option, const QString &value, int low, int high)
+{
+    bool isNumber = false;
+    const int number = value.toInt(&isNumber);
+    if (!isNumber || number < low || number > high) {
+        refuse(QStringLiteral("%1 takes a whole number from %2 to %3, not \"%4\"")
+                   .arg(option)
+                   .arg(low)
+                   .arg(high)
+                   .arg(onOneLine(value)));
+    }
+    return number;
+}
+
+void setPageSize(Job &job, QLatin1String option, const QString &value)
+{
+    job.paper = paperSizeByName(value);
+    if (!job.paper)
+        refuse(
+            QStringLiteral("%1 takes one of %2, not \"%3\"").arg(option, paperSizeNames(), onOneLine(value)));
+}
+
+void setOrientation(Job &job, QLatin1String option, const QString &value)
+{
+    if (value.compare(QLatin1String("Landscape"), Qt::CaseInsensitive) == 0)
+        job.orientation = PaperOrientation::Landscape;
+    else if (value.compare(QLatin1String("Portrait"), Qt::CaseInsensitive) == 0)
+        job.orientation = PaperOrientation::Portrait;
+    else
+        refuse(QStringLiteral("%1 takes Landscape or Portrait, not \"%2\"").arg(option, onOneLine(value)));
+}
+
+void setTimeout(Job &job, QLatin1String option, const QString &value)
+{
+    bool isNumber = false;
+    const double seconds = value.toDouble(&isNumber);
+    // Written so that "nan" fails too.
+    if (!isNumber || !(seconds > 0 && seconds <= 86400))
+        refuse(QStringLiteral("%1 takes a number of seconds above 0 and up to 86400, not \"%2\"")
+                   .arg(option, onOneLine(value)));
+    job.timeout = std::chrono::milliseconds(static_cast<qint64>(std::ceil(seconds * 1000)));
+}
+
+struct Option {
+    const char *name;
+    /// What the value is called in the help; null for an option without one.
+    const char *valueName;
+    const char *help;
+    void (*apply)(Job &job, QLatin1String option, const QString &value);
+};
+
+struct OptionGroup {
+    const char *title;
+    /// Index of the group's first option in the table.
+    size_t first;
+};
+
+// clang-format off
+constexpr auto options = std::to_array<Option>({
+    {"--page-size", "NAME", "the paper: A0 to A9, B0 to B10, C5E, Comm10E, DLE, Executive, Folio, Ledger, Legal, Letter or Tabloid", setPageSize},
+    {"--orientation", "WORD", "Landscape or Portrait: turn the paper", setOrientation},
+    {"--minimum-font-size", "N", "no text smaller than N points on paper",
+        [](Job &job, QLatin1String option, const QString &value) { job.minimumFontSize = wholeNumber(option, value, 1, 1000); }},
+    {"--no-background", nullptr, "leave out background colours and images",
+        [](Job &job, QLatin1String, const QString &) { job.background = false; }},
+    {"--no-images", nullptr, "leave out images",
+        [](Job &job, QLatin1String, const QString &) { job.images = false; }},
+    {"--disable-javascript", nullptr, "run no script of the page",
+        [](Job &job, QLatin1String, const QString &) { job.javaScript = false; }},
+
+    {"--copies", "N", "the pages N times over",
+        [](Job &job, QLatin1String option, const QString &value) { job.copies = wholeNumber(option, value, 1, 1000); }},
+    {"--title", "TEXT", "the document's title",
+        [](Job &job, QLatin1String, const QString &value) { job.title = value; }},
+    {"--grayscale", nullptr, "no colour anywhere in the file",
+        [](Job &job, QLatin1String, const QString &) { job.grayscale = true; }},
+    {"--lowquality", nullptr, "the smallest file: coarse images, no structure for screen readers",
+        [](Job &job, QLatin1String, const QString &) { job.lowQuality = true; }},
+    {"--disable-external-links", nullptr, "no link that leaves the document",
+        [](Job &job, QLatin1String, const QString &) { job.externalLinks = false; }},
+
+    {"--username", "NAME", "user name for the page's server",
+        [](Job &job, QLatin1String, const QString &value) { job.userName = value; }},
+    {"--password", "TEXT", "password for the page's server",
+        [](Job &job, QLatin1String, const QString &value) { job.password = value; }},
+    {"-p", "PROXY", "[http://|https://|socks5://][user:password@]host[:port]",
+        [](Job &job, QLatin1String, const QString &value) { job.proxy = value; }},
+    {"--timeout", "SECONDS", "give up after this time (60)", setTimeout},
+
+    {"--help", nullptr, "this text", nullptr},
+    {"--version", nullptr, "the program's version", nullptr},
+});
+// clang-format on
+
+constexpr auto optionGroups = std::to_array<OptionGroup>(
+    {{"The page", 0}, {"The document", 6}, {"Getting the page", 11}, {"The program", 15}});
+
+QLatin1String nameOf(const Option &option)
+{
+    return QLatin1String(option.name);
+}
+
+QString signatureOf(const Option &option)
+{
+    QString text = QLatin1String("  ") + nameOf(option);
+    if (option.valueName)
+        text += QLatin1Char(' ') + QLatin1String(option.valueName);
+    return text;
+}
+
+/// `text` in lines of at most `width` characters, broken at blanks, each after the first indented by
+/// `indent`.
+QString wrapped(const QString &text, qsizetype width, qsizetype indent)
+{
+    QString result;
+    qsizetype column = 0;
+    for (const QString &word : text.split(QLatin1Char(' '))) {
+        if (column > 0 && column + 1 + word.size() > width) {
+            result += QLatin1Char('\n') + QString(indent, QLatin1Char(' '));
+            column = 0;
+        } else if (column > 0) {
+            result += QLatin1Char(' ');
+            ++column;
+        }
+        result += word;
+        column += word.size();
+    }
+    return result;
+}
+
+} // namespace
+
+Request parseCommandLine(const QStringList &arguments)
+{
+    Job job;
+    QStringList positional;
+    bool optionsEnded = false;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments[i];
+        if (optionsEnded || !argument.startsWith(QLatin1Char('-')) || argument == QLatin1String("-")) {
+            positional += argument;
+            continue;
+        }
+        if (argument == QLatin1String("--")) {
+            optionsEnded = true;
+            continue;
+        }
+        if (argument == QLatin1String("--help"))
+            return HelpRequest();
+        if (argument == QLatin1String("--version"))
+            return VersionRequest();
+        const auto option = std::find_if(options.begin(), options.end(),
+                                         [&](const Option &o) { return argument == nameOf(o); });
+        if (option == options.end())
+            refuse(QStringLiteral("there is no option \"%1\"").arg(onOneLine(argument)));
+        QString value;
+        if (option->valueName) {
+            if (++i == arguments.size())
+                refuse(QStringLiteral("%1 lacks its value: %2").arg(argument, QLatin1String(option->help)));
+            value = arguments[i];
+        }
+        option->apply(job, nameOf(*option), value);
+    }
+
+    if (positional.isEmpty() || positional[0].isEmpty())
+        refuse(QStringLiteral("no input: name an HTML file or a web address"));
+    if (positional.size() < 2 || positional[1].isEmpty())
+        refuse(QStringLiteral("no output: name the PDF to write after the input"));
+    if (positional.size() > 2)
+        refuse(QStringLiteral("one input and one output are enough; what is \"%1\"?")
+                   .arg(onOneLine(positional[2])));
+    job.input = positional[0];
+    job.output = positional[1];
+    return job;
+}
+
+QString helpText()
+{
+    constexpr qsizetype signatureWidth = 29;
+    constexpr qsizetype lineWidth = 79;
+    QString text = QStringLiteral("Usage: quirelle [options] INPUT OUTPUT\n"
+                                  "Turns an HTML file or web page (INPUT) into a PDF (OUTPUT).\n");
+    auto group = optionGroups.begin();
+    for (size_t i = 0; i < options.size(); ++i) {
+        if (group != optionGroups.end() && group->first == i) {
+            text += QStringLiteral("\n%1\n").arg(QLatin1String(group->title));
+            ++group;
+        }
+        text += signatureOf(options[i]).leftJustified(signatureWidth) +
+                wrapped(QLatin1String(options[i].help), lineWidth - signatureWidth, signatureWidth) +
+                QLatin1Char('\n');
+    }
+    text += QStringLiteral("\nExit codes: 0 written, 1 bad arguments, 2 no browser, 3 page not loaded,\n"
+                           "4 out of time, 5 output not written, 6 page or browser crashed.\n");
+    return text;
+}

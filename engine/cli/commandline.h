@@ -1,0 +1,24 @@
+#pragma once
+
+#include "engine/job.h"
+
+#include <QStringList>
+
+#include <variant>
+
+struct HelpRequest {
+};
+struct VersionRequest {
+};
+
+/// What a command line asks for.
+using Request = std::variant<Job, HelpRequest, VersionRequest>;
+
+/// Reads `arguments` (without the program's name). A value is the next argument, whatever it begins with; of
+/// an option given twice the last one holds; "--" ends the options. Throws Failure(BadArguments) naming the
+/// argument that is unknown, lacks its value or has a bad one, or the input or output that is missing or too
+/// much.
+Request parseCommandLine(const QStringList &arguments);
+
+/// The text of --help: the options in groups, as the table has them.
+QString helpText();

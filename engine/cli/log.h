@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QString>
+
+/// The engine's log: one line per job, so that a user who sees only "Failed" finds the reason. It lies in the
+/// user's state folder, readable by its owner alone, and holds at most the last megabyte or so.
+
+/// $XDG_STATE_HOME/quirelle/engine.log, by default ~/.local/state/quirelle/engine.log; on macOS
+/// ~/Library/Logs/quirelle/engine.log.
+QString logPath();
+
+/// Appends `line` with the time in front of it. A log that cannot be written is done without.
+void appendToLog(const QString &line);

@@ -1,0 +1,66 @@
+#include "engine/cli/run.h"
+
+#include "engine/cli/commandline.h"
+#include "engine/cli/log.h"
+#include "engine/convert.h"
+#include "engine/failure.h"
+
+#include <QElapsedTimer>
+
+#include <cstdio>
+#include <exception>
+
+namespace
+{
+
+void print(FILE *stream, const QString &text)
+{
+    fputs(text.toLocal8Bit().constData(), stream);
+}
+
+int report(const Failure &failure)
+{
+    print(stderr, QStringLiteral("quirelle: %1\n").arg(failure.message()));
+    return static_cast<int>(failure.code());
+}
+
+int runJob(const Job &job)
+{
+    const QString name = QStringLiteral("%1 -> %2").arg(withoutCredentials(job.input), job.output);
+    QElapsedTimer timer;
+    timer.start();
+    try {
+        const qsizetype size = convert(job);
+        appendToLog(QStringLiteral("0 %1: %2 bytes, %3 ms").arg(name).arg(size).arg(timer.elapsed()));
+        return static_cast<int>(ExitCode::Written);
+    } catch (const Failure &failure) {
+        appendToLog(
+            QStringLiteral("%1 %2: %3").arg(static_cast<int>(failure.code())).arg(name, failure.message()));
+        return report(failure);
+    } catch (const std::bad_alloc &) {
+        const Failure failure(ExitCode::Crashed, QStringLiteral("out of memory"));
+        appendToLog(
+            QStringLiteral("%1 %2: %3").arg(static_cast<int>(failure.code())).arg(name, failure.message()));
+        return report(failure);
+    }
+}
+
+} // namespace
+
+int runCommandLine(const QStringList &arguments)
+{
+    try {
+        const Request request = parseCommandLine(arguments);
+        if (const Job *job = std::get_if<Job>(&request))
+            return runJob(*job);
+        if (std::holds_alternative<HelpRequest>(request))
+            print(stdout, helpText());
+        else
+            print(stdout, QStringLiteral("quirelle %1\n").arg(QStringLiteral(QUIRELLE_VERSION)));
+        return fflush(stdout) == 0 ? 0 : static_cast<int>(ExitCode::NotWritten);
+    } catch (const Failure &failure) {
+        appendToLog(
+            QStringLiteral("%1 refused: %2").arg(static_cast<int>(failure.code())).arg(failure.message()));
+        return report(failure);
+    }
+}

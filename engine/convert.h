@@ -1,0 +1,7 @@
+#pragma once
+
+#include "engine/job.h"
+
+/// Does the job from beginning to end with a browser of its own, which is gone when this returns. Returns the
+/// size of the PDF in bytes. Throws Failure; the output is then as it was before.
+qsizetype convert(const Job &job);

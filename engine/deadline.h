@@ -1,0 +1,21 @@
+#pragma once
+
+#include <chrono>
+
+/// A point in time by which something must be done. Steady: setting the computer's clock does not move it.
+class Deadline
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    static Deadline in(std::chrono::milliseconds duration) { return Deadline(Clock::now() + duration); }
+
+    Clock::time_point time() const { return m_time; }
+    bool passed() const { return Clock::now() >= m_time; }
+    Deadline earlier(Deadline other) const { return m_time < other.m_time ? *this : other; }
+
+private:
+    explicit Deadline(Clock::time_point time) : m_time(time) {}
+
+    Clock::time_point m_time;
+};

@@ -1,0 +1,51 @@
+#include "engine/failure.h"
+
+#include <QRegularExpression>
+
+#include <utility>
+
+namespace
+{
+
+constexpr qsizetype longestLine = 500;
+
+bool breaksTheLine(QChar c)
+{
+    switch (c.category()) {
+    case QChar::Other_Control:
+    case QChar::Other_Format:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+Failure::Failure(ExitCode code, QString message)
+    : m_code(code), m_message(onOneLine(std::move(message))), m_utf8(m_message.toUtf8())
+{
+}
+
+QString onOneLine(const QString &text)
+{
+    QString line;
+    for (const QChar c : text) {
+        if (line.size() >= longestLine)
+            return line + QChar(0x2026);
+        if (breaksTheLine(c))
+            line += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+        else
+            line += c;
+    }
+    return line;
+}
+
+QString withoutCredentials(const QString &address)
+{
+    static const QRegularExpression userInfo(QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*:/*|)[^/?#\\\\]*@"));
+    QString clean = address;
+    return clean.replace(userInfo, QStringLiteral("\\1"));
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+
+#include <exception>
+
+/// How an engine process ends: its exit code.
+enum class ExitCode {
+    Written = 0,      ///< the PDF is there
+    BadArguments = 1, ///< the command line is refused; nothing was started
+    NoBrowser = 2,    ///< no browser was found, or it cannot start
+    NotLoaded = 3,    ///< the page cannot be loaded
+    OutOfTime = 4,    ///< the job's time is used up
+    NotWritten = 5,   ///< the output cannot be written
+    Crashed = 6,      ///< the page or the browser crashed
+};
+
+/// Why a job cannot be done: what went wrong and what the user can do, on one line. Thrown by every step of a
+/// job and turned into message, log line and exit code in one place, runCommandLine().
+class Failure : public std::exception
+{
+public:
+    Failure(ExitCode code, QString message);
+
+    ExitCode code() const { return m_code; }
+    const QString &message() const { return m_message; }
+    const char *what() const noexcept override { return m_utf8.constData(); }
+
+private:
+    ExitCode m_code;
+    QString m_message;
+    QByteArray m_utf8;
+};
+
+/// `text` as it may stand on one line of a terminal or log: control characters, line and paragraph separators
+/// become
+/// "\u" escapes, and a text longer than 500 characters is cut.
+QString onOneLine(const QString &text);
+
+/// `address` without the user name and password that may stand in it, for messages and logs.
+QString withoutCredentials(const QString &address);

@@ -1,0 +1,22 @@
+#include "engine/pdf/finish.h"
+
+#include "engine/failure.h"
+#include "engine/pdf/copies.h"
+#include "engine/pdf/document.h"
+#include "engine/pdf/title.h"
+
+QByteArray finishPdf(const QByteArray &printed, const Job &job)
+{
+    try {
+        PdfDocument document(printed);
+        if (job.title)
+            setTitle(document.pdf(), *job.title);
+        if (job.copies > 1)
+            repeatPages(document.pdf(), job.copies);
+        return document.compacted();
+    } catch (const std::exception &error) {
+        throw Failure(
+            ExitCode::Crashed,
+            QStringLiteral("the printed PDF cannot be read: %1").arg(QString::fromUtf8(error.what())));
+    }
+}

@@ -2,10 +2,12 @@
 
 #include "engine/browser/neterror.h"
 #include "engine/browser/paper.h"
-#include "engine/browser/prepare_js.h"
+#include "engine/browser/scripts.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
+
+#include <algorithm>
 
 using namespace std::chrono_literals;
 
@@ -27,7 +29,10 @@ constexpr auto quietTime = 100ms;
 constexpr double marginMillimetres = 10;
 constexpr double pointsPerInch = 72;
 constexpr double millimetresPerInch = 25.4;
-constexpr double pixelsPerPoint = 96.0 / 72.0;
+constexpr double pixelsPerInch = 96;
+constexpr double pixelsPerPoint = pixelsPerInch / pointsPerInch;
+/// How far the browser goes in shrinking a page that is wider than the paper (Blink's print layout).
+constexpr double largestShrinking = 1.5;
 
 /// Kinds of request that have no end to wait for, or none that changes the page.
 constexpr const char *lastingTypes[] = {"EventSource", "WebSocket", "Media",
@@ -42,6 +47,15 @@ bool isLasting(const QString &type)
 QString requestKey(const QString &session, const QJsonObject &event)
 {
     return session + u'/' + event["requestId"_L1].toString();
+}
+
+/// The ids of the frames in a frame tree of the protocol's domain Page.
+QStringList framesOf(const QJsonObject &tree)
+{
+    QStringList frames{tree["frame"_L1].toObject()["id"_L1].toString()};
+    for (const QJsonValue &child : tree["childFrames"_L1].toArray())
+        frames += framesOf(child.toObject());
+    return frames;
 }
 
 QString openContext(Session &browser)
@@ -114,13 +128,16 @@ void Page::listen()
     // Frames from elsewhere and workers live in processes of their own; they wait until they are listened to.
     m_session.on(u"Target.attachedToTarget"_s, [this](const QJsonObject &event, const QString &) {
         const QString child = event["sessionId"_L1].toString();
-        m_session.adopt(child);
+        const bool isFrame = event["targetInfo"_L1].toObject()["type"_L1].toString() == "iframe"_L1;
+        m_session.adopt(child, isFrame);
         m_session.post(u"Page.enable"_s, {}, child);
         m_session.post(u"Network.enable"_s, {}, child);
         m_session.post(u"Runtime.runIfWaitingForDebugger"_s, {}, child);
     });
     m_session.on(u"Target.detachedFromTarget"_s, [this](const QJsonObject &event, const QString &) {
-        const QString prefix = event["sessionId"_L1].toString() + u'/';
+        const QString child = event["sessionId"_L1].toString();
+        m_session.release(child);
+        const QString prefix = child + u'/';
         m_requests.removeIf([&](const auto &request) { return request.key().startsWith(prefix); });
     });
 }
@@ -190,14 +207,22 @@ void Page::configure(const Job &job)
 {
     const QSizeF paper = paperFor(job);
     const double margins = 2 * marginMillimetres / millimetresPerInch * pointsPerInch;
-    // As wide as the text on paper, so that what scripts measure and draw fits there.
-    m_session.post(u"Emulation.setDeviceMetricsOverride"_s,
-                   {{u"width"_s, static_cast<int>((paper.width() - margins) * pixelsPerPoint)},
-                    {u"height"_s, static_cast<int>((paper.height() - margins) * pixelsPerPoint)},
-                    {u"deviceScaleFactor"_s, 1},
-                    {u"mobile"_s, false}});
+    setViewport((paper.width() - margins) * pixelsPerPoint, (paper.height() - margins) * pixelsPerPoint);
     if (!job.javaScript)
         m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, true}});
+}
+
+/// The viewport is as wide as the text on paper, so that what scripts measure and draw fits there.
+void Page::setViewport(double width, double height)
+{
+    const QSize viewport(std::max(qRound(width), 1), std::max(qRound(height), 1));
+    if (viewport == m_viewport)
+        return;
+    m_viewport = viewport;
+    m_session.post(u"Emulation.setDeviceMetricsOverride"_s, {{u"width"_s, viewport.width()},
+                                                             {u"height"_s, viewport.height()},
+                                                             {u"deviceScaleFactor"_s, 1},
+                                                             {u"mobile"_s, false}});
 }
 
 void Page::navigate(const Address &address)
@@ -282,31 +307,74 @@ void Page::awaitRequests()
 bool Page::prepare(const Job &job)
 {
     const auto orNull = [](const QString &text) { return text.isEmpty() ? QJsonValue() : QJsonValue(text); };
-    QString size;
-    if (job.paper) {
-        const QSizeF paper = paperFor(job);
-        size = u"%1pt %2pt"_s.arg(paper.width()).arg(paper.height());
-    }
+    const QSizeF paper = paperFor(job);
     QString orientation;
     if (job.orientation)
         orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
-    const QJsonObject paper{{u"size"_s, orNull(size)},
-                            {u"orientation"_s, orNull(orientation)},
-                            {u"background"_s, job.background}};
+    const QJsonObject settings{
+        {u"size"_s, orNull(job.paper ? u"%1pt %2pt"_s.arg(paper.width()).arg(paper.height()) : QString())},
+        {u"orientation"_s, orNull(orientation)},
+        {u"background"_s, job.background},
+        {u"width"_s, paper.width() * pixelsPerPoint},
+        {u"margin"_s, marginMillimetres / millimetresPerInch * pixelsPerInch}};
+    bool loading = false;
+    for (const FrameResult &result : runInFrames(prepareScript, settings)) {
+        loading = result.value["loading"_L1].toBool() || loading;
+        if (result.frame == m_target)
+            setViewport(result.value["textWidth"_L1].toDouble(m_viewport.width()), m_viewport.height());
+    }
+    if (job.minimumFontSize > 0)
+        enlargeText(job.minimumFontSize * pixelsPerPoint);
+    return loading;
+}
 
-    const auto world = m_session.ask(u"Page.createIsolatedWorld"_s,
-                                     {{u"frameId"_s, m_target}, {u"worldName"_s, u"quirelle"_s}}, m_patience);
-    if (!world || !world->error.isEmpty())
-        return false;
-    const auto outcome = m_session.ask(
-        u"Runtime.evaluate"_s,
-        {{u"expression"_s,
-          u"(%1)(%2)"_s.arg(QString::fromLatin1(prepareScript),
-                            QString::fromUtf8(QJsonDocument(paper).toJson(QJsonDocument::Compact)))},
-         {u"contextId"_s, world->result["executionContextId"_L1]},
-         {u"returnByValue"_s, true}},
-        m_patience);
-    return outcome && outcome->result["result"_L1].toObject()["value"_L1].toBool();
+/// A page that is wider than the paper is shrunk onto it, down to two thirds, and its text with it.
+void Page::enlargeText(double minimumPixels)
+{
+    double shrinking = 1;
+    // Larger text may make the page wider still.
+    for (int round = 0; round < 3; ++round) {
+        runInFrames(enlargeScript,
+                    QJsonObject{{u"minimum"_s, minimumPixels * shrinking}, {u"byBrowser"_s, minimumPixels}});
+        const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, m_patience);
+        if (!metrics)
+            return;
+        const double width = metrics->result["cssContentSize"_L1].toObject()["width"_L1].toDouble();
+        const double wanted = std::clamp(width / m_viewport.width(), 1.0, largestShrinking);
+        if (wanted <= shrinking)
+            return;
+        shrinking = wanted;
+    }
+}
+
+/// Runs a script, the text of a function of one argument, in every frame, in a world of its own there, and
+/// returns what it returned in each. A frame that is gone or busy until the patience ends is passed over.
+QList<Page::FrameResult> Page::runInFrames(const char *script, const QJsonObject &argument)
+{
+    const QString expression =
+        u"(%1)(%2)"_s.arg(QString::fromLatin1(script),
+                          QString::fromUtf8(QJsonDocument(argument).toJson(QJsonDocument::Compact)));
+    QList<FrameResult> results;
+    for (const QString &session : m_session.family()) {
+        const auto tree = m_session.ask(u"Page.getFrameTree"_s, {}, m_patience, session);
+        if (!tree)
+            break;
+        for (const QString &frame : framesOf(tree->result["frameTree"_L1].toObject())) {
+            const auto world =
+                m_session.ask(u"Page.createIsolatedWorld"_s,
+                              {{u"frameId"_s, frame}, {u"worldName"_s, u"quirelle"_s}}, m_patience, session);
+            if (!world || !world->error.isEmpty())
+                continue;
+            const auto outcome = m_session.ask(u"Runtime.evaluate"_s,
+                                               {{u"expression"_s, expression},
+                                                {u"contextId"_s, world->result["executionContextId"_L1]},
+                                                {u"returnByValue"_s, true}},
+                                               m_patience, session);
+            if (outcome)
+                results.append({frame, outcome->result["result"_L1].toObject()["value"_L1].toObject()});
+        }
+    }
+    return results;
 }
 
 QByteArray Page::print(const Job &job)

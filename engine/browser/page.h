@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QSize>
 
 /// A blank page in a browser context of its own: it shares no cookie, cache, storage or credential with any
 /// other. Loads one document and prints it.
@@ -47,6 +48,13 @@ private:
     void letTimePass();
     void awaitRequests();
     bool prepare(const Job &job);
+    struct FrameResult {
+        QString frame;
+        QJsonObject value;
+    };
+    QList<FrameResult> runInFrames(const char *script, const QJsonObject &argument);
+    void enlargeText(double minimumPixels);
+    void setViewport(double width, double height);
     bool nothingUnderWay() const;
 
     Session m_browser;
@@ -56,6 +64,8 @@ private:
     Session m_session;
 
     QString m_shownAddress;
+    /// In CSS pixels.
+    QSize m_viewport;
     /// Identifies the document that the main frame holds or is about to.
     QString m_loader;
     bool m_loadEvent = false;

@@ -1,5 +1,6 @@
 // Makes the document ready for paper. Runs in a world of its own, so that nothing the page has redefined is met here,
-// as often as the document may have changed; returns whether this call has set anything loading.
+// as often as the document may have changed. Returns {loading, textWidth}: whether this call has set anything loading,
+// and how wide the text stands on paper, in CSS pixels.
 (paper) => {
     // Sheets of other origins cannot be read; the override at the end reaches what they say as well, short of
     // their own "!important".
@@ -66,12 +67,37 @@
         document.adoptedStyleSheets = [...others, globalThis.override];
     }
 
-    let setLoading = false;
+    // What the rules for all pages together say; those of single pages do not count.
+    const general = {};
+    for (const { selectorText, style } of pageRules) {
+        if (selectorText) continue;
+        for (const property of ['size', 'margin-left', 'margin-right'])
+            if (style.getPropertyValue(property)) general[property] = style.getPropertyValue(property).trim();
+    }
+    const millimetres = {
+        a3: [297, 420], a4: [210, 297], a5: [148, 210], b4: [250, 353], b5: [176, 250], 'jis-b4': [257, 364],
+        'jis-b5': [182, 257], letter: [215.9, 279.4], legal: [215.9, 355.6], ledger: [279.4, 431.8],
+    };
+    const widthOf = (size) => {
+        const words = size.toLowerCase().split(/\s+/);
+        const sides = words.map((word) => millimetres[word]).find(Boolean);
+        if (sides) return (sides[words.includes('landscape') ? 1 : 0] * 96) / 25.4;
+        return /^[\d.]/.test(size) ? inPixels(words[0]) : paper.width;
+    };
+    const pageWidth = general.size ? widthOf(general.size) : paper.width;
+    const marginOf = (margin) => {
+        if (!margin || margin === 'auto') return paper.margin;
+        return margin.endsWith('%') ? (parseFloat(margin) / 100) * pageWidth : inPixels(margin);
+    };
+    const textWidth = pageWidth - marginOf(general['margin-left']) - marginOf(general['margin-right']);
+
+    let loading = document.fonts.status === 'loading';
     for (const element of document.querySelectorAll('img[loading="lazy" i], iframe[loading="lazy" i]')) {
         element.loading = 'eager';
-        setLoading = true;
+        loading = true;
     }
     // Fonts and images that only this layout uses are asked for now.
     if (document.documentElement) void document.documentElement.offsetHeight;
-    return setLoading || document.fonts.status === 'loading';
+    loading ||= document.fonts.status === 'loading';
+    return { loading, textWidth: Math.round(textWidth) };
 }

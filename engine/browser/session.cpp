@@ -9,7 +9,7 @@ Session::Session(Connection &connection, const QString &id, Deadline deadline)
 Session::~Session()
 {
     m_connection.detach(m_id, m_mailbox);
-    for (const QString &child : std::as_const(m_children))
+    for (const QString &child : m_children.keys())
         m_connection.detach(child, m_mailbox);
 }
 
@@ -19,9 +19,9 @@ Session::Reply Session::ask(const QString &method, const QJsonObject &parameters
 }
 
 std::optional<Session::Reply> Session::ask(const QString &method, const QJsonObject &parameters,
-                                           Deadline bound)
+                                           Deadline bound, const QString &to)
 {
-    const int id = m_connection.send(m_id, method, parameters, m_deadline, m_mailbox);
+    const int id = m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, m_mailbox);
     while (const std::optional<QJsonObject> message = step(bound)) {
         if (message->value(QLatin1String("id")).toInt() == id) {
             return Reply{
@@ -51,10 +51,21 @@ void Session::on(const QString &event, Handler handler)
     m_handlers.insert(event, std::move(handler));
 }
 
-void Session::adopt(const QString &id)
+void Session::adopt(const QString &id, bool isFrame)
 {
-    m_children += id;
+    m_children.insert(id, isFrame);
     m_connection.attach(id, m_mailbox);
+}
+
+void Session::release(const QString &id)
+{
+    m_children.remove(id);
+    m_connection.detach(id, m_mailbox);
+}
+
+QStringList Session::family() const
+{
+    return QStringList{m_id} + m_children.keys(true);
 }
 
 bool Session::waitUntil(const std::function<bool()> &condition, Deadline bound)

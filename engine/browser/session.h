@@ -3,6 +3,7 @@
 #include "engine/browser/connection.h"
 #include "engine/failure.h"
 
+#include <QHash>
 #include <QStringList>
 
 #include <functional>
@@ -34,8 +35,9 @@ public:
     /// Sends a command and waits for its reply, handing out events meanwhile.
     Reply ask(const QString &method, const QJsonObject &parameters = {});
     /// Same, with at most this bound: nothing when no reply came in time. A reply that comes later is
-    /// dropped.
-    std::optional<Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
+    /// dropped. To the child session `to`, if that is not empty.
+    std::optional<Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound,
+                             const QString &to = {});
     /// Same as the first, for a command that is never refused in the state the page is in; throws
     /// Failure(Crashed) if it is.
     QJsonObject call(const QString &method, const QJsonObject &parameters = {});
@@ -44,8 +46,12 @@ public:
 
     /// `handler` gets the parameters of every event of this name from now on.
     void on(const QString &event, Handler handler);
-    /// Events of the child session `id` come here as well.
-    void adopt(const QString &id);
+    /// Events of the child session `id`, of a frame in another process or of a worker, come here as well.
+    void adopt(const QString &id, bool isFrame);
+    /// The child session is gone.
+    void release(const QString &id);
+    /// The ids of this session and of its children that are frames.
+    QStringList family() const;
 
     /// Hands out events until `condition` holds; returns whether it does by the bound.
     bool waitUntil(const std::function<bool()> &condition, Deadline bound);
@@ -60,7 +66,8 @@ private:
 
     Connection &m_connection;
     QString m_id;
-    QStringList m_children;
+    /// Whether it is a frame, by session id.
+    QHash<QString, bool> m_children;
     Deadline m_deadline;
     QString m_activity;
     std::shared_ptr<Mailbox> m_mailbox;

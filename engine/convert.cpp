@@ -13,7 +13,7 @@ QByteArray printed(const Job &job)
     const Deadline deadline = Deadline::in(job.timeout);
     Browser browser(launchFlagsFor(job));
     try {
-        Page page(browser.connection(), deadline);
+        Page page(browser.connection(), job.proxy, deadline);
         page.load(job);
         return page.print(job);
     } catch (const Failure &failure) {

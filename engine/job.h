@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/proxy.h"
+
 #include <QSizeF>
 #include <QString>
 
@@ -25,11 +27,10 @@ struct Job {
     /// The document's title instead of the page's own.
     std::optional<QString> title;
 
-    /// Answers the HTTP authentication of the page's server; empty for none.
+    /// Answer the HTTP authentication of the page's server, the first that asks; empty for none.
     QString userName;
     QString password;
-    /// http://[user:password@]host[:port], https://…, socks5://host[:port] or host[:port]; empty for none.
-    QString proxy;
+    std::optional<Proxy> proxy;
 
     bool externalLinks = true;
     bool grayscale = false;

@@ -58,10 +58,15 @@ QStringList framesOf(const QJsonObject &tree)
     return frames;
 }
 
-QString openContext(Session &browser)
+QString openContext(Session &browser, const std::optional<Proxy> &proxy)
 {
     browser.setActivity(u"starting the browser"_s);
-    return browser.call(u"Target.createBrowserContext"_s)["browserContextId"_L1].toString();
+    QJsonObject settings;
+    if (proxy) {
+        // Without the bypass rule the browser would go to this machine's own servers directly.
+        settings = {{u"proxyServer"_s, proxy->server}, {u"proxyBypassList"_s, u"<-loopback>"_s}};
+    }
+    return browser.call(u"Target.createBrowserContext"_s, settings)["browserContextId"_L1].toString();
 }
 
 QString openTarget(Session &browser, const QString &context)
@@ -81,8 +86,8 @@ QString attachTo(Session &browser, const QString &target)
 
 } // namespace
 
-Page::Page(Connection &connection, Deadline deadline)
-    : m_browser(connection, {}, deadline), m_context(openContext(m_browser)),
+Page::Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline)
+    : m_browser(connection, {}, deadline), m_context(openContext(m_browser, proxy)),
       m_target(openTarget(m_browser, m_context)),
       m_session(connection, attachTo(m_browser, m_target), deadline), m_patience(Deadline::in(patience))
 {
@@ -158,6 +163,7 @@ void Page::noteNavigation(const QJsonObject &frame)
         m_session.fail(Failure(ExitCode::NotLoaded, u"%1 leads on to %2, which cannot be loaded"_s.arg(
                                                         m_shownAddress, withoutCredentials(unreachable))));
     m_loader = frame["loaderId"_L1].toString();
+    m_server = frame["securityOrigin"_L1].toString();
     m_loadEvent = false;
     ++m_events;
     m_requests.removeIf([&](const auto &request) { return request->loader != m_loader; });
@@ -210,6 +216,41 @@ void Page::configure(const Job &job)
     setViewport((paper.width() - margins) * pixelsPerPoint, (paper.height() - margins) * pixelsPerPoint);
     if (!job.javaScript)
         m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, true}});
+    if (!job.userName.isEmpty() || !job.password.isEmpty() || (job.proxy && !job.proxy->userName.isEmpty()))
+        answerAuthentication(job);
+}
+
+/// Only for jobs with a name and password: intercepting requests has its price.
+void Page::answerAuthentication(const Job &job)
+{
+    m_session.on(u"Fetch.requestPaused"_s, [this](const QJsonObject &event, const QString &session) {
+        m_session.post(u"Fetch.continueRequest"_s, {{u"requestId"_s, event["requestId"_L1]}}, session);
+    });
+    m_session.on(u"Fetch.authRequired"_s, [this, job](const QJsonObject &event, const QString &session) {
+        const QJsonObject challenge = event["authChallenge"_L1].toObject();
+        const bool byProxy = challenge["source"_L1].toString() == "Proxy"_L1;
+        const QString server = challenge["origin"_L1].toString();
+        const bool forDocument = event["frameId"_L1].toString() == m_target &&
+                                 event["resourceType"_L1].toString() == "Document"_L1;
+        if (!byProxy && m_trustedServer.isEmpty() && (forDocument || server == m_server))
+            m_trustedServer = server;
+        const QString userName = byProxy ? (job.proxy ? job.proxy->userName : QString()) : job.userName;
+        const QString password = byProxy ? (job.proxy ? job.proxy->password : QString()) : job.password;
+        const bool known = !userName.isEmpty() || !password.isEmpty();
+        const bool trusted = byProxy || server == m_trustedServer;
+        // Asked again after an answer, the answer was wrong.
+        const QString question = requestKey(session, event) + (byProxy ? u"/proxy"_s : QString());
+        QJsonObject answer{{u"response"_s, u"CancelAuth"_s}};
+        if (known && trusted && !m_answered.contains(question)) {
+            m_answered.insert(question);
+            answer = {{u"response"_s, u"ProvideCredentials"_s},
+                      {u"username"_s, userName},
+                      {u"password"_s, password}};
+        }
+        m_session.post(u"Fetch.continueWithAuth"_s,
+                       {{u"requestId"_s, event["requestId"_L1]}, {u"authChallengeResponse"_s, answer}}, session);
+    });
+    m_session.post(u"Fetch.enable"_s, {{u"handleAuthRequests"_s, true}});
 }
 
 /// The viewport is as wide as the text on paper, so that what scripts measure and draw fits there.

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QSet>
 #include <QSize>
 
 /// A blank page in a browser context of its own: it shares no cookie, cache, storage or credential with any
@@ -15,8 +16,9 @@
 class Page
 {
 public:
-    /// Opens the context and the page in it.
-    Page(Connection &connection, Deadline deadline);
+    /// Opens the context and the page in it. With a proxy everything but files is fetched through it, the machine's own
+    /// servers included.
+    Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline);
 
     /// Loads the job's input and returns when it is whole: after its load event, with its fonts and images,
     /// what its scripts build and what they fetch. What is not whole 30 s after the start is taken as it is.
@@ -41,6 +43,8 @@ private:
     void noteRequest(const QString &session, const QJsonObject &event);
     void noteResponse(const QJsonObject &event);
     void noteRequestEnd(const QString &session, const QJsonObject &event);
+
+    void answerAuthentication(const Job &job);
 
     void navigate(const Address &address);
     void awaitLoadEvent();
@@ -72,6 +76,12 @@ private:
     bool m_timeHasPassed = false;
     /// By "session/request".
     QHash<QString, Request> m_requests;
+    /// Origin of the document in the main frame.
+    QString m_server;
+    /// Origin of the server of the page that has asked first for a name and password; no other is given them.
+    QString m_trustedServer;
+    /// Requests whose question for a name and password has been answered.
+    QSet<QString> m_answered;
     /// Counts what has happened to the page: documents, requests.
     int m_events = 0;
     Deadline m_patience;

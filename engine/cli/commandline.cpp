@@ -102,7 +102,7 @@ constexpr auto options = std::to_array<Option>({
     {"--password", "TEXT", "password for the page's server",
         [](Job &job, QLatin1String, const QString &value) { job.password = value; }},
     {"-p", "PROXY", "[http://|https://|socks5://][user:password@]host[:port]",
-        [](Job &job, QLatin1String, const QString &value) { job.proxy = value; }},
+        [](Job &job, QLatin1String, const QString &value) { job.proxy = parseProxy(value); }},
     {"--timeout", "SECONDS", "give up after this time (60)", setTimeout},
 
     {"--help", nullptr, "this text", nullptr},

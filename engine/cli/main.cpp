@@ -3,11 +3,35 @@
 #include <QCoreApplication>
 
 #include <csignal>
+#include <cstring>
+
+namespace
+{
+
+/// Takes the arguments over and blanks those that can hold a secret, so that no list of processes shows them: the
+/// values of the options for names, passwords and proxies, and addresses with a password in them.
+QStringList takeArguments(int argc, char *argv[])
+{
+    QStringList arguments;
+    bool secret = false;
+    for (int i = 1; i < argc; ++i) {
+        const QString argument = QString::fromLocal8Bit(argv[i]);
+        arguments += argument;
+        if (secret || (argument.contains(QLatin1String("://")) && argument.contains(QLatin1Char('@'))))
+            memset(argv[i], '*', strlen(argv[i]));
+        secret = !secret && (argument == QLatin1String("--username") || argument == QLatin1String("--password") ||
+                             argument == QLatin1String("-p"));
+    }
+    return arguments;
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
+    const QStringList arguments = takeArguments(argc, argv);
     // A browser or reader that goes away shows in the result of a write, not in the engine's end.
     std::signal(SIGPIPE, SIG_IGN);
     const QCoreApplication application(argc, argv);
-    return runCommandLine(QCoreApplication::arguments().mid(1));
+    return runCommandLine(arguments);
 }

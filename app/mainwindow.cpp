@@ -5,6 +5,7 @@
 #include "ui_mainwindow.h"
 
 #include <QCloseEvent>
+#include <QHeaderView>
 #include <QPalette>
 #include <QPixmap>
 #include <QProcess>
@@ -30,6 +31,20 @@ constexpr RoleColor lightColors[] = {
 };
 // Behind the image: the style takes the shades of frames from it.
 constexpr QRgb windowColor = 0xfff0f2f4;
+
+void setLightColors(QPalette &palette)
+{
+    for (const RoleColor &entry : lightColors)
+        palette.setColor(entry.role, QColor::fromRgb(entry.color));
+}
+
+/// The widths that the columns start with are one pixel more than the frame leaves. That is no reason for a
+/// scroll bar; a column widened by the user is.
+void hideNeedlessScrollBar(QTableWidget &table)
+{
+    const bool needed = table.horizontalHeader()->length() > table.viewport()->width() + 1;
+    table.setHorizontalScrollBarPolicy(needed ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
+}
 
 } // namespace
 
@@ -89,9 +104,18 @@ void MainWindow::showBackground()
 
     QPalette colors = palette();
     colors.setBrush(QPalette::Window, QBrush(QColor::fromRgb(windowColor), background));
-    for (const RoleColor &entry : lightColors)
-        colors.setColor(entry.role, QColor::fromRgb(entry.color));
+    setLightColors(colors);
     setPalette(colors);
+    // Controls with a style sheet, and what is within them, take no colours from their window.
+    const auto controls = findChildren<QWidget *>();
+    for (QWidget *control : controls) {
+        if (control->testAttribute(Qt::WA_StyleSheet)) {
+            QPalette own = control->palette();
+            setLightColors(own);
+            own.setColor(QPalette::Window, QColor::fromRgb(windowColor));
+            control->setPalette(own);
+        }
+    }
 }
 
 void MainWindow::InitAllChoice()
@@ -112,6 +136,9 @@ void MainWindow::InitAllChoice()
     table.setColumnWidth(SourceColumn, sixth);
     table.setColumnWidth(SizeColumn, sixth);
     table.setColumnWidth(InformationColumn, sixth);
+    hideNeedlessScrollBar(table);
+    connect(table.horizontalHeader(), &QHeaderView::sectionResized, &table,
+            [&table] { hideNeedlessScrollBar(table); });
 
     setWindowTitle(tr("Quirelle"));
     showButtonImage(*ui->pushButton_About, u":MyImage/Image/About.png"_s);

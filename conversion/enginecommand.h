@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QString>
+
+/// Path of the engine's executable, from the folder of the window's own: both lie in one application bundle,
+/// the window in its Contents/MacOS, the engine in a bundle of its own, two levels up.
+QString enginePath(const QString &applicationFolder);
+
+/// The whole command line of one job: engine, input and output in double quotes, the options as they are.
+/// Filled one after another, so a "%" followed by a digit in an earlier piece takes part in the filling of
+/// the later ones: this is meant.
+QString engineCommand(const QString &engine, const QString &options, const QString &input,
+                      const QString &output);

@@ -1,0 +1,125 @@
+#include "conversion/engineoptions.h"
+
+#include "settings/choices.h"
+#include "settings/settingsfile.h"
+
+#include <QSettings>
+#include <QStringList>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int mostCopies = 10;
+constexpr int longestPaperSide = 3000; // millimetres
+// What counts where the file says nothing. A stored "Default" is 0, and asks for no smallest font: this is
+// meant.
+constexpr int fontSizeWhenAbsent = 10;
+
+struct TextOption {
+    const char16_t *key;
+    const char16_t *option;
+};
+
+constexpr TextOption textOptions[] = {
+    {SettingKey::Title, u"\"--title\" \"%1\""},
+    {SettingKey::AuthUser, u"\"--username\" \"%1\""},
+    {SettingKey::Password, u"\"--password\" \"%1\""},
+    {SettingKey::Proxy, u"\"-p\" \"%1\""},
+};
+
+constexpr TextOption flagOptions[] = {
+    {SettingKey::NoWebLink, u"\"--disable-external-links\""},
+    {SettingKey::Grayscale, u"\"--grayscale\""},
+    {SettingKey::DisableJs, u"\"--disable-javascript\""},
+    {SettingKey::NoImages, u"\"--no-images\""},
+    {SettingKey::LowQuality, u"\"--lowquality\""},
+    {SettingKey::NoBackground, u"\"--no-background\""},
+};
+
+int storedNumber(const QSettings &settings, const char16_t *key, int whenAbsent)
+{
+    return settings.value(key, whenAbsent).toString().toInt();
+}
+
+/// A stored number within these limits, else 0.
+int clamped(const QSettings &settings, const char16_t *key, int smallest, int largest, int whenAbsent = 0)
+{
+    const int number = storedNumber(settings, key, whenAbsent);
+    return number < smallest || number > largest ? 0 : number;
+}
+
+QString paperOption(const QSettings &settings)
+{
+    const int last = static_cast<int>(g_paperSizes.size()) - 1;
+    const int index = clamped(settings, SettingKey::PaperSizeModel, 0, last);
+    if (index == 0)
+        return QString();
+    return u"\"--page-size\" \"%1\""_s.arg(
+        QLatin1String(g_paperSizes.at(static_cast<std::size_t>(index)).option));
+}
+
+/// One side of a paper of the user's own, as text; "NULL" for one that no paper has.
+QString paperSide(const QSettings &settings, const char16_t *key)
+{
+    const QString side = settings.value(key, 0).toString();
+    const int millimetres = side.toInt();
+    return millimetres <= 0 || millimetres > longestPaperSide ? u"NULL"_s : side;
+}
+
+QString copiesOption(const QSettings &settings)
+{
+    return u"\"--copies\" \"%1\""_s.arg(clamped(settings, SettingKey::CopyNumber, 0, mostCopies - 1) + 1);
+}
+
+QString orientationOption(const QSettings &settings)
+{
+    const int last = static_cast<int>(g_orientations.size()) - 1;
+    const int index = clamped(settings, SettingKey::Orientation, 0, last);
+    if (index == 0)
+        return QString();
+    return u"\"--orientation\" \"%1\""_s.arg(
+        QLatin1String(g_orientations.at(static_cast<std::size_t>(index)).option));
+}
+
+QString fontSizeOption(const QSettings &settings)
+{
+    const int points =
+        clamped(settings, SettingKey::FontSize, g_smallestFontSize, g_largestFontSize, fontSizeWhenAbsent);
+    return points == 0 ? QString() : u"\"--minimum-font-size\" \"%1\""_s.arg(points);
+}
+
+QString textOption(const QSettings &settings, const TextOption &option)
+{
+    const QString text = settings.value(option.key, QString()).toString().left(g_longestText);
+    return text.isEmpty() ? QString() : QString::fromUtf16(option.option).arg(text);
+}
+
+QString flagOption(const QSettings &settings, const TextOption &option)
+{
+    const bool on = settings.value(option.key, QString()).toString() == "True"_L1;
+    return on ? QString::fromUtf16(option.option) : QString();
+}
+
+} // namespace
+
+QString engineOptions(const QSettings &settings)
+{
+    QStringList places{paperOption(settings)};
+    // Read and checked, but the engine is given no paper of the user's own.
+    [[maybe_unused]] const QString width = paperSide(settings, SettingKey::PaperWidth);
+    [[maybe_unused]] const QString height = paperSide(settings, SettingKey::PaperHeight);
+    places << copiesOption(settings) << orientationOption(settings) << fontSizeOption(settings);
+    for (const TextOption &option : textOptions)
+        places << textOption(settings, option);
+    for (const TextOption &option : flagOptions)
+        places << flagOption(settings, option);
+    places << QString(); // the last place is always empty
+
+    // Filled one after another: each takes the lowest marker left, wherever that has come from.
+    QString line = u"%1 %2 %3 %4 %5 %6 %7 %8 %9 %10 %11 %12 %13 %14 %15"_s;
+    for (const QString &place : std::as_const(places))
+        line = line.arg(place);
+    return line;
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QDialog>
+
+#include <memory>
+
+class Ui_AboutDlg;
+
+/// Name, version, rights and addresses of the product, and a way to its homepage.
+class AboutDlg : public QDialog
+{
+    Q_OBJECT
+
+public:
+    explicit AboutDlg(QWidget *parent = nullptr);
+    ~AboutDlg() override;
+
+public slots:
+    /// Opens the homepage in the user's browser. Nothing is reported where none opens.
+    void VisitURL();
+
+private:
+    const std::unique_ptr<Ui_AboutDlg> ui;
+};

@@ -1,0 +1,69 @@
+#include "dialogs/addurl.h"
+
+#include "settings/settingsfile.h"
+#include "ui_addurl.h"
+
+#include <QFile>
+#include <QFileDialog>
+#include <QSettings>
+#include <QTextStream>
+
+namespace
+{
+
+QString storedListFolder()
+{
+    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    return settings.value(QString::fromUtf16(SettingKey::ListFilePath), QString()).toString();
+}
+
+void storeListFolder(const QString &folder)
+{
+    ensurePrivateSettingsFile();
+    QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    settings.setValue(QString::fromUtf16(SettingKey::ListFilePath), folder);
+}
+
+} // namespace
+
+addurl::addurl(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_addurl>())
+{
+    ui->setupUi(this);
+    setFixedSize(401, 300);
+    connect(ui->pushButton_LoadTXT, &QPushButton::clicked, this, &addurl::on_buttonBox_LoadTXT);
+    connect(ui->pushButton_Clear, &QPushButton::clicked, this, &addurl::on_buttonBox_Clear);
+}
+
+addurl::~addurl() = default;
+
+QString addurl::GetURLContent()
+{
+    m_strURLContent = ui->textEdit_URL->toPlainText();
+    return m_strURLContent;
+}
+
+void addurl::on_buttonBox_accepted()
+{
+    GetURLContent();
+}
+
+void addurl::on_buttonBox_LoadTXT()
+{
+    // The filter's odd spelling is meant.
+    const QString path = QFileDialog::getOpenFileName(
+        this, tr("Select one or more files to open"), storedListFolder(),
+        tr("ALl Supported Files(*. rtf *.txt *.ini *.);;RTF File(*.rtf);;TXT File(*.txt);;"
+           "INI File(*.ini);;All Files(*.*)"));
+    if (path.isEmpty())
+        return;
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly))
+        ui->textEdit_URL->setText(QTextStream(&file).readAll());
+    // The folder is remembered whether or not the file could be read.
+    storeListFolder(path.left(path.lastIndexOf(QLatin1Char('/'))));
+}
+
+void addurl::on_buttonBox_Clear()
+{
+    ui->textEdit_URL->clear();
+}

@@ -1,0 +1,138 @@
+// What the user puts into the job list, and takes out of it.
+
+#include "app/mainwindow.h"
+#include "joblist/address.h"
+#include "joblist/filesize.h"
+#include "joblist/jobtable.h"
+#include "settings/settingsfile.h"
+#include "ui_mainwindow.h"
+
+#include <QDesktopServices>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QMimeData>
+#include <QSettings>
+#include <QUrl>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString storedInputFolder()
+{
+    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    return settings.value(SettingKey::InputFolder, QString()).toString();
+}
+
+void storeInputFolder(const QString &file)
+{
+    ensurePrivateSettingsFile();
+    QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    // Only a backslash ends the folder. Paths with "/" are kept whole, and a dialog started on a file opens
+    // its folder: this is meant.
+    settings.setValue(SettingKey::InputFolder, file.left(file.lastIndexOf(u'\\')));
+}
+
+QList<Job> jobsOf(const QStringList &inputs, const char16_t *source)
+{
+    const QString sourceText = QString::fromUtf16(source);
+    QList<Job> jobs;
+    jobs.reserve(inputs.size());
+    for (const QString &input : inputs)
+        jobs.append({input, sourceText});
+    return jobs;
+}
+
+} // namespace
+
+void MainWindow::AddFile()
+{
+    if (m_bConverting)
+        return;
+    const QStringList files = QFileDialog::getOpenFileNames(
+        this, tr("Select one or more files to open"), storedInputFolder(),
+        tr("All Supported Files (*.html *.htm);;HTML File (*.html);;HTM File (*.htm)"));
+    if (files.isEmpty())
+        return;
+    storeInputFolder(files.first());
+    appendJobs(*ui->tableWidget, jobsOf(files, JobSource::LocalFile));
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (event->mimeData()->hasFormat(u"text/uri-list"_s))
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent *event)
+{
+    // Also during a run: the new rows are converted with the others.
+    QList<Job> jobs;
+    const QList<QUrl> urls = event->mimeData()->urls();
+    for (const QUrl &url : urls) {
+        const QString path = url.toLocalFile();
+        // The first address that is no local file ends the drop; what came before it stays.
+        if (path.isEmpty())
+            break;
+        jobs.append({path, dropHasContent(path) ? QString::fromUtf16(JobSource::LocalFile) : QString()});
+    }
+    appendJobs(*ui->tableWidget, jobs);
+}
+
+void MainWindow::AddUrl()
+{
+    if (m_bConverting)
+        return;
+    if (m_addUrlDialog.exec() != QDialog::Accepted)
+        return;
+    if (!m_addUrlDialog.m_strURLContent.isEmpty())
+        AddUrltoList(m_addUrlDialog.m_strURLContent);
+}
+
+void MainWindow::AddUrltoList(QString text)
+{
+    QStringList addresses = splitAddresses(std::move(text));
+    addresses.removeIf([this](const QString &address) { return !CheckURL(address.toLatin1().data()); });
+    appendJobs(*ui->tableWidget, jobsOf(addresses, JobSource::OnlineFile));
+}
+
+bool MainWindow::CheckURL(char *address)
+{
+    return isAddress(address);
+}
+
+void MainWindow::DeleteFile()
+{
+    if (m_bConverting)
+        return;
+    QTableWidget &table = *ui->tableWidget;
+    // The current row goes first, even where it is not selected.
+    if (table.currentRow() >= 0)
+        table.removeRow(table.currentRow());
+    QList<int> rows;
+    const QModelIndexList selected = table.selectionModel()->selectedIndexes();
+    for (const QModelIndex &index : selected)
+        rows.append(index.row());
+    // Nothing of the selection remains anyway; without it the table need not follow it from removal to
+    // removal.
+    table.clearSelection();
+    removeJobs(table, rows);
+}
+
+void MainWindow::DeleteAllFile()
+{
+    if (!m_bConverting)
+        ui->tableWidget->setRowCount(0);
+}
+
+void MainWindow::OpenSourceFile()
+{
+    // Always the first entry, whichever row was double-clicked: this is meant.
+    QDesktopServices::openUrl(QUrl(jobText(*ui->tableWidget, 0, InputColumn), QUrl::TolerantMode));
+}
+
+void MainWindow::Onkeyboard() {}

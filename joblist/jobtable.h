@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+class QTableWidget;
+
+/// The columns of the job list.
+enum JobColumn { InputColumn, SourceColumn, SizeColumn, InformationColumn, JobColumnCount };
+
+/// What column SourceColumn says of a row. A row that says neither has no output name of its own.
+namespace JobSource
+{
+inline constexpr char16_t LocalFile[] = u"Local File";
+inline constexpr char16_t OnlineFile[] = u"Online File";
+} // namespace JobSource
+
+/// One row as it is added.
+struct Job {
+    QString input;  ///< absolute path, or the address as typed
+    QString source; ///< one of JobSource, or empty
+};
+
+/// Adds rows at the end, in order, with an item in every cell. All at once: a row more costs the table's
+/// header almost as much as thousands more.
+void appendJobs(QTableWidget &table, const QList<Job> &jobs);
+
+/// Removes these rows, given in any order.
+void removeJobs(QTableWidget &table, QList<int> rows);
+
+/// The text of a cell; empty where there is none.
+QString jobText(const QTableWidget &table, int row, JobColumn column);
+
+/// Puts a new item with this text into a cell, if the table has that row.
+void setJobText(QTableWidget &table, int row, JobColumn column, const QString &text);

@@ -1,0 +1,196 @@
+#include "settings/settingdialog.h"
+
+#include "settings/choices.h"
+#include "settings/settingsfile.h"
+#include "ui_settingdialog.h"
+
+#include <QEvent>
+#include <QMessageBox>
+#include <QSettings>
+
+#include <utility>
+
+namespace
+{
+
+QString read(const QSettings &settings, const char16_t *key, const QVariant &whenAbsent)
+{
+    return settings.value(QString::fromUtf16(key), whenAbsent).toString();
+}
+
+int readNumber(const QSettings &settings, const char16_t *key)
+{
+    return read(settings, key, 0).toInt();
+}
+
+int readIndex(const QSettings &settings, const char16_t *key, int count)
+{
+    const int index = readNumber(settings, key);
+    return index < 0 || index >= count ? 0 : index;
+}
+
+QString readText(const QSettings &settings, const char16_t *key)
+{
+    return read(settings, key, QString()).left(g_longestText);
+}
+
+bool readFlag(const QSettings &settings, const char16_t *key)
+{
+    return read(settings, key, QString()) == QLatin1String("True");
+}
+
+QString flagText(bool on)
+{
+    return on ? QStringLiteral("True") : QStringLiteral("False");
+}
+
+bool isFontSize(int points)
+{
+    return points >= g_smallestFontSize && points <= g_largestFontSize;
+}
+
+} // namespace
+
+SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_SettingDialog>())
+{
+    ui->setupUi(this);
+    // Completion would turn a typed 7 into the listed 72.
+    ui->comboBox_FontSize->setCompleter(nullptr);
+    connect(ui->pushButton_Ok, &QPushButton::clicked, this, &SettingDialog::OnButtonOk);
+    connect(ui->pushButton_Reset, &QPushButton::clicked, this, &SettingDialog::OnButtonReset);
+    connect(ui->comboBox_PageSize, &QComboBox::currentIndexChanged, this, &SettingDialog::OnChangePageSize);
+
+    QPalette background = palette();
+    const QPixmap image(QStringLiteral(":/MyImage/Image/bg1.png"));
+    background.setBrush(QPalette::Window,
+                        image.scaled(size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+    setPalette(background);
+
+    IniAllChoice();
+    LoadInfo();
+}
+
+SettingDialog::~SettingDialog() = default;
+
+void SettingDialog::IniAllChoice()
+{
+    ui->comboBox_PageSize->clear();
+    for (const Choice &paper : g_paperSizes)
+        ui->comboBox_PageSize->addItem(tr(paper.text));
+    ui->comboBox_PageSize->setCurrentIndex(0);
+    ui->comboBox_Orientation->clear();
+    for (const Choice &orientation : g_orientations)
+        ui->comboBox_Orientation->addItem(tr(orientation.text));
+    ui->comboBox_Orientation->setCurrentIndex(0);
+    ui->lineEdit_Title->setText(QString());
+    ui->comboBox_FontSize->clear();
+    for (const char *fontSize : g_fontSizes)
+        ui->comboBox_FontSize->addItem(tr(fontSize));
+    ui->lineEdit_AuthUser->setText(QString());
+    ui->checkBox_NoWebLink->setChecked(false);
+    ui->checkBox_Grayscale->setChecked(false);
+    ui->checkBox_DisJs->setChecked(false);
+    ui->checkBox_NotLoadImages->setChecked(false);
+    ui->checkBox_LowQuality->setChecked(false);
+    ui->checkBox_NoBackground->setChecked(false);
+}
+
+void SettingDialog::LoadInfo()
+{
+    // Own paper measures and the number of copies have keys, but no control to be loaded into.
+    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    ui->comboBox_PageSize->setCurrentIndex(
+        readIndex(settings, SettingKey::PaperSizeModel, ui->comboBox_PageSize->count()));
+    ui->comboBox_Orientation->setCurrentIndex(
+        readIndex(settings, SettingKey::Orientation, ui->comboBox_Orientation->count()));
+    showFontSize(readNumber(settings, SettingKey::FontSize));
+    ui->lineEdit_Title->setText(readText(settings, SettingKey::Title));
+    ui->lineEdit_AuthUser->setText(readText(settings, SettingKey::AuthUser));
+    ui->lineEdit_Password->setText(readText(settings, SettingKey::Password));
+    ui->lineEdit_Proxy->setText(readText(settings, SettingKey::Proxy));
+    ui->checkBox_NoWebLink->setChecked(readFlag(settings, SettingKey::NoWebLink));
+    ui->checkBox_Grayscale->setChecked(readFlag(settings, SettingKey::Grayscale));
+    ui->checkBox_DisJs->setChecked(readFlag(settings, SettingKey::DisableJs));
+    ui->checkBox_NotLoadImages->setChecked(readFlag(settings, SettingKey::NoImages));
+    ui->checkBox_LowQuality->setChecked(readFlag(settings, SettingKey::LowQuality));
+    ui->checkBox_NoBackground->setChecked(readFlag(settings, SettingKey::NoBackground));
+}
+
+void SettingDialog::showFontSize(int points)
+{
+    QComboBox *list = ui->comboBox_FontSize;
+    if (!isFontSize(points)) {
+        list->setCurrentIndex(0);
+        return;
+    }
+    const QString text = QString::number(points);
+    int index = list->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    if (index < 0) {
+        list->addItem(text);
+        index = list->count() - 1;
+    }
+    list->setCurrentIndex(index);
+}
+
+void SettingDialog::SaveInfo()
+{
+    const int paper = ui->comboBox_PageSize->currentIndex();
+    const bool paperChosen = paper >= 0 && paper < ui->comboBox_PageSize->count();
+    const int fontSize = ui->comboBox_FontSize->currentText().toInt();
+    const QString empty = QLatin1String("");
+    const std::pair<const char16_t *, QString> values[] = {
+        {SettingKey::PaperSizeModel, paperChosen ? QString::number(paper) : empty},
+        {SettingKey::PaperWidth, empty},
+        {SettingKey::PaperHeight, empty},
+        {SettingKey::CopyNumber, empty},
+        {SettingKey::Orientation, QString::number(ui->comboBox_Orientation->currentIndex())},
+        {SettingKey::FontSize, QString::number(isFontSize(fontSize) ? fontSize : 0)},
+        {SettingKey::Title, ui->lineEdit_Title->text().left(g_longestText)},
+        {SettingKey::AuthUser, ui->lineEdit_AuthUser->text().left(g_longestText)},
+        {SettingKey::Password, ui->lineEdit_Password->text().left(g_longestText)},
+        {SettingKey::Proxy, ui->lineEdit_Proxy->text().left(g_longestText)},
+        {SettingKey::NoWebLink, flagText(ui->checkBox_NoWebLink->isChecked())},
+        {SettingKey::Grayscale, flagText(ui->checkBox_Grayscale->isChecked())},
+        {SettingKey::DisableJs, flagText(ui->checkBox_DisJs->isChecked())},
+        {SettingKey::NoImages, flagText(ui->checkBox_NotLoadImages->isChecked())},
+        {SettingKey::LowQuality, flagText(ui->checkBox_LowQuality->isChecked())},
+        {SettingKey::NoBackground, flagText(ui->checkBox_NoBackground->isChecked())},
+    };
+
+    ensurePrivateSettingsFile();
+    QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    for (const auto &[key, value] : values)
+        settings.setValue(QString::fromUtf16(key), value);
+}
+
+bool SettingDialog::eventFilter(QObject *watched, QEvent *event)
+{
+    const QString title = QStringLiteral("ee");
+    QMessageBox::information(this, title, QStringLiteral("event"), QMessageBox::Yes);
+    if (event->type() == QEvent::FocusOut) {
+        QMessageBox::information(this, title, QStringLiteral("focueout"), QMessageBox::Yes);
+        if (watched == ui->comboBox_FontSize)
+            QMessageBox::information(this, title, QStringLiteral("kill focusout"), QMessageBox::Yes);
+    }
+    return false;
+}
+
+void SettingDialog::OnButtonOk()
+{
+    SaveInfo();
+    accept();
+}
+
+void SettingDialog::OnButtonCancel()
+{
+    close();
+}
+
+void SettingDialog::OnButtonReset()
+{
+    IniAllChoice();
+}
+
+void SettingDialog::OnChangePageSize() {}
+
+void SettingDialog::OnFontSizeKillForce() {}

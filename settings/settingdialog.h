@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QDialog>
+
+#include <memory>
+
+class Ui_SettingDialog;
+
+/// The conversion options, edited modally. The controls are filled from the settings file once, at
+/// construction, and then keep what they hold from one showing to the next; only OK writes the file.
+class SettingDialog : public QDialog
+{
+    Q_OBJECT
+
+public:
+    explicit SettingDialog(QWidget *parent = nullptr);
+    ~SettingDialog() override;
+
+    /// Rebuilds the lists and puts the defaults into the controls; writes nothing. Password and proxy stay:
+    /// this is meant.
+    void IniAllChoice();
+    /// Settings file to controls. What is missing, malformed or out of range shows as its default.
+    void LoadInfo();
+    /// Controls to settings file: always all sixteen keys of the dialog.
+    void SaveInfo();
+
+    /// Never installed on any object. Announces each event in message boxes, and consumes none.
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+public slots:
+    void OnButtonOk();
+    void OnButtonCancel();
+    void OnButtonReset();
+    void OnChangePageSize();
+    void OnFontSizeKillForce();
+
+private:
+    /// Selects a minimum font size in points, listing it first where it is not yet; "Default" for any out of
+    /// range.
+    void showFontSize(int points);
+
+    const std::unique_ptr<Ui_SettingDialog> ui;
+};

@@ -20,5 +20,8 @@ public slots:
     void VisitURL();
 
 private:
+    static QString aboutText();
+    void showLightly();
+
     const std::unique_ptr<Ui_AboutDlg> ui;
 };

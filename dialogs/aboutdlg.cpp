@@ -1,6 +1,7 @@
 #include "dialogs/aboutdlg.h"
 
 #include "app/product.h"
+#include "dialogs/lightpalette.h"
 #include "ui_aboutdlg.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -43,7 +44,9 @@ AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_Ab
 {
     ui->setupUi(this);
     setFixedSize(360, 200);
-    showLightly();
+    // The text's colours are made for a light ground. A widget with a style sheet of its own does not follow.
+    setPalette(lightPalette(palette()));
+    ui->textEdit->setPalette(palette());
 
     // The box is so many pixels high whatever a point measures on this screen, and the text must fit it.
     static QImage surface = pointSizedSurface();
@@ -83,19 +86,6 @@ QString AboutDlg::aboutText()
            paragraph(span(plain, fact(Product::Support))) +
            QLatin1String("<p align=\"center\" style=\"-qt-paragraph-type:empty; margin:0px; "
                          "font-family:'MS Shell Dlg 2'; font-size:12pt;\"></p></body></html>");
-}
-
-void AboutDlg::showLightly()
-{
-    // The text's colours are made for a light ground, also on a dark desktop.
-    QPalette light = palette();
-    if (light.color(QPalette::Window).lightness() > 127)
-        return;
-    light.setColor(QPalette::Window, QColor(0xf5, 0xf5, 0xf5));
-    light.setColor(QPalette::Text, Qt::black);
-    setPalette(light);
-    // A widget with a style sheet of its own does not follow.
-    ui->textEdit->setPalette(light);
 }
 
 void AboutDlg::VisitURL()

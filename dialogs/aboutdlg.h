@@ -21,7 +21,6 @@ public slots:
 
 private:
     static QString aboutText();
-    void showLightly();
 
     const std::unique_ptr<Ui_AboutDlg> ui;
 };

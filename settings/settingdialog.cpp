@@ -1,5 +1,6 @@
 #include "settings/settingdialog.h"
 
+#include "dialogs/lightpalette.h"
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
 #include "ui_settingdialog.h"
@@ -93,14 +94,11 @@ SettingDialog::~SettingDialog() = default;
 
 void SettingDialog::paintBackground()
 {
-    QPalette colours = palette();
     const QPixmap image(QStringLiteral(":/MyImage/Image/bg1.png"));
     if (image.isNull())
         return;
+    QPalette colours = lightPalette(palette());
     colours.setBrush(QPalette::Window, image.scaled(size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
-    // The picture is light whatever the desktop's colours are, so what stands on it must be dark.
-    if (colours.color(QPalette::WindowText).lightness() > 127)
-        colours.setColor(QPalette::WindowText, Qt::black);
     setPalette(colours);
 
     colours.setColor(QPalette::Text, g_hintColour);

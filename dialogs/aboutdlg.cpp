@@ -1,9 +1,13 @@
 #include "dialogs/aboutdlg.h"
 
 #include "app/product.h"
+#include "dialogs/lightpalette.h"
 #include "ui_aboutdlg.h"
 
+#include <QAbstractTextDocumentLayout>
 #include <QDesktopServices>
+#include <QImage>
+#include <QScrollBar>
 #include <QUrl>
 
 namespace
@@ -14,31 +18,75 @@ QString fact(const char *text)
     return QString::fromUtf8(text).toHtmlEscaped();
 }
 
+QString span(QLatin1String font, const QString &text)
+{
+    return QLatin1String("<span style=\" %1\">%2</span>").arg(font, text);
+}
+
+QString paragraph(const QString &content)
+{
+    return QLatin1String("<p align=\"center\" style=\" margin:0px;\">%1</p>").arg(content);
+}
+
+/// A surface of 72 dots per inch, on which a point is a pixel.
+QImage pointSizedSurface()
+{
+    QImage surface(1, 1, QImage::Format_RGB32);
+    constexpr int dotsPerMeter = 2835;
+    surface.setDotsPerMeterX(dotsPerMeter);
+    surface.setDotsPerMeterY(dotsPerMeter);
+    return surface;
+}
+
 } // namespace
 
 AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_AboutDlg>())
 {
     ui->setupUi(this);
     setFixedSize(360, 200);
-    //: %1 name, %2 version, %3 rights, %4 homepage, %5 support address
-    ui->textEdit->setHtml(
-        tr(R"(<!DOCTYPE HTML PUBLIC "-//W3C//DTD HTML 4.0//EN" "http://www.w3.org/TR/REC-html40/strict.dtd">
-<html><head><meta name="qrichtext" content="1" /><style type="text/css">
-p, li { white-space: pre-wrap; }
-</style></head><body style=" font-family:'Lucida Grande'; font-size:13pt; font-weight:400; font-style:normal;">
-<p align="center" style=" margin-top:0px; margin-bottom:0px; margin-left:0px; margin-right:0px; -qt-block-indent:0; text-indent:0px;"><span style=" font-family:'SimSun'; font-size:12pt; font-weight:600; color:#0055ff;">Thank you for purchasing our software!</span></p>
-<p align="center" style=" margin-top:0px; margin-bottom:0px; margin-left:0px; margin-right:0px; -qt-block-indent:0; text-indent:0px;"><span style=" font-family:'SimSun'; font-size:12pt; font-weight:600; color:#000000;">------------------------------------------</span></p>
-<p align="center" style=" margin-top:0px; margin-bottom:0px; margin-left:0px; margin-right:0px; -qt-block-indent:0; text-indent:0px;"><span style=" font-family:'MS Shell Dlg 2'; font-size:12pt;">%1 %2</span><span style=" font-family:'SimSun'; font-size:12pt;"> </span></p>
-<p align="center" style=" margin-top:0px; margin-bottom:0px; margin-left:0px; margin-right:0px; -qt-block-indent:0; text-indent:0px;"><span style=" font-family:'MS Shell Dlg 2'; font-size:12pt;">%3</span></p>
-<p align="center" style=" margin-top:0px; margin-bottom:0px; margin-left:0px; margin-right:0px; -qt-block-indent:0; text-indent:0px;"><a href="%4"><span style=" font-family:'SimSun'; font-size:12pt; font-weight:600; text-decoration: underline; color:#0000ff;">%4</span></a></p>
-<p align="center" style=" margin-top:0px; margin-bottom:0px; margin-left:0px; margin-right:0px; -qt-block-indent:0; text-indent:0px;"><span style=" font-family:'MS Shell Dlg 2'; font-size:12pt;">%5</span></p>
-<p align="center" style="-qt-paragraph-type:empty; margin-top:0px; margin-bottom:0px; margin-left:0px; margin-right:0px; -qt-block-indent:0; text-indent:0px; font-family:'MS Shell Dlg 2'; font-size:12pt;"></p></body></html>)")
-            .arg(fact(Product::Name), fact(Product::Version), fact(Product::Rights), fact(Product::Homepage),
-                 fact(Product::Support)));
+    // The text's colours are made for a light ground. A widget with a style sheet of its own does not follow.
+    setPalette(lightPalette(palette()));
+    ui->textEdit->setPalette(palette());
+
+    // The box is so many pixels high whatever a point measures on this screen, and the text must fit it.
+    static QImage surface = pointSizedSurface();
+    ui->textEdit->document()->documentLayout()->setPaintDevice(&surface);
+    ui->textEdit->setHtml(aboutText());
+    // Nor may the wheel move it for the sake of its empty last line.
+    ui->textEdit->verticalScrollBar()->setEnabled(false);
     connect(ui->pushButton_URL, &QPushButton::clicked, this, &AboutDlg::VisitURL);
 }
 
 AboutDlg::~AboutDlg() = default;
+
+QString AboutDlg::aboutText()
+{
+    const QLatin1String plain("font-family:'MS Shell Dlg 2'; font-size:12pt;");
+    const QLatin1String blank("font-family:'SimSun'; font-size:12pt;");
+    const QLatin1String thanks("font-family:'SimSun'; font-size:12pt; font-weight:600; color:#0055ff;");
+    const QLatin1String rule("font-family:'SimSun'; font-size:12pt; font-weight:600; color:#000000;");
+    const QLatin1String link(
+        "font-family:'SimSun'; font-size:12pt; font-weight:600; text-decoration: underline; "
+        "color:#0000ff;");
+    const QString homepage = fact(Product::Homepage);
+    //: %1 the product's name, %2 its version
+    const QString nameAndVersion = tr("%1 %2").arg(fact(Product::Name), fact(Product::Version));
+
+    return QLatin1String("<!DOCTYPE HTML PUBLIC \"-//W3C//DTD HTML 4.0//EN\" "
+                         "\"http://www.w3.org/TR/REC-html40/strict.dtd\">\n"
+                         "<html><head><meta name=\"qrichtext\" content=\"1\" /><style type=\"text/css\">\n"
+                         "p, li { white-space: pre-wrap; }\n"
+                         "</style></head><body style=\" font-family:'Lucida Grande'; font-size:13pt; "
+                         "font-weight:400; font-style:normal;\">\n") +
+           paragraph(span(thanks, tr("Thank you for purchasing our software!"))) +
+           paragraph(span(rule, QString(42, QLatin1Char('-')))) +
+           paragraph(span(plain, nameAndVersion) + span(blank, QStringLiteral(" "))) +
+           paragraph(span(plain, tr(Product::Rights).toHtmlEscaped())) +
+           paragraph(QLatin1String("<a href=\"%1\">%2</a>").arg(homepage, span(link, homepage))) +
+           paragraph(span(plain, fact(Product::Support))) +
+           QLatin1String("<p align=\"center\" style=\"-qt-paragraph-type:empty; margin:0px; "
+                         "font-family:'MS Shell Dlg 2'; font-size:12pt;\"></p></body></html>");
+}
 
 void AboutDlg::VisitURL()
 {

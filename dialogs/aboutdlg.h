@@ -20,5 +20,7 @@ public slots:
     void VisitURL();
 
 private:
+    static QString aboutText();
+
     const std::unique_ptr<Ui_AboutDlg> ui;
 };

@@ -30,6 +30,8 @@ addurl::addurl(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_addurl
 {
     ui->setupUi(this);
     setFixedSize(401, 300);
+    // Wrapping at word boundaries takes minutes for a list of some megabytes without any.
+    ui->textEdit_URL->setWordWrapMode(QTextOption::WrapAnywhere);
     connect(ui->pushButton_LoadTXT, &QPushButton::clicked, this, &addurl::on_buttonBox_LoadTXT);
     connect(ui->pushButton_Clear, &QPushButton::clicked, this, &addurl::on_buttonBox_Clear);
 }

@@ -1,5 +1,6 @@
 #include "settings/settingdialog.h"
 
+#include "dialogs/lightpalette.h"
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
 #include "ui_settingdialog.h"
@@ -7,11 +8,16 @@
 #include <QEvent>
 #include <QMessageBox>
 #include <QSettings>
+#include <QtMath>
 
+#include <algorithm>
+#include <initializer_list>
 #include <utility>
 
 namespace
 {
+
+constexpr QColor g_hintColour(0x45, 0x4c, 0x57);
 
 QString read(const QSettings &settings, const char16_t *key, const QVariant &whenAbsent)
 {
@@ -29,6 +35,13 @@ int readIndex(const QSettings &settings, const char16_t *key, int count)
     return index < 0 || index >= count ? 0 : index;
 }
 
+/// A length of paper in mm, 1 to 3000; empty where it is none.
+QString readMeasure(const QSettings &settings, const char16_t *key)
+{
+    const int length = readNumber(settings, key);
+    return length >= 1 && length <= 3000 ? QString::number(length) : QString();
+}
+
 QString readText(const QSettings &settings, const char16_t *key)
 {
     return read(settings, key, QString()).left(g_longestText);
@@ -42,6 +55,16 @@ bool readFlag(const QSettings &settings, const char16_t *key)
 QString flagText(bool on)
 {
     return on ? QStringLiteral("True") : QStringLiteral("False");
+}
+
+/// Lets the controls behind these labels begin in one line.
+void alignLabels(std::initializer_list<QLabel *> labels)
+{
+    int width = 0;
+    for (const QLabel *label : labels)
+        width = std::max(width, label->sizeHint().width());
+    for (QLabel *label : labels)
+        label->setMinimumWidth(width);
 }
 
 bool isFontSize(int points)
@@ -60,17 +83,35 @@ SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(std::make_un
     connect(ui->pushButton_Reset, &QPushButton::clicked, this, &SettingDialog::OnButtonReset);
     connect(ui->comboBox_PageSize, &QComboBox::currentIndexChanged, this, &SettingDialog::OnChangePageSize);
 
-    QPalette background = palette();
-    const QPixmap image(QStringLiteral(":/MyImage/Image/bg1.png"));
-    background.setBrush(QPalette::Window,
-                        image.scaled(size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
-    setPalette(background);
+    paintBackground();
+    layOutPanel();
 
     IniAllChoice();
     LoadInfo();
 }
 
 SettingDialog::~SettingDialog() = default;
+
+void SettingDialog::paintBackground()
+{
+    const QPixmap image(QStringLiteral(":/MyImage/Image/bg1.png"));
+    if (image.isNull())
+        return;
+    QPalette colours = lightPalette(palette());
+    colours.setBrush(QPalette::Window, image.scaled(size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+    setPalette(colours);
+
+    colours.setColor(QPalette::Text, g_hintColour);
+    ui->textEdit->setPalette(colours);
+}
+
+void SettingDialog::layOutPanel()
+{
+    alignLabels({ui->label_2, ui->label, ui->label_7});
+    alignLabels({ui->label_8, ui->label_3, ui->label_4});
+    ui->textEdit->document()->setDocumentMargin(0);
+    ui->textEdit->setFixedHeight(qCeil(ui->textEdit->document()->size().height()));
+}
 
 void SettingDialog::IniAllChoice()
 {
@@ -97,10 +138,13 @@ void SettingDialog::IniAllChoice()
 
 void SettingDialog::LoadInfo()
 {
-    // Own paper measures and the number of copies have keys, but no control to be loaded into.
     const QSettings settings(settingsFilePath(), QSettings::IniFormat);
     ui->comboBox_PageSize->setCurrentIndex(
         readIndex(settings, SettingKey::PaperSizeModel, ui->comboBox_PageSize->count()));
+    // Measures of one's own paper and the number of copies have no control: read and checked, then dropped.
+    [[maybe_unused]] const QString paperWidth = readMeasure(settings, SettingKey::PaperWidth);
+    [[maybe_unused]] const QString paperHeight = readMeasure(settings, SettingKey::PaperHeight);
+    [[maybe_unused]] const int copies = readNumber(settings, SettingKey::CopyNumber);
     ui->comboBox_Orientation->setCurrentIndex(
         readIndex(settings, SettingKey::Orientation, ui->comboBox_Orientation->count()));
     showFontSize(readNumber(settings, SettingKey::FontSize));
@@ -165,12 +209,12 @@ void SettingDialog::SaveInfo()
 
 bool SettingDialog::eventFilter(QObject *watched, QEvent *event)
 {
-    const QString title = QStringLiteral("ee");
-    QMessageBox::information(this, title, QStringLiteral("event"), QMessageBox::Yes);
+    const QString title = tr("ee");
+    QMessageBox::information(this, title, tr("event"), QMessageBox::Yes);
     if (event->type() == QEvent::FocusOut) {
-        QMessageBox::information(this, title, QStringLiteral("focueout"), QMessageBox::Yes);
+        QMessageBox::information(this, title, tr("focueout"), QMessageBox::Yes);
         if (watched == ui->comboBox_FontSize)
-            QMessageBox::information(this, title, QStringLiteral("kill focusout"), QMessageBox::Yes);
+            QMessageBox::information(this, title, tr("kill focusout"), QMessageBox::Yes);
     }
     return false;
 }

@@ -38,6 +38,8 @@ private:
     /// Selects a minimum font size in points, listing it first where it is not yet; "Default" for any out of
     /// range.
     void showFontSize(int points);
+    void layOutPanel();
+    void paintBackground();
 
     const std::unique_ptr<Ui_SettingDialog> ui;
 };

@@ -6,14 +6,16 @@
 extern const char *g_chSoftwareName;
 
 /// Absolute path of the settings file: beside the executable; in the user's configuration folder
-/// (QStandardPaths::AppConfigLocation) only where the executable's folder is not writable and holds no such file.
+/// (QStandardPaths::AppConfigLocation) only where the executable's folder is not writable and holds no such
+/// file.
 QString settingsFilePath();
 
-/// The one file that outlives a run, in INI format: every key lies in the group SettingInfo, every value is text.
-/// Nobody keeps it open: each operation opens a QSettings on settingsFilePath() and drops it, which writes it out.
-/// An unreadable file reads as the defaults and a failed write is lost, both silently. The file holds a password:
-/// call this before opening it to write. It creates a missing file, empty and with mode 0600, together with its
-/// folder, leaves an existing one as it is, and returns whether the file is there.
+/// The one file that outlives a run, in INI format: every key lies in the group SettingInfo, every value is
+/// text. Nobody keeps it open: each operation opens a QSettings on settingsFilePath() and drops it, which
+/// writes it out. An unreadable file reads as the defaults and a failed write is lost, both silently. The
+/// file holds a password: call this before opening it to write. It creates a missing file, empty and with
+/// mode 0600, together with its folder, leaves an existing one as it is, and returns whether the file is
+/// there.
 bool ensurePrivateSettingsFile();
 
 /// Full keys, as stored. The spelling of PaperSizeModel's key is part of the file format.

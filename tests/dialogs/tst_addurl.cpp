@@ -381,7 +381,7 @@ private slots:
 
     void oneLongLineLoadsToo()
     {
-        const QByteArray list(1'000'000, 'x');
+        const QByteArray list(4'000'000, 'x');
         const QString path = write(QStringLiteral("line.txt"), list);
         addurl dialog(nullptr);
         dialog.show();

@@ -30,7 +30,7 @@ namespace
 template <typename Dialog>
 void whenOpen(std::function<void(Dialog *)> answer)
 {
-    auto *poll = new QTimer(qApp);
+    auto *poll = new QTimer(qApp); // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
     QObject::connect(poll, &QTimer::timeout, poll, [poll, answer] {
         auto *dialog = qobject_cast<Dialog *>(QApplication::activeModalWidget());
         if (!dialog || !dialog->isVisible())
@@ -416,7 +416,7 @@ private:
     /// Writes a file below the test's folder, and gives its path.
     QString write(const QString &name, const QByteArray &bytes) const
     {
-        const QString path = m_folder.filePath(name);
+        QString path = m_folder.filePath(name);
         QDir().mkpath(QFileInfo(path).absolutePath());
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())

@@ -4,6 +4,7 @@
 #include "joblist/jobtable.h"
 #include "ui_mainwindow.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QHeaderView>
 #include <QPalette>
@@ -115,6 +116,11 @@ void MainWindow::showBackground()
             own.setColor(QPalette::Window, QColor::fromRgb(windowColor));
             control->setPalette(own);
         }
+    }
+    // A field with a style sheet is filled from the application's colours, whatever its own are.
+    if (QApplication::palette().color(QPalette::Base).lightness() < 128) {
+        QLineEdit &field = *ui->lineEdit_OutPutPath;
+        field.setStyleSheet(field.styleSheet() + u"\nbackground-color: #FFFFFF;"_s);
     }
 }
 

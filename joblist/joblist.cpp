@@ -15,6 +15,8 @@
 #include <QSettings>
 #include <QUrl>
 
+#include <functional>
+#include <set>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -113,14 +115,13 @@ void MainWindow::DeleteFile()
     // The current row goes first, even where it is not selected.
     if (table.currentRow() >= 0)
         table.removeRow(table.currentRow());
-    QList<int> rows;
+    std::set<int, std::greater<>> rows;
     const QModelIndexList selected = table.selectionModel()->selectedIndexes();
     for (const QModelIndex &index : selected)
-        rows.append(index.row());
-    // Nothing of the selection remains anyway; without it the table need not follow it from removal to
-    // removal.
-    table.clearSelection();
-    removeJobs(table, rows);
+        rows.insert(index.row());
+    // From the end on, so that no removal shifts a row that is still to go.
+    for (const int row : rows)
+        table.removeRow(row);
 }
 
 void MainWindow::DeleteAllFile()

@@ -2,9 +2,6 @@
 
 #include <QTableWidget>
 
-#include <algorithm>
-#include <functional>
-
 void appendJobs(QTableWidget &table, const QList<Job> &jobs)
 {
     int row = table.rowCount();
@@ -15,20 +12,6 @@ void appendJobs(QTableWidget &table, const QList<Job> &jobs)
         setJobText(table, row, SizeColumn, QString());
         setJobText(table, row, InformationColumn, QString());
         ++row;
-    }
-}
-
-void removeJobs(QTableWidget &table, QList<int> rows)
-{
-    // From the end on, so that no removal shifts a row that is still to go; neighbours go together.
-    std::sort(rows.begin(), rows.end(), std::greater<>());
-    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-    for (auto last = rows.cbegin(); last != rows.cend();) {
-        auto next = last + 1;
-        while (next != rows.cend() && *next == *(next - 1) - 1)
-            ++next;
-        table.model()->removeRows(*(next - 1), static_cast<int>(next - last));
-        last = next;
     }
 }
 

@@ -21,12 +21,8 @@ struct Job {
     QString source; ///< one of JobSource, or empty
 };
 
-/// Adds rows at the end, in order, with an item in every cell. All at once: a row more costs the table's
-/// header almost as much as thousands more.
+/// Adds rows at the end, in order, with an item in every cell.
 void appendJobs(QTableWidget &table, const QList<Job> &jobs);
-
-/// Removes these rows, given in any order.
-void removeJobs(QTableWidget &table, QList<int> rows);
 
 /// The text of a cell; empty where there is none.
 QString jobText(const QTableWidget &table, int row, JobColumn column);

@@ -427,6 +427,8 @@ private slots:
             }
             QVERIFY(f.table.palette().color(QPalette::Base).lightness() > 200);
             QVERIFY(f.outputFolder.palette().color(QPalette::Base).lightness() > 200);
+            const QImage field = f.outputFolder.grab().toImage();
+            QVERIFY(field.pixelColor(field.width() - 10, field.height() / 2).lightness() > 200);
             const QString picture = qEnvironmentVariable("QUIRELLE_TEST_PICTURES");
             if (!picture.isEmpty())
                 QVERIFY(f.window.grab().save(picture + u"/dark.png"_s));

@@ -20,7 +20,7 @@ enum class ExitCode {
 class Failure : public std::exception
 {
 public:
-    Failure(ExitCode code, QString message);
+    Failure(ExitCode code, const QString &message);
 
     ExitCode code() const { return m_code; }
     const QString &message() const { return m_message; }

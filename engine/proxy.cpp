@@ -25,7 +25,8 @@ Proxy parseProxy(const QString &text)
     static const QRegularExpression pattern(QStringLiteral("^(?:(\\w+)://)?(?:(.*)@)?([^@/]+?)/?$"));
     const QRegularExpressionMatch match = pattern.match(text.trimmed());
     const QString scheme = match.hasCaptured(1) ? match.captured(1).toLower() : QStringLiteral("http");
-    if (!QStringList{QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("socks5")}.contains(scheme))
+    if (!QStringList{QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("socks5")}.contains(
+            scheme))
         refuse(QStringLiteral("-p takes an http, https or socks5 proxy, not \"%1\"").arg(scheme));
 
     const QUrl address(scheme + QStringLiteral("://") + match.captured(3), QUrl::StrictMode);
@@ -42,7 +43,8 @@ Proxy parseProxy(const QString &text)
     if (colon >= 0)
         proxy.password = decoded(QStringView(credentials).mid(colon + 1));
     if (scheme == QLatin1String("socks5") && !credentials.isEmpty())
-        refuse(QStringLiteral("browsers cannot give a SOCKS proxy a name and password: use one that asks for none, or "
-                              "an HTTP proxy"));
+        refuse(QStringLiteral(
+            "browsers cannot give a SOCKS proxy a name and password: use one that asks for none, or "
+            "an HTTP proxy"));
     return proxy;
 }

@@ -12,7 +12,7 @@ struct Proxy {
     QString password;
 };
 
-/// Reads [http://|https://|socks5://][user:password@]host[:port]; percent-encoded characters in the name and password
-/// are decoded. Throws Failure(BadArguments), without repeating the password, for anything else, and for a name and
-/// password to a SOCKS proxy, for which browsers have no means.
+/// Reads [http://|https://|socks5://][user:password@]host[:port]; percent-encoded characters in the name and
+/// password are decoded. Throws Failure(BadArguments), without repeating the password, for anything else, and
+/// for a name and password to a SOCKS proxy, for which browsers have no means.
 Proxy parseProxy(const QString &text);

@@ -15,9 +15,9 @@
 #include <unistd.h>
 #ifdef __linux__
 #include <sys/prctl.h>
-#endif
-
+#else
 extern char **environ;
+#endif
 
 namespace
 {
@@ -209,12 +209,12 @@ void closeAllBut(int keptDescriptor)
 
 } // namespace
 
-GuardedProcess::GuardedProcess(const std::string &path, const std::vector<std::string> &arguments,
+GuardedProcess::GuardedProcess(const std::string &program, const std::vector<std::string> &arguments,
                                const std::vector<std::string> &environment,
                                const std::string &temporaryFolder)
 {
-    Program program{path, {path}, environmentWith(environment)};
-    program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
+    Program toStart{program, {program}, environmentWith(environment)};
+    toStart.arguments.insert(toStart.arguments.end(), arguments.begin(), arguments.end());
     Pipe input;
     Pipe output;
     Pipe errors;
@@ -225,7 +225,7 @@ GuardedProcess::GuardedProcess(const std::string &path, const std::vector<std::s
             ExitCode::NoBrowser,
             QStringLiteral("cannot start a process: %1").arg(QString::fromLocal8Bit(strerror(errno))));
     if (m_guard == 0)
-        guard(program, temporaryFolder + "/quirelle-XXXXXX", input, output, errors, leash);
+        guard(toStart, temporaryFolder + "/quirelle-XXXXXX", input, output, errors, leash);
     m_toProgram = input.takeWriteEnd();
     m_fromProgram = output.takeReadEnd();
     m_standardError = errors.takeReadEnd();

@@ -47,7 +47,7 @@ QString locateBrowser()
             return QFileInfo(path).absoluteFilePath();
     }
     for (const char *name : browserNames) {
-        const QString path = QStandardPaths::findExecutable(QLatin1String(name));
+        QString path = QStandardPaths::findExecutable(QLatin1String(name));
         if (!path.isEmpty())
             return path;
     }

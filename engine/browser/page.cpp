@@ -53,7 +53,8 @@ QString requestKey(const QString &session, const QJsonObject &event)
 QStringList framesOf(const QJsonObject &tree)
 {
     QStringList frames{tree["frame"_L1].toObject()["id"_L1].toString()};
-    for (const QJsonValue &child : tree["childFrames"_L1].toArray())
+    const QJsonArray children = tree["childFrames"_L1].toArray();
+    for (const auto &child : children)
         frames += framesOf(child.toObject());
     return frames;
 }
@@ -248,7 +249,8 @@ void Page::answerAuthentication(const Job &job)
                       {u"password"_s, password}};
         }
         m_session.post(u"Fetch.continueWithAuth"_s,
-                       {{u"requestId"_s, event["requestId"_L1]}, {u"authChallengeResponse"_s, answer}}, session);
+                       {{u"requestId"_s, event["requestId"_L1]}, {u"authChallengeResponse"_s, answer}},
+                       session);
     });
     m_session.post(u"Fetch.enable"_s, {{u"handleAuthRequests"_s, true}});
 }

@@ -16,8 +16,8 @@
 class Page
 {
 public:
-    /// Opens the context and the page in it. With a proxy everything but files is fetched through it, the machine's own
-    /// servers included.
+    /// Opens the context and the page in it. With a proxy everything but files is fetched through it, the
+    /// machine's own servers included.
     Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline);
 
     /// Loads the job's input and returns when it is whole: after its load event, with its fonts and images,

@@ -46,9 +46,9 @@ void Session::post(const QString &method, const QJsonObject &parameters, const Q
     m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, nullptr);
 }
 
-void Session::on(const QString &event, Handler handler)
+void Session::on(const QString &event, const Handler &handler)
 {
-    m_handlers.insert(event, std::move(handler));
+    m_handlers.insert(event, handler);
 }
 
 void Session::adopt(const QString &id, bool isFrame)

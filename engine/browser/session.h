@@ -45,7 +45,7 @@ public:
     void post(const QString &method, const QJsonObject &parameters = {}, const QString &to = {});
 
     /// `handler` gets the parameters of every event of this name from now on.
-    void on(const QString &event, Handler handler);
+    void on(const QString &event, const Handler &handler);
     /// Events of the child session `id`, of a frame in another process or of a worker, come here as well.
     void adopt(const QString &id, bool isFrame);
     /// The child session is gone.

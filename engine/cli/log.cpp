@@ -14,7 +14,7 @@ namespace
 {
 
 /// A log of this size is set aside as engine.log.1 and a new one begun.
-constexpr qint64 largestLog = 512 * 1024;
+constexpr qint64 largestLog = 512LL * 1024;
 
 } // namespace
 

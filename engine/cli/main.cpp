@@ -8,8 +8,8 @@
 namespace
 {
 
-/// Takes the arguments over and blanks those that can hold a secret, so that no list of processes shows them: the
-/// values of the options for names, passwords and proxies, and addresses with a password in them.
+/// Takes the arguments over and blanks those that can hold a secret, so that no list of processes shows them:
+/// the values of the options for names, passwords and proxies, and addresses with a password in them.
 QStringList takeArguments(int argc, char *argv[])
 {
     QStringList arguments;
@@ -19,8 +19,8 @@ QStringList takeArguments(int argc, char *argv[])
         arguments += argument;
         if (secret || (argument.contains(QLatin1String("://")) && argument.contains(QLatin1Char('@'))))
             memset(argv[i], '*', strlen(argv[i]));
-        secret = !secret && (argument == QLatin1String("--username") || argument == QLatin1String("--password") ||
-                             argument == QLatin1String("-p"));
+        secret = !secret && (argument == QLatin1String("--username") ||
+                             argument == QLatin1String("--password") || argument == QLatin1String("-p"));
     }
     return arguments;
 }

@@ -30,16 +30,13 @@ namespace
 template <typename Dialog>
 void whenOpen(std::function<void(Dialog *)> answer)
 {
-    auto *poll = new QTimer(qApp); // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
-    QObject::connect(poll, &QTimer::timeout, poll, [poll, answer] {
+    QTimer::singleShot(5, qApp, [answer] {
         auto *dialog = qobject_cast<Dialog *>(QApplication::activeModalWidget());
-        if (!dialog || !dialog->isVisible())
-            return;
-        poll->stop();
-        poll->deleteLater();
-        answer(dialog);
+        if (dialog && dialog->isVisible())
+            answer(dialog);
+        else
+            whenOpen(answer);
     });
-    poll->start(5);
 }
 
 /// Types the path into the open file dialog, and presses Enter.

@@ -21,6 +21,7 @@
 #include <sys/un.h>
 
 #include <functional>
+#include <memory>
 #include <unistd.h>
 
 namespace
@@ -28,15 +29,19 @@ namespace
 
 /// Runs an answer on the modal dialog of this class as soon as one is open.
 template <typename Dialog>
-void whenOpen(std::function<void(Dialog *)> answer)
+void whenOpen(const std::function<void(Dialog *)> &answer)
 {
-    QTimer::singleShot(5, qApp, [answer] {
+    auto poll = std::make_shared<QTimer>();
+    QObject::connect(poll.get(), &QTimer::timeout, qApp, [poll, answer]() mutable {
         auto *dialog = qobject_cast<Dialog *>(QApplication::activeModalWidget());
-        if (dialog && dialog->isVisible())
-            answer(dialog);
-        else
-            whenOpen(answer);
+        if (!poll || !dialog || !dialog->isVisible())
+            return;
+        poll->stop();
+        // The timer owns this function, and goes with its last owner when the answer is given.
+        const std::shared_ptr<QTimer> last = std::move(poll);
+        answer(dialog);
     });
+    poll->start(5);
 }
 
 /// Types the path into the open file dialog, and presses Enter.

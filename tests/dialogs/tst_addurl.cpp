@@ -21,6 +21,7 @@
 #include <sys/un.h>
 
 #include <functional>
+#include <memory>
 #include <unistd.h>
 
 namespace
@@ -28,15 +29,16 @@ namespace
 
 /// Runs an answer on the modal dialog of this class as soon as one is open.
 template <typename Dialog>
-void whenOpen(std::function<void(Dialog *)> answer)
+void whenOpen(const std::function<void(Dialog *)> &answer)
 {
-    auto *poll = new QTimer(qApp); // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
-    QObject::connect(poll, &QTimer::timeout, poll, [poll, answer] {
+    auto poll = std::make_shared<QTimer>();
+    QObject::connect(poll.get(), &QTimer::timeout, qApp, [poll, answer]() mutable {
         auto *dialog = qobject_cast<Dialog *>(QApplication::activeModalWidget());
-        if (!dialog || !dialog->isVisible())
+        if (!poll || !dialog || !dialog->isVisible())
             return;
         poll->stop();
-        poll->deleteLater();
+        // The timer owns this function, and goes with its last owner when the answer is given.
+        const std::shared_ptr<QTimer> last = std::move(poll);
         answer(dialog);
     });
     poll->start(5);

@@ -120,12 +120,15 @@ void press(const QDialog &dialog, const char *button)
 /// Shows the dialog as the window does, and runs an answer on it.
 int showing(SettingDialog &dialog, const std::function<void()> &answer)
 {
-    QTimer::singleShot(0, &dialog, [&dialog, answer] {
+    QTimer once;
+    once.setSingleShot(true);
+    QObject::connect(&once, &QTimer::timeout, &dialog, [&dialog, &answer] {
         // Only an active window has the keyboard.
         if (!QTest::qWaitForWindowActive(&dialog))
             qCritical("the dialog does not become active");
         answer();
     });
+    once.start(0);
     return dialog.exec();
 }
 

@@ -21,6 +21,12 @@ constexpr auto patience = 30s;
 /// How much of the page's own time is let pass after its load event, for timers, animations and delayed
 /// redirects. It passes at once, not by waiting.
 constexpr auto pageTime = 5s;
+/// The same after something has come in late.
+constexpr auto furtherPageTime = 1s;
+/// How often late things are followed.
+constexpr int mostRounds = 4;
+/// How long a page that had to be stopped may take to be made ready for paper.
+constexpr auto preparingTime = 2s;
 /// How long a page may compute while its time passes; animations without end are cut short here.
 constexpr auto computingTime = 3s;
 /// After requests have ended: the time in which further ones are expected.
@@ -31,6 +37,10 @@ constexpr double pointsPerInch = 72;
 constexpr double millimetresPerInch = 25.4;
 constexpr double pixelsPerInch = 96;
 constexpr double pixelsPerPoint = pixelsPerInch / pointsPerInch;
+/// How long a page may take to draw itself, where that is waited for.
+constexpr auto frameTime = 1s;
+/// In CSS pixels.
+constexpr double tallestViewport = 50000;
 /// How far the browser goes in shrinking a page that is wider than the paper (Blink's print layout).
 constexpr double largestShrinking = 1.5;
 
@@ -38,15 +48,13 @@ constexpr double largestShrinking = 1.5;
 constexpr const char *lastingTypes[] = {"EventSource", "WebSocket", "Media",
                                         "Ping",        "Prefetch",  "CSPViolationReport"};
 
+/// Scripts of the engine run in this world, apart from those of the page.
+const QString worldName = u"quirelle"_s;
+
 bool isLasting(const QString &type)
 {
     return std::any_of(std::begin(lastingTypes), std::end(lastingTypes),
                        [&](const char *lasting) { return type == QLatin1String(lasting); });
-}
-
-QString requestKey(const QString &session, const QJsonObject &event)
-{
-    return session + u'/' + event["requestId"_L1].toString();
 }
 
 /// The ids of the frames in a frame tree of the protocol's domain Page.
@@ -122,9 +130,7 @@ void Page::listen()
     m_session.on(u"Network.responseReceived"_s,
                  [this](const QJsonObject &event, const QString &) { noteResponse(event); });
     for (const QString &end : {u"Network.loadingFinished"_s, u"Network.loadingFailed"_s}) {
-        m_session.on(end, [this](const QJsonObject &event, const QString &session) {
-            noteRequestEnd(session, event);
-        });
+        m_session.on(end, [this](const QJsonObject &event, const QString &) { noteRequestEnd(event); });
     }
     m_session.on(u"Emulation.virtualTimeBudgetExpired"_s,
                  [this](const QJsonObject &, const QString &) { m_timeHasPassed = true; });
@@ -134,8 +140,12 @@ void Page::listen()
     // Frames from elsewhere and workers live in processes of their own; they wait until they are listened to.
     m_session.on(u"Target.attachedToTarget"_s, [this](const QJsonObject &event, const QString &) {
         const QString child = event["sessionId"_L1].toString();
-        const bool isFrame = event["targetInfo"_L1].toObject()["type"_L1].toString() == "iframe"_L1;
+        const QJsonObject target = event["targetInfo"_L1].toObject();
+        const bool isFrame = target["type"_L1].toString() == "iframe"_L1;
         m_session.adopt(child, isFrame);
+        // Nobody reports the end of the request for a worker's own script.
+        if (!isFrame)
+            m_requests.remove(target["targetId"_L1].toString());
         m_session.post(u"Page.enable"_s, {}, child);
         m_session.post(u"Network.enable"_s, {}, child);
         m_session.post(u"Runtime.runIfWaitingForDebugger"_s, {}, child);
@@ -143,8 +153,7 @@ void Page::listen()
     m_session.on(u"Target.detachedFromTarget"_s, [this](const QJsonObject &event, const QString &) {
         const QString child = event["sessionId"_L1].toString();
         m_session.release(child);
-        const QString prefix = child + u'/';
-        m_requests.removeIf([&](const auto &request) { return request.key().startsWith(prefix); });
+        m_requests.removeIf([&](const auto &request) { return request->session == child; });
     });
 }
 
@@ -167,14 +176,17 @@ void Page::noteNavigation(const QJsonObject &frame)
     m_server = frame["securityOrigin"_L1].toString();
     m_loadEvent = false;
     ++m_events;
-    m_requests.removeIf([&](const auto &request) { return request->loader != m_loader; });
+    m_watchesScrolling = false;
+    m_requests.removeIf([&](const auto &request) {
+        return request->session == m_session.id() && request->loader != m_loader;
+    });
 }
 
 void Page::noteRequest(const QString &session, const QJsonObject &event)
 {
     ++m_events;
-    m_requests.insert(requestKey(session, event),
-                      {event["loaderId"_L1].toString(), isLasting(event["type"_L1].toString())});
+    m_requests.insert(event["requestId"_L1].toString(),
+                      {session, event["loaderId"_L1].toString(), isLasting(event["type"_L1].toString())});
 }
 
 void Page::noteResponse(const QJsonObject &event)
@@ -193,9 +205,10 @@ void Page::noteResponse(const QJsonObject &event)
     }
 }
 
-void Page::noteRequestEnd(const QString &session, const QJsonObject &event)
+void Page::noteRequestEnd(const QJsonObject &event)
 {
-    m_requests.remove(requestKey(session, event));
+    ++m_events;
+    m_requests.remove(event["requestId"_L1].toString());
 }
 
 void Page::load(const Job &job)
@@ -208,6 +221,8 @@ void Page::load(const Job &job)
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     awaitLoadEvent();
     settle(job);
+    if (m_patience.passed())
+        takeAsItIs(job);
 }
 
 void Page::configure(const Job &job)
@@ -215,8 +230,14 @@ void Page::configure(const Job &job)
     const QSizeF paper = paperFor(job);
     const double margins = 2 * marginMillimetres / millimetresPerInch * pointsPerInch;
     setViewport((paper.width() - margins) * pixelsPerPoint, (paper.height() - margins) * pixelsPerPoint);
-    if (!job.javaScript)
+    if (job.javaScript) {
+        m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
+                       {{u"source"_s, QString::fromLatin1(listenScript)}, {u"worldName"_s, worldName}});
+        m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
+                       {{u"source"_s, QString::fromLatin1(noticeScript)}});
+    } else {
         m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, true}});
+    }
     if (!job.userName.isEmpty() || !job.password.isEmpty() || (job.proxy && !job.proxy->userName.isEmpty()))
         answerAuthentication(job);
 }
@@ -240,7 +261,7 @@ void Page::answerAuthentication(const Job &job)
         const bool known = !userName.isEmpty() || !password.isEmpty();
         const bool trusted = byProxy || server == m_trustedServer;
         // Asked again after an answer, the answer was wrong.
-        const QString question = requestKey(session, event) + (byProxy ? u"/proxy"_s : QString());
+        const QString question = event["requestId"_L1].toString() + (byProxy ? u"/proxy"_s : QString());
         QJsonObject answer{{u"response"_s, u"CancelAuth"_s}};
         if (known && trusted && !m_answered.contains(question)) {
             m_answered.insert(question);
@@ -286,14 +307,11 @@ void Page::navigate(const Address &address)
 
 void Page::awaitLoadEvent()
 {
-    if (m_session.waitUntil([this] { return m_loadEvent; }, m_patience))
-        return;
-    // What is there is printed, also when a script never ends or a server never finishes its answer.
-    m_session.post(u"Runtime.terminateExecution"_s);
-    m_session.post(u"Page.stopLoading"_s);
+    m_session.waitUntil([this] { return m_loadEvent; }, m_patience);
 }
 
-bool Page::nothingUnderWay() const
+/// Nothing under way but what is made to last, if anything is.
+bool Page::isQuiet() const
 {
     return std::all_of(m_requests.begin(), m_requests.end(),
                        [](const Request &request) { return request.lasting; });
@@ -302,52 +320,103 @@ bool Page::nothingUnderWay() const
 void Page::settle(const Job &job)
 {
     m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
-    while (!m_patience.passed()) {
+    // What comes in at the end of a round may be built into the page in the next; but a page that goes on for
+    // ever is not followed for ever.
+    int rounds = 0;
+    QString document = m_loader;
+    while (rounds < mostRounds && !m_patience.passed()) {
         const int before = m_events;
-        const bool loading = prepare(job);
-        letTimePass();
-        if (!nothingUnderWay())
-            awaitRequests();
+        const bool loading = prepare(job).value_or(false);
+        letTimePass(rounds == 0 ? pageTime : furtherPageTime);
+        awaitRequests();
+        if (rounds == 0 && m_watchesScrolling)
+            showWhole();
         if (!m_loadEvent)
             awaitLoadEvent();
         if (!loading && m_events == before)
+            return;
+        rounds = document == m_loader ? rounds + 1 : 0;
+        document = m_loader;
+    }
+}
+
+/// What is there is printed, also when a script never ends or a server never finishes its answer.
+void Page::takeAsItIs(const Job &job)
+{
+    m_session.post(u"Page.stopLoading"_s);
+    // What is stopped may be followed by the next that never ends.
+    for (int attempt = 0; attempt < mostRounds; ++attempt) {
+        m_session.post(u"Runtime.terminateExecution"_s);
+        m_patience = Deadline::in(preparingTime);
+        if (prepare(job))
             return;
     }
 }
 
 /// The page's time passes in one go: timers and animations run as fast as they can be computed, except while
 /// requests are under way.
-void Page::letTimePass()
+void Page::letTimePass(std::chrono::milliseconds duration)
+{
+    const auto isHeldUp = [this] { return !m_requests.isEmpty() && isQuiet(); };
+    spendTime(u"pauseIfNetworkFetchesPending"_s, duration, isHeldUp);
+    // Requests made to last, or slow ones, do not hold the time up for ever.
+    if (!m_timeHasPassed && m_loadEvent)
+        spendTime(u"advance"_s, std::min<std::chrono::milliseconds>(duration, computingTime),
+                  [] { return false; });
+}
+
+void Page::spendTime(const QString &policy, std::chrono::milliseconds duration,
+                     const std::function<bool()> &orUntil)
 {
     m_timeHasPassed = false;
-    const auto spend = [this](const QString &policy) {
-        m_session.post(u"Emulation.setVirtualTimePolicy"_s,
-                       {{u"policy"_s, policy},
-                        {u"budget"_s, static_cast<double>(std::chrono::milliseconds(pageTime).count())},
-                        {u"maxVirtualTimeTaskStarvationCount"_s, 10000}});
-        const auto passed = [this] { return m_timeHasPassed || !m_loadEvent; };
-        do {
-            if (m_session.waitUntil(passed, Deadline::in(computingTime).earlier(m_patience)))
-                return true;
-        } while (!nothingUnderWay() && !m_patience.passed());
-        return false;
-    };
-    // Requests made to last would hold the time up for ever.
-    if (!spend(u"pauseIfNetworkFetchesPending"_s) && !m_requests.isEmpty())
-        spend(u"advance"_s);
+    m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, policy},
+                                                         {u"budget"_s, static_cast<double>(duration.count())},
+                                                         {u"maxVirtualTimeTaskStarvationCount"_s, 10000}});
+    m_session.waitUntil([&] { return m_timeHasPassed || !m_loadEvent || orUntil(); },
+                        Deadline::in(computingTime).earlier(m_patience));
 }
 
+/// Waits until nothing is under way, and nothing further begins for a while.
 void Page::awaitRequests()
 {
-    do {
-        if (!m_session.waitUntil([this] { return nothingUnderWay(); }, m_patience))
-            return;
-    } while (m_session.waitUntil([this] { return !nothingUnderWay(); },
-                                 Deadline::in(quietTime).earlier(m_patience)));
+    while (!isQuiet() && !m_patience.passed()) {
+        // With the page's time standing still, its requests would not be told of their ends.
+        spendTime(u"pauseIfNetworkFetchesPending"_s, quietTime, [this] { return isQuiet(); });
+        if (!isQuiet())
+            m_session.waitUntil([this] { return isQuiet(); }, Deadline::in(quietTime).earlier(m_patience));
+        if (isQuiet())
+            m_session.waitUntil([this] { return !isQuiet(); }, Deadline::in(quietTime).earlier(m_patience));
+    }
 }
 
-/// Returns whether this has set anything loading.
-bool Page::prepare(const Job &job)
+/// Waits until the page has been drawn anew, which is when it learns what is in view.
+void Page::awaitFrame()
+{
+    m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"advance"_s}});
+    m_session.ask(u"Runtime.evaluate"_s,
+                  {{u"expression"_s,
+                    u"new Promise(done => requestAnimationFrame(() => requestAnimationFrame(done)))"_s},
+                   {u"awaitPromise"_s, true}},
+                  Deadline::in(frameTime).earlier(m_patience));
+}
+
+/// For pages that fill in their parts when these come into view.
+void Page::showWhole()
+{
+    const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, m_patience);
+    if (!metrics)
+        return;
+    const QSize usual = m_viewport;
+    const double height = metrics->result["cssContentSize"_L1].toObject()["height"_L1].toDouble();
+    setViewport(usual.width(), std::clamp(height, 1.0, tallestViewport));
+    awaitFrame();
+    letTimePass(furtherPageTime);
+    awaitRequests();
+    setViewport(usual.width(), usual.height());
+}
+
+/// Returns whether this has set anything loading; nothing if the page does not answer.
+std::optional<bool> Page::prepare(const Job &job)
 {
     const auto orNull = [](const QString &text) { return text.isEmpty() ? QJsonValue() : QJsonValue(text); };
     const QSizeF paper = paperFor(job);
@@ -361,8 +430,12 @@ bool Page::prepare(const Job &job)
         {u"width"_s, paper.width() * pixelsPerPoint},
         {u"margin"_s, marginMillimetres / millimetresPerInch * pixelsPerInch}};
     bool loading = false;
-    for (const FrameResult &result : runInFrames(prepareScript, settings)) {
+    const QList<FrameResult> results = runInFrames(prepareScript, settings);
+    if (results.isEmpty())
+        return std::nullopt;
+    for (const FrameResult &result : results) {
         loading = result.value["loading"_L1].toBool() || loading;
+        m_watchesScrolling = result.value["watchesScrolling"_L1].toBool() || m_watchesScrolling;
         if (result.frame == m_target)
             setViewport(result.value["textWidth"_L1].toDouble(m_viewport.width()), m_viewport.height());
     }
@@ -405,7 +478,7 @@ QList<Page::FrameResult> Page::runInFrames(const char *script, const QJsonObject
         for (const QString &frame : framesOf(tree->result["frameTree"_L1].toObject())) {
             const auto world =
                 m_session.ask(u"Page.createIsolatedWorld"_s,
-                              {{u"frameId"_s, frame}, {u"worldName"_s, u"quirelle"_s}}, m_patience, session);
+                              {{u"frameId"_s, frame}, {u"worldName"_s, worldName}}, m_patience, session);
             if (!world || !world->error.isEmpty())
                 continue;
             const auto outcome = m_session.ask(u"Runtime.evaluate"_s,
@@ -432,6 +505,8 @@ QByteArray Page::print(const Job &job)
                          {u"generateDocumentOutline"_s, !job.lowQuality}};
     for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
         settings.insert(margin, marginMillimetres / millimetresPerInch);
+    // With its time standing still, a page waits for ever for images that printing alone asks for.
+    m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"advance"_s}});
     const Session::Reply reply = m_session.ask(u"Page.printToPDF"_s, settings);
     if (!reply.error.isEmpty())
         throw Failure(ExitCode::Crashed,

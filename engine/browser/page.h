@@ -31,6 +31,7 @@ public:
 
 private:
     struct Request {
+        QString session;
         QString loader;
         /// Made to go on, such as an event stream: nobody waits for its end.
         bool lasting = false;
@@ -42,16 +43,19 @@ private:
     void noteNavigation(const QJsonObject &frame);
     void noteRequest(const QString &session, const QJsonObject &event);
     void noteResponse(const QJsonObject &event);
-    void noteRequestEnd(const QString &session, const QJsonObject &event);
+    void noteRequestEnd(const QJsonObject &event);
 
     void answerAuthentication(const Job &job);
 
     void navigate(const Address &address);
     void awaitLoadEvent();
     void settle(const Job &job);
-    void letTimePass();
+    void letTimePass(std::chrono::milliseconds duration);
+    void spendTime(const QString &policy, std::chrono::milliseconds duration,
+                   const std::function<bool()> &orUntil);
     void awaitRequests();
-    bool prepare(const Job &job);
+    void awaitFrame();
+    std::optional<bool> prepare(const Job &job);
     struct FrameResult {
         QString frame;
         QJsonObject value;
@@ -59,7 +63,9 @@ private:
     QList<FrameResult> runInFrames(const char *script, const QJsonObject &argument);
     void enlargeText(double minimumPixels);
     void setViewport(double width, double height);
-    bool nothingUnderWay() const;
+    void showWhole();
+    void takeAsItIs(const Job &job);
+    bool isQuiet() const;
 
     Session m_browser;
     QString m_context;
@@ -74,7 +80,8 @@ private:
     QString m_loader;
     bool m_loadEvent = false;
     bool m_timeHasPassed = false;
-    /// By "session/request".
+    bool m_watchesScrolling = false;
+    /// By request id.
     QHash<QString, Request> m_requests;
     /// Origin of the document in the main frame.
     QString m_server;

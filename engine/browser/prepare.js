@@ -1,6 +1,6 @@
 // Makes the document ready for paper. Runs in a world of its own, so that nothing the page has redefined is met here,
-// as often as the document may have changed. Returns {loading, textWidth}: whether this call has set anything loading,
-// and how wide the text stands on paper, in CSS pixels.
+// as often as the document may have changed. Returns {loading, textWidth, watchesScrolling}: whether this call has set
+// anything loading, how wide the text stands on paper in CSS pixels, and whether the page watches what comes into view.
 (paper) => {
     // Sheets of other origins cannot be read; the override at the end reaches what they say as well, short of
     // their own "!important".
@@ -99,5 +99,5 @@
     // Fonts and images that only this layout uses are asked for now.
     if (document.documentElement) void document.documentElement.offsetHeight;
     loading ||= document.fonts.status === 'loading';
-    return { loading, textWidth: Math.round(textWidth) };
+    return { loading, textWidth: Math.round(textWidth), watchesScrolling: Boolean(globalThis.watchesScrolling) };
 }

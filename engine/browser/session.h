@@ -24,6 +24,8 @@ public:
     ~Session();
 
     /// What is being done, for messages: "loading the page".
+    const QString &id() const { return m_id; }
+
     void setActivity(const QString &activity) { m_activity = activity; }
 
     /// What a command came back with: a result, or the browser's words for refusing it.

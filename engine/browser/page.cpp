@@ -37,6 +37,8 @@ constexpr double pointsPerInch = 72;
 constexpr double millimetresPerInch = 25.4;
 constexpr double pixelsPerInch = 96;
 constexpr double pixelsPerPoint = pixelsPerInch / pointsPerInch;
+/// How long a page may print before scripts that hold it up are stopped.
+constexpr auto printingTime = 5s;
 /// How long a page may take to draw itself, where that is waited for.
 constexpr auto frameTime = 1s;
 /// In CSS pixels.
@@ -507,7 +509,10 @@ QByteArray Page::print(const Job &job)
         settings.insert(margin, marginMillimetres / millimetresPerInch);
     // With its time standing still, a page waits for ever for images that printing alone asks for.
     m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"advance"_s}});
-    const Session::Reply reply = m_session.ask(u"Page.printToPDF"_s, settings);
+    // A script that never ends may begin even now.
+    const Session::Reply reply = m_session.askUrgently(u"Page.printToPDF"_s, settings, printingTime, [this] {
+        m_session.post(u"Runtime.terminateExecution"_s);
+    });
     if (!reply.error.isEmpty())
         throw Failure(ExitCode::Crashed,
                       u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));

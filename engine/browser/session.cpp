@@ -21,7 +21,23 @@ Session::Reply Session::ask(const QString &method, const QJsonObject &parameters
 std::optional<Session::Reply> Session::ask(const QString &method, const QJsonObject &parameters,
                                            Deadline bound, const QString &to)
 {
-    const int id = m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, m_mailbox);
+    return replyTo(m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, m_mailbox),
+                   bound);
+}
+
+Session::Reply Session::askUrgently(const QString &method, const QJsonObject &parameters,
+                                    std::chrono::milliseconds interval, const std::function<void()> &nudge)
+{
+    const int id = m_connection.send(m_id, method, parameters, m_deadline, m_mailbox);
+    for (;;) {
+        if (std::optional<Reply> reply = replyTo(id, Deadline::in(interval)))
+            return *reply;
+        nudge();
+    }
+}
+
+std::optional<Session::Reply> Session::replyTo(int id, Deadline bound)
+{
     while (const std::optional<QJsonObject> message = step(bound)) {
         if (message->value(QLatin1String("id")).toInt() == id) {
             return Reply{

@@ -40,6 +40,9 @@ public:
     /// dropped. To the child session `to`, if that is not empty.
     std::optional<Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound,
                              const QString &to = {});
+    /// Same as the first, calling `nudge` whenever the reply has been out for another `interval`.
+    Reply askUrgently(const QString &method, const QJsonObject &parameters,
+                      std::chrono::milliseconds interval, const std::function<void()> &nudge);
     /// Same as the first, for a command that is never refused in the state the page is in; throws
     /// Failure(Crashed) if it is.
     QJsonObject call(const QString &method, const QJsonObject &parameters = {});
@@ -62,6 +65,7 @@ public:
     void fail(const Failure &failure);
 
 private:
+    std::optional<Reply> replyTo(int id, Deadline bound);
     /// Takes one message, hands it out if it is an event, and returns it if it is a reply. Returns nothing
     /// when the bound passed; throws at the session's deadline and at the browser's end.
     std::optional<QJsonObject> step(Deadline bound);

@@ -3,6 +3,7 @@
 #include "engine/failure.h"
 #include "engine/pdf/copies.h"
 #include "engine/pdf/document.h"
+#include "engine/pdf/grayscale.h"
 #include "engine/pdf/title.h"
 
 QByteArray finishPdf(const QByteArray &printed, const Job &job)
@@ -11,6 +12,8 @@ QByteArray finishPdf(const QByteArray &printed, const Job &job)
         PdfDocument document(printed);
         if (job.title)
             setTitle(document.pdf(), *job.title);
+        if (job.grayscale)
+            makeGray(document.pdf());
         if (job.copies > 1)
             repeatPages(document.pdf(), job.copies);
         return document.compacted();

@@ -2,9 +2,8 @@
 
 #include "engine/pdf/colourspace.h"
 #include "engine/pdf/inlineimage.h"
+#include "engine/pdf/operatorfilter.h"
 
-#include <qpdf/Pl_QPDFTokenizer.hh>
-#include <qpdf/Pl_String.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFTokenizer.hh>
 #include <qpdf/QUtil.hh>
@@ -67,7 +66,7 @@ struct Colours {
     Space stroke;
 };
 
-class GrayFilter : public QPDFObjectHandle::TokenFilter
+class GrayFilter : public OperatorFilter
 {
 public:
     GrayFilter(QPDF &pdf, QPDFObjectHandle resources, InitialColour initial)
@@ -79,65 +78,47 @@ public:
 
     void handleToken(Token const &token) override
     {
-        if (m_inImage) {
+        if (m_inImage)
             handleImageToken(token);
-        } else if (token.getType() != QPDFTokenizer::tt_word) {
-            m_pending += token.getRawValue();
-            noteOperand(token);
-        } else {
-            handleOperator(token);
-        }
+        else
+            OperatorFilter::handleToken(token);
     }
 
     void handleEOF() override
     {
-        pass();
+        OperatorFilter::handleEOF();
         if (m_inImage)
             write(m_image.source());
     }
 
-private:
-    void noteOperand(const Token &token)
-    {
-        const bool isNumber =
-            token.getType() == QPDFTokenizer::tt_integer || token.getType() == QPDFTokenizer::tt_real;
-        if (isNumber)
-            m_numbers.push_back(token.getRawValue());
-        else if (token.getType() == QPDFTokenizer::tt_name)
-            m_name = token;
-    }
-
-    void handleOperator(const Token &token)
+protected:
+    void handleOperator(const Token &token) override
     {
         const Operator *known = operatorNamed(token.getRawValue());
         switch (known ? known->action : Action::Pass) {
         case Action::Device:
-            setDevice(token, *known);
-            break;
+            return setDevice(token, *known);
         case Action::Select:
-            select(token, *known);
-            break;
+            return select(token, *known);
         case Action::Set:
-            set(token, *known);
-            break;
+            return set(token, *known);
         case Action::BeginImage:
-            separate();
-            m_inImage = true;
-            m_image = InlineImage();
-            break;
+            return beginImage();
         case Action::Save:
-            save(token);
-            break;
+            return save(token);
         case Action::Restore:
-            restore(token);
-            break;
+            return restore(token);
         case Action::Pass:
-            pass(token);
-            break;
+            return pass(token);
         }
-        m_pending.clear();
-        m_numbers.clear();
-        m_name = Token();
+    }
+
+private:
+    void beginImage()
+    {
+        separate();
+        m_inImage = true;
+        m_image = InlineImage();
     }
 
     void handleImageToken(const Token &token)
@@ -155,12 +136,12 @@ private:
         if (space->family() == ColourSpace::Family::Gray)
             pass(token);
         else
-            setGray(space->gray(operands(space->components())), device.use);
+            setGray(space->gray(lastNumbers(space->components())), device.use);
     }
 
     void select(const Token &token, const Operator &op)
     {
-        const Space space = spaceNamed(m_name.getValue());
+        const Space space = spaceNamed(names().empty() ? std::string() : names().back());
         current(op.use) = space;
         if (space->keepsNumbers() || space->family() == ColourSpace::Family::Pattern)
             pass(token);
@@ -170,19 +151,19 @@ private:
 
     void set(const Token &token, const Operator &op)
     {
-        const bool hasPattern = m_name.getType() == QPDFTokenizer::tt_name;
+        const bool hasPattern = !names().empty();
         const Space space = current(op.use) ? current(op.use) : guessed();
-        if (m_numbers.empty() || !space || space->keepsNumbers()) {
+        if (numbers().empty() || !space || space->keepsNumbers()) {
             pass(token);
         } else if (hasPattern) {
             separate();
-            write(number(space->gray(operands(space->components()))));
+            write(number(space->gray(lastNumbers(space->components()))));
             write(" ");
-            writeToken(m_name);
+            writeToken(Token(QPDFTokenizer::tt_name, names().back()));
             write(" ");
             write(token.getRawValue());
         } else {
-            setGray(space->gray(operands(space->components())), op.use);
+            setGray(space->gray(lastNumbers(space->components())), op.use);
         }
     }
 
@@ -190,7 +171,7 @@ private:
     /// it gives tells nearly as much.
     Space guessed()
     {
-        switch (m_numbers.size()) {
+        switch (numbers().size()) {
         case 3:
             return spaceNamed("/DeviceRGB");
         case 4:
@@ -230,23 +211,6 @@ private:
         return space;
     }
 
-    /// The last `count` numbers before the operator; missing ones are 0.
-    std::vector<double> operands(size_t count) const
-    {
-        std::vector<double> values(count, 0.0);
-        const size_t given = std::min(count, m_numbers.size());
-        for (size_t i = 0; i < given; ++i)
-            values[i] = QPDFObjectHandle::newReal(m_numbers[m_numbers.size() - given + i]).getNumericValue();
-        return values;
-    }
-
-    /// What keeps a rewritten operator apart from the one before.
-    void separate()
-    {
-        const char first = m_pending.empty() || m_pending.front() == ' ' ? ' ' : '\n';
-        write(&first, 1);
-    }
-
     static std::string number(double gray) { return QUtil::double_to_string(gray, decimals); }
 
     void setGray(double gray, Use use)
@@ -256,14 +220,6 @@ private:
         write(use == Use::Fill ? " g" : " G");
     }
 
-    void pass() { write(m_pending); }
-
-    void pass(const Token &token)
-    {
-        m_pending += token.getRawValue();
-        pass();
-    }
-
     QPDF &m_pdf;
     QPDFObjectHandle m_resources;
     std::map<std::string, Space> m_spaces;
@@ -271,9 +227,6 @@ private:
     std::vector<Colours> m_saved;
     size_t m_unsaved = 0;
 
-    std::string m_pending;              ///< what has come since the last operator, as it was written
-    std::vector<std::string> m_numbers; ///< the numbers in it
-    Token m_name;                       ///< the last name in it
     bool m_inImage = false;
     InlineImage m_image;
 };
@@ -283,12 +236,6 @@ private:
 std::string grayContent(QPDF &pdf, const std::string &content, QPDFObjectHandle resources,
                         InitialColour initial)
 {
-    std::string gray;
-    gray.reserve(content.size());
-    Pl_String text("gray content", nullptr, gray);
     GrayFilter filter(pdf, resources, initial);
-    Pl_QPDFTokenizer tokenizer("content", &filter, &text);
-    tokenizer.write(reinterpret_cast<const unsigned char *>(content.data()), content.size());
-    tokenizer.finish();
-    return gray;
+    return filteredContent(content, filter);
 }

@@ -4,6 +4,7 @@
 #include "engine/pdf/graycontent.h"
 #include "engine/pdf/grayimage.h"
 #include "engine/pdf/grayshading.h"
+#include "engine/pdf/outline.h"
 #include "engine/pdf/parts.h"
 #include "engine/pdf/streamdata.h"
 
@@ -129,27 +130,15 @@ void blendInGray(DocumentParts &parts)
     }
 }
 
-/// The entries of the outline, one after another, each once. Their colours are always red, green and blue.
+/// The colour of an entry is always red, green and blue.
 void makeOutlineGray(QPDF &pdf)
 {
-    QPDFObjectHandle outlines = pdf.getRoot().getKey("/Outlines");
-    std::vector<QPDFObjectHandle> waiting;
-    std::set<QPDFObjGen> seen;
-    if (outlines.isDictionary())
-        waiting.push_back(outlines);
-    while (!waiting.empty()) {
-        QPDFObjectHandle item = waiting.back();
-        waiting.pop_back();
-        QPDFObjectHandle colour = item.getKey("/C");
-        if (colour.isArray() && colour.getArrayNItems() == 3) {
-            const QPDFObjectHandle gray = real(grayOf(colour));
-            item.replaceKey("/C", QPDFObjectHandle::newArray({gray, gray, gray}));
-        }
-        for (const char *key : {"/First", "/Next"}) {
-            QPDFObjectHandle next = item.getKey(key);
-            if (next.isDictionary() && next.isIndirect() && seen.insert(next.getObjGen()).second)
-                waiting.push_back(next);
-        }
+    for (QPDFObjectHandle entry : outlineEntries(pdf)) {
+        QPDFObjectHandle colour = entry.getKey("/C");
+        if (!colour.isArray() || colour.getArrayNItems() != 3)
+            continue;
+        const QPDFObjectHandle gray = real(grayOf(colour));
+        entry.replaceKey("/C", QPDFObjectHandle::newArray({gray, gray, gray}));
     }
 }
 

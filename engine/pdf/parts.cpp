@@ -19,6 +19,18 @@ QPDFObjectHandle dictionaryOf(QPDFObjectHandle object)
     return object.isStream() ? object.getDict() : object;
 }
 
+/// The values of the dictionary that `holder` has under `key`.
+std::vector<QPDFObjectHandle> entries(QPDFObjectHandle holder, const char *key)
+{
+    std::vector<QPDFObjectHandle> values;
+    QPDFObjectHandle dictionary = holder.getKey(key);
+    if (dictionary.isDictionary()) {
+        for (const auto &[name, value] : dictionary.ditems())
+            values.push_back(value);
+    }
+    return values;
+}
+
 /// Walks breadth first with a list of its own, so that no nesting exhausts the stack.
 class Walk
 {
@@ -79,17 +91,6 @@ private:
             visitShading(shading, resources);
         for (QPDFObjectHandle state : entries(resources, "/ExtGState"))
             visitState(state, resources);
-    }
-
-    static std::vector<QPDFObjectHandle> entries(QPDFObjectHandle resources, const char *key)
-    {
-        std::vector<QPDFObjectHandle> values;
-        QPDFObjectHandle dictionary = resources.getKey(key);
-        if (dictionary.isDictionary()) {
-            for (const auto &[name, value] : dictionary.ditems())
-                values.push_back(value);
-        }
-        return values;
     }
 
     void visitExternal(QPDFObjectHandle object, QPDFObjectHandle resources)
@@ -187,14 +188,8 @@ private:
         if (!annotation.isDictionary() || !isNew(annotation))
             return;
         m_parts.annotations.push_back(annotation);
-        for (QPDFObjectHandle appearance : entries(annotation, "/AP")) {
-            if (appearance.isStream()) {
-                visitContent(appearance, resources);
-            } else if (appearance.isDictionary()) {
-                for (const auto &[state, stream] : appearance.ditems())
-                    visitContent(stream, resources);
-            }
-        }
+        for (const QPDFObjectHandle &appearance : appearancesOf(annotation))
+            visitContent(appearance, resources);
     }
 
     DocumentParts &m_parts;
@@ -215,4 +210,20 @@ DocumentParts DocumentParts::of(QPDF &pdf)
         walk.visitResources(forms.getKey("/DR"));
     walk.finish();
     return parts;
+}
+
+std::vector<QPDFObjectHandle> appearancesOf(QPDFObjectHandle annotation)
+{
+    std::vector<QPDFObjectHandle> streams;
+    for (QPDFObjectHandle appearance : entries(annotation, "/AP")) {
+        if (appearance.isStream()) {
+            streams.push_back(appearance);
+        } else if (appearance.isDictionary()) {
+            for (const auto &[state, stream] : appearance.ditems()) {
+                if (QPDFObjectHandle(stream).isStream())
+                    streams.push_back(stream);
+            }
+        }
+    }
+    return streams;
 }

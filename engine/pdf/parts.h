@@ -39,3 +39,6 @@ struct DocumentParts {
     /// type are passed over. Throws std::exception if the page tree cannot be read.
     static DocumentParts of(QPDF &pdf);
 };
+
+/// The appearance streams of an annotation, in all its states.
+std::vector<QPDFObjectHandle> appearancesOf(QPDFObjectHandle annotation);

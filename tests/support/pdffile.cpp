@@ -69,6 +69,20 @@ QMap<QString, QString> PdfFile::info() const
         outputOf(QStringLiteral("pdfinfo"), {QStringLiteral("-enc"), QStringLiteral("UTF-8"), m_path}));
 }
 
+QString PdfFile::documentTitle() const
+{
+    const QJsonObject objects = objectsOf(m_path);
+    const QJsonObject trailer =
+        objects[QLatin1String("trailer")].toObject()[QLatin1String("value")].toObject();
+    const QJsonValue title =
+        resolved(objects, trailer[QLatin1String("/Info")]).toObject()[QLatin1String("/Title")];
+    // qpdf writes text as "u:", and what is in the document encoding as "b:" and hexadecimal digits.
+    const QString text = title.toString();
+    if (text.startsWith(QLatin1String("b:")))
+        return QString::fromLatin1(QByteArray::fromHex(text.mid(2).toLatin1()));
+    return title.isString() ? text.mid(2) : QString();
+}
+
 int PdfFile::pages() const
 {
     return info().value(QStringLiteral("Pages")).toInt();
@@ -100,8 +114,8 @@ QString PdfFile::text(int page) const
 
 QList<double> PdfFile::fontSizes() const
 {
-    // The sizes come in whole units of the zoom.
-    constexpr double zoom = 20;
+    // The sizes come in whole units of the zoom, which goes no further.
+    constexpr double zoom = 3;
     static const QRegularExpression fontSpec(QStringLiteral("<fontspec id=\"(\\d+)\" size=\"(-?\\d+)\""));
     const QString xml = QString::fromUtf8(outputOf(
         QStringLiteral("pdftohtml"), {QStringLiteral("-xml"), QStringLiteral("-i"), QStringLiteral("-stdout"),

@@ -22,6 +22,8 @@ public:
 
     /// What pdfinfo says about the document: "Title", "Pages", "Tagged" ...
     QMap<QString, QString> info() const;
+    /// The title in the document's information, blanks and all; null if there is none.
+    QString documentTitle() const;
     int pages() const;
     /// Of every page, in points, turned as a viewer shows it.
     QList<QSizeF> pageSizes() const;
@@ -29,7 +31,7 @@ public:
     /// The text of the whole document or of one page (from 1), in reading order, blanks and line ends made
     /// single blanks.
     QString text(int page = 0) const;
-    /// The sizes of all text in points.
+    /// The sizes of all text in points, to a third of one.
     QList<double> fontSizes() const;
     /// The names of the fonts, as embedded.
     QStringList fonts() const;

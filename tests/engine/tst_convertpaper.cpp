@@ -125,25 +125,24 @@ private:
 void ConvertPaperTest::everyNameGivesItsPaper_data()
 {
     QTest::addColumn<QPageSize::PageSizeId>("id");
-    QTest::addColumn<QByteArray>("html");
-    for (const NamedSize &size : everySize) {
-        QTest::addRow("%s", size.name)
-            << size.id << QByteArray("<!DOCTYPE html><p>first<p style='break-before:page'>last");
-        QTest::addRow("%s against the page's own", size.name) << size.id << QByteArray(obstinate);
-    }
+    for (const NamedSize &size : everySize)
+        QTest::newRow(size.name) << size.id;
 }
 
 void ConvertPaperTest::everyNameGivesItsPaper()
 {
     QFETCH(QPageSize::PageSizeId, id);
-    QFETCH(QByteArray, html);
-    const QString name = QString::fromLatin1(QTest::currentDataTag()).section(u' ', 0, 0);
-    const Conversion conversion = m_engine.convertText(html, {u"--page-size"_s, name});
-    VERIFY_WRITTEN(conversion);
-    const QByteArray complaint = otherThan(pointsOf(id), conversion.pdf());
-    QVERIFY2(complaint.isEmpty(), complaint.constData());
-    QVERIFY(conversion.pdf().text(1).contains(u"first"_s));
-    QVERIFY(conversion.pdf().text(conversion.pdf().pages()).contains(u"last"_s));
+    const std::vector<Conversion> conversions =
+        m_engine.convertTexts({"<!DOCTYPE html><p>first<p style='break-before:page'>last", obstinate},
+                              {u"--page-size"_s, QLatin1String(QTest::currentDataTag())});
+    for (const Conversion &conversion : conversions) {
+        VERIFY_WRITTEN(conversion);
+        const PdfFile pdf = conversion.pdf();
+        const QByteArray complaint = otherThan(pointsOf(id), pdf);
+        QVERIFY2(complaint.isEmpty(), complaint.constData());
+        QVERIFY(pdf.text(1).contains(u"first"_s));
+        QVERIFY(pdf.text(pdf.pages()).contains(u"last"_s));
+    }
 }
 
 void ConvertPaperTest::thePagesOwnSizeGivesWay_data()

@@ -57,6 +57,30 @@ Conversion Engine::convertText(const QByteArray &html, const QStringList &option
     return convert(input, options);
 }
 
+std::vector<Conversion> Engine::convertTexts(const QByteArrayList &texts, const QStringList &options)
+{
+    std::vector<std::unique_ptr<QProcess>> processes;
+    std::vector<Conversion> conversions;
+    for (const QByteArray &html : texts) {
+        const QString input = write(QStringLiteral("input-%1.html").arg(m_outputs + 1), html);
+        conversions.push_back({{}, freshOutput()});
+        processes.push_back(start(options + QStringList{input, conversions.back().output}));
+    }
+    for (size_t i = 0; i < processes.size(); ++i) {
+        ProgramResult &run = conversions[i].run;
+        run.outOfTime = !processes[i]->waitForFinished(90000);
+        if (run.outOfTime) {
+            processes[i]->kill();
+            processes[i]->waitForFinished();
+        } else if (processes[i]->exitStatus() == QProcess::NormalExit) {
+            run.exitCode = processes[i]->exitCode();
+        }
+        run.output = processes[i]->readAllStandardOutput();
+        run.errors = processes[i]->readAllStandardError();
+    }
+    return conversions;
+}
+
 ProgramResult Engine::run(const QStringList &arguments) const
 {
     return runProgram(program(), arguments, {m_environment, documents(), std::chrono::seconds(90)});

@@ -7,6 +7,7 @@
 #include <QProcess>
 
 #include <memory>
+#include <vector>
 
 /// What one run of the engine came to.
 struct Conversion {
@@ -43,6 +44,7 @@ public:
     /// A path among the documents.
     QString path(const QString &name) const { return m_documents.path(name); }
     QString documents() const { return m_documents.path(); }
+    QString makeFolder(const QString &name) const { return m_documents.makeFolder(name); }
     /// A path that no earlier call gave.
     QString freshOutput();
 
@@ -50,6 +52,8 @@ public:
     Conversion convert(const QString &input, const QStringList &options = {});
     /// Converts an HTML text.
     Conversion convertText(const QByteArray &html, const QStringList &options = {});
+    /// Converts several HTML texts with the same options at the same time.
+    std::vector<Conversion> convertTexts(const QByteArrayList &texts, const QStringList &options);
     /// Runs the engine with exactly these arguments, from the documents' folder.
     ProgramResult run(const QStringList &arguments) const;
     /// Starts it and returns at once.
@@ -57,6 +61,9 @@ public:
 
     /// Adds to, or with a null value removes from, the environment of all runs from now on.
     void setVariable(const QString &name, const QString &value);
+    const QProcessEnvironment &environment() const { return m_environment; }
+    /// The user's folder of all runs.
+    QString home() const { return m_folder.path(QStringLiteral("home")); }
 
     QString logPath() const;
     QStringList logLines() const;

@@ -44,6 +44,13 @@ void SilentServer::answer(const QByteArray &bytes)
     m_connection->waitForBytesWritten();
 }
 
+void SilentServer::hangUp()
+{
+    m_connection->disconnectFromHost();
+    if (m_connection->state() != QAbstractSocket::UnconnectedState)
+        m_connection->waitForDisconnected();
+}
+
 int freePort()
 {
     QTcpServer server;

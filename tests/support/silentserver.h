@@ -21,6 +21,8 @@ public:
     QByteArray awaitRequest(std::chrono::milliseconds bound = std::chrono::seconds(20));
     /// Answers the last request with these bytes, and leaves the connection open.
     void answer(const QByteArray &bytes);
+    /// Ends the connection of the last request.
+    void hangUp();
 
 private:
     std::unique_ptr<QTcpServer> m_server;

@@ -1,0 +1,499 @@
+#include "engine/browser/connection.h"
+#include "engine/browser/session.h"
+#include "engine/failure.h"
+
+#include <QJsonDocument>
+#include <QTest>
+
+#include <array>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+/// The browser's end of the pipes, played by the test, and the connection under test at ours.
+class Peer
+{
+public:
+    Peer() : m_commands(makePipe()), m_replies(makePipe()), m_errors(makePipe()) {}
+    Peer(const Peer &) = delete;
+    Peer &operator=(const Peer &) = delete;
+    ~Peer()
+    {
+        m_connection.reset();
+        for (const int end :
+             {m_commands[0], m_commands[1], m_replies[0], m_replies[1], m_errors[0], m_errors[1]}) {
+            if (end >= 0)
+                ::close(end);
+        }
+    }
+
+    Connection &connection() { return *m_connection; }
+
+    void say(const QByteArray &bytes)
+    {
+        QCOMPARE(::write(m_replies[1], bytes.constData(), size_t(bytes.size())), bytes.size());
+    }
+    void sayMessage(const QByteArray &json) { say(json + '\0'); }
+    void sayError(const QByteArray &bytes)
+    {
+        QCOMPARE(::write(m_errors[1], bytes.constData(), size_t(bytes.size())), bytes.size());
+    }
+
+    /// The next command, without its end.
+    QJsonObject hear()
+    {
+        while (!m_heard.contains('\0')) {
+            pollfd source{m_commands[0], POLLIN, 0};
+            char buffer[65536];
+            const ssize_t count =
+                ::poll(&source, 1, 10000) > 0 ? ::read(m_commands[0], buffer, sizeof buffer) : 0;
+            if (count <= 0)
+                return {};
+            m_heard.append(buffer, count);
+        }
+        const qsizetype end = m_heard.indexOf('\0');
+        const QJsonObject command = QJsonDocument::fromJson(m_heard.left(end)).object();
+        m_heard.remove(0, end + 1);
+        return command;
+    }
+
+    void hangUp()
+    {
+        for (int *end : {&m_replies[1], &m_errors[1]})
+            ::close(std::exchange(*end, -1));
+    }
+    /// No command is read any more.
+    void turnAway() { ::close(std::exchange(m_commands[0], -1)); }
+
+private:
+    static std::array<int, 2> makePipe()
+    {
+        std::array<int, 2> ends{};
+        if (::pipe(ends.data()) != 0)
+            qFatal("no pipe");
+        return ends;
+    }
+
+    std::array<int, 2> m_commands;
+    std::array<int, 2> m_replies;
+    std::array<int, 2> m_errors;
+    QByteArray m_heard;
+    std::unique_ptr<Connection> m_connection =
+        std::make_unique<Connection>(m_commands[1], m_replies[0], m_errors[0]);
+};
+
+Deadline soon()
+{
+    return Deadline::in(10s);
+}
+
+} // namespace
+
+class ConnectionTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { std::signal(SIGPIPE, SIG_IGN); }
+
+    void commandsAreNumberedNullTerminatedJson();
+    void aReplyGoesToWhoAsked();
+    void anEventGoesToItsSession();
+    void anEventGoesToEveryMailboxOfItsSession();
+    void aDetachedMailboxGetsNothing();
+    void messagesInPiecesAreJoined();
+    void severalMessagesInOnePieceAreParted();
+    void aLargeMessageComesWhole();
+    void nonsenseIsPassedOver_data();
+    void nonsenseIsPassedOver();
+    void theEndClosesMailboxesAfterTheirMessages();
+    void aMailboxAttachedAfterTheEndIsClosed();
+    void aHalfMessageAtTheEndIsDropped();
+    void lastErrorsAreKeptAndBounded();
+    void aBrowserThatTakesNothingEndsTheSend();
+    void commandsToAGoneBrowserAreDropped();
+    void manyThreadsMaySend();
+    void takingWaitsNoLongerThanItsDeadline();
+    void sessionsTellARefusalFromAResult();
+    void sessionsEndAtTheirDeadlineNamingTheActivity();
+    void sessionsTellACrashFromABrowserThatNeverStarted();
+    void sessionsHandOutEventsWhileTheyWait();
+    void aFloodOfEventsDoesNotOutlastTheDeadline();
+    void aFailureInAHandlerEndsTheWait();
+};
+
+void ConnectionTest::commandsAreNumberedNullTerminatedJson()
+{
+    Peer peer;
+    const int first = peer.connection().send({}, u"A.b"_s, {}, soon(), nullptr);
+    const int second = peer.connection().send(u"S"_s, u"C.d"_s, {{u"x"_s, u"ä\0\n"_s}}, soon(), nullptr);
+    QCOMPARE(peer.hear(), (QJsonObject{{u"id"_s, first}, {u"method"_s, u"A.b"_s}}));
+    QCOMPARE(peer.hear(), (QJsonObject{{u"id"_s, second},
+                                       {u"method"_s, u"C.d"_s},
+                                       {u"sessionId"_s, u"S"_s},
+                                       {u"params"_s, QJsonObject{{u"x"_s, u"ä\0\n"_s}}}}));
+    QVERIFY(second > first);
+}
+
+void ConnectionTest::aReplyGoesToWhoAsked()
+{
+    Peer peer;
+    const auto one = std::make_shared<Mailbox>();
+    const auto other = std::make_shared<Mailbox>();
+    const int first = peer.connection().send({}, u"A.b"_s, {}, soon(), one);
+    const int second = peer.connection().send({}, u"A.b"_s, {}, soon(), other);
+    peer.sayMessage("{\"id\":" + QByteArray::number(second) + "}");
+    peer.sayMessage("{\"id\":" + QByteArray::number(first) + "}");
+    QCOMPARE(other->take(soon())->value(u"id"_s).toInt(), second);
+    QCOMPARE(one->take(soon())->value(u"id"_s).toInt(), first);
+    // Once only.
+    peer.sayMessage("{\"id\":" + QByteArray::number(first) + "}");
+    QVERIFY(!one->take(Deadline::in(50ms)));
+}
+
+void ConnectionTest::anEventGoesToItsSession()
+{
+    Peer peer;
+    const auto browser = std::make_shared<Mailbox>();
+    const auto page = std::make_shared<Mailbox>();
+    peer.connection().attach({}, browser);
+    peer.connection().attach(u"P"_s, page);
+    peer.sayMessage(R"({"method":"E.page","sessionId":"P"})");
+    peer.sayMessage(R"({"method":"E.none","sessionId":"Q"})");
+    peer.sayMessage(R"({"method":"E.browser"})");
+    QCOMPARE(page->take(soon())->value(u"method"_s).toString(), u"E.page"_s);
+    QCOMPARE(browser->take(soon())->value(u"method"_s).toString(), u"E.browser"_s);
+    QVERIFY(!page->take(Deadline::in(0ms)));
+}
+
+void ConnectionTest::anEventGoesToEveryMailboxOfItsSession()
+{
+    Peer peer;
+    const auto one = std::make_shared<Mailbox>();
+    const auto other = std::make_shared<Mailbox>();
+    peer.connection().attach(u"P"_s, one);
+    peer.connection().attach(u"P"_s, other);
+    peer.sayMessage(R"({"method":"E","sessionId":"P"})");
+    QVERIFY(one->take(soon()));
+    QVERIFY(other->take(soon()));
+}
+
+void ConnectionTest::aDetachedMailboxGetsNothing()
+{
+    Peer peer;
+    const auto gone = std::make_shared<Mailbox>();
+    const auto staying = std::make_shared<Mailbox>();
+    peer.connection().attach(u"P"_s, gone);
+    peer.connection().attach(u"P"_s, staying);
+    peer.connection().detach(u"P"_s, gone);
+    peer.sayMessage(R"({"method":"E","sessionId":"P"})");
+    QVERIFY(staying->take(soon()));
+    QVERIFY(!gone->take(Deadline::in(0ms)));
+}
+
+void ConnectionTest::messagesInPiecesAreJoined()
+{
+    Peer peer;
+    const auto mailbox = std::make_shared<Mailbox>();
+    peer.connection().attach({}, mailbox);
+    const QByteArray message = R"({"method":"E","params":{"x":"ä🌊"}})" + QByteArray(1, '\0');
+    for (const char byte : message) {
+        peer.say(QByteArray(1, byte));
+        // The reader has the piece before the next one comes.
+        std::this_thread::yield();
+    }
+    const auto taken = mailbox->take(soon());
+    QVERIFY(taken);
+    QCOMPARE(taken->value(u"params"_s)[u"x"_s].toString(), u"ä🌊"_s);
+}
+
+void ConnectionTest::severalMessagesInOnePieceAreParted()
+{
+    Peer peer;
+    const auto mailbox = std::make_shared<Mailbox>();
+    peer.connection().attach({}, mailbox);
+    QByteArray piece;
+    for (int i = 0; i < 500; ++i)
+        piece += R"({"method":"E)" + QByteArray::number(i) + "\"}" + '\0';
+    peer.say(piece + R"({"method":"last)");
+    peer.say("\"}" + QByteArray(1, '\0'));
+    for (int i = 0; i < 500; ++i)
+        QCOMPARE(mailbox->take(soon())->value(u"method"_s).toString(), u"E%1"_s.arg(i));
+    QCOMPARE(mailbox->take(soon())->value(u"method"_s).toString(), u"last"_s);
+}
+
+void ConnectionTest::aLargeMessageComesWhole()
+{
+    Peer peer;
+    const auto mailbox = std::make_shared<Mailbox>();
+    const int id = peer.connection().send({}, u"A.b"_s, {}, soon(), mailbox);
+    const QByteArray data = QByteArray(20 << 20, 'x');
+    std::thread writer([&] {
+        peer.sayMessage("{\"id\":" + QByteArray::number(id) + ",\"result\":{\"data\":\"" + data + "\"}}");
+    });
+    const auto reply = mailbox->take(soon());
+    writer.join();
+    QVERIFY(reply);
+    QCOMPARE(reply->value(u"result"_s)[u"data"_s].toString().size(), data.size());
+}
+
+void ConnectionTest::nonsenseIsPassedOver_data()
+{
+    QTest::addColumn<QByteArray>("nonsense");
+    QTest::newRow("no message") << QByteArray(3, '\0');
+    QTest::newRow("no JSON") << QByteArray("garbage\0", 8);
+    QTest::newRow("half an object") << QByteArray("{\"method\":\0", 11);
+    QTest::newRow("an array") << QByteArray("[1,2]\0", 6);
+    QTest::newRow("not UTF-8") << QByteArray("{\"method\":\"\xff\xfe\"}\0", 16);
+    QTest::newRow("an unknown reply") << QByteArray("{\"id\":4711}\0", 12);
+    QTest::newRow("a reply to nobody") << QByteArray("{\"id\":\"one\"}\0", 13);
+    QTest::newRow("an empty object") << QByteArray("{}\0", 3);
+    QTest::newRow("deep") << QByteArray(3000, '[') + QByteArray(1, '\0');
+}
+
+void ConnectionTest::nonsenseIsPassedOver()
+{
+    QFETCH(QByteArray, nonsense);
+    Peer peer;
+    const auto mailbox = std::make_shared<Mailbox>();
+    const int id = peer.connection().send({}, u"A.b"_s, {}, soon(), mailbox);
+    peer.say(nonsense);
+    peer.sayMessage("{\"id\":" + QByteArray::number(id) + "}");
+    QCOMPARE(mailbox->take(soon())->value(u"id"_s).toInt(), id);
+    QVERIFY(!mailbox->closed());
+}
+
+void ConnectionTest::theEndClosesMailboxesAfterTheirMessages()
+{
+    Peer peer;
+    const auto mailbox = std::make_shared<Mailbox>();
+    peer.connection().attach({}, mailbox);
+    peer.sayMessage(R"({"method":"last words"})");
+    peer.hangUp();
+    QCOMPARE(mailbox->take(soon())->value(u"method"_s).toString(), u"last words"_s);
+    QVERIFY(!mailbox->take(soon()));
+    QVERIFY(mailbox->closed());
+}
+
+void ConnectionTest::aMailboxAttachedAfterTheEndIsClosed()
+{
+    Peer peer;
+    const auto early = std::make_shared<Mailbox>();
+    peer.connection().attach({}, early);
+    peer.hangUp();
+    QVERIFY(!early->take(soon()));
+    const auto late = std::make_shared<Mailbox>();
+    peer.connection().attach(u"P"_s, late);
+    QVERIFY(late->closed());
+}
+
+void ConnectionTest::aHalfMessageAtTheEndIsDropped()
+{
+    Peer peer;
+    const auto mailbox = std::make_shared<Mailbox>();
+    peer.connection().attach({}, mailbox);
+    peer.say(R"({"method":"E"})");
+    peer.hangUp();
+    QVERIFY(!mailbox->take(soon()));
+    QVERIFY(mailbox->closed());
+    QVERIFY(!peer.connection().heardOf());
+}
+
+void ConnectionTest::lastErrorsAreKeptAndBounded()
+{
+    Peer peer;
+    for (int i = 0; i < 100; ++i)
+        peer.sayError(QByteArray(1000, 'x') + "\n");
+    peer.sayError("no usable thing\n");
+    QTRY_VERIFY(peer.connection().lastErrors().endsWith("no usable thing\n"));
+    QVERIFY(peer.connection().lastErrors().size() <= 4096);
+}
+
+void ConnectionTest::aBrowserThatTakesNothingEndsTheSend()
+{
+    Peer peer;
+    const QJsonObject large{{u"x"_s, QString(1 << 20, u'x')}};
+    try {
+        peer.connection().send({}, u"A.b"_s, large, Deadline::in(100ms), nullptr);
+        QFAIL("sent");
+    } catch (const Failure &failure) {
+        QCOMPARE(failure.code(), ExitCode::OutOfTime);
+    }
+}
+
+void ConnectionTest::commandsToAGoneBrowserAreDropped()
+{
+    Peer peer;
+    const auto mailbox = std::make_shared<Mailbox>();
+    peer.connection().attach({}, mailbox);
+    peer.turnAway();
+    peer.hangUp();
+    peer.connection().send({}, u"A.b"_s, {{u"x"_s, QString(1 << 20, u'x')}}, soon(), mailbox);
+    QVERIFY(!mailbox->take(soon()));
+    QVERIFY(mailbox->closed());
+}
+
+void ConnectionTest::manyThreadsMaySend()
+{
+    constexpr int threadCount = 8;
+    constexpr int sends = 50;
+    Peer peer;
+    std::thread answering([&] {
+        for (int i = 0; i < threadCount * sends; ++i) {
+            const QJsonObject command = peer.hear();
+            peer.sayMessage(
+                QJsonDocument(QJsonObject{{u"id"_s, command[u"id"_s]}, {u"result"_s, command[u"params"_s]}})
+                    .toJson(QJsonDocument::Compact));
+        }
+    });
+    std::atomic<int> right = 0;
+    std::vector<std::thread> threads;
+    threads.reserve(threadCount);
+    for (int thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([&, thread] {
+            const auto mailbox = std::make_shared<Mailbox>();
+            for (int i = 0; i < sends; ++i) {
+                const QJsonObject parameters{{u"x"_s, QString(2000, QChar(u'a' + thread))}, {u"n"_s, i}};
+                peer.connection().send({}, u"A.b"_s, parameters, soon(), mailbox);
+                const auto reply = mailbox->take(soon());
+                right += reply && reply->value(u"result"_s).toObject() == parameters ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    answering.join();
+    QCOMPARE(right.load(), threadCount * sends);
+}
+
+void ConnectionTest::takingWaitsNoLongerThanItsDeadline()
+{
+    Mailbox mailbox;
+    QVERIFY(!mailbox.take(Deadline::in(10ms)));
+    QVERIFY(!mailbox.closed());
+    std::thread other([&] { mailbox.put({{u"method"_s, u"E"_s}}); });
+    QVERIFY(mailbox.take(soon()));
+    other.join();
+}
+
+void ConnectionTest::sessionsTellARefusalFromAResult()
+{
+    Peer peer;
+    std::thread answering([&] {
+        const auto answer = [&](const QByteArray &rest) {
+            peer.sayMessage("{\"id\":" + QByteArray::number(peer.hear()[u"id"_s].toInt()) + "," + rest + "}");
+        };
+        answer(R"("result":{"x":1})");
+        answer(R"("error":{"code":-1,"message":"no such thing"})");
+        answer(R"("error":{"message":"refused"})");
+    });
+    Session session(peer.connection(), {}, soon());
+    QCOMPARE(session.ask(u"A.b"_s).result[u"x"_s].toInt(), 1);
+    QCOMPARE(session.ask(u"A.b"_s).error, u"no such thing"_s);
+    try {
+        session.call(u"A.b"_s);
+        QFAIL("not refused");
+    } catch (const Failure &failure) {
+        QCOMPARE(failure.code(), ExitCode::Crashed);
+        QVERIFY(failure.message().contains(u"A.b"_s));
+    }
+    answering.join();
+}
+
+void ConnectionTest::sessionsEndAtTheirDeadlineNamingTheActivity()
+{
+    Peer peer;
+    Session session(peer.connection(), {}, Deadline::in(50ms));
+    session.setActivity(u"waiting in vain"_s);
+    try {
+        session.ask(u"A.b"_s);
+        QFAIL("answered");
+    } catch (const Failure &failure) {
+        QCOMPARE(failure.code(), ExitCode::OutOfTime);
+        QVERIFY(failure.message().contains(u"waiting in vain"_s));
+    }
+}
+
+void ConnectionTest::sessionsTellACrashFromABrowserThatNeverStarted()
+{
+    for (const bool started : {true, false}) {
+        Peer peer;
+        Session session(peer.connection(), {}, soon());
+        if (started)
+            peer.sayMessage(R"({"method":"E"})");
+        peer.hangUp();
+        try {
+            session.ask(u"A.b"_s);
+            QFAIL("answered");
+        } catch (const Failure &failure) {
+            QCOMPARE(failure.code(), started ? ExitCode::Crashed : ExitCode::NoBrowser);
+        }
+    }
+}
+
+void ConnectionTest::sessionsHandOutEventsWhileTheyWait()
+{
+    Peer peer;
+    Session session(peer.connection(), u"P"_s, soon());
+    session.adopt(u"child"_s);
+    QStringList seen;
+    session.on(u"E"_s, [&](const QJsonObject &parameters, const QString &from) {
+        seen += from + parameters[u"n"_s].toString();
+    });
+    peer.sayMessage(R"({"method":"E","sessionId":"P","params":{"n":"1"}})");
+    peer.sayMessage(R"({"method":"other","sessionId":"P"})");
+    peer.sayMessage(R"({"method":"E","sessionId":"child","params":{"n":"2"}})");
+    peer.sayMessage(R"({"method":"E","sessionId":"stranger","params":{"n":"3"}})");
+    QVERIFY(session.waitUntil([&] { return seen.size() == 2; }, soon()));
+    QCOMPARE(seen, (QStringList{u"P1"_s, u"child2"_s}));
+    QVERIFY(!session.waitUntil([&] { return seen.size() == 3; }, Deadline::in(20ms)));
+}
+
+void ConnectionTest::aFloodOfEventsDoesNotOutlastTheDeadline()
+{
+    Peer peer;
+    std::atomic<bool> over = false;
+    std::thread flood([&] {
+        while (!over)
+            peer.sayMessage(R"({"method":"E"})");
+    });
+    Session session(peer.connection(), {}, Deadline::in(300ms));
+    bool ended = false;
+    try {
+        session.waitUntil([] { return false; }, soon());
+    } catch (const Failure &failure) {
+        ended = failure.code() == ExitCode::OutOfTime;
+    }
+    over = true;
+    flood.join();
+    QVERIFY(ended);
+}
+
+void ConnectionTest::aFailureInAHandlerEndsTheWait()
+{
+    Peer peer;
+    Session session(peer.connection(), {}, soon());
+    session.on(u"E"_s, [&](const QJsonObject &, const QString &) {
+        session.fail(Failure(ExitCode::NotLoaded, u"first"_s));
+        session.fail(Failure(ExitCode::Crashed, u"second"_s));
+    });
+    peer.sayMessage(R"({"method":"E"})");
+    try {
+        session.waitUntil([] { return false; }, soon());
+        QFAIL("went on");
+    } catch (const Failure &failure) {
+        QCOMPARE(failure.code(), ExitCode::NotLoaded);
+        QCOMPARE(failure.message(), u"first"_s);
+    }
+}
+
+QTEST_GUILESS_MAIN(ConnectionTest)
+#include "tst_connection.moc"

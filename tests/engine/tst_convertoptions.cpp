@@ -1,0 +1,441 @@
+#include "tests/support/engine.h"
+#include "tests/support/pictures.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+struct Part {
+    const char *name;
+    /// "%1" is the part's colour, as #rrggbb or as a picture.
+    const char *html;
+};
+
+/// Everything that shows an image from somewhere; "%1" is the image's address.
+constexpr Part imageParts[] = {
+    {"img", "<img src='%1'>"},
+    {"img with srcset", "<img srcset='%1 1x, %1 2x'>"},
+    {"picture", "<picture><source srcset='%1' media=print><source srcset='%1'><img></picture>"},
+    {"img set by script", "<img id=scripted><script>document.getElementById('scripted').src='%1'</script>"},
+    {"lazy img", "<img loading=lazy src='%1'>"},
+    {"background", "<div style=\"background:url('%1')\"></div>"},
+    {"background of ::before",
+     "<style>.before::before{content:'';display:block;height:40px;background:url('%1')}</style>"
+     "<div class=before></div>"},
+    {"content of ::before", "<style>.content::before{content:url('%1')}</style><div class=content></div>"},
+    {"content of an element", "<div style=\"content:url('%1')\"></div>"},
+    {"background in @media print",
+     "<style>@media print{.print{background:url('%1')}}</style><div class=print></div>"},
+    {"image-set()", "<div style=\"background:image-set(url('%1') 1x)\"></div>"},
+    {"border-image", "<div style=\"border:20px solid;border-image:url('%1') 10\"></div>"},
+    {"list-style-image", "<ul style=\"list-style-image:url('%1')\"><li>item</ul>"},
+    {"input type=image", "<input type=image src='%1'>"},
+    {"video poster", "<video poster='%1' width=40 height=40></video>"},
+    {"object", "<object data='%1' type='image/png'></object>"},
+    {"embed", "<embed src='%1' type='image/png'>"},
+    {"SVG image", "<svg width=40 height=40><image href='%1' width=40 height=40 /></svg>"},
+    {"SVG pattern",
+     "<svg width=40 height=40><pattern id=p width=40 height=40 patternUnits=userSpaceOnUse>"
+     "<image href='%1' width=40 height=40 /></pattern><rect width=40 height=40 fill='url(#p)'/></svg>"},
+    {"SVG feImage", "<svg width=40 height=40><filter id=f><feImage href='%1'/></filter>"
+                    "<rect width=40 height=40 filter='url(#f)'/></svg>"},
+    {"shadow tree", "<div><template shadowrootmode=open><img src='%1'></template></div>"},
+    {"frame", "<iframe width=60 height=60 srcdoc=\"<body style='margin:0'><img src='%1'>\"></iframe>"},
+    {"frame of an image", "<iframe width=60 height=60 src='%1'></iframe>"},
+    {"img drawn on a canvas",
+     "<canvas id=c width=40 height=40></canvas><script>{const i=new Image;i.onload=()=>"
+     "c.getContext('2d').drawImage(i,0,0);i.src='%1'}</script>"},
+};
+
+/// Everything that paints a background; "%1" is its colour.
+constexpr Part backgroundParts[] = {
+    {"colour in a sheet", "<style>.p1{background:%1}</style><div class=p1>x</div>"},
+    {"colour of the element itself", "<div style='background:%1'>x</div>"},
+    {"gradient", "<div style='background:linear-gradient(%1,%1)'>x</div>"},
+    {"picture", "<div style='background:url(\"%2\")'>x</div>"},
+    {"exact in a sheet", "<style>.p2{background:%1;print-color-adjust:exact}</style><div class=p2>x</div>"},
+    {"exact, by the older name",
+     "<style>.p3{background:%1;-webkit-print-color-adjust:exact}</style><div class=p3>x</div>"},
+    {"exact and important in a sheet",
+     "<style>.p4{background:%1;print-color-adjust:exact!important}</style><div class=p4>x</div>"},
+    {"exact and important for an id",
+     "<style>#p5{background:%1;print-color-adjust:exact!important}</style><div id=p5>x</div>"},
+    {"exact and important in a layer",
+     "<style>@layer a{.p6{background:%1;print-color-adjust:exact!important}}</style><div class=p6>x</div>"},
+    {"exact on the element itself", "<div style='background:%1;print-color-adjust:exact'>x</div>"},
+    {"exact and important on the element itself",
+     "<div style='background:%1;-webkit-print-color-adjust:exact!important'>x</div>"},
+    {"exact on the element itself by script",
+     "<div id=p7>x</div><script>p7.style='background:%1;print-color-adjust:exact!important'</script>"},
+    {"exact on the element itself by a timer",
+     "<div "
+     "id=p8>x</div><script>setTimeout(()=>p8.style='background:%1;print-color-adjust:exact!important',2000)</"
+     "script>"},
+    {"exact on ::before", "<style>.p9::before{content:'x';display:block;background:%1;print-color-adjust:"
+                          "exact}</style><div class=p9></div>"},
+    {"exact and important on ::after", "<style>#p10::after{content:'x';display:block;background:%1;print-"
+                                       "color-adjust:exact!important}</style><div id=p10></div>"},
+    {"exact on ::first-line", "<style>.p11::first-line{background:%1;print-color-adjust:exact}</style><div "
+                              "class=p11>xxxxxxxxxx</div>"},
+    {"exact on ::first-letter", "<style>.p12::first-letter{background:%1;padding:10px;print-color-adjust:"
+                                "exact}</style><div class=p12>xxx</div>"},
+    {"exact in a shadow tree",
+     "<div><template "
+     "shadowrootmode=open><style>p{background:%1;print-color-adjust:exact}</style><p>x</template></div>"},
+    {"exact in a closed shadow tree", "<div><template "
+                                      "shadowrootmode=closed><style>p{background:%1;print-color-adjust:exact!"
+                                      "important}</style><p>x</template></div>"},
+    {"exact on the host of a shadow tree", "<div><template "
+                                           "shadowrootmode=open><style>:host{background:%1;display:block;"
+                                           "print-color-adjust:exact!important}</style>x</template></div>"},
+    {"exact on an element of a shadow tree itself",
+     "<div><template shadowrootmode=open><p "
+     "style='background:%1;print-color-adjust:exact!important'>x</template></div>"},
+    {"exact, inherited", "<div style='print-color-adjust:exact'><div style='background:%1'>x</div></div>"},
+    {"exact in a frame",
+     "<iframe width=90 height=60 srcdoc=\"<p style='background:%1;print-color-adjust:exact'>x\"></iframe>"},
+    {"exact on a table cell", "<table><tr><td style='background:%1;print-color-adjust:exact'>xxxxx</table>"},
+    {"exact in @media print",
+     "<style>@media print{.p13{background:%1;print-color-adjust:exact}}</style><div class=p13>x</div>"},
+    {"exact on a page's margin box",
+     "<style>@page{@bottom-center{content:'xxxxxxxxx';background:%1;print-color-adjust:exact}}</style>"},
+};
+
+QByteArray everyPart(const Part *parts, int count)
+{
+    QString html =
+        u"<!DOCTYPE html><meta charset=utf-8><style>div,p,li{min-height:40px;min-width:40px;margin:2px 0}</style>"_s;
+    for (int i = 0; i < count; ++i) {
+        const QString colour = distinctColour(i).name();
+        html += QString::fromUtf8(parts[i].html)
+                    .replace(u"%1"_s, parts == imageParts ? dataAddress(distinctColour(i)) : colour)
+                    .replace(u"%2"_s, dataAddress(distinctColour(i))) +
+                u'\n';
+    }
+    return html.toUtf8();
+}
+
+/// Which parts' colours the pages show.
+QStringList partsShown(const Part *parts, int count, const PdfFile &pdf)
+{
+    QStringList shown;
+    QList<QImage> pages;
+    for (int page = 1; page <= pdf.pages(); ++page)
+        pages += pdf.picture(page);
+    for (int i = 0; i < count; ++i) {
+        if (std::any_of(pages.begin(), pages.end(),
+                        [&](const QImage &page) { return shows(distinctColour(i), page); }))
+            shown += QLatin1String(parts[i].name);
+    }
+    return shown;
+}
+
+/// What the measured sizes may be off.
+constexpr double coarseness = 0.34;
+
+double smallest(const QList<double> &sizes)
+{
+    return sizes.isEmpty() ? 0 : *std::min_element(sizes.begin(), sizes.end());
+}
+
+} // namespace
+
+/// What the options for the page do: images, backgrounds, scripts and the font size.
+class ConvertOptionsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void noImagesLeavesOut_data();
+    void noImagesLeavesOut();
+    void noImagesLeavesNoneInTheFile();
+    void noImagesKeepsTextAndShapes();
+    void noImagesHoldsForFilesAndTheWholeDocument();
+    void noBackgroundLeavesOut_data();
+    void noBackgroundLeavesOut();
+    void noBackgroundKeepsTheRest();
+    void noBackgroundHoldsForWholePages();
+    void withoutJavaScriptNoScriptRuns();
+    void withoutJavaScriptSheetsAndPaperStillWork();
+    void noTextIsSmallerThanTheMinimum_data();
+    void noTextIsSmallerThanTheMinimum();
+    void noTextIsSmallerThanTheMinimumAsBigAsItGets();
+    void largerTextStaysAsItIs();
+    void everyOptionAtOnce();
+    void cleanupTestCase();
+
+private:
+    Engine m_engine;
+    QStringList m_imagesShown;
+    QStringList m_imagesLeft;
+    QStringList m_backgroundsShown;
+    QStringList m_backgroundsLeft;
+    qsizetype m_imageCount = -1;
+};
+
+void ConvertOptionsTest::initTestCase()
+{
+    const int images = static_cast<int>(std::size(imageParts));
+    const int backgrounds = static_cast<int>(std::size(backgroundParts));
+    const Conversion with = m_engine.convertText(everyPart(imageParts, images));
+    const Conversion without = m_engine.convertText(everyPart(imageParts, images), {u"--no-images"_s});
+    VERIFY_WRITTEN(with);
+    VERIFY_WRITTEN(without);
+    m_imagesShown = partsShown(imageParts, images, with.pdf());
+    m_imagesLeft = partsShown(imageParts, images, without.pdf());
+    m_imageCount = without.pdf().images();
+    const Conversion painted = m_engine.convertText(everyPart(backgroundParts, backgrounds));
+    const Conversion plain =
+        m_engine.convertText(everyPart(backgroundParts, backgrounds), {u"--no-background"_s});
+    VERIFY_WRITTEN(painted);
+    VERIFY_WRITTEN(plain);
+    m_backgroundsShown = partsShown(backgroundParts, backgrounds, painted.pdf());
+    m_backgroundsLeft = partsShown(backgroundParts, backgrounds, plain.pdf());
+}
+
+void ConvertOptionsTest::noImagesLeavesOut_data()
+{
+    QTest::addColumn<QString>("part");
+    for (const Part &part : imageParts)
+        QTest::newRow(part.name) << QString(QLatin1String(part.name));
+}
+
+void ConvertOptionsTest::noImagesLeavesOut()
+{
+    QFETCH(QString, part);
+    QVERIFY2(m_imagesShown.contains(part), "not shown without the option either");
+    QVERIFY(!m_imagesLeft.contains(part));
+}
+
+void ConvertOptionsTest::noImagesLeavesNoneInTheFile()
+{
+    QCOMPARE(m_imageCount, 0);
+}
+
+void ConvertOptionsTest::noImagesKeepsTextAndShapes()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><p>text <img alt='instead of it' src=none.png><svg width=40 height=40><rect width=40 "
+        "height=40 "
+        "fill='#f00'/></svg><div style='background:#0f0;height:40px'></div><div style='height:40px;"
+        "background:linear-gradient(#00f,#00f)'></div>",
+        {u"--no-images"_s});
+    VERIFY_WRITTEN(conversion);
+    const QImage page = conversion.pdf().picture();
+    QVERIFY(shows(Qt::red, page));
+    QVERIFY(shows(QColor(0, 255, 0), page));
+    QVERIFY(shows(Qt::blue, page));
+    QVERIFY(conversion.pdf().text().contains(u"text"_s));
+}
+
+void ConvertOptionsTest::noImagesHoldsForFilesAndTheWholeDocument()
+{
+    m_engine.write(u"red.png"_s, plainPicture(Qt::red));
+    m_engine.write(u"red.jpg"_s, plainPicture(Qt::red, {40, 40}, "JPG"));
+    m_engine.write(u"red.svg"_s,
+                   "<svg xmlns='http://www.w3.org/2000/svg' width='40' height='40'><rect width='40' "
+                   "height='40' fill='#f00'/></svg>");
+    const QByteArray html = "<!DOCTYPE html><img src=red.png><img src=red.jpg><img src=red.svg>"
+                            "<object data=red.png></object><object data=red.svg type=image/svg+xml></object>"
+                            "<embed src=red.svg><div style='height:40px;background:url(red.svg)'></div>";
+    const Conversion with = m_engine.convertText(html);
+    VERIFY_WRITTEN(with);
+    QVERIFY(shareOf(Qt::red, with.pdf().picture()) > 0.005);
+    const Conversion without = m_engine.convertText(html, {u"--no-images"_s});
+    VERIFY_WRITTEN(without);
+    QVERIFY(!shows(Qt::red, without.pdf().picture()));
+    QCOMPARE(without.pdf().images(), 0);
+}
+
+void ConvertOptionsTest::noBackgroundLeavesOut_data()
+{
+    QTest::addColumn<QString>("part");
+    for (const Part &part : backgroundParts)
+        QTest::newRow(part.name) << QString(QLatin1String(part.name));
+}
+
+void ConvertOptionsTest::noBackgroundLeavesOut()
+{
+    QFETCH(QString, part);
+    QVERIFY2(m_backgroundsShown.contains(part), "not shown without the option either");
+    QVERIFY(!m_backgroundsLeft.contains(part));
+}
+
+void ConvertOptionsTest::noBackgroundKeepsTheRest()
+{
+    const Conversion conversion =
+        m_engine.convertText("<!DOCTYPE html><p style='color:#c00;font-size:60px'><b>IIIIIII</b></p><div "
+                             "style='border:9px solid #00c'>x</div>"
+                             "<img src='" +
+                                 dataAddress(QColor(0, 160, 0)).toLatin1() +
+                                 "'><svg width=40 height=40><rect width=40 height=40 "
+                                 "fill='#a0a'/></svg>",
+                             {u"--no-background"_s});
+    VERIFY_WRITTEN(conversion);
+    const QImage page = conversion.pdf().picture();
+    for (const char *colour : {"#cc0000", "#0000cc", "#00a000", "#aa00aa"})
+        QVERIFY2(shows(QColor(QLatin1String(colour)), page), colour);
+}
+
+void ConvertOptionsTest::noBackgroundHoldsForWholePages()
+{
+    const QByteArray html =
+        "<!DOCTYPE html><style>@page{margin:0}html{background:#f00;print-color-adjust:exact}"
+        "body{background:#0f0;margin:50px;height:300px;-webkit-print-color-adjust:exact}</style>x";
+    const Conversion with = m_engine.convertText(html);
+    VERIFY_WRITTEN(with);
+    QVERIFY(shareOf(Qt::red, with.pdf().picture()) > 0.5);
+    const Conversion without = m_engine.convertText(html, {u"--no-background"_s});
+    VERIFY_WRITTEN(without);
+    QVERIFY(shareOf(Qt::white, without.pdf().picture()) > 0.99);
+}
+
+void ConvertOptionsTest::withoutJavaScriptNoScriptRuns()
+{
+    m_engine.write(u"script.js"_s, "document.body.append(' by-file')");
+    m_engine.write(u"frame.html"_s, "<p id=f>frame<script>f.textContent='by-frame'</script>");
+    const QByteArray html =
+        "<!DOCTYPE html><body onload=\"document.body.append(' "
+        "by-onload')\"><p>text<noscript>instead</noscript>"
+        "<script>document.body.append(' by-tag');setTimeout(()=>document.body.append(' "
+        "by-timer'),10)</script>"
+        "<script src=script.js></script><script type=module>document.body.append(' by-module')</script>"
+        "<img src=none onerror=\"document.body.append(' by-onerror')\">"
+        "<svg onload=\"document.body.append(' by-svg')\"></svg><iframe src=frame.html></iframe>"
+        "<iframe src=\"javascript:'by-address'\"></iframe>";
+    const Conversion with = m_engine.convertText(html);
+    VERIFY_WRITTEN(with);
+    for (const char *word :
+         {"by-file", "by-onload", "by-tag", "by-timer", "by-onerror", "by-svg", "by-frame"})
+        QVERIFY2(with.pdf().text().contains(QLatin1String(word)), word);
+    QVERIFY(!with.pdf().text().contains(u"instead"_s));
+    const Conversion without = m_engine.convertText(html, {u"--disable-javascript"_s});
+    VERIFY_WRITTEN(without);
+    QVERIFY2(!without.pdf().text().contains(u"by-"_s), qPrintable(without.pdf().text()));
+    QVERIFY2(without.pdf().text().contains(u"textinstead"_s), qPrintable(without.pdf().text()));
+    QVERIFY(without.pdf().text().contains(u"frame"_s));
+}
+
+void ConvertOptionsTest::withoutJavaScriptSheetsAndPaperStillWork()
+{
+    const Conversion conversion =
+        m_engine.convertText("<!DOCTYPE html><style>@page{size:B4 "
+                             "!important}div{background:#f00;print-color-adjust:exact}</style><div>x</div>"
+                             "<div style='height:9000px'></div><img loading=lazy src='" +
+                                 dataAddress(Qt::blue).toLatin1() + "'>",
+                             {u"--disable-javascript"_s, u"--no-background"_s, u"--page-size"_s, u"A5"_s,
+                              u"--minimum-font-size"_s, u"20"_s});
+    VERIFY_WRITTEN(conversion);
+    const PdfFile pdf = conversion.pdf();
+    QVERIFY(std::abs(pdf.pageSizes()[0].width() - 420) < 1);
+    QVERIFY(!shows(Qt::red, pdf.picture()));
+    QVERIFY(smallest(pdf.fontSizes()) >= 20 - coarseness);
+    QVERIFY(shows(Qt::blue, pdf.picture(pdf.pages())));
+}
+
+void ConvertOptionsTest::noTextIsSmallerThanTheMinimum_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const auto row = [](const char *name, const QByteArray &html) { QTest::newRow(name) << html; };
+    row("pixels", "<p style='font-size:6px'>small");
+    row("points", "<p style='font-size:4pt'>small");
+    row("important", "<style>p{font-size:5px!important}</style><p>small");
+    row("relative", "<p style='font-size:30%'>small<sup>up<sup>upper</sup></sup> "
+                    "<small><small><small>tiny</small></small></small>");
+    row("of the window's width", "<p style='font-size:.7vw'>small");
+    row("a form", "<input value=small style='font-size:7px'><button style='font-size:7px'>small</button>"
+                  "<textarea style='font-size:7px'>small</textarea>");
+    row("monospaced", "<pre style='font-size:7px'>small</pre><code style='font-size:7px'>small</code>");
+    row("other languages", "<p lang=ja style='font-size:7px'>あいう<p lang=ar style='font-size:7px'>abc");
+    row("in a frame", "<iframe srcdoc=\"<p style='font-size:6px'>small\"></iframe>");
+    row("in a shadow tree",
+        "<div><template shadowrootmode=open><p style='font-size:6px'>small</template></div>");
+    row("text adjustment switched off",
+        "<p style='font-size:6px;text-size-adjust:none;-webkit-text-size-adjust:none'>small");
+    row("zoom", "<div style='zoom:.4'><p style='font-size:16px'>small</div>");
+    row("zoom of the body", "<body style='zoom:.4'><p style='font-size:16px'>small");
+    row("a margin box of the page",
+        "<style>@page{@bottom-center{content:'small';font-size:5pt}}</style><p>x");
+    row("SVG", "<svg width=200 height=50><text y=20 style='font-size:6px'>small</text></svg>");
+    row("SVG made smaller", "<svg width=100 height=25 viewBox='0 0 400 100'><text y=50 "
+                            "style='font-size:30px'>small</text></svg>");
+    row("made smaller by a transform",
+        "<div style='transform:scale(.4)'><p style='font-size:16px'>small</div>");
+    row("wider than the paper", "<p style='font-size:6px'>small<div style='width:1000px;height:9px'></div>");
+    row("far wider than the paper",
+        "<p style='font-size:6px'>small<table><tr><td style='min-width:2500px'>x</table>");
+    row("set by a timer", "<p id=p>small<script>setTimeout(()=>p.style.fontSize='5px',2000)</script>");
+}
+
+void ConvertOptionsTest::noTextIsSmallerThanTheMinimum()
+{
+    QFETCH(QByteArray, html);
+    const Conversion conversion = m_engine.convertText("<!DOCTYPE html><meta charset=utf-8>" + html,
+                                                       {u"--minimum-font-size"_s, u"12"_s});
+    VERIFY_WRITTEN(conversion);
+    const double size = smallest(conversion.pdf().fontSizes());
+    QVERIFY2(size >= 12 - coarseness, qPrintable(u"%1 points"_s.arg(size)));
+}
+
+void ConvertOptionsTest::noTextIsSmallerThanTheMinimumAsBigAsItGets()
+{
+    const Conversion conversion = m_engine.convertText("<!DOCTYPE html><p style='font-size:6px'>big",
+                                                       {u"--minimum-font-size"_s, u"72"_s});
+    VERIFY_WRITTEN(conversion);
+    const double size = smallest(conversion.pdf().fontSizes());
+    QVERIFY2(size >= 72 - coarseness && size < 73, qPrintable(u"%1 points"_s.arg(size)));
+    const Conversion least = m_engine.convertText("<!DOCTYPE html><p style='font-size:3px'>small",
+                                                  {u"--minimum-font-size"_s, u"5"_s});
+    VERIFY_WRITTEN(least);
+    const double leastSize = smallest(least.pdf().fontSizes());
+    QVERIFY2(leastSize >= 5 - coarseness && leastSize < 6, qPrintable(u"%1 points"_s.arg(leastSize)));
+}
+
+void ConvertOptionsTest::largerTextStaysAsItIs()
+{
+    const QByteArray html = "<!DOCTYPE html><p style='font-size:30pt'>large";
+    const Conversion plain = m_engine.convertText(html);
+    const Conversion bounded = m_engine.convertText(html, {u"--minimum-font-size"_s, u"12"_s});
+    VERIFY_WRITTEN(plain);
+    VERIFY_WRITTEN(bounded);
+    QVERIFY(std::abs(smallest(plain.pdf().fontSizes()) - 30) <= coarseness);
+    QVERIFY(std::abs(smallest(bounded.pdf().fontSizes()) - 30) <= coarseness);
+    const Conversion small = m_engine.convertText("<!DOCTYPE html><p style='font-size:6pt'>small");
+    VERIFY_WRITTEN(small);
+    QVERIFY2(std::abs(smallest(small.pdf().fontSizes()) - 6) <= coarseness,
+             qPrintable(u"%1 points"_s.arg(smallest(small.pdf().fontSizes()))));
+}
+
+void ConvertOptionsTest::everyOptionAtOnce()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><html lang=en><style>@page{size:B4}body{background:#f00}</style><h1>One</h1><p "
+        "style='font-size:5px'>small"
+        "<img src='" +
+            dataAddress(Qt::blue).toLatin1() + "'><script>document.body.append('by script')</script>",
+        {u"--page-size"_s, u"Letter"_s, u"--copies"_s, u"2"_s, u"--orientation"_s, u"Landscape"_s,
+         u"--minimum-font-size"_s, u"20"_s, u"--title"_s, u"Given"_s, u"--disable-javascript"_s,
+         u"--no-images"_s, u"--no-background"_s});
+    VERIFY_WRITTEN(conversion);
+    const PdfFile pdf = conversion.pdf();
+    QCOMPARE(pdf.pages(), 2);
+    QVERIFY(std::abs(pdf.pageSizes()[1].width() - 792) < 1 &&
+            std::abs(pdf.pageSizes()[1].height() - 612) < 1);
+    QCOMPARE(pdf.documentTitle(), u"Given"_s);
+    QVERIFY(smallest(pdf.fontSizes()) >= 20 - coarseness);
+    QCOMPARE(pdf.images(), 0);
+    QVERIFY(!shows(Qt::red, pdf.picture()) && !shows(Qt::blue, pdf.picture()));
+    QVERIFY(!pdf.text().contains(u"by script"_s));
+}
+
+void ConvertOptionsTest::cleanupTestCase()
+{
+    QCOMPARE(m_engine.leftBehind(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(ConvertOptionsTest)
+#include "tst_convertoptions.moc"

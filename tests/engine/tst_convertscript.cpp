@@ -1,0 +1,247 @@
+#include "tests/support/engine.h"
+#include "tests/support/pictures.h"
+#include "tests/support/webserver.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+struct Started {
+    QByteArray name;
+    std::unique_ptr<QProcess> process;
+    QString output;
+};
+
+} // namespace
+
+/// Pages that build themselves, and pages that never come to rest.
+class ConvertScriptTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void whatTimeBrings_data();
+    void whatTimeBrings();
+    void dialogsAreDismissed_data();
+    void dialogsAreDismissed();
+    void pagesThatGoOnForEverArePrintedAsTheyAre();
+    void aPageThatComputesForEverIsPrinted_data();
+    void aPageThatComputesForEverIsPrinted();
+    void cleanupTestCase();
+
+private:
+    Engine m_engine;
+};
+
+void ConvertScriptTest::whatTimeBrings_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    QTest::addColumn<QString>("text");
+    const auto row = [](const char *name, const QByteArray &script, const QString &text) {
+        QTest::newRow(name) << "<!DOCTYPE html><p id=p>begin<script>" + script + "</script>" << text;
+    };
+    row("a script", "p.append(' built')", u"begin built"_s);
+    row("the load event", "onload=()=>p.append(' built')", u"begin built"_s);
+    row("a promise", "Promise.resolve().then(()=>p.append(' built'))", u"begin built"_s);
+    row("a timer", "setTimeout(()=>p.append(' built'),100)", u"begin built"_s);
+    row("a timer of almost five seconds", "onload=()=>setTimeout(()=>p.append(' built'),4500)",
+        u"begin built"_s);
+    row("a timer of an hour", "setTimeout(()=>p.append(' too late'),3600000)", u"begin"_s);
+    row("a chain of timers",
+        "let n=0;const next=()=>{p.append(' '+ ++n);if(n<40)setTimeout(next,100)};next()",
+        u"begin 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 28 29 30 31 32 33 34 35 36 37 38 39 40"_s);
+    row("an interval", "let n=0;const i=setInterval(()=>{p.append(' '+ ++n);if(n==4)clearInterval(i)},1000)",
+        u"begin 1 2 3 4"_s);
+    row("animation frames",
+        "let n=0;const f=()=>{if(++n<60)requestAnimationFrame(f);else p.append(' "
+        "built')};requestAnimationFrame(f)",
+        u"begin built"_s);
+    row("an idle callback", "requestIdleCallback(()=>p.append(' built'))", u"begin built"_s);
+    row("a worker",
+        "const w=new Worker(URL.createObjectURL(new Blob(['setTimeout(()=>postMessage(\"built\"),500)'])));"
+        "w.onmessage=e=>p.append(' '+e.data)",
+        u"begin built"_s);
+    row("a transition",
+        "p.style.transition='opacity 1s';p.ontransitionend=()=>p.append(' built');"
+        "requestAnimationFrame(()=>requestAnimationFrame(()=>p.style.opacity=.5))",
+        u"begin built"_s);
+    row("an observer of what is in view",
+        "const d=document.createElement('div');d.style='height:100px';document.body.append(d);"
+        "new IntersectionObserver(()=>p.append(' built')).observe(p)",
+        u"begin built"_s);
+    row("an observer of changes",
+        "new MutationObserver((m,o)=>{o.disconnect();p.append(' built')}).observe(p,{childList:true});"
+        "setTimeout(()=>p.append(' first'),50)",
+        u"begin first built"_s);
+    row("a message", "onmessage=()=>p.append(' built');postMessage(1,'*')", u"begin built"_s);
+    row("a custom element",
+        "customElements.define('x-y',class extends HTMLElement{connectedCallback(){setTimeout(()=>"
+        "this.attachShadow({mode:'open'}).innerHTML='built',100)}});document.body.append(document."
+        "createElement('x-y'))",
+        u"begin built"_s);
+    row("writing over the document",
+        "setTimeout(()=>{document.open();document.write('<p>written');document.close()},500)", u"written"_s);
+    row("beforeprint", "onbeforeprint=()=>p.append(' built')", u"begin built"_s);
+    row("the media query for paper", "matchMedia('print').onchange=e=>{if(e.matches)p.append(' built')}",
+        u"begin built"_s);
+    row("an error", "setTimeout(()=>p.append(' built'),100);throw new Error('x')", u"begin built"_s);
+    row("a rejected promise", "Promise.reject(1);setTimeout(()=>p.append(' built'),100)", u"begin built"_s);
+    row("the end of the document", "addEventListener('DOMContentLoaded',()=>p.append(' built'))",
+        u"begin built"_s);
+    row("a page that removes its root", "setTimeout(()=>document.documentElement.remove(),100)", QString());
+    row("a page that meddles with what is built in",
+        "Array.prototype.filter=Array.prototype.map=()=>{throw "
+        "1};JSON.stringify=null;Promise=null;p.append(' built')",
+        u"begin built"_s);
+}
+
+void ConvertScriptTest::whatTimeBrings()
+{
+    QFETCH(QByteArray, html);
+    QFETCH(QString, text);
+    const Conversion conversion = m_engine.convertText(html);
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), text);
+}
+
+void ConvertScriptTest::dialogsAreDismissed_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("alert") << QByteArray("alert('x');p.append(' after')") << u"begin after"_s;
+    QTest::newRow("confirm") << QByteArray("p.append(' '+confirm('x'))") << u"begin false"_s;
+    QTest::newRow("prompt") << QByteArray("p.append(' '+prompt('x','y'))") << u"begin null"_s;
+    QTest::newRow("alert by a timer")
+        << QByteArray("setTimeout(()=>{alert('x');p.append(' after')},1000)") << u"begin after"_s;
+    QTest::newRow("alert on load") << QByteArray("onload=()=>{alert('x');p.append(' after')}")
+                                   << u"begin after"_s;
+    QTest::newRow("many alerts") << QByteArray("for(let i=0;i<50;++i)alert(i);p.append(' after')")
+                                 << u"begin after"_s;
+    QTest::newRow("alert in a frame")
+        << QByteArray(
+               "const f=document.createElement('iframe');f.srcdoc='<script>alert(1);parent.p.append(\" "
+               "after\")<\\/script>';"
+               "document.body.append(f)")
+        << u"begin after"_s;
+    QTest::newRow("alert before printing")
+        << QByteArray("onbeforeprint=()=>{alert('x');p.append(' after')}") << u"begin after"_s;
+    QTest::newRow("print") << QByteArray("print();p.append(' after')") << u"begin after"_s;
+    QTest::newRow("close") << QByteArray("close();setTimeout(()=>p.append(' after'),500)")
+                           << u"begin after"_s;
+    QTest::newRow("close by a timer")
+        << QByteArray("setTimeout(()=>{close();p.append(' after')},500)") << u"begin after"_s;
+    QTest::newRow("beforeunload")
+        << QByteArray("onbeforeunload=e=>{e.preventDefault();return 'x'};p.append(' after')")
+        << u"begin after"_s;
+    QTest::newRow("a window")
+        << QByteArray("open('about:blank');open('https://example.invalid/');p.append(' after')")
+        << u"begin after"_s;
+    QTest::newRow("a window by a click") << QByteArray("const "
+                                                       "a=document.createElement('a');a.href='about:blank';a."
+                                                       "target='_blank';document.body.append(a);a.click();"
+                                                       "p.append(' after')")
+                                         << u"begin after"_s;
+    QTest::newRow("a modal element") << QByteArray(
+                                            "const d=document.createElement('dialog');d.textContent='modal';"
+                                            "document.body.append(d);d.showModal()")
+                                     << u"begin modal"_s;
+    QTest::newRow("leave to notify")
+        << QByteArray("if(self.Notification)Notification.requestPermission();"
+                      "navigator.geolocation.getCurrentPosition(()=>{},()=>{});p.append(' after')")
+        << u"begin after"_s;
+    QTest::newRow("a download")
+        << QByteArray("const a=document.createElement('a');a.href=URL.createObjectURL(new Blob(['x']));"
+                      "a.download='downloaded';document.body.append(a);a.click();p.append(' after')")
+        << u"begin after"_s;
+    QTest::newRow("the whole screen")
+        << QByteArray("document.body.requestFullscreen().catch(()=>{});p.append(' after')")
+        << u"begin after"_s;
+}
+
+void ConvertScriptTest::dialogsAreDismissed()
+{
+    QFETCH(QByteArray, script);
+    QFETCH(QString, text);
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><p id=p>begin<script>" + script + "</script>", {u"--timeout"_s, u"25"_s});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), text);
+    QVERIFY(!QFile::exists(m_engine.path(u"downloaded"_s)));
+}
+
+/// All at once, because each takes the half minute that the engine waits for a page.
+void ConvertScriptTest::pagesThatGoOnForEverArePrintedAsTheyAre()
+{
+    WebServer server("location /endless/ { limit_rate 1; }");
+    server.write(u"endless/picture.png"_s, plainPicture(Qt::red, {400, 400}) + QByteArray(20000, '.'));
+    server.write(u"endless/script.js"_s, QByteArray(20000, ' '));
+    server.write(u"endless/data.txt"_s, QByteArray(20000, ' '));
+    server.write(u"part.txt"_s, "x");
+    server.write(u"endless.html"_s, "<!DOCTYPE html><p>whole<img src=endless/picture.png>");
+    server.write(u"endless-fetch.html"_s,
+                 "<!DOCTYPE html><p>whole<script>fetch('endless/data.txt')</script>");
+    server.write(
+        u"polling.html"_s,
+        "<!DOCTYPE html><p>whole<script>setInterval(()=>fetch('part.txt?'+Math.random()),400)</script>");
+    server.write(u"reloading.html"_s,
+                 "<!DOCTYPE html><p>whole<script>setTimeout(()=>location.reload(),700)</script>");
+    server.write(u"while.html"_s, "<!DOCTYPE html><p>whole<script>while(true);</script><p>rest");
+    server.write(u"timer-while.html"_s,
+                 "<!DOCTYPE html><p>whole<script>setTimeout(()=>{while(true);},200)</script>");
+    std::vector<Started> jobs;
+    for (const char *name : {"endless.html", "endless-fetch.html", "polling.html", "reloading.html",
+                             "while.html", "timer-while.html"}) {
+        const QString output = m_engine.freshOutput();
+        jobs.push_back(
+            {name, m_engine.start({server.address(u"/"_s + QLatin1String(name)), output}), output});
+    }
+    QByteArrayList flaws;
+    for (const Started &job : jobs) {
+        // The time for a whole job is a minute.
+        if (!job.process->waitForFinished(70000)) {
+            job.process->kill();
+            job.process->waitForFinished();
+            flaws += job.name + " did not end";
+            continue;
+        }
+        if (job.process->exitCode() != 0)
+            flaws += job.name + ": " + job.process->readAllStandardError().trimmed();
+        else if (!PdfFile(job.output).text().contains(u"whole"_s))
+            flaws += job.name + " lacks its text";
+    }
+    QVERIFY2(flaws.isEmpty(), flaws.join("\n").constData());
+}
+
+void ConvertScriptTest::aPageThatComputesForEverIsPrinted_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::newRow("timers without pause") << QByteArray("const f=()=>setTimeout(f,0);f()");
+    QTest::newRow("an interval without pause") << QByteArray("setInterval(()=>p.dataset.n=Math.random(),0)");
+    QTest::newRow("animation frames")
+        << QByteArray("const f=()=>{p.style.opacity=.5+Math.random()/2;requestAnimationFrame(f)};f()");
+    QTest::newRow("messages") << QByteArray(
+        "const c=new MessageChannel;c.port1.onmessage=()=>c.port2.postMessage(1);c.port2.postMessage(1)");
+    QTest::newRow("a worker") << QByteArray("new Worker(URL.createObjectURL(new Blob(['while(true);'])))");
+    QTest::newRow("an animated sheet")
+        << QByteArray("p.animate([{color:'red'},{color:'blue'}],{duration:300,iterations:Infinity})");
+}
+
+void ConvertScriptTest::aPageThatComputesForEverIsPrinted()
+{
+    QFETCH(QByteArray, script);
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><p id=p>whole<script>" + script + "</script>", {u"--timeout"_s, u"25"_s});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"whole"_s);
+}
+
+void ConvertScriptTest::cleanupTestCase()
+{
+    QCOMPARE(m_engine.leftBehind(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(ConvertScriptTest)
+#include "tst_convertscript.moc"

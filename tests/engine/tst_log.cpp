@@ -1,0 +1,171 @@
+#include "engine/cli/log.h"
+#include "engine/cli/run.h"
+#include "tests/support/temporaryfolder.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+#include <thread>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QStringList linesOf(const QString &path)
+{
+    return QString::fromUtf8(contentOf(path)).split(u'\n', Qt::SkipEmptyParts);
+}
+
+} // namespace
+
+class LogTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void liesInTheStateFolder();
+    void aRelativeStateFolderCountsAsNone();
+    void makesItsFolder();
+    void oneLineAnEntryWithTheTime();
+    void anEntryCannotForgeAnother();
+    void belongsToItsOwnerAlone();
+    void isKeptSmall();
+    void aLogThatCannotBeWrittenIsDoneWithout();
+    void entriesOfManyAtOnceDoNotMix();
+    void aRefusedCommandLineIsOneEntry();
+
+private:
+    std::unique_ptr<TemporaryFolder> m_folder;
+};
+
+void LogTest::init()
+{
+    m_folder = std::make_unique<TemporaryFolder>();
+    qputenv("XDG_STATE_HOME", QFile::encodeName(m_folder->path()));
+}
+
+void LogTest::cleanup()
+{
+    qunsetenv("XDG_STATE_HOME");
+    m_folder.reset();
+}
+
+void LogTest::liesInTheStateFolder()
+{
+#ifdef Q_OS_MACOS
+    QCOMPARE(logPath(), QDir::homePath() + u"/Library/Logs/quirelle/engine.log"_s);
+#else
+    QCOMPARE(logPath(), m_folder->path(u"quirelle/engine.log"_s));
+    qunsetenv("XDG_STATE_HOME");
+    QCOMPARE(logPath(), QDir::homePath() + u"/.local/state/quirelle/engine.log"_s);
+#endif
+}
+
+void LogTest::aRelativeStateFolderCountsAsNone()
+{
+    for (const char *folder : {"", "state", "./state"}) {
+        qputenv("XDG_STATE_HOME", folder);
+        QVERIFY(logPath().startsWith(QDir::homePath()));
+    }
+}
+
+void LogTest::makesItsFolder()
+{
+    qputenv("XDG_STATE_HOME", QFile::encodeName(m_folder->path(u"a/b"_s)));
+    appendToLog(u"first"_s);
+    QCOMPARE(linesOf(m_folder->path(u"a/b/quirelle/engine.log"_s)).size(), 1);
+}
+
+void LogTest::oneLineAnEntryWithTheTime()
+{
+    const QDateTime before = QDateTime::currentDateTime();
+    appendToLog(u"first"_s);
+    appendToLog(u"second ä 🌊"_s);
+    const QStringList lines = linesOf(logPath());
+    QCOMPARE(lines.size(), 2);
+    QVERIFY(lines[0].endsWith(u" first"_s));
+    QVERIFY(lines[1].endsWith(u" second ä 🌊"_s));
+    const QDateTime time = QDateTime::fromString(lines[0].section(u' ', 0, 0), Qt::ISODateWithMs);
+    QVERIFY(time.isValid());
+    QVERIFY(time >= before.addSecs(-1) && time <= QDateTime::currentDateTime());
+}
+
+void LogTest::anEntryCannotForgeAnother()
+{
+    appendToLog(u"a\n2026-01-01T00:00:00.000 0 forged"_s);
+    appendToLog(u"b\r0 forged\u2028 0 forged\u0085 0 forged"_s);
+    const QByteArray content = contentOf(logPath());
+    QCOMPARE(content.count('\n'), 2);
+    QVERIFY(!content.contains('\r'));
+    QCOMPARE(QString::fromUtf8(content).split(QChar(0x2028)).size(), 1);
+    QCOMPARE(QString::fromUtf8(content).split(QChar(0x85)).size(), 1);
+}
+
+void LogTest::belongsToItsOwnerAlone()
+{
+    appendToLog(u"first"_s);
+    const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
+    QVERIFY(!(QFileInfo(logPath()).permissions() & others));
+}
+
+void LogTest::isKeptSmall()
+{
+    const QString line(400, u'x');
+    for (int i = 0; i < 4000; ++i)
+        appendToLog(line);
+    qint64 sum = 0;
+    const QDir folder(QFileInfo(logPath()).path());
+    for (const QFileInfo &file : folder.entryInfoList(QDir::Files))
+        sum += file.size();
+    QVERIFY2(sum <= 1200 * 1024, qPrintable(QString::number(sum)));
+    QVERIFY(sum >= 512 * 1024);
+    QVERIFY(folder.entryList(QDir::Files).size() <= 2);
+    appendToLog(u"the newest"_s);
+    QVERIFY(linesOf(logPath()).last().endsWith(u"the newest"_s));
+}
+
+void LogTest::aLogThatCannotBeWrittenIsDoneWithout()
+{
+    m_folder->write(u"quirelle"_s, "in the way");
+    appendToLog(u"first"_s);
+    QCOMPARE(contentOf(m_folder->path(u"quirelle"_s)), QByteArray("in the way"));
+}
+
+void LogTest::entriesOfManyAtOnceDoNotMix()
+{
+    std::vector<std::thread> threads;
+    threads.reserve(8);
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([i] {
+            for (int n = 0; n < 100; ++n)
+                appendToLog(QString(100 + i, QChar(u'a' + i)));
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    const QStringList lines = linesOf(logPath());
+    QCOMPARE(lines.size(), 800);
+    for (const QString &line : lines) {
+        const QString text = line.section(u' ', 1);
+        QCOMPARE(text, QString(100 + text[0].unicode() - u'a', text[0]));
+    }
+}
+
+void LogTest::aRefusedCommandLineIsOneEntry()
+{
+    QCOMPARE(runCommandLine({u"--copies"_s, u"a\nb"_s}), 1);
+    const QStringList lines = linesOf(logPath());
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines[0].contains(u" 1 refused: "_s) && lines[0].contains(u"--copies"_s), qPrintable(lines[0]));
+}
+
+QTEST_GUILESS_MAIN(LogTest)
+#include "tst_log.moc"

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "tests/support/pdffile.h"
+#include "tests/support/program.h"
+#include "tests/support/temporaryfolder.h"
+
+#include <QProcess>
+
+#include <memory>
+#include <vector>
+
+/// What one run of the engine came to.
+struct Conversion {
+    ProgramResult run;
+    QString output;
+
+    PdfFile pdf() const { return PdfFile(output); }
+    /// What keeps this from being a success: an exit code other than 0, words on standard error, or a damaged
+    /// PDF. Empty if nothing does.
+    QByteArray flaw() const;
+    /// What keeps this from being a proper failure with this exit code: another one, or standard error not
+    /// being one line that begins with the program's name. Empty if nothing does.
+    QByteArray flawAsFailure(int exitCode) const;
+};
+
+#define VERIFY_WRITTEN(conversion) QVERIFY2((conversion).flaw().isEmpty(), (conversion).flaw().constData())
+#define VERIFY_FAILED(conversion, code)                                                                      \
+    QVERIFY2((conversion).flawAsFailure(code).isEmpty(), (conversion).flawAsFailure(code).constData())
+
+/// The real engine with the real browser, given folders of its own for everything that it writes: documents
+/// and PDFs, temporary files, the log.
+class Engine
+{
+public:
+    Engine();
+
+    static QString program();
+
+    /// A file among the documents.
+    QString write(const QString &name, const QByteArray &content) const
+    {
+        return m_documents.write(name, content);
+    }
+    /// A path among the documents.
+    QString path(const QString &name) const { return m_documents.path(name); }
+    QString documents() const { return m_documents.path(); }
+    QString makeFolder(const QString &name) const { return m_documents.makeFolder(name); }
+    /// A path that no earlier call gave.
+    QString freshOutput();
+
+    /// Converts `input` into a fresh output.
+    Conversion convert(const QString &input, const QStringList &options = {});
+    /// Converts an HTML text.
+    Conversion convertText(const QByteArray &html, const QStringList &options = {});
+    /// Converts several HTML texts with the same options at the same time.
+    std::vector<Conversion> convertTexts(const QByteArrayList &texts, const QStringList &options);
+    /// Runs the engine with exactly these arguments, from the documents' folder.
+    ProgramResult run(const QStringList &arguments) const;
+    /// Starts it and returns at once.
+    std::unique_ptr<QProcess> start(const QStringList &arguments) const;
+
+    /// Adds to, or with a null value removes from, the environment of all runs from now on.
+    void setVariable(const QString &name, const QString &value);
+    const QProcessEnvironment &environment() const { return m_environment; }
+    /// The user's folder of all runs.
+    QString home() const { return m_folder.path(QStringLiteral("home")); }
+
+    QString logPath() const;
+    QStringList logLines() const;
+    /// The temporary folder of all runs.
+    QString temporaryFolder() const { return m_folder.path(QStringLiteral("tmp")); }
+    /// What is left of all runs: files in the temporary folder, temporary files beside the documents,
+    /// processes.
+    QStringList leftBehind() const;
+
+private:
+    TemporaryFolder m_folder;
+    TemporaryFolder m_documents;
+    QProcessEnvironment m_environment;
+    int m_outputs = 0;
+};

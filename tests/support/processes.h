@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+/// A look at the running processes through /proc.
+
+struct ProcessInfo {
+    qint64 id = 0;
+    qint64 parent = 0;
+    /// In clock ticks since the system's start: tells a process from a later one of the same id.
+    quint64 started = 0;
+    char state = '?';
+
+    bool operator==(const ProcessInfo &other) const { return id == other.id && started == other.started; }
+};
+
+/// The processes that descend from `id`, without itself, children before grandchildren.
+QList<ProcessInfo> descendantsOf(qint64 id);
+
+/// Whether this very process still runs; a zombie does not.
+bool isRunning(const ProcessInfo &process);
+/// How many of these still run.
+qsizetype runningOf(const QList<ProcessInfo> &processes);
+
+/// The arguments of a process, separated by blanks.
+QByteArray commandLineOf(const ProcessInfo &process);
+
+/// What the descriptors of a process are open on, as "number path".
+QStringList openFilesOf(const ProcessInfo &process);
+
+/// The TCP ports, of both address families, that these processes listen on.
+QList<int> listeningPortsOf(const QList<ProcessInfo> &processes);
+
+/// The ids of all processes whose arguments or environment hold `text`.
+QList<qint64> processesMentioning(const QByteArray &text);

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+
+#include <chrono>
+#include <memory>
+
+class QTcpServer;
+class QTcpSocket;
+
+/// A server on a free loopback port that takes connections, and answers nothing by itself. What it has been
+/// asked shows that a job is in its middle.
+class SilentServer
+{
+public:
+    SilentServer();
+    ~SilentServer();
+
+    QString address(const QString &path = QStringLiteral("/")) const;
+    /// Waits until someone has connected and sent a whole request head; returns that, or null at the bound.
+    QByteArray awaitRequest(std::chrono::milliseconds bound = std::chrono::seconds(20));
+    /// Answers the last request with these bytes, and leaves the connection open.
+    void answer(const QByteArray &bytes);
+    /// Ends the connection of the last request.
+    void hangUp();
+
+private:
+    std::unique_ptr<QTcpServer> m_server;
+    QTcpSocket *m_connection = nullptr;
+};
+
+/// A loopback port that nobody listened on a moment ago.
+int freePort();

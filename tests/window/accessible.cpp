@@ -103,7 +103,7 @@ Accessible Accessible::find(const QString &wantedRole, const QString &wantedName
         return {};
     const QList<Accessible> below = children();
     for (const Accessible &child : below) {
-        const Accessible found = child.find(wantedRole, wantedName);
+        Accessible found = child.find(wantedRole, wantedName);
         if (!found.isNull())
             return found;
     }

@@ -212,7 +212,7 @@ private slots:
     void warnsOfAnEmptyList()
     {
         m_program->click(Place::Start);
-        QVERIFY(warns(u"No File!"_s));
+        QVERIFY(warns(u"No File!"_s, u"warning-no-file"_s));
         QVERIFY(m_program->isIdle());
     }
 
@@ -220,7 +220,7 @@ private slots:
     {
         QVERIFY(m_program->addFiles({slowPage(u"slow"_s)}));
         m_program->click(Place::Start);
-        QVERIFY(warns(u"Please select a correct output folder."_s));
+        QVERIFY(warns(u"Please select a correct output folder."_s, u"warning-folder"_s));
         QVERIFY(m_program->isIdle());
         QCOMPARE(m_program->row(0).at(3), QString());
 
@@ -230,7 +230,7 @@ private slots:
         // Stopping asks for a folder as well, and without one the run goes on.
         QVERIFY(m_program->typeOutputFolder(file(u"nowhere"_s)));
         m_program->click(Place::Start);
-        QVERIFY(warns(u"Please select a correct output folder."_s));
+        QVERIFY(warns(u"Please select a correct output folder."_s, u"warning-folder"_s));
         QCOMPARE(m_program->startButtonText(), u"Stop "_s);
         QCOMPARE(m_program->row(0).at(3), u"Converting..."_s);
 
@@ -551,7 +551,7 @@ private slots:
         QVERIFY(m_program->start(2));
         keep(u"window-at-2"_s, m_desktop->screenshot(m_program->window()));
         m_program->click(Place::Start);
-        QVERIFY(warns(u"No File!"_s));
+        QVERIFY(warns(u"No File!"_s, u"warning-at-2"_s));
         const auto dialog = openSettings();
         QVERIFY(dialog);
         QCOMPARE(m_desktop->geometry(dialog->window).size(), QSize(924, 808));
@@ -580,7 +580,7 @@ private:
 
     QString page(const QString &name, const QString &more) const
     {
-        const QString path = file(u"pages/"_s + name + u".html"_s);
+        QString path = file(u"pages/"_s + name + u".html"_s);
         const QString content =
             u"<!DOCTYPE html><title>%1</title><h1>This is %1.</h1><p>%2</p>"_s.arg(name, more);
         if (!write(path, content.toUtf8()))
@@ -595,14 +595,14 @@ private:
         QTRY_VERIFY_WITH_TIMEOUT(m_program->isIdle(), jobPatience);
     }
 
-    /// Whether there is a warning that says this; its one button is pressed.
-    bool warns(const QString &text)
+    /// Whether there is a warning that says this, with one button; it is pressed. The picture is kept by that
+    /// name.
+    bool warns(const QString &text, const QString &picture)
     {
         const auto box = m_program->dialog(u"Warning"_s);
         if (!box)
             return false;
-        keep(u"warning-"_s + text.section(u' ', 0, 1).toLower().remove(u'!').replace(u' ', u'-'),
-             m_desktop->screenshot(box->window));
+        keep(picture, m_desktop->screenshot(box->window));
         const bool said = !box->content.find(u"label"_s, text).isNull();
         const QList<Accessible> buttons = box->content.findAll(u"push button"_s);
         if (!said || buttons.size() != 1 || buttons.first().name() != "Yes"_L1)

@@ -90,9 +90,9 @@ void CommandLineTest::optionsReachTheJob_data()
     row("title that is --", {u"--title"_s, u"--"_s}, [](const Job &job) { return job.title == u"--"_s; });
     row("user name", {u"--username"_s, u"zoë"_s}, [](const Job &job) { return job.userName == u"zoë"_s; });
     row("password", {u"--password"_s, u"-p"_s},
-        [](const Job &job) { return job.password == u"-p"_s && job.proxy.isEmpty(); });
+        [](const Job &job) { return job.password == u"-p"_s && !job.proxy; });
     row("proxy", {u"-p"_s, u"socks5://host:1080"_s},
-        [](const Job &job) { return job.proxy == u"socks5://host:1080"_s; });
+        [](const Job &job) { return job.proxy && job.proxy->server == u"socks5://host:1080"_s; });
     row("no external links", {u"--disable-external-links"_s},
         [](const Job &job) { return !job.externalLinks; });
     row("grayscale", {u"--grayscale"_s}, [](const Job &job) { return job.grayscale; });
@@ -151,7 +151,7 @@ void CommandLineTest::withoutOptionsTheJobHasTheDefaults()
     QVERIFY(!job->paper && !job->orientation && !job->title);
     QCOMPARE(job->copies, 1);
     QCOMPARE(job->minimumFontSize, 0);
-    QVERIFY(job->userName.isEmpty() && job->password.isEmpty() && job->proxy.isEmpty());
+    QVERIFY(job->userName.isEmpty() && job->password.isEmpty() && !job->proxy);
     QVERIFY(job->externalLinks && job->javaScript && job->images && job->background);
     QVERIFY(!job->grayscale && !job->lowQuality);
     QCOMPARE(job->timeout, std::chrono::seconds(60));
@@ -186,7 +186,7 @@ void CommandLineTest::everythingAtOnce()
     const Job *job = jobIn(outcome);
     QVERIFY2(job, reasonIn(outcome).constData());
     QVERIFY(job->paper && job->orientation && job->title && job->copies == 10 && job->minimumFontSize == 72);
-    QVERIFY(job->userName == u"u"_s && job->password == u"w"_s && job->proxy == u"h:1"_s);
+    QVERIFY(job->userName == u"u"_s && job->password == u"w"_s && job->proxy && job->proxy->server == u"http://h:1"_s);
     QVERIFY(!job->externalLinks && job->grayscale && !job->javaScript && !job->images && job->lowQuality &&
             !job->background);
     QCOMPARE(job->input, u"in"_s);

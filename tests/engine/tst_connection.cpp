@@ -443,7 +443,7 @@ void ConnectionTest::sessionsHandOutEventsWhileTheyWait()
 {
     Peer peer;
     Session session(peer.connection(), u"P"_s, soon());
-    session.adopt(u"child"_s);
+    session.adopt(u"child"_s, true);
     QStringList seen;
     session.on(u"E"_s, [&](const QJsonObject &parameters, const QString &from) {
         seen += from + parameters[u"n"_s].toString();

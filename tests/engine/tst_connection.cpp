@@ -60,7 +60,7 @@ public:
             m_heard.append(buffer, count);
         }
         const qsizetype end = m_heard.indexOf('\0');
-        const QJsonObject command = QJsonDocument::fromJson(m_heard.left(end)).object();
+        QJsonObject command = QJsonDocument::fromJson(m_heard.left(end)).object();
         m_heard.remove(0, end + 1);
         return command;
     }

@@ -79,7 +79,9 @@ void ConvertCleanupTest::init()
 
 RunningJob ConvertCleanupTest::startJob(const QStringList &options, const QByteArray &older)
 {
-    RunningJob job{std::make_unique<SilentServer>(), nullptr, m_engine->freshOutput(), {}};
+    RunningJob job;
+    job.server = std::make_unique<SilentServer>();
+    job.output = m_engine->freshOutput();
     if (!older.isNull())
         m_engine->write(QFileInfo(job.output).fileName(), older);
     // The page is there and has a picture that never comes.

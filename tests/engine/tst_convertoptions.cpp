@@ -152,7 +152,7 @@ private slots:
     void initTestCase();
     void noImagesLeavesOut_data();
     void noImagesLeavesOut();
-    void noImagesLeavesNoneInTheFile();
+    void noImagesLeavesNoneInTheFile() const;
     void noImagesKeepsTextAndShapes();
     void noImagesHoldsForFilesAndTheWholeDocument();
     void noBackgroundLeavesOut_data();
@@ -211,7 +211,7 @@ void ConvertOptionsTest::noImagesLeavesOut()
     QVERIFY(!m_imagesLeft.contains(part));
 }
 
-void ConvertOptionsTest::noImagesLeavesNoneInTheFile()
+void ConvertOptionsTest::noImagesLeavesNoneInTheFile() const
 {
     QCOMPARE(m_imageCount, 0);
 }

@@ -130,7 +130,7 @@ void GuardTest::itsPlaceholderBecomesThePrivateFolder()
         {"WHERE=%DIR%"}, place);
     const QList<QByteArray> lines = readUntil(process.fromProgram()).split('\n');
     QCOMPARE(lines.size(), 5);
-    const QByteArray made = lines[0];
+    const QByteArray &made = lines[0];
     QVERIFY2(made.startsWith(QFile::encodeName(folder.path()) + "/quirelle-"), made.constData());
     QCOMPARE(lines[1], "--dir=" + made + "/x");
     QCOMPARE(lines[2], made);
@@ -284,6 +284,7 @@ void GuardTest::manyAtOnce()
     const TemporaryFolder folder;
     {
         std::vector<std::unique_ptr<GuardedProcess>> processes;
+        processes.reserve(20);
         for (int i = 0; i < 20; ++i)
             processes.push_back(guardedScript("echo ready >&4; cat <&3", folder));
         for (const auto &process : processes)

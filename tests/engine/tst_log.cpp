@@ -125,8 +125,8 @@ void LogTest::isKeptSmall()
     const QDir folder(QFileInfo(logPath()).path());
     for (const QFileInfo &file : folder.entryInfoList(QDir::Files))
         sum += file.size();
-    QVERIFY2(sum <= 1200 * 1024, qPrintable(QString::number(sum)));
-    QVERIFY(sum >= 512 * 1024);
+    QVERIFY2(sum <= qint64(1200) * 1024, qPrintable(QString::number(sum)));
+    QVERIFY(sum >= qint64(512) * 1024);
     QVERIFY(folder.entryList(QDir::Files).size() <= 2);
     appendToLog(u"the newest"_s);
     QVERIFY(linesOf(logPath()).last().endsWith(u"the newest"_s));

@@ -178,7 +178,7 @@ QStringList PdfFile::outline() const
     QStringList titles;
     const std::function<void(const QJsonArray &, const QString &)> visit = [&](const QJsonArray &items,
                                                                                const QString &indent) {
-        for (const QJsonValue &item : items) {
+        for (const QJsonValue item : items) {
             titles += indent + item[QLatin1String("title")].toString();
             visit(item[QLatin1String("kids")].toArray(), indent + QLatin1Char('-'));
         }
@@ -191,7 +191,7 @@ QStringList PdfFile::links() const
 {
     QStringList addresses;
     const QJsonObject objects = objectsOf(m_path);
-    for (const QJsonValue &object : objects) {
+    for (const QJsonValue object : objects) {
         const QJsonValue action =
             resolved(objects, object[QLatin1String("value")].toObject()[QLatin1String("/A")]);
         const QString address = action.toObject()[QLatin1String("/URI")].toString();

@@ -31,7 +31,8 @@ QString onOneLine(const QString &text)
 {
     QString line;
     for (const QChar c : text) {
-        if (line.size() >= longestLine)
+        // Not between the two halves of a character.
+        if (line.size() >= longestLine && !c.isLowSurrogate())
             return line + QChar(0x2026);
         if (breaksTheLine(c))
             line += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
@@ -43,7 +44,7 @@ QString onOneLine(const QString &text)
 
 QString withoutCredentials(const QString &address)
 {
-    static const QRegularExpression userInfo(QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*:/*|)[^/?#\\\\]*@"));
+    static const QRegularExpression userInfo(QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*://+|)[^/?#\\\\]*@"));
     QString clean = address;
     return clean.replace(userInfo, QStringLiteral("\\1"));
 }

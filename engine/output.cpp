@@ -5,6 +5,8 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <cerrno>
+
 namespace
 {
 
@@ -21,6 +23,8 @@ void checkOutput(const QString &path)
     const QFileInfo folder(file.absolutePath());
     if (file.isDir() || path.endsWith(QLatin1Char('/')))
         refuse(path, QStringLiteral("it is a folder"));
+    if (file.exists() && !file.isFile())
+        refuse(path, QStringLiteral("it is no ordinary file"));
     if (!folder.isDir())
         refuse(path, QStringLiteral("there is no folder %1").arg(folder.filePath()));
     if (!folder.isWritable() || (file.exists() && !file.isWritable()))
@@ -30,6 +34,14 @@ void checkOutput(const QString &path)
 void writeOutput(const QString &path, const QByteArray &bytes)
 {
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
+    if (!file.open(QIODevice::WriteOnly))
+        refuse(path, file.errorString());
+    // What is written is buffered, so the end may be the first to tell.
+    errno = 0;
+    const bool written = file.write(bytes) == bytes.size() && file.flush();
+    const QString reason = errno != 0 ? qt_error_string(errno) : file.errorString();
+    if (!written)
+        refuse(path, reason);
+    if (!file.commit())
         refuse(path, file.errorString());
 }

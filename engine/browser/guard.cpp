@@ -107,6 +107,16 @@ void say(int descriptor, const std::string &line)
     [[maybe_unused]] const ssize_t written = ::write(descriptor, line.data(), line.size());
 }
 
+void closeFrom(int first)
+{
+#ifdef __linux__
+    ::close_range(static_cast<unsigned>(first), ~0U, 0);
+#else
+    for (int descriptor = first; descriptor < ::getdtablesize(); ++descriptor)
+        ::close(descriptor);
+#endif
+}
+
 [[noreturn]] void becomeProgram(Program &program, int input, int output, int errors)
 {
 #ifdef __linux__
@@ -121,6 +131,7 @@ void say(int descriptor, const std::string &line)
     ::dup2(errors, STDERR_FILENO);
     ::dup2(input, 3);
     ::dup2(output, 4);
+    closeFrom(5);
     ::execve(program.path.c_str(), pointersTo(program.arguments).data(),
              pointersTo(program.environment).data());
     say(STDERR_FILENO, program.path + ": " + strerror(errno) + "\n");
@@ -157,15 +168,9 @@ void closeAllBut(int keptDescriptor)
     ::close(STDIN_FILENO);
     ::close(STDOUT_FILENO);
     ::close(STDERR_FILENO);
-#ifdef __linux__
-    ::close_range(STDERR_FILENO + 1, static_cast<unsigned>(keptDescriptor) - 1, 0);
-    ::close_range(static_cast<unsigned>(keptDescriptor) + 1, ~0U, 0);
-#else
-    for (int descriptor = STDERR_FILENO + 1; descriptor < ::getdtablesize(); ++descriptor) {
-        if (descriptor != keptDescriptor)
-            ::close(descriptor);
-    }
-#endif
+    for (int descriptor = STDERR_FILENO + 1; descriptor < keptDescriptor; ++descriptor)
+        ::close(descriptor);
+    closeFrom(keptDescriptor + 1);
 }
 
 /// The guard's whole life, in a process forked from one that may have several threads: only system calls and

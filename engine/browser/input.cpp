@@ -45,5 +45,9 @@ Address resolveInput(const QString &input)
     if (scheme != QLatin1String("http") && scheme != QLatin1String("https") &&
         scheme != QLatin1String("file"))
         refuse(QStringLiteral("%1: only http, https and file addresses can be converted").arg(shown));
-    return {address, shown, scheme == QLatin1String("file")};
+    const bool isFile = scheme == QLatin1String("file");
+    // The browser would print its listing of the folder.
+    if (isFile && QFileInfo(QUrl(address).toLocalFile()).isDir())
+        refuse(QStringLiteral("%1 is a folder, not a document").arg(shown));
+    return {address, shown, isFile};
 }

@@ -60,7 +60,7 @@ bool sharedMemoryIsSmall()
 LaunchFlags launchFlagsFor(const Job &job)
 {
     // 96 CSS pixels make 72 points; rounded up, because the setting takes whole pixels.
-    return {(job.minimumFontSize * 96 + 71) / 72, job.images};
+    return {(job.minimumFontSize * 96 + 71) / 72, job.images, job.javaScript};
 }
 
 bool runsWithoutSandbox()
@@ -85,7 +85,8 @@ std::vector<std::string> browserArguments(const LaunchFlags &flags, bool without
     if (flags != LaunchFlags()) {
         const std::string pixels = std::to_string(flags.minimumFontPixels);
         arguments.push_back("--blink-settings=minimumFontSize=" + pixels + ",minimumLogicalFontSize=" +
-                            pixels + ",imagesEnabled=" + (flags.images ? "true" : "false"));
+                            pixels + ",imagesEnabled=" + (flags.images ? "true" : "false") +
+                            ",scriptEnabled=" + (flags.javaScript ? "true" : "false"));
     }
     return arguments;
 }

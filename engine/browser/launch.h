@@ -11,6 +11,7 @@ struct LaunchFlags {
     /// No text smaller than this, in CSS pixels; 0 for no bound.
     int minimumFontPixels = 0;
     bool images = true;
+    bool javaScript = true;
 
     bool operator==(const LaunchFlags &) const = default;
 };

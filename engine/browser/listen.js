@@ -1,2 +1,4 @@
 // Before any script of the page, in the engine's world: hears what notice.js says.
-document.addEventListener('quirelle-observe', () => { globalThis.watchesScrolling = true; }, { once: true });
+document.addEventListener('quirelle-observe', () => { globalThis.watchesScrolling = true; });
+document.addEventListener('quirelle-await', () => { globalThis.awaitedWorkers = (globalThis.awaitedWorkers ?? 0) + 1; });
+document.addEventListener('quirelle-heard', () => { --globalThis.awaitedWorkers; });

@@ -1,8 +1,43 @@
-// Before any script of the page, in the page's world: says when the page begins to watch what comes into view.
+// Before any script of the page, in the page's world.
 (() => {
+    const document = globalThis.document;
+    const say = (what) => document.dispatchEvent(new Event(what));
+
+    // The page begins to watch what comes into view.
     const { observe } = IntersectionObserver.prototype;
     IntersectionObserver.prototype.observe = function (target) {
-        document.dispatchEvent(new Event('quirelle-observe'));
+        say('quirelle-observe');
         return observe.call(this, target);
     };
+
+    // A worker that has been started, or sent something, is heard before the page is complete.
+    const { Worker } = globalThis;
+    const { postMessage } = Worker.prototype;
+    const awaited = new WeakSet();
+    const awaitFrom = (worker) => {
+        if (awaited.has(worker)) return;
+        awaited.add(worker);
+        say('quirelle-await');
+        const heard = () => {
+            if (awaited.delete(worker)) say('quirelle-heard');
+        };
+        worker.addEventListener('message', () => setTimeout(heard), { once: true });
+        worker.addEventListener('error', heard, { once: true });
+    };
+    globalThis.Worker = class extends Worker {
+        constructor(...parameters) {
+            super(...parameters);
+            awaitFrom(this);
+        }
+        postMessage(...parameters) {
+            awaitFrom(this);
+            return postMessage.apply(this, parameters);
+        }
+    };
+
+    // Frames are not drawn on their way to paper, but animation made of them goes on, in the page's own time.
+    const { setTimeout, clearTimeout, performance } = globalThis;
+    const betweenFrames = 16; // milliseconds
+    globalThis.requestAnimationFrame = (draw) => setTimeout(() => draw(performance.now()), betweenFrames);
+    globalThis.cancelAnimationFrame = (id) => clearTimeout(id);
 })();

@@ -31,6 +31,10 @@ constexpr auto preparingTime = 2s;
 constexpr auto computingTime = 3s;
 /// After requests have ended: the time in which further ones are expected.
 constexpr auto quietTime = 100ms;
+/// The step in which the page's time goes on where it keeps to the real one.
+constexpr auto flowInterval = 50ms;
+/// How long workers are heard.
+constexpr auto workerTime = 3s;
 
 constexpr double marginMillimetres = 10;
 constexpr double pointsPerInch = 72;
@@ -134,6 +138,12 @@ void Page::listen()
     for (const QString &end : {u"Network.loadingFinished"_s, u"Network.loadingFailed"_s}) {
         m_session.on(end, [this](const QJsonObject &event, const QString &) { noteRequestEnd(event); });
     }
+    m_session.on(u"CSS.styleSheetAdded"_s, [this](const QJsonObject &event, const QString &) {
+        const QJsonObject header = event["header"_L1].toObject();
+        // Others can be read by scripts.
+        if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool())
+            m_newSheets += header["styleSheetId"_L1].toString();
+    });
     m_session.on(u"Emulation.virtualTimeBudgetExpired"_s,
                  [this](const QJsonObject &, const QString &) { m_timeHasPassed = true; });
     m_session.on(u"Inspector.targetCrashed"_s, [this](const QJsonObject &, const QString &) {
@@ -178,7 +188,6 @@ void Page::noteNavigation(const QJsonObject &frame)
     m_server = frame["securityOrigin"_L1].toString();
     m_loadEvent = false;
     ++m_events;
-    m_watchesScrolling = false;
     m_requests.removeIf([&](const auto &request) {
         return request->session == m_session.id() && request->loader != m_loader;
     });
@@ -225,6 +234,8 @@ void Page::load(const Job &job)
     settle(job);
     if (m_patience.passed())
         takeAsItIs(job);
+    else if (job.minimumFontSize > 0)
+        prepare(job);
 }
 
 void Page::configure(const Job &job)
@@ -232,13 +243,12 @@ void Page::configure(const Job &job)
     const QSizeF paper = paperFor(job);
     const double margins = 2 * marginMillimetres / millimetresPerInch * pointsPerInch;
     setViewport((paper.width() - margins) * pixelsPerPoint, (paper.height() - margins) * pixelsPerPoint);
+    // Without scripts the browser runs none from the start; see LaunchFlags.
     if (job.javaScript) {
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(listenScript)}, {u"worldName"_s, worldName}});
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(noticeScript)}});
-    } else {
-        m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, true}});
     }
     if (!job.userName.isEmpty() || !job.password.isEmpty() || (job.proxy && !job.proxy->userName.isEmpty()))
         answerAuthentication(job);
@@ -322,23 +332,28 @@ bool Page::isQuiet() const
 void Page::settle(const Job &job)
 {
     m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
-    // What comes in at the end of a round may be built into the page in the next; but a page that goes on for
-    // ever is not followed for ever.
+    // What comes in at the end of a round may be built into the page in the next; but a page that goes on for ever
+    // is not followed for ever.
     int rounds = 0;
-    QString document = m_loader;
     while (rounds < mostRounds && !m_patience.passed()) {
+        const QString document = m_loader;
         const int before = m_events;
-        const bool loading = prepare(job).value_or(false);
+        const Preparation now = prepare(job).value_or(Preparation());
+        if (rounds > 0 && !now.changed && !now.awaitsWorker)
+            return;
+        if (now.animated)
+            awaitFrame();
         letTimePass(rounds == 0 ? pageTime : furtherPageTime);
         awaitRequests();
-        if (rounds == 0 && m_watchesScrolling)
+        if (rounds == 0 && now.watchesScrolling)
             showWhole();
+        if (now.awaitsWorker)
+            awaitWorkers(job);
         if (!m_loadEvent)
             awaitLoadEvent();
-        if (!loading && m_events == before)
+        if (!now.changed && !now.hasScripts && m_events == before)
             return;
         rounds = document == m_loader ? rounds + 1 : 0;
-        document = m_loader;
     }
 }
 
@@ -391,15 +406,40 @@ void Page::awaitRequests()
     }
 }
 
-/// Waits until the page has been drawn anew, which is when it learns what is in view.
+/// Lets the page's time go on at about its real pace until it is called again.
+void Page::letTimeFlow()
+{
+    m_session.post(u"Emulation.setVirtualTimePolicy"_s,
+                   {{u"policy"_s, u"advance"_s}, {u"budget"_s, static_cast<double>(flowInterval.count())}});
+}
+
+/// Workers have a time of their own, which does not pass any faster.
+void Page::awaitWorkers(const Job &job)
+{
+    const Deadline bound = Deadline::in(workerTime).earlier(m_patience);
+    while (!bound.passed()) {
+        letTimeFlow();
+        m_session.waitUntil([] { return false; }, Deadline::in(flowInterval));
+        if (!prepare(job).value_or(Preparation()).awaitsWorker)
+            return;
+    }
+}
+
+/// Waits until the page has been drawn anew, which is when it learns what is in view and what has been animated.
 void Page::awaitFrame()
 {
-    m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"advance"_s}});
-    m_session.ask(u"Runtime.evaluate"_s,
-                  {{u"expression"_s,
-                    u"new Promise(done => requestAnimationFrame(() => requestAnimationFrame(done)))"_s},
-                   {u"awaitPromise"_s, true}},
-                  Deadline::in(frameTime).earlier(m_patience));
+    const Deadline bound = Deadline::in(frameTime).earlier(m_patience);
+    const auto world = m_session.ask(
+        u"Page.createIsolatedWorld"_s, {{u"frameId"_s, m_target}, {u"worldName"_s, worldName}}, bound);
+    if (!world)
+        return;
+    letTimeFlow();
+    m_session.askUrgently(
+        u"Runtime.evaluate"_s,
+        {{u"expression"_s, u"new Promise(done => requestAnimationFrame(() => requestAnimationFrame(done)))"_s},
+         {u"contextId"_s, world->result["executionContextId"_L1]},
+         {u"awaitPromise"_s, true}},
+        flowInterval, [this] { letTimeFlow(); }, bound);
 }
 
 /// For pages that fill in their parts when these come into view.
@@ -417,33 +457,85 @@ void Page::showWhole()
     setViewport(usual.width(), usual.height());
 }
 
-/// Returns whether this has set anything loading; nothing if the page does not answer.
-std::optional<bool> Page::prepare(const Job &job)
+/// Nothing if the page does not answer.
+std::optional<Page::Preparation> Page::prepare(const Job &job)
 {
     const auto orNull = [](const QString &text) { return text.isEmpty() ? QJsonValue() : QJsonValue(text); };
     const QSizeF paper = paperFor(job);
     QString orientation;
     if (job.orientation)
         orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
-    const QJsonObject settings{
+    QJsonObject settings{
         {u"size"_s, orNull(job.paper ? u"%1pt %2pt"_s.arg(paper.width()).arg(paper.height()) : QString())},
         {u"orientation"_s, orNull(orientation)},
         {u"background"_s, job.background},
+        {u"images"_s, job.images},
         {u"width"_s, paper.width() * pixelsPerPoint},
-        {u"margin"_s, marginMillimetres / millimetresPerInch * pixelsPerInch}};
-    bool loading = false;
-    const QList<FrameResult> results = runInFrames(prepareScript, settings);
+        {u"height"_s, paper.height() * pixelsPerPoint},
+        {u"margin"_s, marginMillimetres / millimetresPerInch * pixelsPerInch},
+        {u"animationTime"_s, static_cast<double>(std::chrono::milliseconds(pageTime).count())}};
+    QList<FrameResult> results = runInFrames(prepareScript, settings);
     if (results.isEmpty())
         return std::nullopt;
+    const bool unreadable = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
+        return result.value["unreadable"_L1].toBool();
+    });
+    const bool wantsSheets = job.paper || job.orientation || !job.background;
+    if (unreadable && wantsSheets)
+        changeUnreadableSheets(settings);
+
+    Preparation preparation;
     for (const FrameResult &result : results) {
-        loading = result.value["loading"_L1].toBool() || loading;
-        m_watchesScrolling = result.value["watchesScrolling"_L1].toBool() || m_watchesScrolling;
-        if (result.frame == m_target)
+        const auto says = [&](const char *name) { return result.value[QLatin1String(name)].toBool(); };
+        preparation.changed = says("loading") || says("animated") || preparation.changed;
+        preparation.animated = says("animated") || preparation.animated;
+        preparation.watchesScrolling = says("watchesScrolling") || preparation.watchesScrolling;
+        preparation.awaitsWorker = says("awaitsWorker") || preparation.awaitsWorker;
+        preparation.hasScripts = says("hasScripts") || preparation.hasScripts;
+        if (result.frame == m_target && !unreadable)
             setViewport(result.value["textWidth"_L1].toDouble(m_viewport.width()), m_viewport.height());
     }
     if (job.minimumFontSize > 0)
         enlargeText(job.minimumFontSize * pixelsPerPoint);
-    return loading;
+    return preparation;
+}
+
+/// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own inspector
+/// can.
+void Page::changeUnreadableSheets(QJsonObject settings)
+{
+    if (!m_inspectsSheets) {
+        m_session.post(u"DOM.enable"_s);
+        if (!m_session.ask(u"CSS.enable"_s, {}, m_patience))
+            return;
+        m_inspectsSheets = true;
+    }
+    QStringList ids;
+    QJsonArray texts;
+    for (const QString &id : std::exchange(m_newSheets, {})) {
+        const auto reply = m_session.ask(u"CSS.getStyleSheetText"_s, {{u"styleSheetId"_s, id}}, m_patience);
+        if (!reply || !reply->error.isEmpty())
+            continue;
+        const QString text = reply->result["text"_L1].toString();
+        if (text.contains("@page"_L1, Qt::CaseInsensitive) ||
+            text.contains("print-color-adjust"_L1, Qt::CaseInsensitive)) {
+            ids += id;
+            texts += text;
+        }
+    }
+    if (ids.isEmpty())
+        return;
+    settings.insert(u"sheets"_s, texts);
+    const QList<FrameResult> results = runInFrames(prepareScript, settings);
+    if (results.isEmpty() || results.first().frame != m_target)
+        return;
+    const QJsonObject value = results.first().value;
+    const QJsonArray changed = value["sheets"_L1].toArray();
+    for (qsizetype i = 0; i < ids.size() && i < changed.size(); ++i) {
+        if (changed[i] != texts[i])
+            m_session.post(u"CSS.setStyleSheetText"_s, {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
+    }
+    setViewport(value["textWidth"_L1].toDouble(m_viewport.width()), m_viewport.height());
 }
 
 /// A page that is wider than the paper is shrunk onto it, down to two thirds, and its text with it.
@@ -507,14 +599,31 @@ QByteArray Page::print(const Job &job)
                          {u"generateDocumentOutline"_s, !job.lowQuality}};
     for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
         settings.insert(margin, marginMillimetres / millimetresPerInch);
-    // With its time standing still, a page waits for ever for images that printing alone asks for.
-    m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"advance"_s}});
-    // A script that never ends may begin even now.
-    const Session::Reply reply = m_session.askUrgently(u"Page.printToPDF"_s, settings, printingTime, [this] {
-        m_session.post(u"Runtime.terminateExecution"_s);
-    });
+    Session::Reply reply = printed(settings);
+    // A page that moves on in this very moment can be printed when it has arrived.
+    for (int attempt = 0; !reply.error.isEmpty() && attempt < mostRounds && !m_loadEvent; ++attempt) {
+        m_patience = Deadline::in(patience);
+        awaitLoadEvent();
+        prepare(job);
+        reply = printed(settings);
+    }
     if (!reply.error.isEmpty())
         throw Failure(ExitCode::Crashed,
                       u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));
     return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());
+}
+
+Session::Reply Page::printed(const QJsonObject &settings)
+{
+    // With its time standing still, a page would wait for ever for images that printing alone asks for. And a script
+    // that never ends may begin even now.
+    Deadline stop = Deadline::in(printingTime);
+    letTimeFlow();
+    return *m_session.askUrgently(u"Page.printToPDF"_s, settings, flowInterval, [&] {
+        letTimeFlow();
+        if (stop.passed()) {
+            m_session.post(u"Runtime.terminateExecution"_s);
+            stop = Deadline::in(printingTime);
+        }
+    });
 }

@@ -54,8 +54,19 @@ private:
     void spendTime(const QString &policy, std::chrono::milliseconds duration,
                    const std::function<bool()> &orUntil);
     void awaitRequests();
+    void letTimeFlow();
+    void awaitWorkers(const Job &job);
     void awaitFrame();
-    std::optional<bool> prepare(const Job &job);
+    /// What has been found, and done, in the documents of all frames.
+    struct Preparation {
+        bool changed = false; ///< something has been set going
+        bool animated = false;
+        bool watchesScrolling = false;
+        bool awaitsWorker = false;
+        bool hasScripts = false;
+    };
+    std::optional<Preparation> prepare(const Job &job);
+    void changeUnreadableSheets(QJsonObject settings);
     struct FrameResult {
         QString frame;
         QJsonObject value;
@@ -66,6 +77,7 @@ private:
     void showWhole();
     void takeAsItIs(const Job &job);
     bool isQuiet() const;
+    Session::Reply printed(const QJsonObject &settings);
 
     Session m_browser;
     QString m_context;
@@ -80,7 +92,9 @@ private:
     QString m_loader;
     bool m_loadEvent = false;
     bool m_timeHasPassed = false;
-    bool m_watchesScrolling = false;
+    bool m_inspectsSheets = false;
+    /// Ids of sheets from files that have not been looked at yet.
+    QStringList m_newSheets;
     /// By request id.
     QHash<QString, Request> m_requests;
     /// Origin of the document in the main frame.

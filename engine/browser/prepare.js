@@ -1,25 +1,7 @@
 // Makes the document ready for paper. Runs in a world of its own, so that nothing the page has redefined is met here,
-// as often as the document may have changed. Returns {loading, textWidth, watchesScrolling}: whether this call has set
-// anything loading, how wide the text stands on paper in CSS pixels, and whether the page watches what comes into view.
+// as often as the document may have changed.
 (paper) => {
-    // Sheets of other origins cannot be read; the override at the end reaches what they say as well, short of
-    // their own "!important".
-    const readableRules = (sheet) => {
-        try {
-            return [...sheet.cssRules];
-        } catch {
-            return [];
-        }
-    };
-
-    const pageRules = [];
-    const visit = (sheet) => {
-        for (const rule of readableRules(sheet)) {
-            if (rule instanceof CSSPageRule) pageRules.push(rule);
-            else if (rule instanceof CSSImportRule) rule.styleSheet && visit(rule.styleSheet);
-            else if (rule.cssRules && !(rule instanceof CSSStyleRule)) visit(rule);
-        }
-    };
+    // ---- Paper: the sizes that @page rules ask for give way to the one that is wanted, or are turned.
 
     const inPixels = (length) => {
         try {
@@ -41,38 +23,131 @@
         const name = words.find((word) => !/^(portrait|landscape|auto)$/i.test(word));
         return name ? `${name} ${paper.orientation}` : paper.orientation;
     };
+    const sizeInsteadOf = (size) => paper.size ?? (paper.orientation ? turned(size) : size);
 
-    for (const sheet of [...document.styleSheets, ...document.adoptedStyleSheets]) visit(sheet);
-    for (const { style } of pageRules) {
-        const size = style.getPropertyValue('size');
-        if (!size) continue;
-        // In place, so that the page's own order of rules goes on deciding which of them holds.
-        if (paper.size) style.setProperty('size', paper.size, style.getPropertyPriority('size'));
-        else if (paper.orientation) style.setProperty('size', turned(size), style.getPropertyPriority('size'));
-    }
+    // ---- Sheets that can be read are changed rule by rule, in place, so that the page's own order of rules goes on
+    // deciding which of them holds.
+
+    const everyRule = (rules, visit) => {
+        for (const rule of rules) {
+            visit(rule);
+            const nested = rule instanceof CSSImportRule ? rule.styleSheet : rule;
+            if (nested && 'cssRules' in nested) everyRule(rulesOf(nested), visit);
+        }
+    };
+    let unreadable = 0;
+    const rulesOf = (sheet) => {
+        try {
+            return sheet.cssRules;
+        } catch {
+            ++unreadable;
+            return [];
+        }
+    };
+
+    const scopes = () => {
+        const found = [document];
+        if (paper.background && paper.images) return found;
+        for (const scope of found)
+            for (const element of scope.querySelectorAll('*')) if (element.shadowRoot) found.push(element.shadowRoot);
+        return found;
+    };
+
+    const put = (style, property, value) => {
+        if (style.getPropertyValue(property) !== value)
+            style.setProperty(property, value, style.getPropertyPriority(property));
+    };
+    const pageRules = [];
+    const changeRule = (rule) => {
+        if (rule instanceof CSSPageRule) {
+            pageRules.push(rule);
+            const size = rule.style.getPropertyValue('size');
+            if (size) put(rule.style, 'size', sizeInsteadOf(size));
+        }
+        if (!paper.background && rule.style?.getPropertyValue('print-color-adjust'))
+            put(rule.style, 'print-color-adjust', 'economy');
+    };
 
     const overrides = [];
     if (paper.size) overrides.push(`@page { size: ${paper.size} !important; }`);
-    if (!paper.background) {
-        const economy = 'print-color-adjust: economy !important;';
-        overrides.push(`*, ::before, ::after { ${economy} }`);
-        for (const element of document.querySelectorAll('[style*="color-adjust" i]'))
-            element.style.setProperty('print-color-adjust', 'economy', 'important');
-    }
-    if (overrides.length > 0) {
-        // One sheet for all calls, kept last; globalThis is this world's own.
-        globalThis.override ??= new CSSStyleSheet();
-        globalThis.override.replaceSync(overrides.join('\n'));
-        const others = document.adoptedStyleSheets.filter((sheet) => sheet !== globalThis.override);
-        document.adoptedStyleSheets = [...others, globalThis.override];
-    }
+    if (!paper.background) overrides.push('*, ::before, ::after { print-color-adjust: economy !important; }');
+    // The place of an image stays, without the sign for a broken one.
+    if (!paper.images) overrides.push('img, input[type="image" i], feImage { visibility: hidden !important; }');
 
-    // What the rules for all pages together say; those of single pages do not count.
+    const changeScope = (scope) => {
+        for (const sheet of [...scope.styleSheets, ...scope.adoptedStyleSheets])
+            if (sheet !== globalThis.override) everyRule(rulesOf(sheet), changeRule);
+        if (!paper.background)
+            for (const element of scope.querySelectorAll('[style*="color-adjust" i]'))
+                put(element.style, 'print-color-adjust', 'economy');
+        if (overrides.length > 0 && scope.adoptedStyleSheets.at(-1) !== globalThis.override)
+            scope.adoptedStyleSheets = [
+                ...scope.adoptedStyleSheets.filter((sheet) => sheet !== globalThis.override),
+                globalThis.override,
+            ];
+    };
+
+    const applyPaper = () => {
+        if (!globalThis.override) {
+            globalThis.override = new CSSStyleSheet();
+            globalThis.override.replaceSync(overrides.join('\n'));
+        }
+        unreadable = 0;
+        pageRules.length = 0;
+        for (const scope of scopes()) changeScope(scope);
+        // A frame that is an image itself.
+        if (!paper.images && window !== top && document.contentType.startsWith('image/'))
+            document.documentElement?.style.setProperty('visibility', 'hidden', 'important');
+    };
+    applyPaper();
+    // What the page changes until the last moment counts, too.
+    if (!globalThis.armed) addEventListener('beforeprint', applyPaper);
+    globalThis.armed = true;
+
+    // ---- Sheets that cannot be read from here, such as files beside a file, come as text and are given back changed.
+
+    // `text` with the values of "size" in @page blocks and of "print-color-adjust" everywhere exchanged.
+    const changedText = (text) => {
+        const token = /\/\*[^]*?\*\/|"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'|[{};]|@page\b[^{};]*|[\w-]*(?:print-color-adjust|size)\s*:[^;{}]*/gi;
+        let depth = 0;
+        let pageDepth = 0; // of the innermost @page block, 0 outside
+        let pageAhead = false;
+        return text.replace(token, (found) => {
+            if (found === '{') {
+                ++depth;
+                if (pageAhead) pageDepth = depth;
+                pageAhead = false;
+            } else if (found === '}') {
+                if (depth === pageDepth) pageDepth = 0;
+                --depth;
+            } else if (/^@page\b/i.test(found)) {
+                pageAhead = true;
+            } else if (!/^[/"']/.test(found) && found.includes(':')) {
+                const [, name, value, important] = found.match(/^([\w-]*)\s*:([^]*?)(!\s*important\s*)?$/i);
+                const declared = (changed) => `${name}:${changed}${important ? ' !important' : ''}`;
+                if (/^size$/i.test(name) && pageDepth > 0 && depth === pageDepth)
+                    return declared(sizeInsteadOf(value.replace(/\/\*[^]*?\*\//g, ' ').trim()));
+                if (/^(-webkit-)?print-color-adjust$/i.test(name) && !paper.background) return declared('economy');
+            }
+            return found;
+        });
+    };
+    const sheets = (paper.sheets ?? []).map((text) => changedText(text));
+
+    // ---- How wide the text stands on paper: what the rules for all pages together say; those of single pages do not
+    // count.
+
     const general = {};
-    for (const { selectorText, style } of pageRules) {
-        if (selectorText) continue;
+    const note = ({ selectorText, style }) => {
+        if (selectorText) return;
         for (const property of ['size', 'margin-left', 'margin-right'])
             if (style.getPropertyValue(property)) general[property] = style.getPropertyValue(property).trim();
+    };
+    pageRules.forEach(note);
+    for (const text of sheets) {
+        const sheet = new CSSStyleSheet();
+        sheet.replaceSync(text.replace(/@import\b[^;]*;/gi, ''));
+        everyRule(sheet.cssRules, (rule) => rule instanceof CSSPageRule && note(rule));
     }
     const millimetres = {
         a3: [297, 420], a4: [210, 297], a5: [148, 210], b4: [250, 353], b5: [176, 250], 'jis-b4': [257, 364],
@@ -82,14 +157,20 @@
         const words = size.toLowerCase().split(/\s+/);
         const sides = words.map((word) => millimetres[word]).find(Boolean);
         if (sides) return (sides[words.includes('landscape') ? 1 : 0] * 96) / 25.4;
-        return /^[\d.]/.test(size) ? inPixels(words[0]) : paper.width;
+        if (/^[\d.]/.test(size)) return inPixels(words[0]);
+        const [short, long] = [Math.min(paper.width, paper.height), Math.max(paper.width, paper.height)];
+        return words.includes('landscape') ? long : words.includes('portrait') ? short : paper.width;
     };
     const pageWidth = general.size ? widthOf(general.size) : paper.width;
     const marginOf = (margin) => {
         if (!margin || margin === 'auto') return paper.margin;
         return margin.endsWith('%') ? (parseFloat(margin) / 100) * pageWidth : inPixels(margin);
     };
-    const textWidth = pageWidth - marginOf(general['margin-left']) - marginOf(general['margin-right']);
+    const textWidth = Math.round(
+        pageWidth - marginOf(general['margin-left']) - marginOf(general['margin-right']),
+    );
+
+    // ---- What is still to come is called for.
 
     let loading = document.fonts.status === 'loading';
     for (const element of document.querySelectorAll('img[loading="lazy" i], iframe[loading="lazy" i]')) {
@@ -99,5 +180,26 @@
     // Fonts and images that only this layout uses are asked for now.
     if (document.documentElement) void document.documentElement.offsetHeight;
     loading ||= document.fonts.status === 'loading';
-    return { loading, textWidth: Math.round(textWidth), watchesScrolling: Boolean(globalThis.watchesScrolling) };
+
+    // Animations with an end within reach come to it, as they would while somebody looked.
+    let animated = false;
+    for (const animation of document.getAnimations()) {
+        const rest = animation.effect?.getComputedTiming().endTime - (animation.currentTime ?? 0);
+        if (animation.timeline !== document.timeline || animation.playState !== 'running') continue;
+        if (rest <= paper.animationTime) {
+            animation.finish();
+            animated = true;
+        }
+    }
+
+    return {
+        loading,
+        animated,
+        textWidth,
+        sheets,
+        unreadable: unreadable > 0,
+        watchesScrolling: Boolean(globalThis.watchesScrolling),
+        awaitsWorker: (globalThis.awaitedWorkers ?? 0) > 0,
+        hasScripts: document.scripts.length > 0,
+    };
 }

@@ -2,9 +2,13 @@
 
 // What is run inside documents.
 
-/// prepare.js, a function of {size, orientation, background, width, margin}: `size` the paper as a CSS value
-/// or null, `orientation` "portrait", "landscape" or null, `background` a boolean, `width` of the paper and
-/// `margin` for pages that set none, in CSS pixels.
+/// prepare.js, a function of {size, orientation, background, images, width, height, margin, animationTime, sheets}: `size`
+/// the paper as a CSS value or null, `orientation` "portrait", "landscape" or null, `background` and `images` booleans,
+/// `width` and `height` of the paper and `margin` for pages that set none in CSS pixels, `animationTime` in milliseconds,
+/// `sheets` texts of style sheets, or absent. Returns {loading, animated, textWidth, sheets, unreadable, watchesScrolling,
+/// awaitsWorker, hasScripts}: whether this call has set anything loading or has ended an animation, how wide the text
+/// stands on paper in CSS pixels, `sheets` changed, and what is found: sheets that cannot be read, a page that watches what
+/// comes into view, that has not heard of a worker of its own, that has scripts.
 extern const char prepareScript[];
 
 /// enlarge.js, a function of {minimum, byBrowser}: the smallest text size wanted, and that which the browser
@@ -12,6 +16,6 @@ extern const char prepareScript[];
 extern const char enlargeScript[];
 
 /// listen.js and notice.js, each a script to run before those of the page: the first in the engine's own
-/// world, the second in the page's.
+/// world, where prepare.js runs, the second in the page's.
 extern const char listenScript[];
 extern const char noticeScript[];

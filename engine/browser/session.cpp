@@ -25,13 +25,17 @@ std::optional<Session::Reply> Session::ask(const QString &method, const QJsonObj
                    bound);
 }
 
-Session::Reply Session::askUrgently(const QString &method, const QJsonObject &parameters,
-                                    std::chrono::milliseconds interval, const std::function<void()> &nudge)
+std::optional<Session::Reply> Session::askUrgently(const QString &method, const QJsonObject &parameters,
+                                                   std::chrono::milliseconds interval,
+                                                   const std::function<void()> &nudge, std::optional<Deadline> bound)
 {
     const int id = m_connection.send(m_id, method, parameters, m_deadline, m_mailbox);
+    const Deadline end = bound.value_or(m_deadline);
     for (;;) {
-        if (std::optional<Reply> reply = replyTo(id, Deadline::in(interval)))
-            return *reply;
+        if (std::optional<Reply> reply = replyTo(id, Deadline::in(interval).earlier(end)))
+            return reply;
+        if (bound && bound->passed())
+            return std::nullopt;
         nudge();
     }
 }

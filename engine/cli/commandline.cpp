@@ -3,6 +3,8 @@
 #include "engine/cli/papersizes.h"
 #include "engine/failure.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -101,7 +103,7 @@ constexpr auto options = std::to_array<Option>({
         [](Job &job, QLatin1String, const QString &value) { job.userName = value; }},
     {"--password", "TEXT", "password for the page's server",
         [](Job &job, QLatin1String, const QString &value) { job.password = value; }},
-    {"-p", "PROXY", "[http://|https://|socks5://][user:password@]host[:port]",
+    {"-p", "PROXY", "a proxy: [user:password@]host[:port], with http://, https:// or socks5:// in front if need be",
         [](Job &job, QLatin1String, const QString &value) { job.proxy = parseProxy(value); }},
     {"--timeout", "SECONDS", "give up after this time (60)", setTimeout},
 
@@ -116,6 +118,13 @@ constexpr auto optionGroups = std::to_array<OptionGroup>(
 QLatin1String nameOf(const Option &option)
 {
     return QLatin1String(option.name);
+}
+
+/// An argument without what may be joined on to an option's name, which may be a secret.
+QString withoutValue(const QString &argument)
+{
+    static const QRegularExpression name(QStringLiteral("^(--[A-Za-z0-9-]*|-.?)"));
+    return onOneLine(name.match(argument).captured());
 }
 
 QString signatureOf(const Option &option)
@@ -170,7 +179,7 @@ Request parseCommandLine(const QStringList &arguments)
         const auto option = std::find_if(options.begin(), options.end(),
                                          [&](const Option &o) { return argument == nameOf(o); });
         if (option == options.end())
-            refuse(QStringLiteral("there is no option \"%1\"").arg(onOneLine(argument)));
+            refuse(QStringLiteral("there is no option \"%1\"").arg(withoutValue(argument)));
         QString value;
         if (option->valueName) {
             if (++i == arguments.size())
@@ -186,7 +195,7 @@ Request parseCommandLine(const QStringList &arguments)
         refuse(QStringLiteral("no output: name the PDF to write after the input"));
     if (positional.size() > 2)
         refuse(QStringLiteral("one input and one output are enough; what is \"%1\"?")
-                   .arg(onOneLine(positional[2])));
+                   .arg(onOneLine(withoutCredentials(positional[2]))));
     job.input = positional[0];
     job.output = positional[1];
     return job;

@@ -23,10 +23,10 @@
 
     const enlarge = (element, style, factor, least) => {
         const size = parseFloat(style.fontSize);
-        const shown = Math.max(size, least) * factor;
+        const shown = least === null ? 0 : Math.max(size, least) * factor;
         // A size of nothing is a way to hide text, and a factor of nothing cannot be made up for.
         if (!(size > 0 && factor > 0) || shown >= minimum * 0.999) return;
-        element.style.setProperty('font-size', `${minimum / factor}px`, 'important');
+        element.style.setProperty('font-size', `${Math.max(minimum / factor, least === null ? size : 0)}px`, 'important');
     };
 
     const visit = (element, parentFactor) => {
@@ -42,7 +42,8 @@
             factor = factorAt(element, style, parentFactor);
         }
         if (holdsText(element)) {
-            if (isSvg) enlarge(element, style, factor, 0);
+            // SVG is drawn without regard to the smallest size that the browser reports for it.
+            if (isSvg) enlarge(element, style, factor, parseFloat(style.fontSize) > byBrowser * 1.001 ? 0 : null);
             else enlarge(element, style, factor * (element.currentCSSZoom ?? 1), byBrowser);
         }
         for (const child of element.children) visit(child, factor);

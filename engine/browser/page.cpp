@@ -32,7 +32,9 @@ constexpr auto computingTime = 3s;
 /// After requests have ended: the time in which further ones are expected.
 constexpr auto quietTime = 100ms;
 /// The step in which the page's time goes on where it keeps to the real one.
-constexpr auto flowInterval = 50ms;
+constexpr auto flowInterval = 30ms;
+/// The same while a page is printed, in the page's time.
+constexpr auto printingStep = 500ms;
 /// How long workers are heard.
 constexpr auto workerTime = 3s;
 
@@ -332,8 +334,8 @@ bool Page::isQuiet() const
 void Page::settle(const Job &job)
 {
     m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
-    // What comes in at the end of a round may be built into the page in the next; but a page that goes on for ever
-    // is not followed for ever.
+    // What comes in at the end of a round may be built into the page in the next; but a page that goes on for
+    // ever is not followed for ever.
     int rounds = 0;
     while (rounds < mostRounds && !m_patience.passed()) {
         const QString document = m_loader;
@@ -343,12 +345,13 @@ void Page::settle(const Job &job)
             return;
         if (now.animated)
             awaitFrame();
+        // Before any time is passed, because a worker that is starting would hold it up.
+        if (now.awaitsWorker)
+            awaitWorkers(job);
         letTimePass(rounds == 0 ? pageTime : furtherPageTime);
         awaitRequests();
         if (rounds == 0 && now.watchesScrolling)
             showWhole();
-        if (now.awaitsWorker)
-            awaitWorkers(job);
         if (!m_loadEvent)
             awaitLoadEvent();
         if (!now.changed && !now.hasScripts && m_events == before)
@@ -406,11 +409,11 @@ void Page::awaitRequests()
     }
 }
 
-/// Lets the page's time go on at about its real pace until it is called again.
-void Page::letTimeFlow()
+/// Lets so much of the page's time pass, alongside whatever is asked of the page meanwhile.
+void Page::letTimeFlow(std::chrono::milliseconds duration)
 {
     m_session.post(u"Emulation.setVirtualTimePolicy"_s,
-                   {{u"policy"_s, u"advance"_s}, {u"budget"_s, static_cast<double>(flowInterval.count())}});
+                   {{u"policy"_s, u"advance"_s}, {u"budget"_s, static_cast<double>(duration.count())}});
 }
 
 /// Workers have a time of their own, which does not pass any faster.
@@ -418,28 +421,30 @@ void Page::awaitWorkers(const Job &job)
 {
     const Deadline bound = Deadline::in(workerTime).earlier(m_patience);
     while (!bound.passed()) {
-        letTimeFlow();
+        letTimeFlow(flowInterval);
         m_session.waitUntil([] { return false; }, Deadline::in(flowInterval));
         if (!prepare(job).value_or(Preparation()).awaitsWorker)
             return;
     }
 }
 
-/// Waits until the page has been drawn anew, which is when it learns what is in view and what has been animated.
+/// Waits until the page has been drawn anew, which is when it learns what is in view and what has been
+/// animated.
 void Page::awaitFrame()
 {
     const Deadline bound = Deadline::in(frameTime).earlier(m_patience);
-    const auto world = m_session.ask(
-        u"Page.createIsolatedWorld"_s, {{u"frameId"_s, m_target}, {u"worldName"_s, worldName}}, bound);
+    const auto world = m_session.ask(u"Page.createIsolatedWorld"_s,
+                                     {{u"frameId"_s, m_target}, {u"worldName"_s, worldName}}, bound);
     if (!world)
         return;
-    letTimeFlow();
+    letTimeFlow(flowInterval);
     m_session.askUrgently(
         u"Runtime.evaluate"_s,
-        {{u"expression"_s, u"new Promise(done => requestAnimationFrame(() => requestAnimationFrame(done)))"_s},
+        {{u"expression"_s,
+          u"new Promise(done => requestAnimationFrame(() => requestAnimationFrame(done)))"_s},
          {u"contextId"_s, world->result["executionContextId"_L1]},
          {u"awaitPromise"_s, true}},
-        flowInterval, [this] { letTimeFlow(); }, bound);
+        flowInterval, [this] { letTimeFlow(flowInterval); }, bound);
 }
 
 /// For pages that fill in their parts when these come into view.
@@ -500,8 +505,8 @@ std::optional<Page::Preparation> Page::prepare(const Job &job)
     return preparation;
 }
 
-/// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own inspector
-/// can.
+/// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own
+/// inspector can.
 void Page::changeUnreadableSheets(QJsonObject settings)
 {
     if (!m_inspectsSheets) {
@@ -533,7 +538,8 @@ void Page::changeUnreadableSheets(QJsonObject settings)
     const QJsonArray changed = value["sheets"_L1].toArray();
     for (qsizetype i = 0; i < ids.size() && i < changed.size(); ++i) {
         if (changed[i] != texts[i])
-            m_session.post(u"CSS.setStyleSheetText"_s, {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
+            m_session.post(u"CSS.setStyleSheetText"_s,
+                           {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
     }
     setViewport(value["textWidth"_L1].toDouble(m_viewport.width()), m_viewport.height());
 }
@@ -615,12 +621,13 @@ QByteArray Page::print(const Job &job)
 
 Session::Reply Page::printed(const QJsonObject &settings)
 {
-    // With its time standing still, a page would wait for ever for images that printing alone asks for. And a script
-    // that never ends may begin even now.
+    // With its time standing still, a page would wait for ever for images that printing alone asks for; where
+    // there are such images, the browser waits up to two seconds of that time. And a script that never ends
+    // may begin even now.
     Deadline stop = Deadline::in(printingTime);
-    letTimeFlow();
+    letTimeFlow(printingStep);
     return *m_session.askUrgently(u"Page.printToPDF"_s, settings, flowInterval, [&] {
-        letTimeFlow();
+        letTimeFlow(printingStep);
         if (stop.passed()) {
             m_session.post(u"Runtime.terminateExecution"_s);
             stop = Deadline::in(printingTime);

@@ -54,7 +54,7 @@ private:
     void spendTime(const QString &policy, std::chrono::milliseconds duration,
                    const std::function<bool()> &orUntil);
     void awaitRequests();
-    void letTimeFlow();
+    void letTimeFlow(std::chrono::milliseconds duration);
     void awaitWorkers(const Job &job);
     void awaitFrame();
     /// What has been found, and done, in the documents of all frames.

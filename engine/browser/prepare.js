@@ -72,7 +72,7 @@
     if (paper.size) overrides.push(`@page { size: ${paper.size} !important; }`);
     if (!paper.background) overrides.push('*, ::before, ::after { print-color-adjust: economy !important; }');
     // The place of an image stays, without the sign for a broken one.
-    if (!paper.images) overrides.push('img, input[type="image" i], feImage { visibility: hidden !important; }');
+    if (!paper.images) overrides.push('img, input[type="image" i] { visibility: hidden !important; }');
 
     const changeScope = (scope) => {
         for (const sheet of [...scope.styleSheets, ...scope.adoptedStyleSheets])
@@ -95,6 +95,7 @@
         unreadable = 0;
         pageRules.length = 0;
         for (const scope of scopes()) changeScope(scope);
+        if (!paper.images) for (const image of document.querySelectorAll('feImage')) image.remove();
         // A frame that is an image itself.
         if (!paper.images && window !== top && document.contentType.startsWith('image/'))
             document.documentElement?.style.setProperty('visibility', 'hidden', 'important');

@@ -27,7 +27,8 @@ std::optional<Session::Reply> Session::ask(const QString &method, const QJsonObj
 
 std::optional<Session::Reply> Session::askUrgently(const QString &method, const QJsonObject &parameters,
                                                    std::chrono::milliseconds interval,
-                                                   const std::function<void()> &nudge, std::optional<Deadline> bound)
+                                                   const std::function<void()> &nudge,
+                                                   std::optional<Deadline> bound)
 {
     const int id = m_connection.send(m_id, method, parameters, m_deadline, m_mailbox);
     const Deadline end = bound.value_or(m_deadline);

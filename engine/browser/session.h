@@ -40,8 +40,8 @@ public:
     /// dropped. To the child session `to`, if that is not empty.
     std::optional<Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound,
                              const QString &to = {});
-    /// Same as the first, calling `nudge` whenever the reply has been out for another `interval`; nothing at the bound,
-    /// if there is one.
+    /// Same as the first, calling `nudge` whenever the reply has been out for another `interval`; nothing at
+    /// the bound, if there is one.
     std::optional<Reply> askUrgently(const QString &method, const QJsonObject &parameters,
                                      std::chrono::milliseconds interval, const std::function<void()> &nudge,
                                      std::optional<Deadline> bound = std::nullopt);

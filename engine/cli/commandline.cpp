@@ -120,11 +120,12 @@ QLatin1String nameOf(const Option &option)
     return QLatin1String(option.name);
 }
 
-/// An argument without what may be joined on to an option's name, which may be a secret.
-QString withoutValue(const QString &argument)
+/// An unknown option as it may be shown: without a secret that has been joined on to the name of a known one.
+QString withoutSecret(const QString &argument)
 {
-    static const QRegularExpression name(QStringLiteral("^(--[A-Za-z0-9-]*|-.?)"));
-    return onOneLine(name.match(argument).captured());
+    static const QRegularExpression name(QStringLiteral("^(--password|--username|-p(?!-))"));
+    const QRegularExpressionMatch match = name.match(argument);
+    return onOneLine(match.hasMatch() ? match.captured() : withoutCredentials(argument));
 }
 
 QString signatureOf(const Option &option)
@@ -179,7 +180,7 @@ Request parseCommandLine(const QStringList &arguments)
         const auto option = std::find_if(options.begin(), options.end(),
                                          [&](const Option &o) { return argument == nameOf(o); });
         if (option == options.end())
-            refuse(QStringLiteral("there is no option \"%1\"").arg(withoutValue(argument)));
+            refuse(QStringLiteral("there is no option \"%1\"").arg(withoutSecret(argument)));
         QString value;
         if (option->valueName) {
             if (++i == arguments.size())

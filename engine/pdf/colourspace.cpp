@@ -21,13 +21,12 @@ struct DeviceSpace {
     size_t components;
 };
 
-constexpr std::array<DeviceSpace, 9> deviceSpaces = {{
+constexpr std::array<DeviceSpace, 8> deviceSpaces = {{
     {"/DeviceGray", ColourSpace::Family::Gray, 1},
     {"/G", ColourSpace::Family::Gray, 1},
     {"/CalGray", ColourSpace::Family::Gray, 1},
     {"/DeviceRGB", ColourSpace::Family::Rgb, 3},
     {"/RGB", ColourSpace::Family::Rgb, 3},
-    {"/CalRGB", ColourSpace::Family::Rgb, 3},
     {"/DeviceCMYK", ColourSpace::Family::Cmyk, 4},
     {"/CMYK", ColourSpace::Family::Cmyk, 4},
     {"/CalCMYK", ColourSpace::Family::Cmyk, 4},
@@ -76,6 +75,30 @@ double cmykGray(std::span<const double> colour)
     for (size_t i = 0; i < inkWeights.size(); ++i)
         ink += inkWeights[i] * unit(colour[i]);
     return 1 - std::min(1.0, ink);
+}
+
+/// The gray of a colour given as X, Y and Z that are those of sRGB's white for white.
+double xyzGray(const std::array<double, 3> &xyz)
+{
+    std::array<double, 3> rgb{};
+    for (size_t i = 0; i < rgb.size(); ++i) {
+        for (size_t j = 0; j < xyz.size(); ++j)
+            rgb[i] += rgbFromXyz[i][j] * xyz[j];
+        rgb[i] = gammaEncoded(unit(rgb[i]));
+    }
+    return rgbGray(rgb);
+}
+
+/// Takes the numbers of an array if it has as many as there are; otherwise they stay as they are.
+template <size_t count>
+void readNumbers(QPDFObjectHandle array, std::array<double, count> &numbers)
+{
+    if (!array.isArray() || array.getArrayNItems() != static_cast<int>(count))
+        return;
+    for (size_t i = 0; i < count; ++i) {
+        QPDFObjectHandle item = array.getArrayItem(static_cast<int>(i));
+        numbers[i] = item.isNumber() ? item.getNumericValue() : 0;
+    }
 }
 
 char byteOf(double gray)
@@ -144,8 +167,7 @@ void ColourSpace::readFamily(const std::string &family, QPDFObjectHandle object,
     if (family == "/CalGray") {
         m_family = Family::Gray;
     } else if (family == "/CalRGB") {
-        m_family = Family::Rgb;
-        m_components = 3;
+        readCalibration(second);
     } else if (family == "/CalCMYK") {
         m_family = Family::Cmyk;
         m_components = 4;
@@ -199,6 +221,17 @@ void ColourSpace::readLab(QPDFObjectHandle parameters)
         m_labRange = {range[0], range[1]};
 }
 
+void ColourSpace::readCalibration(QPDFObjectHandle parameters)
+{
+    m_family = Family::CalRgb;
+    m_components = 3;
+    if (!parameters.isDictionary())
+        refuse();
+    readNumbers(parameters.getKey("/WhitePoint"), m_white);
+    readNumbers(parameters.getKey("/Gamma"), m_gamma);
+    readNumbers(parameters.getKey("/Matrix"), m_matrix);
+}
+
 void ColourSpace::readPalette(QPDFObjectHandle object, QPDFObjectHandle resources, int depth)
 {
     m_family = Family::Indexed;
@@ -246,6 +279,8 @@ double ColourSpace::gray(std::span<const double> colour) const
         return rgbGray(colour);
     case Family::Cmyk:
         return cmykGray(colour);
+    case Family::CalRgb:
+        return calibratedGray(colour);
     case Family::Lab:
         return labGray(colour);
     case Family::Indexed:
@@ -271,13 +306,21 @@ double ColourSpace::labGray(std::span<const double> colour) const
         srgbWhite[1] * labStage(middle),
         srgbWhite[2] * labStage(middle - m_labRange[1].clip(colour[2]) / 200),
     };
-    std::array<double, 3> rgb{};
-    for (size_t i = 0; i < rgb.size(); ++i) {
+    return xyzGray(xyz);
+}
+
+double ColourSpace::calibratedGray(std::span<const double> colour) const
+{
+    std::array<double, 3> xyz{};
+    for (size_t i = 0; i < m_gamma.size(); ++i) {
+        const double linear = std::pow(unit(colour[i]), m_gamma[i]);
         for (size_t j = 0; j < xyz.size(); ++j)
-            rgb[i] += rgbFromXyz[i][j] * xyz[j];
-        rgb[i] = gammaEncoded(unit(rgb[i]));
+            xyz[j] += m_matrix[3 * i + j] * linear;
     }
-    return rgbGray(rgb);
+    // The white point of the space becomes that of sRGB: paper white stays white.
+    for (size_t j = 0; j < xyz.size(); ++j)
+        xyz[j] *= m_white[j] > 0 ? srgbWhite[j] / m_white[j] : 0;
+    return xyzGray(xyz);
 }
 
 std::vector<double> ColourSpace::paletteColour(size_t index) const
@@ -356,7 +399,7 @@ std::string ColourSpace::rgbPalette() const
 {
     if (m_family != Family::Indexed)
         return {};
-    if (m_base->family() == Family::Rgb)
+    if (m_base->family() == Family::Rgb || m_base->family() == Family::CalRgb)
         return m_palette;
     std::string colours;
     if (m_base->family() == Family::Gray) {

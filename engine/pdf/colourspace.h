@@ -24,7 +24,8 @@ class ColourSpace
 public:
     enum class Family {
         Gray,    ///< DeviceGray, CalGray, ICCBased of one component
-        Rgb,     ///< DeviceRGB, CalRGB, ICCBased of three components; all are taken for sRGB
+        Rgb,     ///< DeviceRGB, ICCBased of three components; both are taken for sRGB
+        CalRgb,  ///< CalRGB
         Cmyk,    ///< DeviceCMYK, CalCMYK, ICCBased of four components
         Lab,     ///< Lab
         Indexed, ///< a palette of another space's colours
@@ -75,9 +76,11 @@ private:
                     int depth);
     void readProfile(QPDFObjectHandle profile);
     void readLab(QPDFObjectHandle parameters);
+    void readCalibration(QPDFObjectHandle parameters);
     void readPalette(QPDFObjectHandle object, QPDFObjectHandle resources, int depth);
     void readTint(QPDFObjectHandle object, QPDFObjectHandle resources, int depth);
     double labGray(std::span<const double> colour) const;
+    double calibratedGray(std::span<const double> colour) const;
     double paletteGray(double index) const;
     std::vector<double> paletteColour(size_t index) const;
 
@@ -87,5 +90,8 @@ private:
     std::shared_ptr<const ColourSpace> m_base; ///< of Indexed, Tint and Pattern
     std::string m_palette;                     ///< of Indexed: base components, a byte each
     std::shared_ptr<const Function> m_tint;    ///< of Tint
+    std::array<double, 3> m_gamma = {1, 1, 1}; ///< of CalRgb
+    std::array<double, 9> m_matrix = {1, 0, 0, 0, 1, 0, 0, 0, 1}; ///< of CalRgb, as in its array
+    std::array<double, 3> m_white = {1, 1, 1};                    ///< of CalRgb
     std::array<Interval, 2> m_labRange = {Interval{-100, 100}, Interval{-100, 100}};
 };

@@ -110,18 +110,34 @@ void makeSpacesGray(QPDFObjectHandle resources)
     resources.replaceKey("/ColorSpace", grays);
 }
 
-bool isBlended(QPDFObjectHandle state)
+bool isBelowOne(QPDFObjectHandle value)
 {
-    QPDFObjectHandle mode = state.getKey("/BM");
-    const bool isNormal = mode.isName() && (mode.getName() == "/Normal" || mode.getName() == "/Compatible");
-    return !mode.isNull() && !isNormal;
+    return value.isNumber() && value.getNumericValue() < 1;
 }
 
-/// Blending is done in the colour space of the page's group, and without one in that of the printer: there,
-/// what is gray may come out in colours, as when white is subtracted from white in each ink.
+bool isTransparent(QPDFObjectHandle state)
+{
+    QPDFObjectHandle mode = state.getKey("/BM");
+    const bool isNormal =
+        mode.isNull() || mode.isNameAndEquals("/Normal") || mode.isNameAndEquals("/Compatible");
+    return !isNormal || isBelowOne(state.getKey("/ca")) || isBelowOne(state.getKey("/CA"));
+}
+
+bool isTransparent(const DocumentParts &parts)
+{
+    const auto hasSoftMask = [](Resource image) { return image.object.getDict().hasKey("/SMask"); };
+    return !parts.groups.empty() || !parts.softMasks.empty() ||
+           std::any_of(parts.states.begin(), parts.states.end(),
+                       [](QPDFObjectHandle state) { return isTransparent(state); }) ||
+           std::any_of(parts.images.begin(), parts.images.end(), hasSoftMask);
+}
+
+/// What is transparent is blended in the colour space of the page's group, and without one in that of the
+/// printer: there, what is gray may come out in colours, as when white is subtracted from white in each ink,
+/// or when the gray of a group becomes a mixture of all inks.
 void blendInGray(DocumentParts &parts)
 {
-    if (std::none_of(parts.states.begin(), parts.states.end(), isBlended))
+    if (!isTransparent(parts))
         return;
     for (QPDFObjectHandle page : parts.pages) {
         if (!page.getKey("/Group").isDictionary())

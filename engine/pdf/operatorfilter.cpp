@@ -35,6 +35,7 @@ void OperatorFilter::handleEOF()
 
 void OperatorFilter::pass(const QPDFTokenizer::Token &token)
 {
+    m_hasWritten = true;
     write(m_text);
     write(token.getRawValue());
 }
@@ -42,7 +43,9 @@ void OperatorFilter::pass(const QPDFTokenizer::Token &token)
 void OperatorFilter::separate()
 {
     const char first = m_text.empty() || m_text.front() == ' ' ? ' ' : '\n';
-    write(&first, 1);
+    if (m_hasWritten)
+        write(&first, 1);
+    m_hasWritten = true;
 }
 
 std::vector<double> OperatorFilter::lastNumbers(size_t count) const

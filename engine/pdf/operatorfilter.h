@@ -33,6 +33,7 @@ protected:
     const std::vector<std::string> &names() const { return m_names; }
 
 private:
+    bool m_hasWritten = false;
     std::string m_text;
     std::vector<std::string> m_numbers;
     std::vector<std::string> m_names;

@@ -55,8 +55,8 @@ bool isSuitable(QPDFObjectHandle image, const ImageHeader &header)
         !header.colourKey.empty() || hasMatte(image))
         return false;
     const Family family = header.space->family();
-    const bool isKnown =
-        family == Family::Gray || family == Family::Rgb || !header.space->rgbPalette().empty();
+    const bool isKnown = family == Family::Gray || family == Family::Rgb || family == Family::CalRgb ||
+                         !header.space->rgbPalette().empty();
     return isKnown && (hasPlainFilters(image) || innermostFilter(image) == "/DCTDecode");
 }
 

@@ -50,8 +50,7 @@ bool Program::waitForWindow()
         [this] {
             const QList<WindowId> windows = m_desktop.windows(u"Quirelle"_s);
             m_window = windows.value(0);
-            return m_window != 0 && m_desktop.activeWindow() == m_window &&
-                   m_desktop.geometry(m_window).size() == QSize(710, 450) * m_scale;
+            return m_window != 0 && m_desktop.activeWindow() == m_window;
         },
         patience);
     if (!mapped) {

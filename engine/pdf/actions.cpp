@@ -54,7 +54,7 @@ public:
 
 private:
     /// Chains that bite their tail would go on for ever.
-    bool isNew(QPDFObjectHandle action)
+    bool isNew(const QPDFObjectHandle &action)
     {
         return !action.isIndirect() || m_seen.insert(action.getObjGen()).second;
     }

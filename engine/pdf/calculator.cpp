@@ -43,6 +43,14 @@ int64_t integer(double value)
     return std::isnan(value) ? 0 : static_cast<int64_t>(std::clamp(value, -limit, limit));
 }
 
+/// Integers divided, without what remains.
+double quotient(double x, double y)
+{
+    const int64_t divisor = integer(y);
+    const int64_t whole = divisor != 0 ? integer(x) / divisor : 0;
+    return static_cast<double>(whole);
+}
+
 double shifted(double value, double by)
 {
     const auto bits = static_cast<uint32_t>(integer(value));
@@ -319,7 +327,7 @@ private:
         case Div:
             return push(y != 0 ? x / y : 0);
         case Idiv:
-            return push(integer(y) != 0 ? static_cast<double>(integer(x) / integer(y)) : 0);
+            return push(quotient(x, y));
         case Mod:
             return push(integer(y) != 0 ? static_cast<double>(integer(x) % integer(y)) : 0);
         case Exp:
@@ -376,6 +384,6 @@ void Calculator::run(std::span<const double> inputs, std::span<double> outputs) 
         else
             machine.apply(step.operation);
     }
-    for (auto output = outputs.rbegin(); output != outputs.rend(); ++output)
-        *output = machine.pop();
+    for (size_t i = outputs.size(); i-- > 0;)
+        outputs[i] = machine.pop();
 }

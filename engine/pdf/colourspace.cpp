@@ -113,12 +113,14 @@ QPDFObjectHandle name(const char *text)
 
 } // namespace
 
-std::shared_ptr<const ColourSpace> ColourSpace::read(QPDFObjectHandle object, QPDFObjectHandle resources)
+std::shared_ptr<const ColourSpace> ColourSpace::read(const QPDFObjectHandle &object,
+                                                     const QPDFObjectHandle &resources)
 {
     return read(object, resources, 0);
 }
 
-std::shared_ptr<ColourSpace> ColourSpace::read(QPDFObjectHandle object, QPDFObjectHandle resources, int depth)
+std::shared_ptr<ColourSpace> ColourSpace::read(QPDFObjectHandle object, const QPDFObjectHandle &resources,
+                                               int depth)
 {
     if (depth > maximumDepth)
         refuse();
@@ -160,8 +162,8 @@ std::shared_ptr<ColourSpace> ColourSpace::named(const std::string &name, QPDFObj
     return read(spaces.getKey(name), resources, depth + 1);
 }
 
-void ColourSpace::readFamily(const std::string &family, QPDFObjectHandle object, QPDFObjectHandle resources,
-                             int depth)
+void ColourSpace::readFamily(const std::string &family, QPDFObjectHandle object,
+                             const QPDFObjectHandle &resources, int depth)
 {
     QPDFObjectHandle second = object.getArrayItem(1);
     if (family == "/CalGray") {
@@ -232,7 +234,7 @@ void ColourSpace::readCalibration(QPDFObjectHandle parameters)
     readNumbers(parameters.getKey("/Matrix"), m_matrix);
 }
 
-void ColourSpace::readPalette(QPDFObjectHandle object, QPDFObjectHandle resources, int depth)
+void ColourSpace::readPalette(QPDFObjectHandle object, const QPDFObjectHandle &resources, int depth)
 {
     m_family = Family::Indexed;
     m_components = 1;
@@ -252,7 +254,7 @@ void ColourSpace::readPalette(QPDFObjectHandle object, QPDFObjectHandle resource
     m_palette.resize(length, '\0');
 }
 
-void ColourSpace::readTint(QPDFObjectHandle object, QPDFObjectHandle resources, int depth)
+void ColourSpace::readTint(QPDFObjectHandle object, const QPDFObjectHandle &resources, int depth)
 {
     m_family = Family::Tint;
     if (object.getArrayNItems() < 4)
@@ -335,7 +337,8 @@ std::vector<double> ColourSpace::paletteColour(size_t index) const
 
 double ColourSpace::paletteGray(double index) const
 {
-    const double last = static_cast<double>(m_palette.size() / m_base->components()) - 1;
+    const size_t count = m_palette.size() / m_base->components();
+    const double last = static_cast<double>(count) - 1;
     return m_base->gray(paletteColour(static_cast<size_t>(Interval{0, last}.clip(std::floor(index)))));
 }
 

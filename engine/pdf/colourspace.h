@@ -36,7 +36,8 @@ public:
     /// Reads a colour space: a name or an array. Names that are no device space, and the abbreviations of
     /// inline images, are looked up in the /ColorSpace of `resources`, a dictionary or null. Throws
     /// std::runtime_error if it is malformed or unknown.
-    static std::shared_ptr<const ColourSpace> read(QPDFObjectHandle object, QPDFObjectHandle resources);
+    static std::shared_ptr<const ColourSpace> read(const QPDFObjectHandle &object,
+                                                   const QPDFObjectHandle &resources);
 
     Family family() const { return m_family; }
     /// How many numbers make a colour; for a pattern space those of the space below it, 0 without one.
@@ -70,15 +71,16 @@ public:
 private:
     ColourSpace() = default;
 
-    static std::shared_ptr<ColourSpace> read(QPDFObjectHandle object, QPDFObjectHandle resources, int depth);
+    static std::shared_ptr<ColourSpace> read(QPDFObjectHandle object, const QPDFObjectHandle &resources,
+                                             int depth);
     static std::shared_ptr<ColourSpace> named(const std::string &name, QPDFObjectHandle resources, int depth);
-    void readFamily(const std::string &family, QPDFObjectHandle object, QPDFObjectHandle resources,
+    void readFamily(const std::string &family, QPDFObjectHandle object, const QPDFObjectHandle &resources,
                     int depth);
     void readProfile(QPDFObjectHandle profile);
     void readLab(QPDFObjectHandle parameters);
     void readCalibration(QPDFObjectHandle parameters);
-    void readPalette(QPDFObjectHandle object, QPDFObjectHandle resources, int depth);
-    void readTint(QPDFObjectHandle object, QPDFObjectHandle resources, int depth);
+    void readPalette(QPDFObjectHandle object, const QPDFObjectHandle &resources, int depth);
+    void readTint(QPDFObjectHandle object, const QPDFObjectHandle &resources, int depth);
     double labGray(std::span<const double> colour) const;
     double calibratedGray(std::span<const double> colour) const;
     double paletteGray(double index) const;

@@ -40,7 +40,7 @@ std::vector<double> numbers(QPDFObjectHandle array, std::vector<double> fallback
 class SampledFunction : public Function
 {
 public:
-    explicit SampledFunction(QPDFObjectHandle stream) : m_table(SampleTable::read(stream))
+    explicit SampledFunction(const QPDFObjectHandle &stream) : m_table(SampleTable::read(stream))
     {
         m_outputs = m_table.outputs;
     }
@@ -120,7 +120,7 @@ public:
         : m_bounds(numbers(dictionary.getKey("/Bounds"), {})),
           m_encode(intervals(dictionary.getKey("/Encode")))
     {
-        for (QPDFObjectHandle part : dictionary.getKey("/Functions").aitems())
+        for (const QPDFObjectHandle &part : dictionary.getKey("/Functions").aitems())
             m_parts.push_back(Function::readPart(part, budget));
         if (m_parts.empty() || m_bounds.size() + 1 != m_parts.size() || m_encode.size() < m_parts.size())
             refuse();
@@ -174,7 +174,7 @@ public:
     {
         if (array.getArrayNItems() == 0 || array.getArrayNItems() > static_cast<int>(maximumOutputs))
             refuse();
-        for (QPDFObjectHandle part : array.aitems())
+        for (const QPDFObjectHandle &part : array.aitems())
             m_parts.push_back(Function::readPart(part, budget));
         for (const auto &part : m_parts) {
             if (part->outputs() != 1 || part->inputs() != m_parts.front()->inputs())
@@ -195,7 +195,7 @@ private:
     std::vector<std::shared_ptr<const Function>> m_parts;
 };
 
-std::shared_ptr<Function> ofType(int type, QPDFObjectHandle object, Function::Budget &budget)
+std::shared_ptr<Function> ofType(int type, const QPDFObjectHandle &object, Function::Budget &budget)
 {
     switch (type) {
     case 0:
@@ -225,7 +225,7 @@ double Interval::mapped(double value, Interval other) const
     return to == from ? other.from : other.from + (value - from) * (other.to - other.from) / (to - from);
 }
 
-std::vector<Interval> intervals(QPDFObjectHandle array)
+std::vector<Interval> intervals(const QPDFObjectHandle &array)
 {
     const std::vector<double> values = numbers(array, {});
     if (values.size() % 2 != 0)
@@ -236,7 +236,7 @@ std::vector<Interval> intervals(QPDFObjectHandle array)
     return pairs;
 }
 
-std::shared_ptr<const Function> Function::read(QPDFObjectHandle object)
+std::shared_ptr<const Function> Function::read(const QPDFObjectHandle &object)
 {
     Budget budget;
     return readPart(object, budget);

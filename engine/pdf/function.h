@@ -18,7 +18,7 @@ struct Interval {
 };
 
 /// The pairs of a number array. Throws std::runtime_error if it is none; empty if `array` is null.
-std::vector<Interval> intervals(QPDFObjectHandle array);
+std::vector<Interval> intervals(const QPDFObjectHandle &array);
 
 /// A function object (ISO 32000-1, 7.10) of type 0, 2, 3 or 4.
 class Function
@@ -29,7 +29,7 @@ public:
     /// Reads a function object; or an array of functions of one output each, which together are one function
     /// of as many outputs, as shadings have them. Throws std::runtime_error if it is malformed, nests deeper
     /// than 16, is made of more than 4096 functions, or has more than 32 outputs.
-    static std::shared_ptr<const Function> read(QPDFObjectHandle object);
+    static std::shared_ptr<const Function> read(const QPDFObjectHandle &object);
 
     /// What is left of these bounds while a function is read.
     struct Budget {

@@ -69,7 +69,7 @@ struct Colours {
 class GrayFilter : public OperatorFilter
 {
 public:
-    GrayFilter(QPDF &pdf, QPDFObjectHandle resources, InitialColour initial)
+    GrayFilter(QPDF &pdf, const QPDFObjectHandle &resources, InitialColour initial)
         : m_pdf(pdf), m_resources(resources)
     {
         if (initial == InitialColour::Black)
@@ -233,7 +233,7 @@ private:
 
 } // namespace
 
-std::string grayContent(QPDF &pdf, const std::string &content, QPDFObjectHandle resources,
+std::string grayContent(QPDF &pdf, const std::string &content, const QPDFObjectHandle &resources,
                         InitialColour initial)
 {
     GrayFilter filter(pdf, resources, initial);

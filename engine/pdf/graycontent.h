@@ -16,5 +16,5 @@ enum class InitialColour {
 /// every inline image made gray; all else stays byte by byte. Colours given in a gray space or as index of a
 /// palette stay too: the palette is changed where it is defined. `resources` are the stream's own, with the
 /// colour spaces as they were. Throws std::runtime_error if a colour space or image is malformed.
-std::string grayContent(QPDF &pdf, const std::string &content, QPDFObjectHandle resources,
+std::string grayContent(QPDF &pdf, const std::string &content, const QPDFObjectHandle &resources,
                         InitialColour initial);

@@ -54,7 +54,7 @@ QPDFObjectHandle dictionaryOf(QPDFObjectHandle function)
     return function;
 }
 
-int typeOf(QPDFObjectHandle function)
+int typeOf(const QPDFObjectHandle &function)
 {
     QPDFObjectHandle type = dictionaryOf(function).getKey("/FunctionType");
     return type.isInteger() ? type.getIntValueAsInt() : -1;
@@ -115,8 +115,11 @@ std::string weighing(std::span<const double> weights, const std::vector<Interval
         const std::string high = QUtil::double_to_string(limits.to, decimals);
         if (i + 1 < weights.size())
             program += " exch";
-        program += " dup " + low + " lt {pop " + low + "} if dup " + high + " gt {pop " + high + "} if ";
-        program += QUtil::double_to_string(weights[i], decimals) + " mul";
+        for (const std::string &part :
+             {std::string(" dup "), low, std::string(" lt {pop "), low, std::string("} if dup "), high,
+              std::string(" gt {pop "), high, std::string("} if "),
+              QUtil::double_to_string(weights[i], decimals), std::string(" mul")})
+            program += part;
         if (i + 1 < weights.size())
             program += " add";
     }
@@ -154,7 +157,7 @@ private:
     bool isRgb() const { return m_space.family() == ColourSpace::Family::Rgb; }
 
     /// Evaluates the function at evenly spaced points.
-    QPDFObjectHandle resampled(QPDFObjectHandle object)
+    QPDFObjectHandle resampled(const QPDFObjectHandle &object)
     {
         const auto function = Function::read(object);
         if (function->outputs() != m_space.components() || function->inputs() > 2)
@@ -195,7 +198,7 @@ private:
                        grays);
     }
 
-    QPDFObjectHandle weighedEnds(QPDFObjectHandle function)
+    QPDFObjectHandle weighedEnds(const QPDFObjectHandle &function)
     {
         QPDFObjectHandle dictionary = dictionaryOf(function);
         if (!isRgb() || dictionary.hasKey("/Range"))
@@ -210,14 +213,14 @@ private:
         return copy;
     }
 
-    QPDFObjectHandle stitched(QPDFObjectHandle function, int depth)
+    QPDFObjectHandle stitched(const QPDFObjectHandle &function, int depth)
     {
         QPDFObjectHandle copy = dictionaryOf(function).shallowCopy();
         QPDFObjectHandle parts = copy.getKey("/Functions");
         if (!parts.isArray())
             refuse();
         QPDFObjectHandle grays = QPDFObjectHandle::newArray();
-        for (QPDFObjectHandle part : parts.aitems())
+        for (const QPDFObjectHandle &part : parts.aitems())
             grays.appendItem(rewritten(part, depth + 1));
         copy.replaceKey("/Functions", grays);
         copy.removeKey("/Range");
@@ -249,7 +252,7 @@ private:
 
 } // namespace
 
-QPDFObjectHandle grayFunction(QPDF &pdf, QPDFObjectHandle function, const ColourSpace &space)
+QPDFObjectHandle grayFunction(QPDF &pdf, const QPDFObjectHandle &function, const ColourSpace &space)
 {
     return Rewriter(pdf, space).rewritten(function, 0);
 }

@@ -18,8 +18,8 @@ constexpr int maximumPaletteBits = 8;
 constexpr size_t maximumComponents = 32;
 
 /// The luma weights in 65536ths.
-constexpr auto redWeight = static_cast<unsigned>(lumaWeights[0] * 65536 + 0.5);
-constexpr auto greenWeight = static_cast<unsigned>(lumaWeights[1] * 65536 + 0.5);
+constexpr auto redWeight = static_cast<unsigned>(lumaWeights[0] * 65536);
+constexpr auto greenWeight = static_cast<unsigned>(lumaWeights[1] * 65536);
 constexpr auto blueWeight = 65536 - redWeight - greenWeight;
 
 char byteOf(double gray)
@@ -127,7 +127,7 @@ GraySamples graySamples(const ImageHeader &header, const std::string &data)
     return isPlainRgb(header) ? fromRgbBytes(data) : GrayOfPixels(header, data).read();
 }
 
-void replaceColours(QPDFObjectHandle image, QPDFObjectHandle space)
+void replaceColours(QPDFObjectHandle image, const QPDFObjectHandle &space)
 {
     QPDFObjectHandle dictionary = image.getDict();
     dictionary.replaceKey("/ColorSpace", space);
@@ -188,7 +188,7 @@ void makePhotographGray(QPDFObjectHandle image, const ImageHeader &header)
     attachStencil(image, header, stencil);
 }
 
-void makeSamplesGray(QPDFObjectHandle image, const ImageHeader &header)
+void makeSamplesGray(const QPDFObjectHandle &image, const ImageHeader &header)
 {
     const GraySamples samples = graySamples(header, decodedData(image, header.dataLength(), Excess::Ignore));
     replaceFlateData(image, flateCompressed(samples.gray));
@@ -213,7 +213,7 @@ void makeMatteGray(QPDFObjectHandle image, const ImageHeader &header)
 
 } // namespace
 
-void makeImageGray(QPDFObjectHandle image, QPDFObjectHandle resources)
+void makeImageGray(QPDFObjectHandle image, const QPDFObjectHandle &resources)
 {
     const ImageHeader header = ImageHeader::read(image, resources);
     if (header.selfDescribing || header.stencil || header.space->family() == ColourSpace::Family::Gray)

@@ -9,4 +9,4 @@
 ///
 /// `resources` are those that names of colour spaces are looked up in, or null. Throws std::runtime_error if
 /// the image is malformed or cannot be decoded.
-void makeImageGray(QPDFObjectHandle image, QPDFObjectHandle resources);
+void makeImageGray(QPDFObjectHandle image, const QPDFObjectHandle &resources);

@@ -128,7 +128,7 @@ bool isTransparent(const DocumentParts &parts)
     const auto hasSoftMask = [](Resource image) { return image.object.getDict().hasKey("/SMask"); };
     return !parts.groups.empty() || !parts.softMasks.empty() ||
            std::any_of(parts.states.begin(), parts.states.end(),
-                       [](QPDFObjectHandle state) { return isTransparent(state); }) ||
+                       [](const QPDFObjectHandle &state) { return isTransparent(state); }) ||
            std::any_of(parts.images.begin(), parts.images.end(), hasSoftMask);
 }
 

@@ -47,7 +47,7 @@ int intOf(QPDFObjectHandle dictionary, const char *key)
     return value.getIntValueAsInt();
 }
 
-int bitsOf(QPDFObjectHandle dictionary, const char *key, int maximum)
+int bitsOf(const QPDFObjectHandle &dictionary, const char *key, int maximum)
 {
     const int bits = intOf(dictionary, key);
     if (bits < 1 || bits > maximum)
@@ -90,7 +90,8 @@ public:
 private:
     size_t leastBits() const
     {
-        return static_cast<size_t>(m_flagBits + 2 * m_type.continued.points * m_coordinateBits);
+        const int bits = m_flagBits + 2 * m_type.continued.points * m_coordinateBits;
+        return static_cast<size_t>(bits);
     }
 
     void copyColour()
@@ -147,7 +148,7 @@ void makeBackgroundGray(QPDFObjectHandle dictionary, const ColourSpace &space)
 
 } // namespace
 
-void makeShadingGray(QPDF &pdf, QPDFObjectHandle shading, QPDFObjectHandle resources)
+void makeShadingGray(QPDF &pdf, QPDFObjectHandle shading, const QPDFObjectHandle &resources)
 {
     QPDFObjectHandle dictionary = shading.isStream() ? shading.getDict() : shading;
     if (!dictionary.isDictionary())

@@ -8,4 +8,4 @@ class QPDF;
 /// space, background, function, or the colours of a mesh's points. Gray shadings stay as they are.
 /// `resources` are those that names of colour spaces are looked up in, or null. Throws std::runtime_error if
 /// the shading is malformed.
-void makeShadingGray(QPDF &pdf, QPDFObjectHandle shading, QPDFObjectHandle resources);
+void makeShadingGray(QPDF &pdf, QPDFObjectHandle shading, const QPDFObjectHandle &resources);

@@ -51,7 +51,7 @@ bool isTrue(QPDFObjectHandle value)
 
 } // namespace
 
-ImageHeader ImageHeader::read(QPDFObjectHandle image, QPDFObjectHandle resources)
+ImageHeader ImageHeader::read(QPDFObjectHandle image, const QPDFObjectHandle &resources)
 {
     QPDFObjectHandle dictionary = image.getDict();
     const std::string filter = innermostFilter(image);

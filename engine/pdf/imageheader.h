@@ -25,7 +25,7 @@ struct ImageHeader {
 
     /// `resources` are those that names of colour spaces are looked up in. Throws std::runtime_error if the
     /// dictionary is malformed.
-    static ImageHeader read(QPDFObjectHandle image, QPDFObjectHandle resources);
+    static ImageHeader read(QPDFObjectHandle image, const QPDFObjectHandle &resources);
 
     /// Bytes of the decoded image, its rows filled up to whole bytes.
     size_t dataLength() const { return rowLength() * static_cast<size_t>(height); }

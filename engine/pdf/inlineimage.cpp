@@ -59,18 +59,18 @@ QPDFObjectHandle expandedFilters(QPDFObjectHandle value)
         return QPDFObjectHandle::newName(expanded(value.getName(), filters));
     QPDFObjectHandle names = QPDFObjectHandle::newArray();
     if (value.isArray()) {
-        for (QPDFObjectHandle name : value.aitems())
+        for (const QPDFObjectHandle &name : value.aitems())
             names.appendItem(expandedFilters(name));
     }
     return names;
 }
 
-QPDFObjectHandle withFilter(QPDFObjectHandle dictionary, const char *key, QPDFObjectHandle outermost)
+QPDFObjectHandle withFilter(QPDFObjectHandle dictionary, const char *key, const QPDFObjectHandle &outermost)
 {
     QPDFObjectHandle array = QPDFObjectHandle::newArray({outermost});
     QPDFObjectHandle value = dictionary.getKey(key);
     if (value.isArray()) {
-        for (QPDFObjectHandle item : value.aitems())
+        for (const QPDFObjectHandle &item : value.aitems())
             array.appendItem(item);
     } else if (!value.isNull()) {
         array.appendItem(value);
@@ -117,7 +117,7 @@ QPDFObjectHandle InlineImage::asStream(QPDF &pdf) const
     return stream;
 }
 
-std::string InlineImage::gray(QPDF &pdf, QPDFObjectHandle resources) const
+std::string InlineImage::gray(QPDF &pdf, const QPDFObjectHandle &resources) const
 {
     QPDFObjectHandle image = asStream(pdf);
     const ImageHeader header = ImageHeader::read(image, resources);

@@ -19,7 +19,7 @@ public:
 
     /// The image from BI to EI, made gray. Its data is written in hexadecimal digits, which no reader can
     /// take for the end of the image. Throws std::runtime_error if it is malformed.
-    std::string gray(QPDF &pdf, QPDFObjectHandle resources) const;
+    std::string gray(QPDF &pdf, const QPDFObjectHandle &resources) const;
 
 private:
     QPDFObjectHandle asStream(QPDF &pdf) const;

@@ -106,7 +106,7 @@ void removeExternalLinks(QPDF &pdf)
     std::vector<QPDFObjectHandle> removed;
     for (QPDFPageObjectHelper page : QPDFPageDocumentHelper(pdf).getAllPages())
         sievePage(page.getObjectHandle(), removed);
-    for (QPDFObjectHandle entry : outlineEntries(pdf)) {
+    for (const QPDFObjectHandle &entry : outlineEntries(pdf)) {
         keepInternalAction(entry, "/A");
         keepInternalAdditionalActions(entry);
     }

@@ -52,7 +52,7 @@ public:
             visitImage(object.getKey("/Thumb"), resources);
         if (!object.getKey("/Annots").isArray())
             return;
-        for (QPDFObjectHandle annotation : object.getKey("/Annots").aitems())
+        for (const QPDFObjectHandle &annotation : object.getKey("/Annots").aitems())
             visitAnnotation(annotation, resources);
     }
 
@@ -74,26 +74,26 @@ public:
 
 private:
     /// Whether an object is met for the first time. Direct objects have one place only and always are.
-    bool isNew(QPDFObjectHandle object)
+    bool isNew(const QPDFObjectHandle &object)
     {
         return !object.isIndirect() || m_seen.insert(object.getObjGen()).second;
     }
 
-    void open(QPDFObjectHandle resources)
+    void open(const QPDFObjectHandle &resources)
     {
-        for (QPDFObjectHandle object : entries(resources, "/XObject"))
+        for (const QPDFObjectHandle &object : entries(resources, "/XObject"))
             visitExternal(object, resources);
-        for (QPDFObjectHandle font : entries(resources, "/Font"))
+        for (const QPDFObjectHandle &font : entries(resources, "/Font"))
             visitFont(font, resources);
-        for (QPDFObjectHandle pattern : entries(resources, "/Pattern"))
+        for (const QPDFObjectHandle &pattern : entries(resources, "/Pattern"))
             visitPattern(pattern, resources);
-        for (QPDFObjectHandle shading : entries(resources, "/Shading"))
+        for (const QPDFObjectHandle &shading : entries(resources, "/Shading"))
             visitShading(shading, resources);
-        for (QPDFObjectHandle state : entries(resources, "/ExtGState"))
+        for (const QPDFObjectHandle &state : entries(resources, "/ExtGState"))
             visitState(state, resources);
     }
 
-    void visitExternal(QPDFObjectHandle object, QPDFObjectHandle resources)
+    void visitExternal(QPDFObjectHandle object, const QPDFObjectHandle &resources)
     {
         if (!object.isStream())
             return;
@@ -103,7 +103,7 @@ private:
             visitContent(object, resources);
     }
 
-    void visitImage(QPDFObjectHandle image, QPDFObjectHandle resources)
+    void visitImage(QPDFObjectHandle image, const QPDFObjectHandle &resources)
     {
         if (!isNew(image))
             return;
@@ -125,7 +125,7 @@ private:
     }
 
     /// A stream without resources of its own uses those of where it is used, an old habit (7.8.3).
-    void visitContent(QPDFObjectHandle stream, QPDFObjectHandle outer)
+    void visitContent(QPDFObjectHandle stream, const QPDFObjectHandle &outer)
     {
         if (!stream.isStream() || !isNew(stream))
             return;
@@ -142,17 +142,17 @@ private:
             m_parts.groups.push_back(group);
     }
 
-    void visitFont(QPDFObjectHandle font, QPDFObjectHandle outer)
+    void visitFont(QPDFObjectHandle font, const QPDFObjectHandle &outer)
     {
         if (!font.isDictionary() || !isNew(font) || !isNamed(font.getKey("/Subtype"), "/Type3"))
             return;
         QPDFObjectHandle own = font.getKey("/Resources");
         visitResources(own);
-        for (QPDFObjectHandle glyph : entries(font, "/CharProcs"))
+        for (const QPDFObjectHandle &glyph : entries(font, "/CharProcs"))
             visitContent(glyph, own.isDictionary() ? own : outer);
     }
 
-    void visitPattern(QPDFObjectHandle pattern, QPDFObjectHandle resources)
+    void visitPattern(QPDFObjectHandle pattern, const QPDFObjectHandle &resources)
     {
         if (pattern.isStream()) {
             visitContent(pattern, resources);
@@ -162,13 +162,13 @@ private:
         }
     }
 
-    void visitShading(QPDFObjectHandle shading, QPDFObjectHandle resources)
+    void visitShading(const QPDFObjectHandle &shading, const QPDFObjectHandle &resources)
     {
         if (dictionaryOf(shading).isDictionary() && isNew(shading))
             m_parts.shadings.push_back({shading, resources});
     }
 
-    void visitState(QPDFObjectHandle state, QPDFObjectHandle resources)
+    void visitState(QPDFObjectHandle state, const QPDFObjectHandle &resources)
     {
         if (!state.isDictionary() || !isNew(state))
             return;
@@ -183,7 +183,7 @@ private:
         visitContent(mask.getKey("/G"), resources);
     }
 
-    void visitAnnotation(QPDFObjectHandle annotation, QPDFObjectHandle resources)
+    void visitAnnotation(QPDFObjectHandle annotation, const QPDFObjectHandle &resources)
     {
         if (!annotation.isDictionary() || !isNew(annotation))
             return;
@@ -212,7 +212,7 @@ DocumentParts DocumentParts::of(QPDF &pdf)
     return parts;
 }
 
-std::vector<QPDFObjectHandle> appearancesOf(QPDFObjectHandle annotation)
+std::vector<QPDFObjectHandle> appearancesOf(const QPDFObjectHandle &annotation)
 {
     std::vector<QPDFObjectHandle> streams;
     for (QPDFObjectHandle appearance : entries(annotation, "/AP")) {

@@ -41,4 +41,4 @@ struct DocumentParts {
 };
 
 /// The appearance streams of an annotation, in all its states.
-std::vector<QPDFObjectHandle> appearancesOf(QPDFObjectHandle annotation);
+std::vector<QPDFObjectHandle> appearancesOf(const QPDFObjectHandle &annotation);

@@ -61,7 +61,7 @@ void grow(double &value, double other)
 class ShownCollector : public OperatorFilter
 {
 public:
-    explicit ShownCollector(QPDFObjectHandle resources) : m_resources(resources) {}
+    explicit ShownCollector(const QPDFObjectHandle &resources) : m_resources(resources) {}
 
     Shown take() { return std::move(m_shown); }
 
@@ -171,7 +171,7 @@ private:
     }
 
     /// A pattern's cell lies in the coordinates that its content stream began with (8.7.3.1).
-    void usePattern(QPDFObjectHandle pattern) { showContent(pattern, QPDFMatrix()); }
+    void usePattern(const QPDFObjectHandle &pattern) { showContent(pattern, QPDFMatrix()); }
 
     void showGlyphs()
     {
@@ -283,7 +283,7 @@ std::map<QPDFObjGen, ShownSize> shownSizes(const DocumentParts &parts)
     Scales scales(std::move(shown));
     for (QPDFObjectHandle page : parts.pages)
         scales.raise(page.getKey("/Contents"), userUnit(page));
-    for (QPDFObjectHandle annotation : parts.annotations) {
+    for (const QPDFObjectHandle &annotation : parts.annotations) {
         for (const QPDFObjectHandle &appearance : appearancesOf(annotation))
             scales.raise(appearance, appearanceScale(annotation, appearance));
     }

@@ -7,7 +7,10 @@
 #include "engine/pdf/losslessimage.h"
 #include "engine/pdf/streamdata.h"
 
+#include <qpdf/QPDF.hh>
+
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 
 namespace
@@ -49,7 +52,7 @@ bool hasMatte(QPDFObjectHandle image)
 
 /// Whether the image is one of those that can be stored anew: its samples, or what they are indices of, are
 /// gray or RGB.
-bool isSuitable(QPDFObjectHandle image, const ImageHeader &header)
+bool isSuitable(const QPDFObjectHandle &image, const ImageHeader &header)
 {
     if (header.selfDescribing || header.stencil || header.bits == 1 || !header.plainDecode ||
         !header.colourKey.empty() || hasMatte(image))
@@ -71,8 +74,8 @@ std::string bytesOf(const ImageHeader &header, const std::string &data)
     const size_t inRow = static_cast<size_t>(header.width) * header.space->components();
     for (int y = 0; y < header.height; ++y) {
         for (size_t x = 0; x < inRow; ++x)
-            bytes.push_back(
-                static_cast<char>(static_cast<unsigned char>(reader.read(header.bits) * factor + 0.5)));
+            bytes.push_back(static_cast<char>(
+                static_cast<unsigned char>(std::lround(reader.read(header.bits) * factor))));
         reader.skipToByte();
     }
     return bytes;
@@ -93,7 +96,7 @@ std::string coloursOf(const ImageHeader &header, const std::string &data)
     return colours;
 }
 
-Raster rasterOf(QPDFObjectHandle image, const ImageHeader &header, Target target)
+Raster rasterOf(const QPDFObjectHandle &image, const ImageHeader &header, Target target)
 {
     if (innermostFilter(image) == "/DCTDecode") {
         // The decoder may already leave out what averaging would lose anyway, but not the last step.
@@ -112,7 +115,8 @@ Raster rasterOf(QPDFObjectHandle image, const ImageHeader &header, Target target
 }
 
 /// The soft mask of an image as weights for its colours, if it has one of the same size.
-std::optional<Raster> weightsFor(QPDFObjectHandle image, QPDFObjectHandle resources, const Raster &raster)
+std::optional<Raster> weightsFor(QPDFObjectHandle image, const QPDFObjectHandle &resources,
+                                 const Raster &raster)
 {
     QPDFObjectHandle mask = image.getDict().getKey("/SMask");
     if (!mask.isStream())
@@ -124,7 +128,8 @@ std::optional<Raster> weightsFor(QPDFObjectHandle image, QPDFObjectHandle resour
     return rasterOf(mask, header, {header.width, header.height});
 }
 
-Raster scaled(QPDFObjectHandle image, QPDFObjectHandle resources, const Raster &raster, Target target)
+Raster scaled(const QPDFObjectHandle &image, const QPDFObjectHandle &resources, const Raster &raster,
+              Target target)
 {
     target = {std::min(target.width, raster.width), std::min(target.height, raster.height)};
     if (target.width == raster.width && target.height == raster.height)
@@ -161,7 +166,7 @@ QPDFObjectHandle parametersOf(const LosslessImage &lossless, int width)
     return parameters;
 }
 
-void describe(QPDFObjectHandle image, const Raster &raster, QPDFObjectHandle space, int bits)
+void describe(QPDFObjectHandle image, const Raster &raster, const QPDFObjectHandle &space, int bits)
 {
     QPDFObjectHandle dictionary = image.getDict();
     dictionary.replaceKey("/Width", integer(raster.width));
@@ -185,14 +190,15 @@ void storeLossless(QPDFObjectHandle image, const Raster &raster, QPDFObjectHandl
                             parametersOf(lossless, raster.width));
 }
 
-void storeJpeg(QPDFObjectHandle image, const Raster &raster, QPDFObjectHandle space, const std::string &file)
+void storeJpeg(QPDFObjectHandle image, const Raster &raster, const QPDFObjectHandle &space,
+               const std::string &file)
 {
     describe(image, raster, space, 8);
     image.replaceStreamData(file, QPDFObjectHandle::newName("/DCTDecode"), QPDFObjectHandle::newNull());
 }
 
 /// A soft mask must be plain gray (11.6.5.3): no palette, and no JPEG, see makeSoftMaskSmall().
-void store(QPDFObjectHandle image, QPDFObjectHandle resources, std::optional<ShownSize> shown,
+void store(QPDFObjectHandle image, const QPDFObjectHandle &resources, std::optional<ShownSize> shown,
            bool isSoftMask)
 {
     const ImageHeader header = ImageHeader::read(image, resources);
@@ -224,12 +230,14 @@ void store(QPDFObjectHandle image, QPDFObjectHandle resources, std::optional<Sho
 
 } // namespace
 
-void makeImageSmall(QPDFObjectHandle image, QPDFObjectHandle resources, std::optional<ShownSize> shown)
+void makeImageSmall(const QPDFObjectHandle &image, const QPDFObjectHandle &resources,
+                    std::optional<ShownSize> shown)
 {
     store(image, resources, shown, false);
 }
 
-void makeSoftMaskSmall(QPDFObjectHandle mask, QPDFObjectHandle resources, std::optional<ShownSize> shown)
+void makeSoftMaskSmall(const QPDFObjectHandle &mask, const QPDFObjectHandle &resources,
+                       std::optional<ShownSize> shown)
 {
     store(mask, resources, shown, true);
 }

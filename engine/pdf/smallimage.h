@@ -14,7 +14,9 @@
 /// `shown` is the size at which the image is shown; without one it keeps its samples. Left as they are:
 /// stencils and images of one bit a sample, JPEG 2000, colours other than gray and RGB, and masks by colour.
 /// Throws std::runtime_error if the image is malformed or cannot be decoded.
-void makeImageSmall(QPDFObjectHandle image, QPDFObjectHandle resources, std::optional<ShownSize> shown);
+void makeImageSmall(const QPDFObjectHandle &image, const QPDFObjectHandle &resources,
+                    std::optional<ShownSize> shown);
 
 /// The same for a soft mask: its edges are what is seen of it, so it is never stored as JPEG.
-void makeSoftMaskSmall(QPDFObjectHandle mask, QPDFObjectHandle resources, std::optional<ShownSize> shown);
+void makeSoftMaskSmall(const QPDFObjectHandle &mask, const QPDFObjectHandle &resources,
+                       std::optional<ShownSize> shown);

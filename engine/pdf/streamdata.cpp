@@ -70,7 +70,7 @@ std::string decodedData(QPDFObjectHandle stream, size_t limit, Excess excess)
     return text.take();
 }
 
-bool hasPlainFilters(QPDFObjectHandle stream)
+bool hasPlainFilters(const QPDFObjectHandle &stream)
 {
     const std::vector<QPDFObjectHandle> names = filters(stream);
     return std::all_of(names.begin(), names.end(), [](QPDFObjectHandle name) {
@@ -79,7 +79,7 @@ bool hasPlainFilters(QPDFObjectHandle stream)
     });
 }
 
-std::string innermostFilter(QPDFObjectHandle stream)
+std::string innermostFilter(const QPDFObjectHandle &stream)
 {
     std::vector<QPDFObjectHandle> names = filters(stream);
     return names.empty() || !names.back().isName() ? std::string() : names.back().getName();

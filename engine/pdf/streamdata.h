@@ -21,11 +21,11 @@ std::string decodedData(QPDFObjectHandle stream, size_t limit = maximumStreamByt
                         Excess excess = Excess::Refuse);
 
 /// Whether decodedData() can read `stream`: its filters are none but Flate, LZW, run length and ASCII ones.
-bool hasPlainFilters(QPDFObjectHandle stream);
+bool hasPlainFilters(const QPDFObjectHandle &stream);
 
 /// The name of the filter that made the stream's innermost data, the last of /Filter, such as "/DCTDecode";
 /// empty if there is none.
-std::string innermostFilter(QPDFObjectHandle stream);
+std::string innermostFilter(const QPDFObjectHandle &stream);
 
 /// The data that the innermost filter would get: the JPEG file of an image with /DCTDecode, also when it is
 /// wrapped in further filters. Throws as decodedData().

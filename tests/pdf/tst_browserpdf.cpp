@@ -276,5 +276,5 @@ void TestBrowserPdf::allTogether()
     QCOMPARE(all.readable().count("/Subtype /Link"), 2);
 }
 
-QTEST_MAIN(TestBrowserPdf)
+QTEST_GUILESS_MAIN(TestBrowserPdf)
 #include "tst_browserpdf.moc"

@@ -103,11 +103,10 @@ void TestCalculator::refusesAnEmptyStack()
 
 void TestCalculator::refusesAFullStack()
 {
-    std::string program = "{1";
-    for (int i = 0; i < 7; ++i)
-        program += " " + std::to_string(1 << i) + " copy";
+    // Seven copies double one value to 128.
+    const char *const program = "{1 1 copy 2 copy 4 copy 8 copy 16 copy 32 copy 64 copy}";
     double output = 0;
-    QVERIFY_THROWS_EXCEPTION(std::runtime_error, Calculator(program + "}").run({}, std::span(&output, 1)));
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, Calculator(program).run({}, std::span(&output, 1)));
 }
 
 void TestCalculator::givesItsBodyBack()

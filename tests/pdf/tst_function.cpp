@@ -22,7 +22,7 @@ private slots:
 namespace
 {
 
-double at(QPDFObjectHandle object, double x)
+double at(const QPDFObjectHandle &object, double x)
 {
     double result = -1;
     Function::read(object)->evaluate(std::span(&x, 1), std::span(&result, 1));

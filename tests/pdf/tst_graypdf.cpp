@@ -42,7 +42,8 @@ const QByteArray spot =
     "[/Separation /Spot /DeviceRGB << /FunctionType 2 /Domain [0 1] /N 1 /C0 [1 1 1] /C1 [0 .5 1] >>]";
 
 /// Everything that may stand for colours in the text of a PDF.
-const char *const coloured = R"(/(DeviceRGB|DeviceCMYK|CalRGB|Lab|Separation|DeviceN)\b|(?<![/\w])(rg|RG|k|K)\b)";
+const char *const coloured =
+    R"(/(DeviceRGB|DeviceCMYK|CalRGB|Lab|Separation|DeviceN)\b|(?<![/\w])(rg|RG|k|K)\b)";
 
 /// A readable PDF without the streams that hold more than text.
 QByteArray withoutBinary(QByteArray readable)
@@ -477,5 +478,5 @@ void TestGrayPdf::textStays()
     QVERIFY(JudgedPdf(edited(hand.bytes(), makeGray)).text().contains("Gray text"));
 }
 
-QTEST_MAIN(TestGrayPdf)
+QTEST_GUILESS_MAIN(TestGrayPdf)
 #include "tst_graypdf.moc"

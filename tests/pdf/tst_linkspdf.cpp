@@ -145,5 +145,5 @@ void TestLinksPdf::keepsOutlineEntries()
     QVERIFY(!readable.contains("URI"));
 }
 
-QTEST_MAIN(TestLinksPdf)
+QTEST_GUILESS_MAIN(TestLinksPdf)
 #include "tst_linkspdf.moc"

@@ -116,8 +116,8 @@ void TestLowQualityPdf::palettesBecomeColours()
 
 void TestLowQualityPdf::softMasksStayPlainGray()
 {
-    HandPdf hand = imagePdf(imageEntries(400, 400, "/DeviceRGB") + "/SMask 6 0 R",
-                            QByteArray(3 * 160000, '\x40'), "75 0 0 75 5 5 cm /I Do");
+    HandPdf hand = imagePdf(imageEntries(400, 400, "/DeviceRGB") + "/SMask 6 0 R", QByteArray(480000, '\x40'),
+                            "75 0 0 75 5 5 cm /I Do");
     QByteArray mask;
     for (int i = 0; i < 160000; ++i)
         mask.append(i % 400 < 200 ? '\xff' : '\x00');
@@ -151,8 +151,8 @@ void TestLowQualityPdf::whatCannotBeSeenDoesNotBleed()
 void TestLowQualityPdf::stencilsStay()
 {
     const QByteArray entries = "/Type /XObject /Subtype /Image /Width 400 /Height 400 /ImageMask true";
-    const JudgedPdf after(edited(
-        imagePdf(entries, QByteArray(50 * 400, '\xa5'), "75 0 0 75 5 5 cm /I Do").bytes(), lowerQuality));
+    const JudgedPdf after(
+        edited(imagePdf(entries, QByteArray(20000, '\xa5'), "75 0 0 75 5 5 cm /I Do").bytes(), lowerQuality));
     QCOMPARE(after.images().value(0).mid(2, 3).join(QLatin1Char(' ')), QStringLiteral("stencil 400 400"));
 }
 
@@ -172,11 +172,11 @@ void TestLowQualityPdf::othersStay()
     QFETCH(int, channels);
     const QByteArray pdf =
         imagePdf("/Type /XObject /Subtype /Image /Width 200 /Height 200 /BitsPerComponent 8 " + entries,
-                 QByteArray(40000 * channels, 'x'), "75 0 0 75 5 5 cm /I Do")
+                 QByteArray(40000, 'x').repeated(channels), "75 0 0 75 5 5 cm /I Do")
             .bytes();
     QCOMPARE(described(JudgedPdf(edited(pdf, lowerQuality)).images().value(0)),
              described(JudgedPdf(pdf).images().value(0)));
 }
 
-QTEST_MAIN(TestLowQualityPdf)
+QTEST_GUILESS_MAIN(TestLowQualityPdf)
 #include "tst_lowqualitypdf.moc"

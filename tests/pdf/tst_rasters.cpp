@@ -125,7 +125,7 @@ void TestRasters::choosesTheSmallestWay()
 
     const LosslessImage predicted = losslessImage(ramp(), true);
     QVERIFY(predicted.predicted);
-    QCOMPARE(inflated(predicted.data).size(), size_t{64 * (64 * 3 + 1)});
+    QCOMPARE(inflated(predicted.data).size(), size_t{64} * (64 * 3 + 1));
     QVERIFY(predicted.data.size() < 2000);
 }
 

@@ -1,5 +1,6 @@
 #include "dialogs/aboutdlg.h"
 
+#include "app/images.h"
 #include "app/product.h"
 #include "dialogs/lightpalette.h"
 #include "ui_aboutdlg.h"
@@ -42,6 +43,7 @@ QImage pointSizedSurface()
 
 AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_AboutDlg>())
 {
+    registerImages();
     ui->setupUi(this);
     setFixedSize(360, 200);
     // The text's colours are made for a light ground. A widget with a style sheet of its own does not follow.

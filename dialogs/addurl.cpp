@@ -1,5 +1,6 @@
 #include "dialogs/addurl.h"
 
+#include "app/images.h"
 #include "settings/settingsfile.h"
 #include "ui_addurl.h"
 
@@ -41,6 +42,7 @@ void layOutQuickly(QTextEdit *box)
 
 addurl::addurl(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_addurl>())
 {
+    registerImages();
     ui->setupUi(this);
     setFixedSize(401, 300);
     layOutQuickly(ui->textEdit_URL);

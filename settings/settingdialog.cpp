@@ -1,5 +1,6 @@
 #include "settings/settingdialog.h"
 
+#include "app/images.h"
 #include "dialogs/lightpalette.h"
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
@@ -76,6 +77,7 @@ bool isFontSize(int points)
 
 SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_SettingDialog>())
 {
+    registerImages();
     ui->setupUi(this);
     // Completion would turn a typed 7 into the listed 72.
     ui->comboBox_FontSize->setCompleter(nullptr);

@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "app/icons.h"
+#include "app/images.h"
 #include "joblist/jobtable.h"
 #include "ui_mainwindow.h"
 
@@ -52,6 +53,7 @@ void hideNeedlessScrollBar(QTableWidget &table)
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent), ui(new Ui_MainWindow), m_settingDialog(nullptr), m_addUrlDialog(nullptr)
 {
+    registerImages();
     ui->setupUi(this);
     setAcceptDrops(true);
     connectControls();

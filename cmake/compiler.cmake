@@ -1,7 +1,22 @@
-# What every target of the house is compiled with: link quirelle_flags.
+# What the libraries ask of whoever links them, also from outside: link quirelle_usage PUBLIC. A sanitizer and gcov
+# are among it, for their runtimes must be in the whole program.
+add_library(quirelle_usage INTERFACE)
+target_include_directories(quirelle_usage INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_features(quirelle_usage INTERFACE cxx_std_20)
+if(QUIRELLE_SANITIZE)
+  target_compile_options(quirelle_usage INTERFACE
+    -fsanitize=${QUIRELLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quirelle_usage INTERFACE -fsanitize=${QUIRELLE_SANITIZE})
+endif()
+if(QUIRELLE_COVERAGE)
+  target_compile_options(quirelle_usage INTERFACE --coverage)
+  target_link_options(quirelle_usage INTERFACE --coverage)
+endif()
+
+# What every target of the house is compiled with: link quirelle_flags PRIVATE. How strict we are with ourselves is no
+# business of those who link a library.
 add_library(quirelle_flags INTERFACE)
-target_include_directories(quirelle_flags INTERFACE "${PROJECT_SOURCE_DIR}")
-target_compile_features(quirelle_flags INTERFACE cxx_std_20)
+target_link_libraries(quirelle_flags INTERFACE quirelle_usage)
 target_compile_definitions(quirelle_flags INTERFACE
   QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING
   QT_DISABLE_DEPRECATED_BEFORE=0x060400)
@@ -14,11 +29,7 @@ endif()
 if(QUIRELLE_WARNINGS_AS_ERRORS)
   target_compile_options(quirelle_flags INTERFACE -Werror)
 endif()
-if(QUIRELLE_SANITIZE)
-  target_compile_options(quirelle_flags INTERFACE
-    -fsanitize=${QUIRELLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(quirelle_flags INTERFACE -fsanitize=${QUIRELLE_SANITIZE})
-else()
+if(NOT QUIRELLE_SANITIZE)
   # Hardening. The sanitizers bring their own checks and do not go with _FORTIFY_SOURCE.
   target_compile_options(quirelle_flags INTERFACE -fstack-protector-strong)
   target_compile_options(quirelle_flags INTERFACE $<$<CONFIG:Release>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=3>)
@@ -29,7 +40,3 @@ endif()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported()
-if(QUIRELLE_COVERAGE)
-  target_compile_options(quirelle_flags INTERFACE --coverage)
-  target_link_options(quirelle_flags INTERFACE --coverage)
-endif()

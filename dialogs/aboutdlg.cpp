@@ -1,5 +1,6 @@
 #include "dialogs/aboutdlg.h"
 
+#include "app/images.h"
 #include "app/product.h"
 #include "dialogs/lightpalette.h"
 #include "ui_aboutdlg.h"
@@ -40,8 +41,9 @@ QImage pointSizedSurface()
 
 } // namespace
 
-AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_AboutDlg>())
+AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(new Ui_AboutDlg)
 {
+    registerImages();
     ui->setupUi(this);
     setFixedSize(360, 200);
     // The text's colours are made for a light ground. A widget with a style sheet of its own does not follow.
@@ -54,10 +56,13 @@ AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_Ab
     ui->textEdit->setHtml(aboutText());
     // Nor may the wheel move it for the sake of its empty last line.
     ui->textEdit->verticalScrollBar()->setEnabled(false);
-    connect(ui->pushButton_URL, &QPushButton::clicked, this, &AboutDlg::VisitURL);
+    connect(ui->pushButton_URL, SIGNAL(clicked()), this, SLOT(VisitURL()));
 }
 
-AboutDlg::~AboutDlg() = default;
+AboutDlg::~AboutDlg()
+{
+    delete ui;
+}
 
 QString AboutDlg::aboutText()
 {

@@ -2,8 +2,6 @@
 
 #include <QDialog>
 
-#include <memory>
-
 class Ui_AboutDlg;
 
 /// Name, version, rights and addresses of the product, and a way to its homepage.
@@ -22,5 +20,5 @@ public slots:
 private:
     static QString aboutText();
 
-    const std::unique_ptr<Ui_AboutDlg> ui;
+    Ui_AboutDlg *ui; ///< owned
 };

@@ -1,5 +1,6 @@
 #include "dialogs/addurl.h"
 
+#include "app/images.h"
 #include "settings/settingsfile.h"
 #include "ui_addurl.h"
 
@@ -39,16 +40,20 @@ void layOutQuickly(QTextEdit *box)
 
 } // namespace
 
-addurl::addurl(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_addurl>())
+addurl::addurl(QWidget *parent) : QDialog(parent), ui(new Ui_addurl)
 {
+    registerImages();
     ui->setupUi(this);
     setFixedSize(401, 300);
     layOutQuickly(ui->textEdit_URL);
-    connect(ui->pushButton_LoadTXT, &QPushButton::clicked, this, &addurl::on_buttonBox_LoadTXT);
-    connect(ui->pushButton_Clear, &QPushButton::clicked, this, &addurl::on_buttonBox_Clear);
+    connect(ui->pushButton_LoadTXT, SIGNAL(clicked()), this, SLOT(on_buttonBox_LoadTXT()));
+    connect(ui->pushButton_Clear, SIGNAL(clicked()), this, SLOT(on_buttonBox_Clear()));
 }
 
-addurl::~addurl() = default;
+addurl::~addurl()
+{
+    delete ui;
+}
 
 QString addurl::GetURLContent()
 {

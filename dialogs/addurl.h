@@ -3,8 +3,6 @@
 #include <QDialog>
 #include <QString>
 
-#include <memory>
-
 class Ui_addurl;
 
 /// Takes web addresses, typed or loaded from a list file, and hands them over as one text: it neither splits
@@ -29,5 +27,5 @@ private slots:
     void on_buttonBox_Clear();
 
 private:
-    const std::unique_ptr<Ui_addurl> ui;
+    Ui_addurl *ui; ///< owned
 };

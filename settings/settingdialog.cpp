@@ -1,5 +1,6 @@
 #include "settings/settingdialog.h"
 
+#include "app/images.h"
 #include "dialogs/lightpalette.h"
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
@@ -74,14 +75,15 @@ bool isFontSize(int points)
 
 } // namespace
 
-SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui_SettingDialog>())
+SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(new Ui_SettingDialog)
 {
+    registerImages();
     ui->setupUi(this);
     // Completion would turn a typed 7 into the listed 72.
     ui->comboBox_FontSize->setCompleter(nullptr);
-    connect(ui->pushButton_Ok, &QPushButton::clicked, this, &SettingDialog::OnButtonOk);
-    connect(ui->pushButton_Reset, &QPushButton::clicked, this, &SettingDialog::OnButtonReset);
-    connect(ui->comboBox_PageSize, &QComboBox::currentIndexChanged, this, &SettingDialog::OnChangePageSize);
+    connect(ui->pushButton_Ok, SIGNAL(clicked()), this, SLOT(OnButtonOk()));
+    connect(ui->pushButton_Reset, SIGNAL(clicked()), this, SLOT(OnButtonReset()));
+    connect(ui->comboBox_PageSize, SIGNAL(currentIndexChanged(int)), this, SLOT(OnChangePageSize()));
 
     paintBackground();
     layOutPanel();
@@ -90,7 +92,10 @@ SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(std::make_un
     LoadInfo();
 }
 
-SettingDialog::~SettingDialog() = default;
+SettingDialog::~SettingDialog()
+{
+    delete ui;
+}
 
 void SettingDialog::paintBackground()
 {

@@ -2,8 +2,6 @@
 
 #include <QDialog>
 
-#include <memory>
-
 class Ui_SettingDialog;
 
 /// The conversion options, edited modally. The controls are filled from the settings file once, at
@@ -41,5 +39,5 @@ private:
     void layOutPanel();
     void paintBackground();
 
-    const std::unique_ptr<Ui_SettingDialog> ui;
+    Ui_SettingDialog *ui; ///< owned
 };

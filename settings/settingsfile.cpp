@@ -6,7 +6,37 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
+
 const char *g_chSoftwareName = "quirelle";
+
+namespace
+{
+
+constexpr QFile::Permissions privatePermissions = QFile::ReadOwner | QFile::WriteOwner;
+
+bool belongsToUser([[maybe_unused]] const QFileInfo &file)
+{
+#ifdef Q_OS_UNIX
+    return file.ownerId() == geteuid();
+#else
+    return true;
+#endif
+}
+
+/// A file that its owner has made read-only stays so.
+void narrow(const QFileInfo &file)
+{
+    // The user's permissions are the owner's over again, and not the file's.
+    constexpr QFile::Permissions ofUser = QFile::ReadUser | QFile::WriteUser | QFile::ExeUser;
+    const QFile::Permissions stored = file.permissions() & ~ofUser;
+    if ((stored & ~privatePermissions) && belongsToUser(file))
+        QFile::setPermissions(file.filePath(), stored & privatePermissions);
+}
+
+} // namespace
 
 QString settingsFilePath()
 {
@@ -22,9 +52,12 @@ QString settingsFilePath()
 bool ensurePrivateSettingsFile()
 {
     const QString path = settingsFilePath();
-    if (QFileInfo::exists(path))
+    const QFileInfo existing(path);
+    if (existing.exists()) {
+        narrow(existing);
         return true;
-    QDir().mkpath(QFileInfo(path).absolutePath());
+    }
+    QDir().mkpath(existing.absolutePath());
     QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::NewOnly, QFile::ReadOwner | QFile::WriteOwner);
+    return file.open(QIODevice::WriteOnly | QIODevice::NewOnly, privatePermissions);
 }

@@ -14,8 +14,8 @@ QString settingsFilePath();
 /// text. Nobody keeps it open: each operation opens a QSettings on settingsFilePath() and drops it, which
 /// writes it out. An unreadable file reads as the defaults and a failed write is lost, both silently. The
 /// file holds a password: call this before opening it to write. It creates a missing file, empty and with
-/// mode 0600, together with its folder, leaves an existing one as it is, and returns whether the file is
-/// there.
+/// mode 0600, together with its folder. Of an existing one that belongs to the user it takes every permission
+/// beyond these, and leaves its content as it is. It returns whether the file is there.
 bool ensurePrivateSettingsFile();
 
 /// Full keys, as stored. The spelling of PaperSizeModel's key is part of the file format.

@@ -68,6 +68,14 @@ private slots:
         QCOMPARE(method.access(), QMetaMethod::Public);
     }
 
+    void theSlotIsConnectedByName()
+    {
+        const AboutDlg dialog;
+        const auto *control = dialog.findChild<QPushButton *>(QStringLiteral("pushButton_URL"));
+        QVERIFY(QObject::disconnect(control, SIGNAL(clicked()), &dialog, SLOT(VisitURL())));
+        QVERIFY(!QObject::disconnect(control, SIGNAL(clicked()), &dialog, SLOT(VisitURL())));
+    }
+
     void paragraph_data()
     {
         QTest::addColumn<int>("number");

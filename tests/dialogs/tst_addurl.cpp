@@ -142,6 +142,33 @@ private slots:
         }
     }
 
+    void slotIsConnectedByName_data()
+    {
+        QTest::addColumn<QString>("control");
+        QTest::addColumn<QByteArray>("signal");
+        QTest::addColumn<QByteArray>("slot");
+        QTest::newRow("load") << "pushButton_LoadTXT" << QByteArray(SIGNAL(clicked()))
+                              << QByteArray(SLOT(on_buttonBox_LoadTXT()));
+        QTest::newRow("clear") << "pushButton_Clear" << QByteArray(SIGNAL(clicked()))
+                               << QByteArray(SLOT(on_buttonBox_Clear()));
+        QTest::newRow("take over") << "buttonBox" << QByteArray(SIGNAL(accepted()))
+                                   << QByteArray(SLOT(on_buttonBox_accepted()));
+        QTest::newRow("accept") << "buttonBox" << QByteArray(SIGNAL(accepted()))
+                                << QByteArray(SLOT(accept()));
+        QTest::newRow("reject") << "buttonBox" << QByteArray(SIGNAL(rejected()))
+                                << QByteArray(SLOT(reject()));
+    }
+    void slotIsConnectedByName()
+    {
+        QFETCH(QString, control);
+        QFETCH(QByteArray, signal);
+        QFETCH(QByteArray, slot);
+        const addurl dialog;
+        const auto *sender = dialog.findChild<QWidget *>(control);
+        QVERIFY(QObject::disconnect(sender, signal, &dialog, slot));
+        QVERIFY(!QObject::disconnect(sender, signal, &dialog, slot));
+    }
+
     void startsEmpty()
     {
         addurl dialog(nullptr);

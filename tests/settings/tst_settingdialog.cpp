@@ -183,6 +183,27 @@ private slots:
         }
     }
 
+    void slotIsConnectedByName_data()
+    {
+        QTest::addColumn<QByteArray>("signal");
+        QTest::addColumn<QByteArray>("slot");
+        QTest::newRow("pushButton_Cancel") << QByteArray(SIGNAL(clicked())) << QByteArray(SLOT(close()));
+        QTest::newRow("pushButton_Ok") << QByteArray(SIGNAL(clicked())) << QByteArray(SLOT(OnButtonOk()));
+        QTest::newRow("pushButton_Reset")
+            << QByteArray(SIGNAL(clicked())) << QByteArray(SLOT(OnButtonReset()));
+        QTest::newRow("comboBox_PageSize")
+            << QByteArray(SIGNAL(currentIndexChanged(int))) << QByteArray(SLOT(OnChangePageSize()));
+    }
+    void slotIsConnectedByName()
+    {
+        QFETCH(QByteArray, signal);
+        QFETCH(QByteArray, slot);
+        const SettingDialog dialog;
+        const auto *control = child<QWidget>(dialog, QTest::currentDataTag());
+        QVERIFY(QObject::disconnect(control, signal, &dialog, slot));
+        QVERIFY(!QObject::disconnect(control, signal, &dialog, slot));
+    }
+
     void formHasItsMeasures()
     {
         const SettingDialog dialog;

@@ -6,6 +6,10 @@
 #include <QSettings>
 #include <QTest>
 
+#include <sys/stat.h>
+
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -37,6 +41,27 @@ constexpr Key keys[] = {
     {"InputFolder", SettingKey::InputFolder},
     {"ListFilePath", SettingKey::ListFilePath},
 };
+
+/// The file's mode, such as 0600.
+unsigned mode()
+{
+    struct stat status = {};
+    constexpr unsigned permissionBits = 07777;
+    return stat(QFile::encodeName(settingsFilePath()).constData(), &status) == 0
+               ? unsigned(status.st_mode) & permissionBits
+               : 0;
+}
+
+void store(const char16_t *key, const QString &value)
+{
+    QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    settings.setValue(key, value);
+}
+
+bool setMode(mode_t mode)
+{
+    return chmod(QFile::encodeName(settingsFilePath()).constData(), mode) == 0;
+}
 
 constexpr QFile::Permissions ofOthers = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup |
                                         QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
@@ -101,19 +126,58 @@ private slots:
     void writingKeepsTheFilePrivate()
     {
         QVERIFY(ensurePrivateSettingsFile());
-        {
-            QSettings settings(settingsFilePath(), QSettings::IniFormat);
-            settings.setValue(SettingKey::Password, u"secret"_s);
-        }
+        store(SettingKey::Password, u"secret"_s);
         QVERIFY(!(QFileInfo(settingsFilePath()).permissions() & ofOthers));
+    }
+
+    void anExistingFileIsNarrowed_data()
+    {
+        QTest::addColumn<unsigned>("before");
+        QTest::addColumn<unsigned>("after");
+        QTest::newRow("for all to read") << 0644U << 0600U;
+        QTest::newRow("for all to write") << 0666U << 0600U;
+        QTest::newRow("for the group") << 0660U << 0600U;
+        QTest::newRow("a program") << 0700U << 0600U;
+        QTest::newRow("private already") << 0600U << 0600U;
+        QTest::newRow("read-only on purpose") << 0444U << 0400U;
+    }
+
+    void anExistingFileIsNarrowed()
+    {
+        QFETCH(unsigned, before);
+        QFETCH(unsigned, after);
+        store(SettingKey::Title, u"kept"_s);
+        QVERIFY(setMode(before));
+        QVERIFY(ensurePrivateSettingsFile());
+        QCOMPARE(mode(), after);
+        const QSettings settings(settingsFilePath(), QSettings::IniFormat);
+        QCOMPARE(settings.value(SettingKey::Title).toString(), u"kept"_s);
+    }
+
+    void writingKeepsANarrowedFilePrivate()
+    {
+        store(SettingKey::Title, u"kept"_s);
+        QVERIFY(setMode(0644));
+        QVERIFY(ensurePrivateSettingsFile());
+        store(SettingKey::Password, u"secret"_s);
+        QCOMPARE(mode(), 0600U);
+    }
+
+    void aFileOfSomeoneElseIsLeftAsItIs()
+    {
+        if (geteuid() != 0)
+            QSKIP("only root can give a file away");
+        constexpr uid_t someoneElse = 65534;
+        store(SettingKey::Title, u"theirs"_s);
+        QVERIFY(setMode(0644));
+        QCOMPARE(chown(QFile::encodeName(settingsFilePath()).constData(), someoneElse, gid_t(-1)), 0);
+        QVERIFY(ensurePrivateSettingsFile());
+        QCOMPARE(mode(), 0644U);
     }
 
     void anExistingFileKeepsItsContent()
     {
-        {
-            QSettings settings(settingsFilePath(), QSettings::IniFormat);
-            settings.setValue(SettingKey::Title, u"kept"_s);
-        }
+        store(SettingKey::Title, u"kept"_s);
         QVERIFY(ensurePrivateSettingsFile());
         const QSettings settings(settingsFilePath(), QSettings::IniFormat);
         QCOMPARE(settings.value(SettingKey::Title).toString(), u"kept"_s);

@@ -95,7 +95,7 @@
         unreadable = 0;
         pageRules.length = 0;
         for (const scope of scopes()) changeScope(scope);
-        if (!paper.images) for (const image of document.querySelectorAll('feImage')) image.remove();
+        if (!paper.images) for (const image of document.querySelectorAll('feImage')) image.closest('filter')?.remove();
         // A frame that is an image itself.
         if (!paper.images && window !== top && document.contentType.startsWith('image/'))
             document.documentElement?.style.setProperty('visibility', 'hidden', 'important');

@@ -186,7 +186,8 @@ void CommandLineTest::everythingAtOnce()
     const Job *job = jobIn(outcome);
     QVERIFY2(job, reasonIn(outcome).constData());
     QVERIFY(job->paper && job->orientation && job->title && job->copies == 10 && job->minimumFontSize == 72);
-    QVERIFY(job->userName == u"u"_s && job->password == u"w"_s && job->proxy && job->proxy->server == u"http://h:1"_s);
+    QVERIFY(job->userName == u"u"_s && job->password == u"w"_s && job->proxy &&
+            job->proxy->server == u"http://h:1"_s);
     QVERIFY(!job->externalLinks && job->grayscale && !job->javaScript && !job->images && job->lowQuality &&
             !job->background);
     QCOMPARE(job->input, u"in"_s);

@@ -1,5 +1,6 @@
 #include "engine/browser/paper.h"
 #include "engine/cli/papersizes.h"
+#include "tests/support/papers.h"
 
 #include <QPageSize>
 #include <QTest>
@@ -23,43 +24,8 @@ private slots:
 void PaperSizesTest::everyRowAgreesWithTheToolkit_data()
 {
     QTest::addColumn<QPageSize::PageSizeId>("id");
-    const struct {
-        const char *name;
-        QPageSize::PageSizeId id;
-    } rows[] = {
-        {"A0", QPageSize::A0},
-        {"A1", QPageSize::A1},
-        {"A2", QPageSize::A2},
-        {"A3", QPageSize::A3},
-        {"A4", QPageSize::A4},
-        {"A5", QPageSize::A5},
-        {"A6", QPageSize::A6},
-        {"A7", QPageSize::A7},
-        {"A8", QPageSize::A8},
-        {"A9", QPageSize::A9},
-        {"B0", QPageSize::B0},
-        {"B1", QPageSize::B1},
-        {"B2", QPageSize::B2},
-        {"B3", QPageSize::B3},
-        {"B4", QPageSize::B4},
-        {"B5", QPageSize::B5},
-        {"B6", QPageSize::B6},
-        {"B7", QPageSize::B7},
-        {"B8", QPageSize::B8},
-        {"B9", QPageSize::B9},
-        {"B10", QPageSize::B10},
-        {"C5E", QPageSize::C5E},
-        {"Comm10E", QPageSize::Comm10E},
-        {"DLE", QPageSize::DLE},
-        {"Executive", QPageSize::Executive},
-        {"Folio", QPageSize::Folio},
-        {"Ledger", QPageSize::Ledger},
-        {"Legal", QPageSize::Legal},
-        {"Letter", QPageSize::Letter},
-        {"Tabloid", QPageSize::Tabloid},
-    };
-    for (const auto &row : rows)
-        QTest::newRow(row.name) << row.id;
+    for (const NamedSize &size : everySize)
+        QTest::newRow(size.name) << size.id;
 }
 
 void PaperSizesTest::everyRowAgreesWithTheToolkit()
@@ -67,11 +33,9 @@ void PaperSizesTest::everyRowAgreesWithTheToolkit()
     QFETCH(QPageSize::PageSizeId, id);
     const auto size = paperSizeByName(QLatin1String(QTest::currentDataTag()));
     QVERIFY(size);
-    // Its sizes in points are whole numbers, some of them cut; the unit that a size is defined in is exact.
-    const QPageSize paper(id);
-    const double points = paper.definitionUnits() == QPageSize::Millimeter ? pointsPerMillimetre : 72;
-    const QSizeF exact = paper.definitionSize() * points;
-    const QSizeF rounded = paper.size(QPageSize::Point);
+    // Its sizes in points are whole numbers, some of them cut.
+    const QSizeF exact = pointsOf(id);
+    const QSizeF rounded = QPageSize(id).size(QPageSize::Point);
     QVERIFY2(std::abs(size->width() - exact.width()) <= 0.5, qPrintable(u"%1"_s.arg(size->width())));
     QVERIFY2(std::abs(size->height() - exact.height()) <= 0.5, qPrintable(u"%1"_s.arg(size->height())));
     QVERIFY2(std::abs(size->width() - rounded.width()) <= 1, qPrintable(u"%1"_s.arg(size->width())));

@@ -337,11 +337,12 @@ void Page::settle(const Job &job)
     // What comes in at the end of a round may be built into the page in the next; but a page that goes on for
     // ever is not followed for ever.
     int rounds = 0;
+    bool cameLate = false;
     while (rounds < mostRounds && !m_patience.passed()) {
         const QString document = m_loader;
         const int before = m_events;
         const Preparation now = prepare(job).value_or(Preparation());
-        if (rounds > 0 && !now.changed && !now.awaitsWorker)
+        if (rounds > 0 && !now.changed && !now.awaitsWorker && !cameLate)
             return;
         if (now.animated)
             awaitFrame();
@@ -349,7 +350,9 @@ void Page::settle(const Job &job)
         if (now.awaitsWorker)
             awaitWorkers(job);
         letTimePass(rounds == 0 ? pageTime : furtherPageTime);
+        const int atEndOfTime = m_events;
         awaitRequests();
+        cameLate = m_events != atEndOfTime;
         if (rounds == 0 && now.watchesScrolling)
             showWhole();
         if (!m_loadEvent)

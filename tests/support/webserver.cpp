@@ -1,33 +1,21 @@
 #include "tests/support/webserver.h"
 
+#include "tests/support/certificate.h"
 #include "tests/support/silentserver.h"
-#include "tests/support/waiting.h"
 
 #include <QFile>
-#include <QStandardPaths>
-#include <QTcpSocket>
 
 #include <unistd.h>
 
-namespace
-{
+WebServer::WebServer(const QByteArray &locations) : WebServer(locations, nullptr) {}
 
-QString nginx()
+WebServer::WebServer(const QByteArray &locations, const Certificate &certificate)
+    : WebServer(locations, &certificate)
 {
-    const QString onPath = QStandardPaths::findExecutable(QStringLiteral("nginx"));
-    return onPath.isEmpty() ? QStringLiteral("/usr/sbin/nginx") : onPath;
 }
 
-bool listens(int port)
-{
-    QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
-    return socket.waitForConnected(1000);
-}
-
-} // namespace
-
-WebServer::WebServer(const QByteArray &locations) : m_port(freePort())
+WebServer::WebServer(const QByteArray &locations, const Certificate *certificate)
+    : m_port(freePort()), m_scheme(certificate ? QStringLiteral("https") : QStringLiteral("http"))
 {
     m_folder.makeFolder(QStringLiteral("root"));
     const QByteArray folder = QFile::encodeName(m_folder.path());
@@ -36,30 +24,26 @@ WebServer::WebServer(const QByteArray &locations) : m_port(freePort())
     configuration += "daemon off;\nworker_processes 1;\npid " + folder + "/pid;\nerror_log " + folder +
                      "/errors;\nevents {}\nhttp {\n"
                      "log_format plain '$request_method $uri $status';\naccess_log " +
-                     folder + "/requests plain;\n";
+                     folder + "/requests plain;\n" +
+                     "log_format authorization '$uri $http_authorization';\naccess_log " + folder +
+                     "/authorizations authorization;\n";
     for (const char *use : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
         configuration += QByteArray(use) + "_temp_path " + folder + "/" + use + ";\n";
     configuration += "types { text/html html; text/css css; text/plain txt; application/javascript js; "
                      "image/png png; application/json json; image/svg+xml svg; application/pdf pdf; "
                      "application/zip zip; font/ttf ttf; }\n"
                      "server {\nlisten 127.0.0.1:" +
-                     QByteArray::number(m_port) + ";\nroot " + folder + "/root;\n" + locations + "\n}\n}\n";
+                     QByteArray::number(m_port) + (certificate ? " ssl" : "") + ";\nroot " + folder +
+                     "/root;\n";
+    if (certificate)
+        configuration += "ssl_certificate " + QFile::encodeName(certificate->file) +
+                         ";\nssl_certificate_key " + QFile::encodeName(certificate->key) + ";\n";
+    configuration += locations + "\n}\n}\n";
     const QString file = m_folder.write(QStringLiteral("nginx.conf"), configuration);
-    m_process.start(
-        nginx(), {QStringLiteral("-c"), file, QStringLiteral("-e"), m_folder.path(QStringLiteral("errors"))});
-    const bool up = m_process.waitForStarted() &&
-                    waitUntil([this] { return listens(m_port) || m_process.waitForFinished(0); }) &&
-                    m_process.state() == QProcess::Running;
-    if (!up)
-        qFatal("nginx does not start: %s%s", m_process.readAllStandardError().constData(),
-               contentOf(m_folder.path(QStringLiteral("errors"))).constData());
-}
-
-WebServer::~WebServer()
-{
-    m_process.terminate();
-    if (!m_process.waitForFinished(10000))
-        m_process.kill();
+    m_daemon.emplace(QStringLiteral("nginx"),
+                     QStringList{QStringLiteral("-c"), file, QStringLiteral("-e"),
+                                 m_folder.path(QStringLiteral("errors"))},
+                     m_port, m_folder.path(QStringLiteral("errors")));
 }
 
 void WebServer::copy(const QString &from, const QString &name) const
@@ -72,11 +56,19 @@ void WebServer::copy(const QString &from, const QString &name) const
 
 QString WebServer::address(const QString &path) const
 {
-    return QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(path);
+    return QStringLiteral("%1://127.0.0.1:%2%3").arg(m_scheme).arg(m_port).arg(path);
 }
 
 QStringList WebServer::requests() const
 {
     return QString::fromUtf8(contentOf(m_folder.path(QStringLiteral("requests"))))
         .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+QStringList WebServer::authorizations() const
+{
+    QStringList found = QString::fromUtf8(contentOf(m_folder.path(QStringLiteral("authorizations"))))
+                            .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    found.removeIf([](const QString &line) { return line.endsWith(QLatin1String(" -")); });
+    return found;
 }

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "tests/support/daemon.h"
 #include "tests/support/temporaryfolder.h"
 
-#include <QProcess>
+#include <optional>
+
+struct Certificate;
 
 /// nginx on a free loopback port, with a configuration, root folder and log of its own, for as long as this
 /// object lives.
@@ -12,9 +15,10 @@ public:
     /// `locations` stands in the server block of the configuration. Ends the test program if nginx does not
     /// start.
     explicit WebServer(const QByteArray &locations);
+    /// The same behind this certificate: its addresses are https.
+    WebServer(const QByteArray &locations, const Certificate &certificate);
     WebServer(const WebServer &) = delete;
     WebServer &operator=(const WebServer &) = delete;
-    ~WebServer();
 
     /// Puts a file below the root.
     void write(const QString &name, const QByteArray &content) const
@@ -27,9 +31,14 @@ public:
     int port() const { return m_port; }
     /// One "METHOD path status" a request, as far as answers have been finished.
     QStringList requests() const;
+    /// One "path value" for each of them that came with an Authorization header.
+    QStringList authorizations() const;
 
 private:
+    WebServer(const QByteArray &locations, const Certificate *certificate);
+
     TemporaryFolder m_folder;
     int m_port = 0;
-    QProcess m_process;
+    QString m_scheme;
+    std::optional<Daemon> m_daemon;
 };

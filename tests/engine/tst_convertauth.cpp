@@ -1,0 +1,509 @@
+#include "tests/support/apache.h"
+#include "tests/support/digestserver.h"
+#include "tests/support/engine.h"
+#include "tests/support/pictures.h"
+#include "tests/support/processes.h"
+#include "tests/support/silentserver.h"
+#include "tests/support/waiting.h"
+#include "tests/support/webserver.h"
+
+#include <QDirIterator>
+#include <QTest>
+#include <QUrl>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+struct Account {
+    const char *name;
+    const char *userName;
+    const char *password;
+};
+
+constexpr Account accounts[] = {
+    {"plain", "user", "hunter2-in-the-open"},
+    {"a colon and an at sign", "at@home", "one:two@three"},
+    {"percent signs", "per%63ent", "100%25%"},
+    {"blanks", "two words", " blank at both ends "},
+    {"signs of addresses and shells", "a/b?c#d", "$HOME\\\"'&;`~"},
+    {"other letters", "jörg", "pässwörd-€-ключ-密"},
+    {"like options", "--password", "-p"},
+    {"no password", "nobody", ""},
+};
+
+/// What stands under /closed/ is for those who have an account.
+QByteArray closedLocations(const QString &accountFile)
+{
+    const QByteArray asking =
+        "auth_basic realm;\nauth_basic_user_file " + QFile::encodeName(accountFile) + ";\n";
+    return "location /closed/ { " + asking + " add_header Access-Control-Allow-Origin *; }\n" +
+           "location /closed/post { " + asking + " error_page 405 =200 /posted.txt; }\n" +
+           "location /closed/slow/ { " + asking +
+           " limit_rate 2000; }\n"
+           "location /inwards { return 302 /closed/page.html; }\n"
+           "location /outwards { return 302 $arg_to; }\n";
+}
+
+QByteArray accountLines()
+{
+    QByteArray lines;
+    for (const Account &account : accounts)
+        lines += basicAccount(QString::fromUtf8(account.userName), QString::fromUtf8(account.password));
+    return lines;
+}
+
+QStringList credentials(const QString &userName, const QString &password)
+{
+    return {u"--username"_s, userName, u"--password"_s, password};
+}
+
+const QStringList rightCredentials =
+    credentials(QLatin1String(accounts[0].userName), QLatin1String(accounts[0].password));
+
+/// The files below `folder` that hold one of `texts`.
+QStringList filesHolding(const QString &folder, const QByteArrayList &texts)
+{
+    QStringList found;
+    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString file = files.next();
+        const QByteArray content = contentOf(file);
+        if (std::any_of(texts.begin(), texts.end(),
+                        [&](const QByteArray &text) { return content.contains(text); }))
+            found += file;
+    }
+    return found;
+}
+
+} // namespace
+
+/// Pages whose servers ask for a user name and a password.
+class ConvertAuthTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void basicWithTheRightPassword_data();
+    void basicWithTheRightPassword();
+    void basicWithAWrongPassword_data();
+    void basicWithAWrongPassword();
+    void digestWithTheRightPassword_data();
+    void digestWithTheRightPassword();
+    void digestWithAWrongPassword_data();
+    void digestWithAWrongPassword();
+    void aUserWithoutAPassword();
+    void otherKindsAreRefused_data();
+    void otherKindsAreRefused();
+    void whatIsSentAfterLoading();
+    void anOpenPageWithClosedPartsOfItsServer();
+    void redirectsWithinTheServer();
+    void partsFromAnotherServer_data();
+    void partsFromAnotherServer();
+    void theWayToAnotherServer_data();
+    void theWayToAnotherServer();
+    void credentialsInTheAddress_data();
+    void credentialsInTheAddress();
+    void credentialsInTheAddressDoNotHinderScripts();
+    void credentialsInTheAddressAreNotInThePdf();
+    void wrongCredentialsInTheAddress();
+    void credentialsInTheAddressAreNotForOthers();
+    void theSecretsShowNowhere_data();
+    void theSecretsShowNowhere();
+    void cleanupTestCase();
+
+private:
+    QStringList secretsShownBy(const Conversion &conversion, const QByteArrayList &secrets) const;
+
+    Engine m_engine;
+    TemporaryFolder m_folder;
+    std::unique_ptr<WebServer> m_server;
+};
+
+void ConvertAuthTest::initTestCase()
+{
+    const QString file = m_folder.write(u"accounts"_s, accountLines());
+    m_server = std::make_unique<WebServer>(closedLocations(file));
+    m_server->write(u"closed/style.css"_s, "p{color:#0a0;font-size:60px;font-weight:bold}");
+    m_server->write(u"closed/script.js"_s, "document.body.append('scripted ')");
+    m_server->write(u"closed/red.png"_s, plainPicture(Qt::red));
+    m_server->write(u"closed/part.txt"_s, "fetched");
+    m_server->write(u"closed/frame.html"_s, "framed<img src=red.png>");
+    m_server->write(u"closed/page.html"_s,
+                    "<!DOCTYPE html><link rel=stylesheet href=style.css><body><p>IIIIII<img src=red.png>"
+                    "<iframe src=frame.html></iframe><script src=script.js></script>"
+                    "<script>fetch('part.txt').then(r=>r.text()).then(t=>document.body.append(t))</script>");
+    m_server->write(u"posted.txt"_s, "posted");
+}
+
+QStringList ConvertAuthTest::secretsShownBy(const Conversion &conversion, const QByteArrayList &secrets) const
+{
+    QStringList places;
+    for (const QByteArray &secret : secrets) {
+        if (conversion.run.errors.contains(secret) || conversion.run.output.contains(secret))
+            places += u"in the message"_s;
+        if (contentOf(m_engine.logPath()).contains(secret))
+            places += u"in the log"_s;
+    }
+    return places;
+}
+
+void ConvertAuthTest::basicWithTheRightPassword_data()
+{
+    QTest::addColumn<QString>("userName");
+    QTest::addColumn<QString>("password");
+    for (const Account &account : accounts)
+        QTest::newRow(account.name) << QString::fromUtf8(account.userName)
+                                    << QString::fromUtf8(account.password);
+}
+
+void ConvertAuthTest::basicWithTheRightPassword()
+{
+    QFETCH(QString, userName);
+    QFETCH(QString, password);
+    const Conversion conversion =
+        m_engine.convert(m_server->address(u"/closed/page.html"_s), credentials(userName, password));
+    VERIFY_WRITTEN(conversion);
+    const QString text = conversion.pdf().text();
+    for (const char *word : {"IIIIII", "scripted", "fetched", "framed"})
+        QVERIFY2(text.contains(QLatin1String(word)), word);
+    const QImage page = conversion.pdf().picture();
+    QVERIFY2(shows(QColor(0, 170, 0), page), "the style sheet is missing");
+    QVERIFY2(shows(Qt::red, page), "the picture is missing");
+}
+
+void ConvertAuthTest::basicWithAWrongPassword_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("wrong password") << credentials(u"user"_s, u"hunter3-in-the-open"_s);
+    QTest::newRow("wrong user") << credentials(u"resu"_s, u"hunter2-in-the-open"_s);
+    QTest::newRow("no password") << QStringList{u"--username"_s, u"user"_s};
+    QTest::newRow("no user") << QStringList{u"--password"_s, u"hunter2-in-the-open"_s};
+    QTest::newRow("empty ones") << credentials(u""_s, u""_s);
+    QTest::newRow("neither") << QStringList();
+}
+
+void ConvertAuthTest::basicWithAWrongPassword()
+{
+    QFETCH(QStringList, options);
+    const Conversion conversion = m_engine.convert(m_server->address(u"/closed/page.html"_s), options);
+    VERIFY_FAILED(conversion, 3);
+    QVERIFY2(conversion.run.errors.contains("401"), conversion.run.errors.constData());
+    QVERIFY(!QFile::exists(conversion.output));
+    QCOMPARE(secretsShownBy(conversion, {"in-the-open", "resu"}), QStringList());
+}
+
+void ConvertAuthTest::digestWithTheRightPassword_data()
+{
+    basicWithTheRightPassword_data();
+}
+
+void ConvertAuthTest::digestWithTheRightPassword()
+{
+    QFETCH(QString, userName);
+    QFETCH(QString, password);
+    const DigestServer server(userName, password);
+    server.write(u"page.html"_s,
+                 "<!DOCTYPE html><link rel=stylesheet href=style.css><body><p>IIIIII<img src=red.png>"
+                 "<script>fetch('part.txt').then(r=>r.text()).then(t=>document.body.append(t))</script>");
+    server.write(u"style.css"_s, "p{color:#0a0;font-size:60px;font-weight:bold}");
+    server.write(u"red.png"_s, plainPicture(Qt::red));
+    server.write(u"part.txt"_s, "fetched");
+    const Conversion conversion =
+        m_engine.convert(server.address(u"/page.html"_s), credentials(userName, password));
+    VERIFY_WRITTEN(conversion);
+    QVERIFY2(conversion.pdf().text().contains(u"fetched"_s), qPrintable(conversion.pdf().text()));
+    const QImage page = conversion.pdf().picture();
+    QVERIFY2(shows(QColor(0, 170, 0), page), "the style sheet is missing");
+    QVERIFY2(shows(Qt::red, page), "the picture is missing");
+}
+
+void ConvertAuthTest::digestWithAWrongPassword_data()
+{
+    basicWithAWrongPassword_data();
+}
+
+void ConvertAuthTest::digestWithAWrongPassword()
+{
+    QFETCH(QStringList, options);
+    const DigestServer server(u"user"_s, u"hunter2-in-the-open"_s);
+    server.write(u"page.html"_s, "secret");
+    const Conversion conversion = m_engine.convert(server.address(u"/page.html"_s), options);
+    VERIFY_FAILED(conversion, 3);
+    QVERIFY2(conversion.run.errors.contains("401"), conversion.run.errors.constData());
+    QCOMPARE(secretsShownBy(conversion, {"in-the-open", "resu"}), QStringList());
+    QVERIFY2(server.requests().filter(u"Basic"_s).isEmpty(), qPrintable(server.requests().join(u'\n')));
+}
+
+void ConvertAuthTest::aUserWithoutAPassword()
+{
+    const Conversion conversion =
+        m_engine.convert(m_server->address(u"/closed/page.html"_s), {u"--username"_s, u"nobody"_s});
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().contains(u"fetched"_s));
+}
+
+void ConvertAuthTest::otherKindsAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("kind");
+    for (const char *kind : {"Bearer realm=x", "NTLM", "Negotiate", "Nonsense", "Basic", ""})
+        QTest::newRow(*kind ? kind : "none") << QByteArray(kind);
+}
+
+void ConvertAuthTest::otherKindsAreRefused()
+{
+    QFETCH(QByteArray, kind);
+    const WebServer server("location / { add_header WWW-Authenticate \"" + kind +
+                           "\" always; return 401 closed; }");
+    const Conversion conversion =
+        m_engine.convert(server.address(u"/"_s), rightCredentials + QStringList{u"--timeout"_s, u"20"_s});
+    VERIFY_FAILED(conversion, 3);
+    QVERIFY2(conversion.run.errors.contains("401"), conversion.run.errors.constData());
+    QVERIFY(secretsShownBy(conversion, {"in-the-open"}).isEmpty());
+}
+
+void ConvertAuthTest::whatIsSentAfterLoading()
+{
+    m_server->write(u"closed/post"_s, "nginx says so only of what is there");
+    m_server->write(u"closed/later.html"_s,
+                    "<!DOCTYPE html><p>begin <script>"
+                    "const show=async p=>document.body.append(await(await p).text()+' ');"
+                    "onload=()=>setTimeout(async()=>{"
+                    "await show(fetch('post',{method:'POST',body:'x'.repeat(5000)}));"
+                    "await show(fetch('part.txt',{headers:{'X-Own':'1'}}));"
+                    "const x=new XMLHttpRequest;x.onload=()=>document.body.append('by-request');"
+                    "x.open('POST','post');x.send('y');"
+                    "new Worker(URL.createObjectURL(new Blob([`fetch('${location.origin}/closed/part.txt')"
+                    ".then(r=>r.text()).then(t=>postMessage('by-worker-'+t))`]))).onmessage="
+                    "e=>document.body.append(e.data)},1000)</script>");
+    const Conversion conversion =
+        m_engine.convert(m_server->address(u"/closed/later.html"_s), rightCredentials);
+    VERIFY_WRITTEN(conversion);
+    const QString text = conversion.pdf().text();
+    for (const char *word : {"begin", "posted", "fetched", "by-request", "by-worker-fetched"})
+        QVERIFY2(text.contains(QLatin1String(word)), qPrintable(text));
+}
+
+void ConvertAuthTest::anOpenPageWithClosedPartsOfItsServer()
+{
+    m_server->write(u"open.html"_s, "<!DOCTYPE html><link rel=stylesheet href=closed/style.css><p>IIIIII"
+                                    "<img src=closed/red.png><iframe src=closed/frame.html></iframe>");
+    const Conversion conversion = m_engine.convert(m_server->address(u"/open.html"_s), rightCredentials);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().contains(u"framed"_s));
+    const QImage page = conversion.pdf().picture();
+    QVERIFY(shows(QColor(0, 170, 0), page));
+    QVERIFY(shows(Qt::red, page));
+    // Without credentials the open page is still whole but for them.
+    const Conversion without = m_engine.convert(m_server->address(u"/open.html"_s));
+    VERIFY_WRITTEN(without);
+    QVERIFY(!shows(Qt::red, without.pdf().picture()));
+}
+
+void ConvertAuthTest::redirectsWithinTheServer()
+{
+    const Conversion conversion = m_engine.convert(m_server->address(u"/inwards"_s), rightCredentials);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().contains(u"fetched"_s));
+}
+
+void ConvertAuthTest::partsFromAnotherServer_data()
+{
+    QTest::addColumn<QString>("page");
+    QTest::addColumn<QString>("host");
+    for (const char *page : {"closed", "open"}) {
+        for (const char *host : {"127.0.0.1", "localhost"})
+            QTest::addRow("%s page, parts from %s", page, host)
+                << QString(QLatin1String(page)) << QString(QLatin1String(host));
+    }
+}
+
+void ConvertAuthTest::partsFromAnotherServer()
+{
+    QFETCH(QString, page);
+    QFETCH(QString, host);
+    const WebServer other(closedLocations(m_folder.path(u"accounts"_s)));
+    other.write(u"closed/red.png"_s, plainPicture(Qt::red));
+    other.write(u"closed/style.css"_s, "p{color:#f00}");
+    other.write(u"closed/part.txt"_s, "leaked");
+    other.write(u"closed/frame.html"_s, "leaked<img src=red.png>");
+    other.write(u"closed/script.js"_s, "document.body.append('leaked')");
+    const QString there = u"http://%1:%2/closed/"_s.arg(host).arg(other.port());
+    m_server->write(page == u"closed"_s ? u"closed/mixed.html"_s : u"mixed.html"_s,
+                    u"<!DOCTYPE html><p>IIIIII<link rel=stylesheet href=%1style.css><img src=%1red.png>"
+                    "<iframe src=%1frame.html></iframe><script src=%1script.js></script>"
+                    "<object data=%1frame.html></object>"
+                    "<script>for(const credentials of ['include','omit'])fetch('%1part.txt',{credentials})"
+                    ".then(r=>r.text()).then(t=>document.body.append(t)).catch(()=>0);"
+                    "onload=()=>setTimeout(()=>document.body.append(Object.assign(new "
+                    "Image,{src:'%1red.png?late'})),1000)</script>"_s.arg(there)
+                        .toUtf8());
+    const Conversion conversion =
+        m_engine.convert(m_server->address(page == u"closed"_s ? u"/closed/mixed.html"_s : u"/mixed.html"_s),
+                         rightCredentials);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().contains(u"IIIIII"_s));
+    QVERIFY(!conversion.pdf().text().contains(u"leaked"_s));
+    for (const char *part : {"red.png", "style.css", "frame.html", "script.js", "part.txt"})
+        QVERIFY2(!other.requests().filter(QLatin1String(part)).isEmpty(), "was not even asked for");
+    QCOMPARE(other.authorizations(), QStringList());
+}
+
+void ConvertAuthTest::theWayToAnotherServer_data()
+{
+    QTest::addColumn<QString>("page");
+    QTest::newRow("a redirect") << QString();
+    QTest::newRow("a refresh") << u"<!DOCTYPE html><meta http-equiv=refresh content='0;url=%1'>first"_s;
+    QTest::newRow("a script") << u"<!DOCTYPE html>first<script>location='%1'</script>"_s;
+    QTest::newRow("a late script")
+        << u"<!DOCTYPE html>first<script>onload=()=>setTimeout(()=>location='%1',1000)</script>"_s;
+    QTest::newRow("a form")
+        << u"<!DOCTYPE html>first<form action=%1></form><script>document.forms[0].submit()</script>"_s;
+}
+
+/// A server that is not the one of the address learns nothing, whoever sends the browser there.
+void ConvertAuthTest::theWayToAnotherServer()
+{
+    QFETCH(QString, page);
+    const WebServer other(closedLocations(m_folder.path(u"accounts"_s)));
+    other.write(u"closed/page.html"_s, "leaked");
+    for (const char *host : {"127.0.0.1", "localhost"}) {
+        const QString there = u"http://%1:%2/closed/page.html"_s.arg(QLatin1String(host)).arg(other.port());
+        m_server->write(u"leading.html"_s, QString(page).replace(u"%1"_s, there).toUtf8());
+        const Conversion conversion = m_engine.convert(
+            m_server->address(page.isEmpty() ? u"/outwards?to="_s + there : u"/leading.html"_s),
+            rightCredentials);
+        QVERIFY2(!other.requests().isEmpty(), "was not even asked");
+        QCOMPARE(other.authorizations(), QStringList());
+        VERIFY_FAILED(conversion, 3);
+        QVERIFY2(conversion.run.errors.contains("401"), conversion.run.errors.constData());
+    }
+}
+
+void ConvertAuthTest::credentialsInTheAddress_data()
+{
+    basicWithTheRightPassword_data();
+}
+
+void ConvertAuthTest::credentialsInTheAddress()
+{
+    QFETCH(QString, userName);
+    QFETCH(QString, password);
+    const QString userInfo = QString::fromLatin1(QUrl::toPercentEncoding(userName) + ':' +
+                                                 QUrl::toPercentEncoding(password) + '@');
+    QString address = m_server->address(u"/closed/page.html"_s);
+    address.insert(7, userInfo);
+    const Conversion conversion = m_engine.convert(address);
+    VERIFY_WRITTEN(conversion);
+    const QString text = conversion.pdf().text();
+    for (const char *word : {"IIIIII", "scripted", "framed"})
+        QVERIFY2(text.contains(QLatin1String(word)), word);
+    QCOMPARE(secretsShownBy(conversion, {userInfo.toUtf8()}), QStringList());
+    // Those of the options are for the same server and come to the same.
+    VERIFY_WRITTEN(m_engine.convert(address, credentials(userName, password)));
+}
+
+void ConvertAuthTest::credentialsInTheAddressDoNotHinderScripts()
+{
+    QString address = m_server->address(u"/closed/page.html"_s);
+    address.insert(7, u"user:hunter2-in-the-open@"_s);
+    const Conversion conversion = m_engine.convert(address);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().contains(u"fetched"_s));
+}
+
+void ConvertAuthTest::credentialsInTheAddressAreNotInThePdf()
+{
+    m_server->write(u"closed/links.html"_s, "<!DOCTYPE html><p><a href=page.html>next</a>"
+                                            "<script>document.body.append(document.URL)</script>");
+    QString address = m_server->address(u"/closed/links.html"_s);
+    address.insert(7, u"user:hunter2-in-the-open@"_s);
+    const Conversion conversion = m_engine.convert(address);
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().links(), QStringList{m_server->address(u"/closed/page.html"_s)});
+    QVERIFY2(!conversion.pdf().text().contains(u"in-the-open"_s), qPrintable(conversion.pdf().text()));
+}
+
+void ConvertAuthTest::wrongCredentialsInTheAddress()
+{
+    QString address = m_server->address(u"/closed/page.html"_s);
+    address.insert(7, u"user:hunter3-in-the-open@"_s);
+    const Conversion conversion = m_engine.convert(address);
+    VERIFY_FAILED(conversion, 3);
+    QVERIFY2(conversion.run.errors.contains("401"), conversion.run.errors.constData());
+    QCOMPARE(secretsShownBy(conversion, {"in-the-open"}), QStringList());
+}
+
+void ConvertAuthTest::credentialsInTheAddressAreNotForOthers()
+{
+    const WebServer other(closedLocations(m_folder.path(u"accounts"_s)));
+    other.write(u"closed/red.png"_s, plainPicture(Qt::red));
+    m_server->write(
+        u"closed/foreign.html"_s,
+        u"<!DOCTYPE html>IIIIII<img src=http://127.0.0.1:%1/closed/red.png>"_s.arg(other.port()).toUtf8());
+    QString address = m_server->address(u"/closed/foreign.html"_s);
+    address.insert(7, u"user:hunter2-in-the-open@"_s);
+    const Conversion conversion = m_engine.convert(address);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(!other.requests().isEmpty());
+    QCOMPARE(other.authorizations(), QStringList());
+}
+
+void ConvertAuthTest::theSecretsShowNowhere_data()
+{
+    QTest::addColumn<QString>("userInfo");
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("in options") << QString() << credentials(u"secret-user"_s, u"secret-password"_s);
+    QTest::newRow("in the address") << u"secret-user:secret-password@"_s << QStringList();
+}
+
+void ConvertAuthTest::theSecretsShowNowhere()
+{
+    QFETCH(QString, userInfo);
+    QFETCH(QStringList, options);
+    Engine engine;
+    SilentServer server;
+    const auto job = engine.start(
+        options + QStringList{server.address(u"/page.html"_s).insert(7, userInfo), engine.freshOutput()});
+    QVERIFY(!server.awaitRequest().isEmpty());
+    server.answer("HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Basic realm=realm\r\nContent-Length: 0\r\n"
+                  "Connection: close\r\n\r\n");
+    server.hangUp();
+    const QByteArray encoded = QByteArray("secret-user:secret-password").toBase64();
+    const QByteArray request = server.awaitRequest();
+    QVERIFY2(request.contains("Authorization: Basic " + encoded), request.constData());
+    server.answer("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\n\r\n<p>the beginning of a slow page");
+
+    // The page is loading now, and goes on to for as long as this looks.
+    const QByteArrayList secrets{"secret-user", "secret-password", encoded};
+    for (int look = 0; look < 20; ++look) {
+        for (const QByteArray &secret : secrets) {
+            for (const qint64 id : processesMentioning(secret))
+                QFAIL(qPrintable(u"process %1 shows %2"_s.arg(id).arg(QString::fromLatin1(secret))));
+        }
+        QTest::qWait(25);
+    }
+    QCOMPARE(descendantsOf(job->processId()).isEmpty(), false);
+    for (const QString &folder :
+         {engine.temporaryFolder(), engine.home(), QFileInfo(engine.logPath()).path()})
+        QCOMPARE(filesHolding(folder, secrets), QStringList());
+    server.hangUp();
+    QVERIFY(job->waitForFinished(60000));
+    QVERIFY(!job->readAllStandardError().contains("secret"));
+    QCOMPARE(engine.logLines().size(), 1);
+    for (const QString &folder :
+         {engine.temporaryFolder(), engine.home(), QFileInfo(engine.logPath()).path()})
+        QCOMPARE(filesHolding(folder, secrets), QStringList());
+}
+
+void ConvertAuthTest::cleanupTestCase()
+{
+    m_server.reset();
+    QCOMPARE(m_engine.leftBehind(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(ConvertAuthTest)
+#include "tst_convertauth.moc"

@@ -34,8 +34,8 @@ QString alternativeName(const QString &host)
 
 Certificate selfSignedCertificate(const TemporaryFolder &folder, const QString &host)
 {
-    const Certificate made{folder.path(host + QLatin1String("-self.pem")),
-                           folder.path(host + QLatin1String("-self.key"))};
+    Certificate made{folder.path(host + QLatin1String("-self.pem")),
+                     folder.path(host + QLatin1String("-self.key"))};
     must(QStringLiteral("openssl"),
          {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"),
           QStringLiteral("rsa:2048"), QStringLiteral("-nodes"), QStringLiteral("-days"), QStringLiteral("30"),
@@ -58,8 +58,8 @@ CertificateAuthority::CertificateAuthority(const TemporaryFolder &folder)
 Certificate CertificateAuthority::issue(const QString &host, int fromDay, int toDay) const
 {
     const QString name = QStringLiteral("%1-%2").arg(host).arg(toDay);
-    const Certificate made{m_folder.path(name + QLatin1String(".pem")),
-                           m_folder.path(name + QLatin1String(".key"))};
+    Certificate made{m_folder.path(name + QLatin1String(".pem")),
+                     m_folder.path(name + QLatin1String(".key"))};
     const QString request = m_folder.path(name + QLatin1String(".csr"));
     must(QStringLiteral("openssl"), {QStringLiteral("req"), QStringLiteral("-new"), QStringLiteral("-newkey"),
                                      QStringLiteral("rsa:2048"), QStringLiteral("-nodes"),

@@ -27,7 +27,7 @@ struct Job {
     /// The document's title instead of the page's own.
     std::optional<QString> title;
 
-    /// Answer the HTTP authentication of the page's server, the first that asks; empty for none.
+    /// Answer the HTTP authentication of the server that the input names, and of no other; empty for none.
     QString userName;
     QString password;
     std::optional<Proxy> proxy;

@@ -32,16 +32,23 @@ Address resolveInput(const QString &input)
             refuse(QStringLiteral("%1 is a folder, not a document").arg(input));
         if (!file.isReadable())
             refuse(QStringLiteral("%1 cannot be read: permission denied").arg(input));
-        return {QUrl::fromLocalFile(file.absoluteFilePath()).toString(QUrl::FullyEncoded), input, true};
+        return {
+            QUrl::fromLocalFile(file.absoluteFilePath()).toString(QUrl::FullyEncoded), input, true, {}, {}};
     }
 
     const QString address = input.trimmed();
     const QString shown = withoutCredentials(address);
+    const auto web = [&](const QString &url) {
+        // In the address a name and password would get into the page's own links, and into the PDF with them.
+        const QUrl parts(url);
+        return Address{withoutCredentials(url), shown, false, parts.userName(QUrl::FullyDecoded),
+                       parts.password(QUrl::FullyDecoded)};
+    };
     if (address.startsWith(QLatin1Char('/')) || address.startsWith(QLatin1Char('.')))
         refuse(QStringLiteral("there is no file %1").arg(input));
     const QString scheme = schemeOf(address);
     if (scheme.isEmpty())
-        return {QStringLiteral("http://") + address, shown};
+        return web(QStringLiteral("http://") + address);
     if (scheme != QLatin1String("http") && scheme != QLatin1String("https") &&
         scheme != QLatin1String("file"))
         refuse(QStringLiteral("%1: only http, https and file addresses can be converted").arg(shown));
@@ -49,5 +56,7 @@ Address resolveInput(const QString &input)
     // The browser would print its listing of the folder.
     if (isFile && QFileInfo(QUrl(address).toLocalFile()).isDir())
         refuse(QStringLiteral("%1 is a folder, not a document").arg(shown));
-    return {address, shown, isFile};
+    if (!isFile)
+        return web(address);
+    return {address, shown, true, {}, {}};
 }

@@ -9,6 +9,9 @@ struct Address {
     /// For messages: as the user named it, without a password.
     QString shown;
     bool isFile = false;
+    /// What stood in front of the host, taken out of the address.
+    QString userName;
+    QString password;
 };
 
 /// Resolves an input: a path if such a file exists, otherwise an address, which gets "http://" if it has no

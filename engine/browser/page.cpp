@@ -1,11 +1,13 @@
 #include "engine/browser/page.h"
 
+#include "engine/browser/launch.h"
 #include "engine/browser/neterror.h"
 #include "engine/browser/paper.h"
 #include "engine/browser/scripts.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QUrl>
 
 #include <algorithm>
 
@@ -63,6 +65,17 @@ bool isLasting(const QString &type)
 {
     return std::any_of(std::begin(lastingTypes), std::end(lastingTypes),
                        [&](const char *lasting) { return type == QLatin1String(lasting); });
+}
+
+/// Whether `asking` is the server that the user has named: the same, or the same host gone over to a secure
+/// connection.
+bool isSameServer(const QUrl &named, const QUrl &asking)
+{
+    const auto port = [](const QUrl &url) { return url.port(url.scheme() == "https"_L1 ? 443 : 80); };
+    const bool same = named.scheme() == asking.scheme() && port(named) == port(asking);
+    const bool secured = named.scheme() == "http"_L1 && port(named) == 80 && asking.scheme() == "https"_L1 &&
+                         port(asking) == 443;
+    return named.host() == asking.host() && (same || secured);
 }
 
 /// The ids of the frames in a frame tree of the protocol's domain Page.
@@ -187,7 +200,6 @@ void Page::noteNavigation(const QJsonObject &frame)
         m_session.fail(Failure(ExitCode::NotLoaded, u"%1 leads on to %2, which cannot be loaded"_s.arg(
                                                         m_shownAddress, withoutCredentials(unreachable))));
     m_loader = frame["loaderId"_L1].toString();
-    m_server = frame["securityOrigin"_L1].toString();
     m_loadEvent = false;
     ++m_events;
     m_requests.removeIf([&](const auto &request) {
@@ -229,7 +241,7 @@ void Page::load(const Job &job)
     const Address address = resolveInput(job.input);
     m_shownAddress = address.shown;
     m_patience = Deadline::in(patience);
-    configure(job);
+    configure(job, address);
     navigate(address);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     awaitLoadEvent();
@@ -240,7 +252,7 @@ void Page::load(const Job &job)
         prepare(job);
 }
 
-void Page::configure(const Job &job)
+void Page::configure(const Job &job, const Address &address)
 {
     const QSizeF paper = paperFor(job);
     const double margins = 2 * marginMillimetres / millimetresPerInch * pointsPerInch;
@@ -252,36 +264,35 @@ void Page::configure(const Job &job)
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(noticeScript)}});
     }
-    if (!job.userName.isEmpty() || !job.password.isEmpty() || (job.proxy && !job.proxy->userName.isEmpty()))
-        answerAuthentication(job);
+    const bool byOptions = !job.userName.isEmpty() || !job.password.isEmpty();
+    const Credentials forServer{byOptions ? job.userName : address.userName,
+                                byOptions ? job.password : address.password};
+    const Credentials forProxy =
+        job.proxy ? Credentials{job.proxy->userName, job.proxy->password} : Credentials();
+    if (forServer.known() || forProxy.known())
+        answerAuthentication(QUrl(address.url), forServer, forProxy);
 }
 
 /// Only for jobs with a name and password: intercepting requests has its price.
-void Page::answerAuthentication(const Job &job)
+void Page::answerAuthentication(const QUrl &address, const Credentials &forServer,
+                                const Credentials &forProxy)
 {
     m_session.on(u"Fetch.requestPaused"_s, [this](const QJsonObject &event, const QString &session) {
         m_session.post(u"Fetch.continueRequest"_s, {{u"requestId"_s, event["requestId"_L1]}}, session);
     });
-    m_session.on(u"Fetch.authRequired"_s, [this, job](const QJsonObject &event, const QString &session) {
+    m_session.on(u"Fetch.authRequired"_s, [=, this](const QJsonObject &event, const QString &session) {
         const QJsonObject challenge = event["authChallenge"_L1].toObject();
         const bool byProxy = challenge["source"_L1].toString() == "Proxy"_L1;
-        const QString server = challenge["origin"_L1].toString();
-        const bool forDocument = event["frameId"_L1].toString() == m_target &&
-                                 event["resourceType"_L1].toString() == "Document"_L1;
-        if (!byProxy && m_trustedServer.isEmpty() && (forDocument || server == m_server))
-            m_trustedServer = server;
-        const QString userName = byProxy ? (job.proxy ? job.proxy->userName : QString()) : job.userName;
-        const QString password = byProxy ? (job.proxy ? job.proxy->password : QString()) : job.password;
-        const bool known = !userName.isEmpty() || !password.isEmpty();
-        const bool trusted = byProxy || server == m_trustedServer;
+        const Credentials &credentials = byProxy ? forProxy : forServer;
+        const bool trusted = byProxy || isSameServer(address, QUrl(challenge["origin"_L1].toString()));
         // Asked again after an answer, the answer was wrong.
         const QString question = event["requestId"_L1].toString() + (byProxy ? u"/proxy"_s : QString());
         QJsonObject answer{{u"response"_s, u"CancelAuth"_s}};
-        if (known && trusted && !m_answered.contains(question)) {
+        if (credentials.known() && trusted && !m_answered.contains(question)) {
             m_answered.insert(question);
             answer = {{u"response"_s, u"ProvideCredentials"_s},
-                      {u"username"_s, userName},
-                      {u"password"_s, password}};
+                      {u"username"_s, credentials.userName},
+                      {u"password"_s, credentials.password}};
         }
         m_session.post(u"Fetch.continueWithAuth"_s,
                        {{u"requestId"_s, event["requestId"_L1]}, {u"authChallengeResponse"_s, answer}},
@@ -504,7 +515,7 @@ std::optional<Page::Preparation> Page::prepare(const Job &job)
             setViewport(result.value["textWidth"_L1].toDouble(m_viewport.width()), m_viewport.height());
     }
     if (job.minimumFontSize > 0)
-        enlargeText(job.minimumFontSize * pixelsPerPoint);
+        enlargeText(job.minimumFontSize * pixelsPerPoint, launchFlagsFor(job).minimumFontPixels);
     return preparation;
 }
 
@@ -548,13 +559,13 @@ void Page::changeUnreadableSheets(QJsonObject settings)
 }
 
 /// A page that is wider than the paper is shrunk onto it, down to two thirds, and its text with it.
-void Page::enlargeText(double minimumPixels)
+void Page::enlargeText(double minimumPixels, int byBrowser)
 {
     double shrinking = 1;
     // Larger text may make the page wider still.
     for (int round = 0; round < 3; ++round) {
         runInFrames(enlargeScript,
-                    QJsonObject{{u"minimum"_s, minimumPixels * shrinking}, {u"byBrowser"_s, minimumPixels}});
+                    QJsonObject{{u"minimum"_s, minimumPixels * shrinking}, {u"byBrowser"_s, byBrowser}});
         const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, m_patience);
         if (!metrics)
             return;

@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QSet>
 #include <QSize>
+#include <QUrl>
 
 /// A blank page in a browser context of its own: it shares no cookie, cache, storage or credential with any
 /// other. Loads one document and prints it.
@@ -38,14 +39,21 @@ private:
     };
 
     void listen();
-    void configure(const Job &job);
+    void configure(const Job &job, const Address &address);
     void noteLifecycle(const QJsonObject &event);
     void noteNavigation(const QJsonObject &frame);
     void noteRequest(const QString &session, const QJsonObject &event);
     void noteResponse(const QJsonObject &event);
     void noteRequestEnd(const QJsonObject &event);
 
-    void answerAuthentication(const Job &job);
+    struct Credentials {
+        QString userName;
+        QString password;
+
+        bool known() const { return !userName.isEmpty() || !password.isEmpty(); }
+    };
+    /// The server at `address` is the only one that is told `forServer`.
+    void answerAuthentication(const QUrl &address, const Credentials &forServer, const Credentials &forProxy);
 
     void navigate(const Address &address);
     void awaitLoadEvent();
@@ -72,7 +80,7 @@ private:
         QJsonObject value;
     };
     QList<FrameResult> runInFrames(const char *script, const QJsonObject &argument);
-    void enlargeText(double minimumPixels);
+    void enlargeText(double minimumPixels, int byBrowser);
     void setViewport(double width, double height);
     void showWhole();
     void takeAsItIs(const Job &job);
@@ -97,10 +105,6 @@ private:
     QStringList m_newSheets;
     /// By request id.
     QHash<QString, Request> m_requests;
-    /// Origin of the document in the main frame.
-    QString m_server;
-    /// Origin of the server of the page that has asked first for a name and password; no other is given them.
-    QString m_trustedServer;
     /// Requests whose question for a name and password has been answered.
     QSet<QString> m_answered;
     /// Counts what has happened to the page: documents, requests.

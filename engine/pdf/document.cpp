@@ -2,9 +2,27 @@
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/Pl_Buffer.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 
 #include <utility>
+
+namespace
+{
+
+/// An empty page's content would be written as compressed data of no length, which some viewers call damaged.
+void fillEmptyContents(QPDF &pdf)
+{
+    for (QPDFPageObjectHelper &page : QPDFPageDocumentHelper(pdf).getAllPages()) {
+        for (QPDFObjectHandle &content : page.getPageContents()) {
+            if (content.getRawStreamData()->getSize() == 0)
+                content.replaceStreamData("\n", QPDFObjectHandle::newNull(), QPDFObjectHandle::newNull());
+        }
+    }
+}
+
+} // namespace
 
 PdfDocument::PdfDocument(QByteArray bytes) : m_bytes(std::move(bytes))
 {
@@ -14,6 +32,7 @@ PdfDocument::PdfDocument(QByteArray bytes) : m_bytes(std::move(bytes))
 
 QByteArray PdfDocument::compacted()
 {
+    fillEmptyContents(m_pdf);
     QPDFWriter writer(m_pdf);
     writer.setOutputMemory();
     writer.setObjectStreamMode(qpdf_o_generate);

@@ -1,32 +1,16 @@
 #include "engine/convert.h"
 
-#include "engine/browser/browser.h"
-#include "engine/browser/page.h"
 #include "engine/output.h"
-#include "engine/pdf/finish.h"
-
-namespace
-{
-
-QByteArray printed(const Job &job)
-{
-    const Deadline deadline = Deadline::in(job.timeout);
-    Browser browser(launchFlagsFor(job));
-    try {
-        Page page(browser.connection(), job.proxy, deadline);
-        page.load(job);
-        return page.print(job);
-    } catch (const Failure &failure) {
-        throw browser.explained(failure);
-    }
-}
-
-} // namespace
+#include "engine/render.h"
+#include "engine/server/client.h"
 
 qsizetype convert(const Job &job)
 {
     checkOutput(job.output);
-    const QByteArray pdf = finishPdf(printed(job), job);
-    writeOutput(job.output, pdf);
-    return pdf.size();
+    const Order order{job, resolveInput(job.input), Deadline::in(job.timeout)};
+    std::optional<QByteArray> pdf = renderOnServer(order);
+    if (!pdf)
+        pdf = renderAlone(order);
+    writeOutput(job.output, *pdf);
+    return pdf->size();
 }

@@ -2,6 +2,7 @@
 
 #include "engine/job.h"
 
-/// Does the job from beginning to end with a browser of its own, which is gone when this returns. Returns the
-/// size of the PDF in bytes. Throws Failure; the output is then as it was before.
+/// Does the job from beginning to end: on the warm server where there is one, else with a browser of its own,
+/// which is gone when this returns. Returns the size of the PDF in bytes. Throws Failure; the output is then
+/// as it was before.
 qsizetype convert(const Job &job);

@@ -15,6 +15,9 @@ public:
     explicit Browser(const LaunchFlags &flags);
 
     Connection &connection() { return m_connection; }
+    bool ended() const { return m_connection.ended(); }
+    /// Id of the process that all processes of the browser descend from.
+    int guardProcess() const { return m_process.process(); }
 
     /// `failure` as the user should read it: where the browser did not start, with the reason that it wrote
     /// to its standard error and what to do about it.

@@ -139,6 +139,12 @@ int Connection::send(const QString &session, const QString &method, const QJsonO
     return m_lastId;
 }
 
+bool Connection::ended() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_ended;
+}
+
 bool Connection::heardOf() const
 {
     const std::lock_guard lock(m_mutex);

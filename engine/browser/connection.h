@@ -58,6 +58,8 @@ public:
 
     /// Whether the browser has ever sent anything.
     bool heardOf() const;
+    /// Whether the browser has gone.
+    bool ended() const;
     /// The last lines that the browser wrote to its standard error, at most 4096 bytes.
     QByteArray lastErrors() const;
 

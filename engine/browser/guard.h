@@ -28,6 +28,8 @@ public:
     int fromProgram() const { return m_fromProgram; }
     /// This end of the program's standard error.
     int standardError() const { return m_standardError; }
+    /// The guard, parent of the program.
+    int process() const { return m_guard; }
 
 private:
     int m_toProgram = -1;

@@ -2,6 +2,12 @@
 
 #include "engine/job.h"
 
+/// Around the text of a page that sets no margins, in points: 10 mm.
+inline constexpr double usualMargin = 10 / 25.4 * 72;
+inline constexpr double pointsPerInch = 72;
+/// CSS pixels.
+inline constexpr double pixelsPerPoint = 96 / pointsPerInch;
+
 /// `size` with its longer side across for Landscape, upright for Portrait.
 QSizeF turned(QSizeF size, PaperOrientation orientation);
 

@@ -1,5 +1,13 @@
 #include "engine/browser/session.h"
 
+namespace
+{
+
+/// Put among the browser's events by cancel().
+constexpr char cancelEvent[] = "cancel";
+
+} // namespace
+
 Session::Session(Connection &connection, const QString &id, Deadline deadline)
     : m_connection(connection), m_id(id), m_deadline(deadline), m_mailbox(std::make_shared<Mailbox>())
 {
@@ -98,6 +106,11 @@ bool Session::waitUntil(const std::function<bool()> &condition, Deadline bound)
     return true;
 }
 
+void Session::cancel()
+{
+    m_mailbox->put({{QStringLiteral("method"), QLatin1String(cancelEvent)}});
+}
+
 void Session::fail(const Failure &failure)
 {
     if (!m_failure)
@@ -124,6 +137,8 @@ std::optional<QJsonObject> Session::step(Deadline bound)
     const QString event = message->value(QLatin1String("method")).toString();
     if (event.isEmpty())
         return message;
+    if (event == QLatin1String(cancelEvent))
+        throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled while %1").arg(m_activity));
     if (const auto handler = m_handlers.constFind(event); handler != m_handlers.constEnd())
         handler.value()(message->value(QLatin1String("params")).toObject(),
                         message->value(QLatin1String("sessionId")).toString());

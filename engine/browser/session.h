@@ -63,6 +63,11 @@ public:
     /// Hands out events until `condition` holds; returns whether it does by the bound.
     bool waitUntil(const std::function<bool()> &condition, Deadline bound);
 
+    void setDeadline(Deadline deadline) { m_deadline = deadline; }
+
+    /// Ends the wait at hand, or the next one, with Failure(OutOfTime). From any thread.
+    void cancel();
+
     /// Ends every wait with this failure as soon as the events at hand are dealt with.
     void fail(const Failure &failure);
 

@@ -1,6 +1,10 @@
 #include "engine/cli/run.h"
+#include "engine/server/endpoint.h"
+#include "engine/server/server.h"
+#include "engine/server/start.h"
 
 #include <QCoreApplication>
+#include <QFile>
 
 #include <csignal>
 #include <cstring>
@@ -33,5 +37,9 @@ int main(int argc, char *argv[])
     // A browser or reader that goes away shows in the result of a write, not in the engine's end.
     std::signal(SIGPIPE, SIG_IGN);
     const QCoreApplication application(argc, argv);
+    if (argc > 0 && strcmp(argv[0], serverName) == 0)
+        return runServer(serverSocket,
+                         QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString(),
+                         idleSeconds());
     return runCommandLine(arguments);
 }

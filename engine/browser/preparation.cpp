@@ -1,0 +1,163 @@
+#include "engine/browser/preparation.h"
+
+#include "engine/browser/frames.h"
+#include "engine/browser/launch.h"
+#include "engine/browser/paper.h"
+#include "engine/browser/scripts.h"
+#include "engine/browser/waits.h"
+
+#include <QJsonArray>
+
+#include <algorithm>
+
+namespace
+{
+
+using namespace Qt::StringLiterals;
+
+/// How far the browser goes in shrinking a page that is wider than the paper (Blink's print layout).
+constexpr double largestShrinking = 1.5;
+
+QJsonValue orNull(const QString &text)
+{
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+/// The argument of prepareScript.
+QJsonObject settingsFor(const Job &job)
+{
+    const QSizeF paper = paperFor(job);
+    QString orientation;
+    if (job.orientation)
+        orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
+    return {
+        {u"size"_s, orNull(job.paper ? u"%1pt %2pt"_s.arg(paper.width()).arg(paper.height()) : QString())},
+        {u"orientation"_s, orNull(orientation)},
+        {u"background"_s, job.background},
+        {u"images"_s, job.images},
+        {u"width"_s, paper.width() * pixelsPerPoint},
+        {u"height"_s, paper.height() * pixelsPerPoint},
+        {u"margin"_s, usualMargin * pixelsPerPoint},
+        {u"animationTime"_s, static_cast<double>(pageTime.count())}};
+}
+
+Preparation::Findings findingsIn(const QList<FrameResult> &results)
+{
+    Preparation::Findings findings;
+    for (const FrameResult &result : results) {
+        const auto says = [&](const char *name) { return result.value[QLatin1String(name)].toBool(); };
+        findings.changed = says("loading") || says("animated") || findings.changed;
+        findings.animated = says("animated") || findings.animated;
+        findings.watchesScrolling = says("watchesScrolling") || findings.watchesScrolling;
+        findings.awaitsWorker = says("awaitsWorker") || findings.awaitsWorker;
+        findings.hasScripts = says("hasScripts") || findings.hasScripts;
+    }
+    return findings;
+}
+
+} // namespace
+
+Preparation::Preparation(Session &session, const QString &mainFrame)
+    : m_session(session), m_mainFrame(mainFrame)
+{
+    session.on(u"CSS.styleSheetAdded"_s, [this](const QJsonObject &event, const QString &) {
+        const QJsonObject header = event["header"_L1].toObject();
+        // Others can be read by scripts.
+        if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool())
+            m_newSheets += header["styleSheetId"_L1].toString();
+    });
+}
+
+void Preparation::setViewport(QSizeF size)
+{
+    const QSize viewport(std::max(qRound(size.width()), 1), std::max(qRound(size.height()), 1));
+    if (viewport == m_viewport)
+        return;
+    m_viewport = viewport;
+    m_session.post(u"Emulation.setDeviceMetricsOverride"_s, {{u"width"_s, viewport.width()},
+                                                             {u"height"_s, viewport.height()},
+                                                             {u"deviceScaleFactor"_s, 1},
+                                                             {u"mobile"_s, false}});
+}
+
+void Preparation::setViewportWidth(const QJsonValue &width)
+{
+    setViewport(QSizeF(width.toDouble(m_viewport.width()), m_viewport.height()));
+}
+
+std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadline bound)
+{
+    const QJsonObject settings = settingsFor(job);
+    const QList<FrameResult> results = runInFrames(m_session, prepareScript, settings, bound);
+    if (results.isEmpty())
+        return std::nullopt;
+    const bool unreadable = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
+        return result.value["unreadable"_L1].toBool();
+    });
+    const bool wantsSheets = job.paper || job.orientation || !job.background;
+    if (unreadable && wantsSheets)
+        changeUnreadableSheets(settings, bound);
+    if (!unreadable && results.first().frame == m_mainFrame)
+        setViewportWidth(results.first().value["textWidth"_L1]);
+    if (job.minimumFontSize > 0)
+        enlargeText(job.minimumFontSize * pixelsPerPoint, launchFlagsFor(job).minimumFontPixels, bound);
+    return findingsIn(results);
+}
+
+/// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own
+/// inspector can.
+void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
+{
+    if (!m_inspectsSheets) {
+        m_session.post(u"DOM.enable"_s);
+        if (!m_session.ask(u"CSS.enable"_s, {}, bound))
+            return;
+        m_inspectsSheets = true;
+    }
+    QStringList ids;
+    QJsonArray texts;
+    for (const QString &id : std::exchange(m_newSheets, {})) {
+        const auto reply = m_session.ask(u"CSS.getStyleSheetText"_s, {{u"styleSheetId"_s, id}}, bound);
+        if (!reply || !reply->error.isEmpty())
+            continue;
+        const QString text = reply->result["text"_L1].toString();
+        if (text.contains("@page"_L1, Qt::CaseInsensitive) ||
+            text.contains("print-color-adjust"_L1, Qt::CaseInsensitive)) {
+            ids += id;
+            texts += text;
+        }
+    }
+    if (ids.isEmpty())
+        return;
+    settings.insert(u"sheets"_s, texts);
+    const QList<FrameResult> results = runInFrames(m_session, prepareScript, settings, bound);
+    if (results.isEmpty() || results.first().frame != m_mainFrame)
+        return;
+    const QJsonObject value = results.first().value;
+    const QJsonArray changed = value["sheets"_L1].toArray();
+    for (qsizetype i = 0; i < ids.size() && i < changed.size(); ++i) {
+        if (changed[i] != texts[i])
+            m_session.post(u"CSS.setStyleSheetText"_s,
+                           {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
+    }
+    setViewportWidth(value["textWidth"_L1]);
+}
+
+/// A page that is wider than the paper is shrunk onto it, down to two thirds, and its text with it.
+void Preparation::enlargeText(double minimumPixels, int byBrowser, Deadline bound)
+{
+    double shrinking = 1;
+    // Larger text may make the page wider still.
+    for (int round = 0; round < 3; ++round) {
+        runInFrames(m_session, enlargeScript,
+                    {{u"minimum"_s, minimumPixels * shrinking}, {u"byBrowser"_s, byBrowser}}, bound);
+        const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, bound);
+        if (!metrics)
+            return;
+        const double width = metrics->result["cssContentSize"_L1].toObject()["width"_L1].toDouble();
+        const double wanted = std::clamp(width / m_viewport.width(), 1.0, largestShrinking);
+        if (wanted <= shrinking)
+            return;
+        shrinking = wanted;
+    }
+}

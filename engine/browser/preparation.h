@@ -1,0 +1,44 @@
+#pragma once
+
+#include "engine/browser/session.h"
+#include "engine/job.h"
+
+#include <QSize>
+
+/// Makes the documents of a page, those of its frames included, ready for paper: the paper itself, what is
+/// loaded late or only for paper, backgrounds, animations, the smallest text size.
+class Preparation
+{
+public:
+    /// `mainFrame` is the id of the page's main frame.
+    Preparation(Session &session, const QString &mainFrame);
+
+    /// What has been found, and done, in the documents of all frames.
+    struct Findings {
+        bool changed = false; ///< something has been set going
+        bool animated = false;
+        bool watchesScrolling = false;
+        bool awaitsWorker = false;
+        bool hasScripts = false;
+    };
+
+    /// To be done as often as the documents may have changed. Nothing if the page does not answer by the
+    /// bound.
+    std::optional<Findings> prepare(const Job &job, Deadline bound);
+
+    /// In CSS pixels. As wide as the text on paper, so that what scripts measure and draw fits there.
+    void setViewport(QSizeF size);
+    QSize viewport() const { return m_viewport; }
+
+private:
+    void changeUnreadableSheets(QJsonObject settings, Deadline bound);
+    void enlargeText(double minimumPixels, int byBrowser, Deadline bound);
+    void setViewportWidth(const QJsonValue &width);
+
+    Session &m_session;
+    QString m_mainFrame;
+    QSize m_viewport;
+    bool m_inspectsSheets = false;
+    /// Ids of sheets from files that have not been looked at yet.
+    QStringList m_newSheets;
+};

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "engine/browser/browser.h"
+#include "engine/browser/page.h"
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+/// A browser that is kept, with blank pages made ready ahead of the jobs that will need them.
+class KeptBrowser
+{
+public:
+    /// Starts the browser. `spares` is the number of pages kept ready, 1 or more.
+    KeptBrowser(const LaunchFlags &flags, size_t spares);
+    KeptBrowser(const KeptBrowser &) = delete;
+    KeptBrowser &operator=(const KeptBrowser &) = delete;
+    ~KeptBrowser();
+
+    const LaunchFlags &flags() const { return m_flags; }
+    Connection &connection() { return m_browser.connection(); }
+    /// A blank page in a fresh context: one made ready, or made now. Throws Failure as Page does.
+    std::unique_ptr<Page> takePage(const std::optional<Proxy> &proxy, Deadline deadline);
+    /// Whether the browser should take no further jobs: it has ended, served its number of jobs, or grown too
+    /// large.
+    bool isWornOut() const;
+    /// To be called after each job.
+    void noteJob();
+
+private:
+    void keepReady();
+
+    LaunchFlags m_flags;
+    size_t m_spares;
+    Browser m_browser;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<std::unique_ptr<Page>> m_ready;
+    std::optional<Failure> m_failure;
+    int m_jobs = 0;
+    bool m_tooLarge = false;
+    bool m_closing = false;
+    std::thread m_maker;
+};
+
+/// The browsers of the server: one for each set of start flags that is asked for, the least used given up for
+/// a new one when there are too many. Usable from any thread.
+class BrowserPool
+{
+public:
+    explicit BrowserPool(size_t sparesPerBrowser) : m_spares(sparesPerBrowser) {}
+
+    /// The browser for these flags, started if need be. It lives at least as long as the pointer is held.
+    std::shared_ptr<KeptBrowser> browserFor(const LaunchFlags &flags);
+
+private:
+    size_t m_spares;
+    std::mutex m_mutex;
+    /// The one used last stands last.
+    std::deque<std::shared_ptr<KeptBrowser>> m_browsers;
+};

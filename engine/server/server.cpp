@@ -1,0 +1,341 @@
+#include "engine/server/server.h"
+
+#include "engine/render.h"
+#include "engine/server/browserpool.h"
+#include "engine/server/endpoint.h"
+#include "engine/server/message.h"
+#include "engine/server/start.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <list>
+#include <poll.h>
+#include <stdexcept>
+#include <unistd.h>
+#include <vector>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+constexpr auto betweenSignsOfLife = 100ms;
+/// Orders that may wait; what comes beyond is better off alone.
+constexpr size_t mostWaiting = 200;
+
+/// An order between the thread that talks to its client and the one that works on it.
+struct Task {
+    explicit Task(Order o) : order(std::move(o)) {}
+
+    void cancel()
+    {
+        const std::lock_guard lock(mutex);
+        cancelled = true;
+        if (page)
+            page->cancel();
+    }
+    /// Makes `p` the page that cancel() stops; false if it has been called already.
+    bool enter(Page *p)
+    {
+        const std::lock_guard lock(mutex);
+        page = p;
+        return !cancelled;
+    }
+
+    const Order order;
+    std::mutex mutex;
+    Page *page = nullptr;
+    bool cancelled = false;
+    /// The frame to send, once done.
+    QByteArray result;
+    std::atomic<bool> done = false;
+};
+
+/// The threads that do the work, and what waits for them.
+class Workers
+{
+public:
+    /// `wake` is written to whenever a task is done.
+    Workers(size_t count, int wake) : m_pool(count), m_wake(wake)
+    {
+        for (size_t i = 0; i < count; ++i)
+            m_threads.emplace_back([this] { work(); });
+    }
+    Workers(const Workers &) = delete;
+    Workers &operator=(const Workers &) = delete;
+    ~Workers()
+    {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_closing = true;
+        }
+        m_changed.notify_all();
+        for (std::thread &thread : m_threads)
+            thread.join();
+    }
+
+    /// False if too many wait already.
+    bool add(const std::shared_ptr<Task> &task)
+    {
+        {
+            const std::lock_guard lock(m_mutex);
+            if (m_waiting.size() >= mostWaiting)
+                return false;
+            m_waiting.push_back(task);
+        }
+        m_changed.notify_one();
+        return true;
+    }
+
+private:
+    void work()
+    {
+        for (;;) {
+            std::unique_lock lock(m_mutex);
+            m_changed.wait(lock, [this] { return m_closing || !m_waiting.empty(); });
+            if (m_closing)
+                return;
+            const std::shared_ptr<Task> task = std::move(m_waiting.front());
+            m_waiting.pop_front();
+            lock.unlock();
+            task->result = resultOf(*task);
+            task->done = true;
+            [[maybe_unused]] const ssize_t written = ::write(m_wake, "", 1);
+        }
+    }
+
+    QByteArray resultOf(Task &task)
+    {
+        try {
+            return frameBytes(FrameKind::Pdf, pdfOf(task));
+        } catch (const Failure &failure) {
+            return frameBytes(FrameKind::Failure, failureBody(failure));
+        } catch (const std::exception &error) {
+            return frameBytes(FrameKind::Failure,
+                              failureBody(Failure(ExitCode::Crashed, QString::fromUtf8(error.what()))));
+        }
+    }
+
+    QByteArray pdfOf(Task &task)
+    {
+        const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
+        const std::unique_ptr<Page> page = browser->takePage(task.order.job.proxy, task.order.deadline);
+        // Whatever comes of it, the page is not cancelled after its end.
+        struct Leave {
+            Task &task;
+            KeptBrowser &browser;
+            ~Leave()
+            {
+                task.enter(nullptr);
+                browser.noteJob();
+            }
+        } const leave{task, *browser};
+        if (!task.enter(page.get()))
+            throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled"));
+        return render(task.order, *page);
+    }
+
+    BrowserPool m_pool;
+    int m_wake;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<std::shared_ptr<Task>> m_waiting;
+    bool m_closing = false;
+    std::vector<std::thread> m_threads;
+};
+
+/// One engine's connection. It ends when its result has been sent or the engine has gone.
+class Client
+{
+public:
+    explicit Client(int socket) : m_socket(socket) { ::fcntl(m_socket, F_SETFL, O_NONBLOCK); }
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+    ~Client()
+    {
+        if (m_task)
+            m_task->cancel();
+        ::close(m_socket);
+    }
+
+    pollfd toPoll() const
+    {
+        return {m_socket, static_cast<short>(m_outgoing.isEmpty() ? POLLIN : POLLIN | POLLOUT), 0};
+    }
+
+    /// Deals with what can be read; false when the connection is to be closed.
+    bool read(Workers &workers)
+    {
+        char buffer[1 << 14];
+        const ssize_t count = ::recv(m_socket, buffer, sizeof(buffer), 0);
+        if (count < 0)
+            return errno == EAGAIN || errno == EINTR;
+        // An engine says one thing only.
+        if (count == 0 || m_task)
+            return false;
+        m_incoming.append(buffer, count);
+        const std::optional<Frame> frame = takeFrame(m_incoming, largestOrder);
+        if (frame && frame->kind == FrameKind::Order) {
+            m_task = std::make_shared<Task>(orderFrom(frame->body));
+            if (!workers.add(m_task))
+                m_outgoing = frameBytes(FrameKind::Refusal);
+        }
+        return true;
+    }
+
+    void takeResult()
+    {
+        if (m_task && m_task->done && !m_finished) {
+            m_finished = true;
+            m_outgoing += m_task->result;
+        }
+    }
+
+    void giveSignOfLife()
+    {
+        // One that is not read need not be followed by another.
+        if (m_outgoing.isEmpty())
+            m_outgoing = frameBytes(FrameKind::Alive);
+    }
+
+    /// Sends what can be sent; false when the connection is to be closed.
+    bool write()
+    {
+        if (m_outgoing.isEmpty())
+            return true;
+        const ssize_t count = ::send(m_socket, m_outgoing.constData() + m_sent,
+                                     static_cast<size_t>(m_outgoing.size() - m_sent), MSG_NOSIGNAL);
+        if (count < 0)
+            return errno == EAGAIN || errno == EINTR;
+        m_sent += count;
+        if (m_sent < m_outgoing.size())
+            return true;
+        m_outgoing.clear();
+        m_sent = 0;
+        return !m_finished;
+    }
+
+private:
+    int m_socket;
+    QByteArray m_incoming;
+    QByteArray m_outgoing;
+    qsizetype m_sent = 0;
+    std::shared_ptr<Task> m_task;
+    bool m_finished = false;
+};
+
+/// Whether the connection goes on.
+bool serve(Client &client, short events, Workers &workers)
+{
+    try {
+        if ((events & (POLLIN | POLLHUP | POLLERR)) != 0 && !client.read(workers))
+            return false;
+    } catch (const std::runtime_error &) {
+        return false;
+    }
+    client.takeResult();
+    return client.write();
+}
+
+/// Takes in who is waiting to be.
+void acceptAll(int listening, std::list<Client> &clients)
+{
+    for (int socket = ::accept(listening, nullptr, nullptr); socket >= 0;
+         socket = ::accept(listening, nullptr, nullptr)) {
+        ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+        if (peerIsSameUser(socket))
+            clients.emplace_back(socket);
+        else
+            ::close(socket);
+    }
+}
+
+bool isBoundTo(int socket, const std::string &path)
+{
+    sockaddr_un address{};
+    socklen_t size = sizeof(address);
+    return ::getsockname(socket, reinterpret_cast<sockaddr *>(&address), &size) == 0 &&
+           address.sun_family == AF_UNIX && path == address.sun_path;
+}
+
+/// Wakes the loop from other threads and from the signal handler.
+int wakeEnds[2] = {-1, -1};
+std::atomic<bool> stopping = false;
+
+void stop(int)
+{
+    stopping = true;
+    [[maybe_unused]] const ssize_t written = ::write(wakeEnds[1], "", 1);
+}
+
+void drain(int descriptor)
+{
+    char bytes[64];
+    while (::read(descriptor, bytes, sizeof(bytes)) > 0) {
+    }
+}
+
+/// Takes orders and sends results until there has been nothing to do for so long.
+void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::list<Client> &clients)
+{
+    Deadline idleEnd = Deadline::in(idle);
+    Deadline nextSign = Deadline::in(betweenSignsOfLife);
+    while (!stopping && (!clients.empty() || !idleEnd.passed())) {
+        std::vector<pollfd> sources{{listening, POLLIN, 0}, {wakeEnds[0], POLLIN, 0}};
+        for (const Client &client : clients)
+            sources.push_back(client.toPoll());
+        const auto until = clients.empty() ? idleEnd : nextSign;
+        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until.time() - Deadline::Clock::now());
+        ::poll(sources.data(), sources.size(), static_cast<int>(std::max<qint64>(wait.count(), 0)));
+
+        drain(wakeEnds[0]);
+        const bool signDue = nextSign.passed();
+        if (signDue)
+            nextSign = Deadline::in(betweenSignsOfLife);
+        auto source = sources.cbegin() + 2;
+        for (auto client = clients.begin(); client != clients.end(); ++source) {
+            if (signDue)
+                client->giveSignOfLife();
+            client = serve(*client, source->revents, workers) ? std::next(client) : clients.erase(client);
+        }
+        if (sources[0].revents != 0)
+            acceptAll(listening, clients);
+        if (!clients.empty())
+            idleEnd = Deadline::in(idle);
+    }
+}
+
+} // namespace
+
+int runServer(int listening, const std::string &executable, int idleSeconds)
+{
+    const std::optional<Endpoint> endpoint = findEndpoint(executable);
+    if (!endpoint || !isBoundTo(listening, endpoint->socket) || ::pipe(wakeEnds) != 0)
+        return 1;
+    for (const int descriptor : {listening, serverLock, wakeEnds[0], wakeEnds[1]})
+        ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    for (const int descriptor : {listening, wakeEnds[0], wakeEnds[1]})
+        ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
+    std::signal(SIGTERM, stop);
+#ifdef __GLIBC__
+    // Many short-lived large buffers in many threads: few arenas, and what is free goes back.
+    ::mallopt(M_ARENA_MAX, 2);
+    ::mallopt(M_TRIM_THRESHOLD, 4 << 20);
+#endif
+    Workers workers(std::max(std::thread::hardware_concurrency(), 1U), wakeEnds[1]);
+    std::list<Client> clients;
+    serveAll(listening, workers, std::chrono::seconds(idleSeconds), clients);
+    // From here on the next engine starts a server anew; who has come in the meantime is still served.
+    removeEndpoint(*endpoint);
+    acceptAll(listening, clients);
+    serveAll(-1, workers, {}, clients);
+    return 0;
+}

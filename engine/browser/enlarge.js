@@ -1,6 +1,7 @@
 // Enlarges text that is smaller than `minimum` CSS pixels, be it through transforms, zoom or the coordinates of SVG.
-// Plain text is at least `byBrowser` pixels high already. Runs in a world of its own.
-({ minimum, byBrowser }) => {
+// Plain text is at least `byBrowser` pixels high already. `pictures` has the texts of SVG files by their addresses;
+// returns the addresses of those that are missing. Runs in a world of its own.
+({ minimum, byBrowser, pictures }) => {
     const controls = 'input, textarea, select, button, meter, progress';
 
     const scaleOf = ({ a, b, c, d }) => Math.sqrt(Math.abs(a * d - b * c));
@@ -66,6 +67,22 @@
         if (style.fontSizeAdjust && style.fontSizeAdjust !== 'none') put(element, 'font-size-adjust', 'none');
     };
 
+    // SVG is drawn without regard to the smallest size that the browser reports for it, so what is said to have that
+    // size may be smaller. Whether the text has been enlarged.
+    const enlargeDrawn = (element, style, factor) => {
+        const isKnown = parseFloat(style.fontSize) > byBrowser * 1.001;
+        const heightOf = () => (element.getNumberOfChars?.() > 0 ? element.getExtentOfChar(0).height : 0);
+        const size = wantedSize(style, factor * capitalsOf(style), isKnown ? 0 : null);
+        if (!size) return false;
+        const before = element.style.getPropertyValue('font-size');
+        const priority = element.style.getPropertyPriority('font-size');
+        const height = heightOf();
+        put(element, 'font-size', `${size}px`);
+        if (heightOf() > height) return true;
+        element.style.setProperty('font-size', before, priority);
+        return false;
+    };
+
     // Text of pseudo-elements is enlarged by rules, one for each size.
     const attribute = 'data-quirelle-text';
     const rules = new Map();
@@ -107,6 +124,80 @@
             scope.adoptedStyleSheets = [...scope.adoptedStyleSheets, globalThis.textSheet];
     };
 
+    // ---- SVG files that are shown as pictures get their own text enlarged, and are shown as such from then on.
+
+    const missing = new Set();
+    globalThis.enlargedPictures ??= new WeakMap();
+
+    const textOfPicture = (image) => {
+        const enlarged = globalThis.enlargedPictures.get(image);
+        if (enlarged && image.src === enlarged.address) return enlarged.text;
+        const address = image.currentSrc.split('#')[0];
+        const [, isBase64, data] = address.match(/^data:image\/svg\+xml[^,]*?(;base64)?,([^]*)$/i) ?? [];
+        try {
+            if (data !== undefined && !isBase64) return decodeURIComponent(data);
+            if (isBase64) return new TextDecoder().decode(Uint8Array.from(atob(decodeURIComponent(data)), (c) => c.charCodeAt(0)));
+        } catch {
+            return '';
+        }
+        if (!/svg/i.test(address)) return '';
+        if (!(address in pictures)) missing.add(address);
+        return pictures[address] ?? '';
+    };
+
+    // A copy that does nothing and asks for nothing, for measuring alone. Its elements keep their places.
+    const inertCopy = (root) => {
+        const copy = document.importNode(root, true);
+        for (const element of [copy, ...copy.querySelectorAll('*')]) {
+            if (element.localName === 'script') element.textContent = '';
+            if (element.localName === 'style') element.textContent = element.textContent.replace(/@import[^;]*;?|url\([^)]*\)/gi, '');
+            for (const { name, value } of [...element.attributes])
+                if (/^on/i.test(name) || (/^(xlink:)?(href|src|srcset|data|style)$/i.test(name) && !/^#/.test(value) && /url|:|\/|\.|^/.test(value) && (name !== 'style' || /url/i.test(value))))
+                    element.removeAttribute(name);
+        }
+        return copy;
+    };
+
+    const enlargePicture = (image, style, factor) => {
+        const text = textOfPicture(image);
+        if (!text) return;
+        const root = new DOMParser().parseFromString(text, 'image/svg+xml').documentElement;
+        if (!(root instanceof SVGSVGElement) || !root.querySelector('text, foreignObject')) return;
+        const copy = inertCopy(root);
+        if (!copy.hasAttribute('viewBox')) {
+            copy.setAttribute('viewBox', `0 0 ${image.naturalWidth} ${image.naturalHeight}`);
+            copy.setAttribute('preserveAspectRatio', 'none');
+        }
+        put(copy, 'width', style.width);
+        put(copy, 'height', style.height);
+        const host = document.createElement('div');
+        for (const [property, value] of [['all', 'initial'], ['position', 'absolute'], ['visibility', 'hidden']])
+            put(host, property, value);
+        host.attachShadow({ mode: 'closed' }).append(copy);
+        document.documentElement.append(host);
+        const originals = [root, ...root.querySelectorAll('*')];
+        let changed = false;
+        for (const [i, element] of [copy, ...copy.querySelectorAll('*')].entries()) {
+            if (!(element instanceof SVGElement) || !element.getScreenCTM) continue;
+            const its = getComputedStyle(element);
+            if (!holdsText(element, its)) continue;
+            const matrix = element.getScreenCTM();
+            if (!matrix || !enlargeDrawn(element, its, scaleOf(matrix) * factor)) continue;
+            put(originals[i], 'font-size', element.style.fontSize);
+            changed = true;
+        }
+        host.remove();
+        if (!changed) return;
+        const before = image.currentSrc;
+        const address = `data:image/svg+xml;charset=utf-8,${encodeURIComponent(new XMLSerializer().serializeToString(root))}`;
+        if (image.src === address) return;
+        for (const source of image.parentElement?.querySelectorAll(':scope > source') ?? []) source.media = 'not all';
+        image.removeAttribute('srcset');
+        image.addEventListener('error', () => { image.src = before; }, { once: true });
+        image.src = address;
+        globalThis.enlargedPictures.set(image, { address, text });
+    };
+
     const visit = (element, parentFactor) => {
         const style = getComputedStyle(element);
         if (style.display === 'none') return;
@@ -120,13 +211,12 @@
             factor = parentFactor * ownFactor(style);
         }
         if (isSvg) {
-            // SVG is drawn without regard to the smallest size that the browser reports for it.
-            if (holdsText(element, style))
-                enlarge(element, style, factor, parseFloat(style.fontSize) > byBrowser * 1.001 ? 0 : null);
+            if (holdsText(element, style)) enlargeDrawn(element, style, factor);
         } else {
             const zoomed = factor * (element.currentCSSZoom ?? 1);
             if (holdsText(element, style)) enlarge(element, style, zoomed, byBrowser);
             enlargePseudos(element, style, zoomed);
+            if (element instanceof HTMLImageElement) enlargePicture(element, style, zoomed);
         }
         for (const child of element.children) visit(child, factor);
         if (element.shadowRoot) {
@@ -137,4 +227,5 @@
 
     if (document.documentElement) visit(document.documentElement, outside);
     applyRules(document);
+    return { missing: [...missing] };
 }

@@ -562,10 +562,15 @@ void Page::changeUnreadableSheets(QJsonObject settings)
 void Page::enlargeText(double minimumPixels, int byBrowser)
 {
     double shrinking = 1;
-    // Larger text may make the page wider still.
-    for (int round = 0; round < 3; ++round) {
-        runInFrames(enlargeScript,
-                    QJsonObject{{u"minimum"_s, minimumPixels * shrinking}, {u"byBrowser"_s, byBrowser}});
+    QJsonObject pictures;
+    // Larger text may make the page wider still, and pictures have to be fetched once.
+    for (int round = 0; round < 4; ++round) {
+        const QList<FrameResult> results =
+            runInFrames(enlargeScript, {{u"minimum"_s, minimumPixels * shrinking},
+                                        {u"byBrowser"_s, byBrowser},
+                                        {u"pictures"_s, pictures}});
+        if (fetchPictures(results, pictures))
+            continue;
         const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, m_patience);
         if (!metrics)
             return;
@@ -575,6 +580,29 @@ void Page::enlargeText(double minimumPixels, int byBrowser)
             return;
         shrinking = wanted;
     }
+}
+
+/// Adds the texts of the pictures that frames miss; whether there are any.
+bool Page::fetchPictures(const QList<FrameResult> &results, QJsonObject &pictures)
+{
+    bool any = false;
+    for (const FrameResult &result : results) {
+        for (const auto &missing : result.value["missing"_L1].toArray()) {
+            const QString address = missing.toString();
+            if (pictures.contains(address))
+                continue;
+            const auto reply = m_session.ask(u"Page.getResourceContent"_s,
+                                             {{u"frameId"_s, result.frame}, {u"url"_s, address}}, m_patience);
+            if (!reply)
+                return false;
+            QString text = reply->result["content"_L1].toString();
+            if (reply->result["base64Encoded"_L1].toBool())
+                text = QString::fromUtf8(QByteArray::fromBase64(text.toLatin1()));
+            pictures.insert(address, text);
+            any = true;
+        }
+    }
+    return any;
 }
 
 /// Runs a script, the text of a function of one argument, in every frame, in a world of its own there, and

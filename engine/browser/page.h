@@ -81,6 +81,7 @@ private:
     };
     QList<FrameResult> runInFrames(const char *script, const QJsonObject &argument);
     void enlargeText(double minimumPixels, int byBrowser);
+    bool fetchPictures(const QList<FrameResult> &results, QJsonObject &pictures);
     void setViewport(double width, double height);
     void showWhole();
     void takeAsItIs(const Job &job);

@@ -35,6 +35,17 @@
         }
     };
 
+    // A shadow tree that is closed to the page's other scripts is open to the engine.
+    const { attachShadow } = Element.prototype;
+    const { defineProperty } = Object;
+    Element.prototype.attachShadow = function (init) {
+        if (init?.mode !== 'closed') return attachShadow.call(this, init);
+        const root = attachShadow.call(this, { ...init, mode: 'open' });
+        defineProperty(this, 'shadowRoot', { value: null, configurable: true });
+        defineProperty(root, 'mode', { value: 'closed', configurable: true });
+        return root;
+    };
+
     // Frames are not drawn on their way to paper, but animation made of them goes on, in the page's own time.
     const { setTimeout, clearTimeout, performance } = globalThis;
     const betweenFrames = 16; // milliseconds

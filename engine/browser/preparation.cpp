@@ -1,6 +1,5 @@
 #include "engine/browser/preparation.h"
 
-#include "engine/browser/frames.h"
 #include "engine/browser/launch.h"
 #include "engine/browser/paper.h"
 #include "engine/browser/scripts.h"
@@ -147,10 +146,16 @@ void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
 void Preparation::enlargeText(double minimumPixels, int byBrowser, Deadline bound)
 {
     double shrinking = 1;
-    // Larger text may make the page wider still.
-    for (int round = 0; round < 3; ++round) {
-        runInFrames(m_session, enlargeScript,
-                    {{u"minimum"_s, minimumPixels * shrinking}, {u"byBrowser"_s, byBrowser}}, bound);
+    QJsonObject pictures;
+    // Larger text may make the page wider still, and pictures have to be fetched once.
+    for (int round = 0; round < 4; ++round) {
+        const QList<FrameResult> results = runInFrames(m_session, enlargeScript,
+                                                       {{u"minimum"_s, minimumPixels * shrinking},
+                                                        {u"byBrowser"_s, byBrowser},
+                                                        {u"pictures"_s, pictures}},
+                                                       bound);
+        if (fetchPictures(results, pictures, bound))
+            continue;
         const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, bound);
         if (!metrics)
             return;
@@ -160,4 +165,28 @@ void Preparation::enlargeText(double minimumPixels, int byBrowser, Deadline boun
             return;
         shrinking = wanted;
     }
+}
+
+/// Adds the texts of the pictures that frames miss; whether there are any.
+bool Preparation::fetchPictures(const QList<FrameResult> &results, QJsonObject &pictures, Deadline bound)
+{
+    bool any = false;
+    for (const FrameResult &result : results) {
+        const QJsonArray missing = result.value["missing"_L1].toArray();
+        for (const auto &picture : missing) {
+            const QString address = picture.toString();
+            if (pictures.contains(address))
+                continue;
+            const auto reply = m_session.ask(u"Page.getResourceContent"_s,
+                                             {{u"frameId"_s, result.frame}, {u"url"_s, address}}, bound);
+            if (!reply)
+                return false;
+            QString text = reply->result["content"_L1].toString();
+            if (reply->result["base64Encoded"_L1].toBool())
+                text = QString::fromUtf8(QByteArray::fromBase64(text.toLatin1()));
+            pictures.insert(address, text);
+            any = true;
+        }
+    }
+    return any;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/browser/frames.h"
 #include "engine/browser/session.h"
 #include "engine/job.h"
 
@@ -33,6 +34,7 @@ public:
 private:
     void changeUnreadableSheets(QJsonObject settings, Deadline bound);
     void enlargeText(double minimumPixels, int byBrowser, Deadline bound);
+    bool fetchPictures(const QList<FrameResult> &results, QJsonObject &pictures, Deadline bound);
     void setViewportWidth(const QJsonValue &width);
 
     Session &m_session;

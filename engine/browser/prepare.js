@@ -182,15 +182,25 @@
     if (document.documentElement) void document.documentElement.offsetHeight;
     loading ||= document.fonts.status === 'loading';
 
-    // Animations with an end within reach come to it, as they would while somebody looked.
+    // Animations with an end within reach come to it, as they would while somebody looked; others stand still where
+    // they would be then.
     let animated = false;
     for (const animation of document.getAnimations()) {
         const rest = animation.effect?.getComputedTiming().endTime - (animation.currentTime ?? 0);
         if (animation.timeline !== document.timeline || animation.playState !== 'running') continue;
         if (rest <= paper.animationTime) {
             animation.finish();
-            animated = true;
+        } else {
+            animation.pause();
+            animation.currentTime = paper.animationTime;
         }
+        animated = true;
+    }
+    for (const drawing of document.querySelectorAll('svg:has(animate, animateMotion, animateTransform, set)')) {
+        if (drawing.ownerSVGElement || drawing.animationsPaused()) continue;
+        drawing.pauseAnimations();
+        drawing.setCurrentTime(paper.animationTime / 1000);
+        animated = true;
     }
 
     return {

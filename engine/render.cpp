@@ -4,19 +4,27 @@
 #include "engine/browser/page.h"
 #include "engine/pdf/finish.h"
 
-QByteArray render(const Order &order, Page &page)
+namespace
 {
-    page.load(order);
-    return finishPdf(page.print(order.job), order.job);
+
+QByteArray printedBy(Browser &browser, const Order &order)
+{
+    try {
+        Page page(browser.connection(), order.job.proxy, order.deadline);
+        page.load(order);
+        return page.print(order.job);
+    } catch (const Failure &failure) {
+        throw browser.explained(failure);
+    }
 }
+
+} // namespace
 
 QByteArray renderAlone(const Order &order)
 {
     Browser browser(launchFlagsFor(order.job));
-    try {
-        Page page(browser.connection(), order.job.proxy, order.deadline);
-        return render(order, page);
-    } catch (const Failure &failure) {
-        throw browser.explained(failure);
-    }
+    const QByteArray printed = printedBy(browser, order);
+    // Its end takes about as long as the edits do.
+    browser.end();
+    return finishPdf(printed, order.job);
 }

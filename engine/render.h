@@ -4,11 +4,6 @@
 
 #include <QByteArray>
 
-class Page;
-
-/// Loads and prints the order's document in this blank page and makes the PDF that the job asks for out of
-/// it. Throws Failure.
-QByteArray render(const Order &order, Page &page);
-
-/// The same with a browser of its own, which is gone when this returns.
+/// Loads and prints the order's document with a browser of its own, which is gone when this returns, and
+/// makes the PDF that the job asks for out of it. Throws Failure.
 QByteArray renderAlone(const Order &order);

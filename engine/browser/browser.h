@@ -15,6 +15,8 @@ public:
     explicit Browser(const LaunchFlags &flags);
 
     Connection &connection() { return m_connection; }
+    /// Begins to end it, which goes on by itself; the object's end waits for it.
+    void end() { m_process.end(); }
     bool ended() const { return m_connection.ended(); }
     /// Id of the process that all processes of the browser descend from.
     int guardProcess() const { return m_process.process(); }

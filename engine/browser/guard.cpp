@@ -237,9 +237,16 @@ GuardedProcess::GuardedProcess(const std::string &program, const std::vector<std
     m_leash = leash.takeWriteEnd();
 }
 
+void GuardedProcess::end()
+{
+    if (m_leash >= 0)
+        ::close(std::exchange(m_leash, -1));
+}
+
 GuardedProcess::~GuardedProcess()
 {
-    for (const int descriptor : {m_leash, m_toProgram, m_fromProgram, m_standardError})
+    end();
+    for (const int descriptor : {m_toProgram, m_fromProgram, m_standardError})
         ::close(descriptor);
     while (::waitpid(m_guard, nullptr, 0) < 0 && errno == EINTR) {
     }

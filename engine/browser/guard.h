@@ -22,6 +22,9 @@ public:
     /// Kills what is left of the program and waits until it and its folder are gone.
     ~GuardedProcess();
 
+    /// Begins to kill the program, without waiting for its end.
+    void end();
+
     /// This end of the pipe that the program reads.
     int toProgram() const { return m_toProgram; }
     /// This end of the pipe that the program writes.

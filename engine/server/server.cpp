@@ -1,6 +1,6 @@
 #include "engine/server/server.h"
 
-#include "engine/render.h"
+#include "engine/pdf/finish.h"
 #include "engine/server/browserpool.h"
 #include "engine/server/endpoint.h"
 #include "engine/server/message.h"
@@ -115,7 +115,7 @@ private:
     QByteArray resultOf(Task &task)
     {
         try {
-            return frameBytes(FrameKind::Pdf, pdfOf(task));
+            return frameBytes(FrameKind::Pdf, finishPdf(printedOf(task), task.order.job));
         } catch (const Failure &failure) {
             return frameBytes(FrameKind::Failure, failureBody(failure));
         } catch (const std::exception &error) {
@@ -124,7 +124,7 @@ private:
         }
     }
 
-    QByteArray pdfOf(Task &task)
+    QByteArray printedOf(Task &task)
     {
         const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
         const std::unique_ptr<Page> page = browser->takePage(task.order.job.proxy, task.order.deadline);
@@ -140,7 +140,8 @@ private:
         } const leave{task, *browser};
         if (!task.enter(page.get()))
             throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled"));
-        return render(task.order, *page);
+        page->load(task.order);
+        return page->print(task.order.job);
     }
 
     BrowserPool m_pool;

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 /// Every message both ways, for QT_LOGGING_RULES="quirelle.pipe.debug=true". Holds secrets: never on by
@@ -34,9 +35,38 @@ int millisecondsUntil(Deadline deadline)
     return static_cast<int>(std::max<qint64>(left.count(), 0));
 }
 
+/// Takes the base64 text of a large reply's "data" out of it, before the rest is parsed, and returns what it
+/// stands for; nothing if there is none.
+QByteArray takeData(QByteArray &message)
+{
+    constexpr qsizetype large = 1 << 15;
+    constexpr qsizetype farthest = 100;
+    constexpr QByteArrayView key = "\"data\":\"";
+    if (message.size() < large || !message.startsWith("{\"id\":"))
+        return {};
+    const qsizetype start = QByteArrayView(message).first(farthest).indexOf(key) + key.size();
+    const qsizetype end = message.indexOf('"', start);
+    if (start < key.size() || end < 0)
+        return {};
+    const auto text = QByteArray::fromRawData(message.constData() + start, end - start);
+    QByteArray data = *QByteArray::fromBase64Encoding(text, QByteArray::AbortOnBase64DecodingErrors);
+    if (!data.isEmpty())
+        message.remove(start, end - start);
+    return data;
+}
+
+void enlarge(int pipe)
+{
+#ifdef __linux__
+    // The most that any user may have by default; a smaller one serves as well.
+    constexpr int pipeSize = 1 << 20;
+    ::fcntl(pipe, F_SETPIPE_SZ, pipeSize);
+#endif
+}
+
 } // namespace
 
-void Mailbox::put(QJsonObject message)
+void Mailbox::put(Message message)
 {
     {
         const std::lock_guard lock(m_mutex);
@@ -54,13 +84,13 @@ void Mailbox::close()
     m_changed.notify_one();
 }
 
-std::optional<QJsonObject> Mailbox::take(Deadline deadline)
+std::optional<Message> Mailbox::take(Deadline deadline)
 {
     std::unique_lock lock(m_mutex);
     m_changed.wait_until(lock, deadline.time(), [this] { return !m_messages.empty() || m_closed; });
     if (m_messages.empty())
         return std::nullopt;
-    QJsonObject message = std::move(m_messages.front());
+    Message message = std::move(m_messages.front());
     m_messages.pop_front();
     return message;
 }
@@ -81,6 +111,8 @@ Connection::Connection(int toBrowser, int fromBrowser, int errors)
     makeNonBlocking(m_toBrowser);
     makeNonBlocking(m_fromBrowser);
     makeNonBlocking(m_errors);
+    // A whole PDF comes as one message.
+    enlarge(m_fromBrowser);
     m_reader = std::thread([this] { read(); });
 }
 
@@ -159,7 +191,6 @@ QByteArray Connection::lastErrors() const
 
 void Connection::read()
 {
-    // Large, because a whole PDF comes as one message.
     std::vector<char> buffer(size_t(1) << 18);
     QByteArray message;
     bool errorsOpen = true;
@@ -192,8 +223,7 @@ void Connection::read()
             message.append(next, (stop ? stop : end) - next);
             if (!stop)
                 break;
-            deliver(message);
-            message.clear();
+            deliver(std::exchange(message, {}));
             next = stop + 1;
         }
     }
@@ -208,10 +238,11 @@ void Connection::read()
         mailbox->close();
 }
 
-void Connection::deliver(const QByteArray &message)
+void Connection::deliver(QByteArray text)
 {
-    qCDebug(pipeLog) << "<" << message.left(longestLogged).constData();
-    QJsonObject object = QJsonDocument::fromJson(message).object();
+    qCDebug(pipeLog) << "<" << text.left(longestLogged).constData();
+    QByteArray data = takeData(text);
+    Message object{QJsonDocument::fromJson(text).object(), std::move(data)};
     const QString session = object.value(QLatin1String("sessionId")).toString();
     const QJsonValue id = object.value(QLatin1String("id"));
     const std::lock_guard lock(m_mutex);

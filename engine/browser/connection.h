@@ -15,22 +15,28 @@
 #include <string>
 #include <thread>
 
+/// One message of the browser: a reply or an event.
+struct Message : QJsonObject {
+    /// The bytes that a large reply carries as base64 in its result's "data", which is then empty.
+    QByteArray data;
+};
+
 /// Where the messages of one session wait until the thread that works for the session takes them.
 class Mailbox
 {
 public:
     /// Adds a message; called by the connection's reader.
-    void put(QJsonObject message);
+    void put(Message message);
     /// Nothing will come any more.
     void close();
     /// The oldest message; nothing when none has come by the deadline or none will come any more.
-    std::optional<QJsonObject> take(Deadline deadline);
+    std::optional<Message> take(Deadline deadline);
     bool closed() const;
 
 private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::deque<QJsonObject> m_messages;
+    std::deque<Message> m_messages;
     bool m_closed = false;
 };
 
@@ -65,7 +71,7 @@ public:
 
 private:
     void read();
-    void deliver(const QByteArray &message);
+    void deliver(QByteArray text);
     void keepErrors(const char *bytes, size_t count);
 
     int m_toBrowser;

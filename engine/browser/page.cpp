@@ -134,6 +134,8 @@ QByteArray Page::print(const Job &job)
     if (!reply.error.isEmpty())
         throw Failure(ExitCode::Crashed,
                       u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));
+    if (!reply.data.isEmpty())
+        return reply.data;
     return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());
 }
 

@@ -51,10 +51,10 @@ std::optional<Session::Reply> Session::askUrgently(const QString &method, const 
 
 std::optional<Session::Reply> Session::replyTo(int id, Deadline bound)
 {
-    while (const std::optional<QJsonObject> message = step(bound)) {
+    while (const std::optional<Message> message = step(bound)) {
         if (message->value(QLatin1String("id")).toInt() == id) {
             return Reply{
-                message->value(QLatin1String("result")).toObject(),
+                message->value(QLatin1String("result")).toObject(), message->data,
                 message->value(QLatin1String("error")).toObject().value(QLatin1String("message")).toString()};
         }
     }
@@ -108,7 +108,7 @@ bool Session::waitUntil(const std::function<bool()> &condition, Deadline bound)
 
 void Session::cancel()
 {
-    m_mailbox->put({{QStringLiteral("method"), QLatin1String(cancelEvent)}});
+    m_mailbox->put({{{QStringLiteral("method"), QLatin1String(cancelEvent)}}, {}});
 }
 
 void Session::fail(const Failure &failure)
@@ -117,7 +117,7 @@ void Session::fail(const Failure &failure)
         m_failure = failure;
 }
 
-std::optional<QJsonObject> Session::step(Deadline bound)
+std::optional<Message> Session::step(Deadline bound)
 {
     // Before anything is taken, so that a flood of messages does not outlast the bounds and none is lost at
     // them.
@@ -125,7 +125,7 @@ std::optional<QJsonObject> Session::step(Deadline bound)
         throw Failure(ExitCode::OutOfTime, QStringLiteral("out of time while %1").arg(m_activity));
     if (bound.passed())
         return std::nullopt;
-    std::optional<QJsonObject> message = m_mailbox->take(bound.earlier(m_deadline));
+    std::optional<Message> message = m_mailbox->take(bound.earlier(m_deadline));
     if (!message && m_mailbox->closed()) {
         if (m_connection.heardOf())
             throw Failure(ExitCode::Crashed, QStringLiteral("the browser ended while %1").arg(m_activity));
@@ -144,5 +144,5 @@ std::optional<QJsonObject> Session::step(Deadline bound)
                         message->value(QLatin1String("sessionId")).toString());
     if (m_failure)
         throw Failure(*m_failure);
-    return QJsonObject();
+    return Message();
 }

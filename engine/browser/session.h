@@ -31,6 +31,8 @@ public:
     /// What a command came back with: a result, or the browser's words for refusing it.
     struct Reply {
         QJsonObject result;
+        /// What Message::data says.
+        QByteArray data;
         QString error;
     };
 
@@ -75,7 +77,7 @@ private:
     std::optional<Reply> replyTo(int id, Deadline bound);
     /// Takes one message, hands it out if it is an event, and returns it if it is a reply. Returns nothing
     /// when the bound passed; throws at the session's deadline and at the browser's end.
-    std::optional<QJsonObject> step(Deadline bound);
+    std::optional<Message> step(Deadline bound);
 
     Connection &m_connection;
     QString m_id;

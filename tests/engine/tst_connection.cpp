@@ -111,6 +111,7 @@ private slots:
     void aDetachedMailboxGetsNothing();
     void messagesInPiecesAreJoined();
     void severalMessagesInOnePieceAreParted();
+    void aLargeMessageComesWhole_data();
     void aLargeMessageComesWhole();
     void nonsenseIsPassedOver_data();
     void nonsenseIsPassedOver();
@@ -232,17 +233,31 @@ void ConnectionTest::severalMessagesInOnePieceAreParted()
 
 void ConnectionTest::aLargeMessageComesWhole()
 {
+    QFETCH(QByteArray, text);
+    QFETCH(QByteArray, data);
     Peer peer;
     const auto mailbox = std::make_shared<Mailbox>();
     const int id = peer.connection().send({}, u"A.b"_s, {}, soon(), mailbox);
-    const QByteArray data = QByteArray(20 << 20, 'x');
     std::thread writer([&] {
-        peer.sayMessage("{\"id\":" + QByteArray::number(id) + ",\"result\":{\"data\":\"" + data + "\"}}");
+        peer.sayMessage("{\"id\":" + QByteArray::number(id) + R"(,"result":{"data":")" + text +
+                        R"("},"sessionId":"S"})");
     });
     const auto reply = mailbox->take(soon());
     writer.join();
     QVERIFY(reply);
-    QCOMPARE(reply->value(u"result"_s)[u"data"_s].toString().size(), data.size());
+    QVERIFY(reply->data == data);
+    QCOMPARE(reply->value(u"result"_s)[u"data"_s].toString().size(), data.isEmpty() ? text.size() : 0);
+    QCOMPARE(reply->value(u"sessionId"_s).toString(), u"S"_s);
+}
+
+void ConnectionTest::aLargeMessageComesWhole_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArray>("data");
+    const QByteArray large = QByteArray("any bytes, such as \0\xff", 21).repeated(1 << 20);
+    QTest::newRow("base64") << large.toBase64() << large;
+    QTest::newRow("no base64") << QByteArray("!").repeated(1 << 20) << QByteArray();
+    QTest::newRow("small") << QByteArray("abcd") << QByteArray();
 }
 
 void ConnectionTest::nonsenseIsPassedOver_data()
@@ -379,7 +394,7 @@ void ConnectionTest::takingWaitsNoLongerThanItsDeadline()
     Mailbox mailbox;
     QVERIFY(!mailbox.take(Deadline::in(10ms)));
     QVERIFY(!mailbox.closed());
-    std::thread other([&] { mailbox.put({{u"method"_s, u"E"_s}}); });
+    std::thread other([&] { mailbox.put({{{u"method"_s, u"E"_s}}, {}}); });
     QVERIFY(mailbox.take(soon()));
     other.join();
 }

@@ -13,11 +13,13 @@ install_link(quirelle-window "${QUIRELLE_INSTALLED_WINDOW_DIR}/Quirelle")
 
 # Without names and times, so that the same source gives the same file.
 find_program(GZIP gzip REQUIRED)
+add_custom_target(compressed ALL)
 function(install_compressed source name destination)
   set(compressed "${CMAKE_CURRENT_BINARY_DIR}/${name}.gz")
   add_custom_command(OUTPUT "${compressed}" COMMAND "${GZIP}" -9nc "${source}" > "${compressed}"
     DEPENDS "${source}" VERBATIM)
-  add_custom_target(compressed-${name} ALL DEPENDS "${compressed}")
+  add_custom_target(compressed-${name} DEPENDS "${compressed}")
+  add_dependencies(compressed compressed-${name})
   install(FILES "${compressed}" DESTINATION "${destination}")
 endfunction()
 

@@ -4,6 +4,9 @@
 
 int main(int argc, char *argv[])
 {
+    // Whatever the name that the program is started by: its settings folder, and what desktops know it by.
+    QApplication::setApplicationName(QStringLiteral("Quirelle"));
+    QApplication::setDesktopFileName(QStringLiteral("example.quirelle.Quirelle"));
     const QApplication application(argc, argv);
     MainWindow window;
     // The size that the user sees is set by InitAllChoice.

@@ -1,16 +1,15 @@
 #include "engine/convert.h"
 
 #include "engine/output.h"
-#include "engine/render.h"
 #include "engine/server/client.h"
 
-qsizetype convert(const Job &job)
+qsizetype convert(const Job &job, const ActivityListener &listener)
 {
     checkOutput(job.output);
     const Order order{job, resolveInput(job.input), Deadline::in(job.timeout)};
-    std::optional<QByteArray> pdf = renderOnServer(order);
+    std::optional<QByteArray> pdf = renderOnServer(order, listener);
     if (!pdf)
-        pdf = renderAlone(order);
+        pdf = renderAlone(order, listener);
     writeOutput(job.output, *pdf);
     return pdf->size();
 }

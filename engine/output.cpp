@@ -6,33 +6,75 @@
 #include <QSaveFile>
 
 #include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 
 namespace
 {
+
+bool isStandardOutput(const QString &path)
+{
+    return path == QLatin1String("-");
+}
 
 [[noreturn]] void refuse(const QString &path, const QString &reason)
 {
     throw Failure(ExitCode::NotWritten, QStringLiteral("%1 cannot be written: %2").arg(path, reason));
 }
 
+void checkStandardOutput()
+{
+    const int mode = ::fcntl(STDOUT_FILENO, F_GETFL);
+    if (mode < 0 || (mode & O_ACCMODE) == O_RDONLY)
+        refuse(QStringLiteral("standard output"), QStringLiteral("it is closed"));
+    if (::isatty(STDOUT_FILENO) == 1)
+        refuse(QStringLiteral("standard output"),
+               QStringLiteral("it is a terminal; name a file, or send it on with > or |"));
+}
+
+void awaitReader()
+{
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    ::poll(&output, 1, -1);
+}
+
+void writeToStandardOutput(const QByteArray &bytes)
+{
+    for (qsizetype done = 0; done < bytes.size();) {
+        const ssize_t written =
+            ::write(STDOUT_FILENO, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        if (written >= 0)
+            done += written;
+        else if (errno == EAGAIN)
+            awaitReader();
+        else if (errno != EINTR)
+            refuse(QStringLiteral("standard output"), qt_error_string(errno));
+    }
+}
+
 } // namespace
 
 void checkOutput(const QString &path)
 {
+    if (isStandardOutput(path))
+        return checkStandardOutput();
     const QFileInfo file(path);
     const QFileInfo folder(file.absolutePath());
     if (file.isDir() || path.endsWith(QLatin1Char('/')))
-        refuse(path, QStringLiteral("it is a folder"));
+        refuse(path, QStringLiteral("it is a folder; name a file in it"));
     if (file.exists() && !file.isFile())
-        refuse(path, QStringLiteral("it is no ordinary file"));
+        refuse(path, QStringLiteral("it is no ordinary file; choose another name"));
     if (!folder.isDir())
-        refuse(path, QStringLiteral("there is no folder %1").arg(folder.filePath()));
+        refuse(path, QStringLiteral("there is no folder %1; make it first").arg(folder.filePath()));
     if (!folder.isWritable() || (file.exists() && !file.isWritable()))
-        refuse(path, QStringLiteral("permission denied"));
+        refuse(path, QStringLiteral("permission denied; choose another folder"));
 }
 
 void writeOutput(const QString &path, const QByteArray &bytes)
 {
+    if (isStandardOutput(path))
+        return writeToStandardOutput(bytes);
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         refuse(path, file.errorString());

@@ -7,12 +7,11 @@
 namespace
 {
 
-QByteArray printedBy(Browser &browser, const Order &order)
+QByteArray printedBy(Browser &browser, const Order &order, const ActivityListener &listener)
 {
     try {
         Page page(browser.connection(), order.job.proxy, order.deadline);
-        page.load(order);
-        return page.print(order.job);
+        return printedIn(page, order, listener);
     } catch (const Failure &failure) {
         throw browser.explained(failure);
     }
@@ -20,11 +19,21 @@ QByteArray printedBy(Browser &browser, const Order &order)
 
 } // namespace
 
-QByteArray renderAlone(const Order &order)
+QByteArray printedIn(Page &page, const Order &order, const ActivityListener &listener)
 {
+    listener(QStringLiteral("loading %1").arg(order.address.shown));
+    page.load(order);
+    listener(QStringLiteral("printing %1").arg(order.address.shown));
+    return page.print(order.job);
+}
+
+QByteArray renderAlone(const Order &order, const ActivityListener &listener)
+{
+    listener(QStringLiteral("starting the browser"));
     Browser browser(launchFlagsFor(order.job));
-    const QByteArray printed = printedBy(browser, order);
+    const QByteArray printed = printedBy(browser, order, listener);
     // Its end takes about as long as the edits do.
     browser.end();
+    listener(QStringLiteral("finishing the PDF"));
     return finishPdf(printed, order.job);
 }

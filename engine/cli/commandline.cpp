@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -77,7 +80,7 @@ struct OptionGroup {
 
 // clang-format off
 constexpr auto options = std::to_array<Option>({
-    {"--page-size", "NAME", "the paper: A0 to A9, B0 to B10, C5E, Comm10E, DLE, Executive, Folio, Ledger, Legal, Letter or Tabloid", setPageSize},
+    {"--page-size", "NAME", "A0 to A9, B0 to B10, C5E, Comm10E, DLE, Executive, Folio, Ledger, Legal, Letter or Tabloid", setPageSize},
     {"--orientation", "WORD", "Landscape or Portrait: turn the paper", setOrientation},
     {"--minimum-font-size", "N", "no text smaller than N points on paper",
         [](Job &job, QLatin1String option, const QString &value) { job.minimumFontSize = wholeNumber(option, value, 1, 1000); }},
@@ -94,7 +97,7 @@ constexpr auto options = std::to_array<Option>({
         [](Job &job, QLatin1String, const QString &value) { job.title = value; }},
     {"--grayscale", nullptr, "no colour anywhere in the file",
         [](Job &job, QLatin1String, const QString &) { job.grayscale = true; }},
-    {"--lowquality", nullptr, "the smallest file: coarse images, no structure for screen readers",
+    {"--lowquality", nullptr, "the smallest file: coarse images, no structure",
         [](Job &job, QLatin1String, const QString &) { job.lowQuality = true; }},
     {"--disable-external-links", nullptr, "no link that leaves the document",
         [](Job &job, QLatin1String, const QString &) { job.externalLinks = false; }},
@@ -103,21 +106,26 @@ constexpr auto options = std::to_array<Option>({
         [](Job &job, QLatin1String, const QString &value) { job.userName = value; }},
     {"--password", "TEXT", "password for the page's server",
         [](Job &job, QLatin1String, const QString &value) { job.password = value; }},
-    {"-p", "PROXY", "a proxy: [user:password@]host[:port], with http://, https:// or socks5:// in front if need be",
+    {"-p", "PROXY", "[http|https|socks5://][user:password@]host[:port]",
         [](Job &job, QLatin1String, const QString &value) { job.proxy = parseProxy(value); }},
     {"--timeout", "SECONDS", "give up after this time (60)", setTimeout},
-
-    {"--help", nullptr, "this text", nullptr},
-    {"--version", nullptr, "the program's version", nullptr},
 });
 // clang-format on
 
-constexpr auto optionGroups = std::to_array<OptionGroup>(
-    {{"The page", 0}, {"The document", 6}, {"Getting the page", 11}, {"The program", 15}});
+constexpr auto optionGroups =
+    std::to_array<OptionGroup>({{"The page", 0}, {"The document", 6}, {"Getting the page", 11}});
 
 QLatin1String nameOf(const Option &option)
 {
     return QLatin1String(option.name);
+}
+
+/// Null if there is none of that name.
+const Option *findOption(const QString &name)
+{
+    const auto option =
+        std::find_if(options.begin(), options.end(), [&](const Option &o) { return name == nameOf(o); });
+    return option != options.end() ? &*option : nullptr;
 }
 
 /// An unknown option as it may be shown: without a secret that has been joined on to the name of a known one.
@@ -128,9 +136,53 @@ QString withoutSecret(const QString &argument)
     return onOneLine(match.hasMatch() ? match.captured() : withoutCredentials(argument));
 }
 
+/// How many letters must be put in, taken out or changed to make one text of the other.
+size_t distance(const QString &one, QLatin1String other)
+{
+    std::vector<size_t> row(static_cast<size_t>(other.size()) + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (const QChar letter : one) {
+        size_t diagonal = std::exchange(row[0], row[0] + 1);
+        for (size_t i = 1; i < row.size(); ++i) {
+            const bool same = letter == other[static_cast<qsizetype>(i) - 1];
+            const size_t least = std::min({row[i] + 1, row[i - 1] + 1, diagonal + (same ? 0 : 1)});
+            diagonal = std::exchange(row[i], least);
+        }
+    }
+    return row.back();
+}
+
+/// The option that was probably meant: the only one that begins so, or one with a slip or two in it.
+const Option *optionLike(const QString &argument)
+{
+    constexpr size_t mostSlips = 2;
+    const auto begins = [&](const Option &option) {
+        return argument.size() > 2 && nameOf(option).startsWith(argument, Qt::CaseInsensitive);
+    };
+    if (std::count_if(options.begin(), options.end(), begins) == 1)
+        return &*std::find_if(options.begin(), options.end(), begins);
+    const auto slips = [argument = argument.toLower()](const Option &option) {
+        return distance(argument, nameOf(option));
+    };
+    const auto nearest = std::ranges::min_element(options, {}, slips);
+    return argument.size() > 2 * static_cast<qsizetype>(mostSlips) && slips(*nearest) <= mostSlips ? &*nearest
+                                                                                                   : nullptr;
+}
+
+[[noreturn]] void refuseUnknown(const QString &argument)
+{
+    const Option *joined = findOption(argument.section(QLatin1Char('='), 0, 0));
+    if (joined && joined->valueName)
+        refuse(QStringLiteral("the value of %1 is the next argument: %1 %2")
+                   .arg(nameOf(*joined), QLatin1String(joined->valueName)));
+    const Option *like = optionLike(argument);
+    const QString advice = like ? QStringLiteral("; did you mean %1?").arg(nameOf(*like)) : QString();
+    refuse(QStringLiteral("there is no option \"%1\"%2").arg(withoutSecret(argument), advice));
+}
+
 QString signatureOf(const Option &option)
 {
-    QString text = QLatin1String("  ") + nameOf(option);
+    QString text = nameOf(option);
     if (option.valueName)
         text += QLatin1Char(' ') + QLatin1String(option.valueName);
     return text;
@@ -156,6 +208,14 @@ QString wrapped(const QString &text, qsizetype width, qsizetype indent)
     return result;
 }
 
+QString helpLine(const QString &signature, const QString &help)
+{
+    constexpr qsizetype indent = 28;
+    constexpr qsizetype lineWidth = 79;
+    return (QLatin1String("  ") + signature).leftJustified(indent) +
+           wrapped(help, lineWidth - indent, indent) + QLatin1Char('\n');
+}
+
 } // namespace
 
 Request parseCommandLine(const QStringList &arguments)
@@ -177,10 +237,9 @@ Request parseCommandLine(const QStringList &arguments)
             return HelpRequest();
         if (argument == QLatin1String("--version"))
             return VersionRequest();
-        const auto option = std::find_if(options.begin(), options.end(),
-                                         [&](const Option &o) { return argument == nameOf(o); });
-        if (option == options.end())
-            refuse(QStringLiteral("there is no option \"%1\"").arg(withoutSecret(argument)));
+        const Option *option = findOption(argument);
+        if (!option)
+            refuseUnknown(argument);
         QString value;
         if (option->valueName) {
             if (++i == arguments.size())
@@ -204,21 +263,19 @@ Request parseCommandLine(const QStringList &arguments)
 
 QString helpText()
 {
-    constexpr qsizetype signatureWidth = 29;
-    constexpr qsizetype lineWidth = 79;
-    QString text = QStringLiteral("Usage: quirelle [options] INPUT OUTPUT\n"
-                                  "Turns an HTML file or web page (INPUT) into a PDF (OUTPUT).\n");
+    QString text =
+        QStringLiteral("Usage: quirelle [options] INPUT OUTPUT\n"
+                       "Turns an HTML file or web page into a PDF; OUTPUT - is standard output.\n");
     auto group = optionGroups.begin();
     for (size_t i = 0; i < options.size(); ++i) {
         if (group != optionGroups.end() && group->first == i) {
-            text += QStringLiteral("\n%1\n").arg(QLatin1String(group->title));
+            text += QStringLiteral("%1:\n").arg(QLatin1String(group->title));
             ++group;
         }
-        text += signatureOf(options[i]).leftJustified(signatureWidth) +
-                wrapped(QLatin1String(options[i].help), lineWidth - signatureWidth, signatureWidth) +
-                QLatin1Char('\n');
+        text += helpLine(signatureOf(options[i]), QLatin1String(options[i].help));
     }
-    text += QStringLiteral("\nExit codes: 0 written, 1 bad arguments, 2 no browser, 3 page not loaded,\n"
-                           "4 out of time, 5 output not written, 6 page or browser crashed.\n");
+    text += helpLine(QStringLiteral("--help, --version"), QStringLiteral("this text; the program's version"));
+    text +=
+        QStringLiteral("Exit code: 0 written, 1 arguments, 2 browser, 3 page, 4 time, 5 output, 6 crash\n");
     return text;
 }

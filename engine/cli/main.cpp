@@ -8,6 +8,8 @@
 
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace
 {
@@ -29,10 +31,22 @@ QStringList takeArguments(int argc, char *argv[])
     return arguments;
 }
 
+/// Some callers leave the three usual descriptors closed. What is opened next would take their numbers, and
+/// be written to in their stead. Open for reading, they refuse what is written.
+void holdUsualDescriptors()
+{
+    int descriptor = 0;
+    do
+        descriptor = ::open("/dev/null", O_RDONLY);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    ::close(descriptor);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
+    holdUsualDescriptors();
     const QStringList arguments = takeArguments(argc, argv);
     // A browser or reader that goes away shows in the result of a write, not in the engine's end.
     std::signal(SIGPIPE, SIG_IGN);

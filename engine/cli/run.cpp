@@ -2,6 +2,7 @@
 
 #include "engine/cli/commandline.h"
 #include "engine/cli/log.h"
+#include "engine/cli/progress.h"
 #include "engine/convert.h"
 #include "engine/failure.h"
 
@@ -24,13 +25,19 @@ int report(const Failure &failure)
     return static_cast<int>(failure.code());
 }
 
+qsizetype convertShowingProgress(const Job &job)
+{
+    Progress progress;
+    return convert(job, [&progress](const QString &activity) { progress.tell(activity); });
+}
+
 int runJob(const Job &job)
 {
     const QString name = QStringLiteral("%1 -> %2").arg(withoutCredentials(job.input), job.output);
     QElapsedTimer timer;
     timer.start();
     try {
-        const qsizetype size = convert(job);
+        const qsizetype size = convertShowingProgress(job);
         appendToLog(QStringLiteral("0 %1: %2 bytes, %3 ms").arg(name).arg(size).arg(timer.elapsed()));
         return static_cast<int>(ExitCode::Written);
     } catch (const Failure &failure) {

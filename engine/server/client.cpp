@@ -128,7 +128,7 @@ bool isServersFault(const Failure &failure)
 
 } // namespace
 
-std::optional<QByteArray> renderOnServer(const Order &order)
+std::optional<QByteArray> renderOnServer(const Order &order, const ActivityListener &listener)
 {
     if (idleSeconds() == 0)
         return std::nullopt;
@@ -141,6 +141,7 @@ std::optional<QByteArray> renderOnServer(const Order &order)
             while (const std::optional<Frame> frame = takeFrame(bytes, std::numeric_limits<int>::max())) {
                 switch (frame->kind) {
                 case FrameKind::Alive:
+                    listener(QString::fromUtf8(frame->body));
                     break;
                 case FrameKind::Pdf:
                     return frame->body;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/order.h"
+#include "engine/render.h"
 
 #include <QByteArray>
 
@@ -10,4 +10,4 @@
 /// if the server has tried and found that it cannot be done. Nothing, after at most half a second, if the
 /// server is of no use: there shall be none, it cannot be started, is full, stuck or killed, or its browser
 /// is gone.
-std::optional<QByteArray> renderOnServer(const Order &order);
+std::optional<QByteArray> renderOnServer(const Order &order, const ActivityListener &listener);

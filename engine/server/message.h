@@ -11,8 +11,8 @@
 // order, one byte of kind, and a body of that length.
 
 enum class FrameKind : char {
-    Order = 'o',   ///< client to server, once: the order, as CBOR
-    Alive = 'a',   ///< server to client, several times a second until the result: no body
+    Order = 'o', ///< client to server, once: the order, as CBOR
+    Alive = 'a', ///< server to client, several times a second until the result: what is being done, as UTF-8
     Refusal = 'n', ///< server to client: it does not take the order; no body
     Failure = 'f', ///< server to client: exit code and message, as CBOR
     Pdf = 'p',     ///< server to client: the PDF

@@ -1,6 +1,7 @@
 #include "engine/server/server.h"
 
 #include "engine/pdf/finish.h"
+#include "engine/render.h"
 #include "engine/server/browserpool.h"
 #include "engine/server/endpoint.h"
 #include "engine/server/message.h"
@@ -50,10 +51,22 @@ struct Task {
         return !cancelled;
     }
 
+    void setActivity(const QString &activity)
+    {
+        const std::lock_guard lock(mutex);
+        doing = activity.toUtf8();
+    }
+    QByteArray activity()
+    {
+        const std::lock_guard lock(mutex);
+        return doing;
+    }
+
     const Order order;
     std::mutex mutex;
     Page *page = nullptr;
     bool cancelled = false;
+    QByteArray doing = "waiting for other jobs";
     /// The frame to send, once done.
     QByteArray result;
     std::atomic<bool> done = false;
@@ -140,8 +153,7 @@ private:
         } const leave{task, *browser};
         if (!task.enter(page.get()))
             throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled"));
-        page->load(task.order);
-        return page->print(task.order.job);
+        return printedIn(*page, task.order, [&task](const QString &activity) { task.setActivity(activity); });
     }
 
     BrowserPool m_pool;
@@ -204,7 +216,7 @@ public:
     {
         // One that is not read need not be followed by another.
         if (m_outgoing.isEmpty())
-            m_outgoing = frameBytes(FrameKind::Alive);
+            m_outgoing = frameBytes(FrameKind::Alive, m_task ? m_task->activity() : QByteArray());
     }
 
     /// Sends what can be sent; false when the connection is to be closed.

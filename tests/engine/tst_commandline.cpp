@@ -50,6 +50,8 @@ private slots:
     void everythingAtOnce();
     void refused_data();
     void refused();
+    void refusalNamesWhatWasMeant_data();
+    void refusalNamesWhatWasMeant();
     void refusalIsOneLine();
     void refusalHidesSecrets_data();
     void refusalHidesSecrets();
@@ -206,7 +208,7 @@ void CommandLineTest::refused_data()
     row("option in other letters", {u"--Grayscale"_s}, u"--Grayscale"_s);
     row("half an option", {u"--gray"_s}, u"--gray"_s);
     row("short option", {u"-g"_s}, u"-g"_s);
-    row("value joined on", {u"--copies=2"_s}, u"--copies=2"_s);
+    row("value joined on", {u"--copies=2"_s}, u"--copies"_s);
     for (const char *name : {"--page-size", "--orientation", "--copies", "--minimum-font-size", "--title",
                              "--username", "--password", "-p", "--timeout"}) {
         QTest::addRow("no value for %s", name)
@@ -252,6 +254,38 @@ void CommandLineTest::refused()
     const auto outcome = parsed(arguments);
     QVERIFY(std::holds_alternative<QString>(outcome));
     QVERIFY2(reasonIn(outcome).contains(named.toUtf8()), reasonIn(outcome).constData());
+}
+
+void CommandLineTest::refusalNamesWhatWasMeant_data()
+{
+    QTest::addColumn<QString>("argument");
+    // Null if nothing is to be guessed.
+    QTest::addColumn<QByteArray>("advice");
+    QTest::newRow("half an option") << u"--gray"_s << QByteArray("did you mean --grayscale?");
+    QTest::newRow("a letter too much") << u"--titles"_s << QByteArray("did you mean --title?");
+    QTest::newRow("a letter too few") << u"--coies"_s << QByteArray("did you mean --copies?");
+    QTest::newRow("two letters changed about") << u"--grayscael"_s << QByteArray("did you mean --grayscale?");
+    QTest::newRow("capitals") << u"--Page-Size"_s << QByteArray("did you mean --page-size?");
+    QTest::newRow("the beginning of two") << u"--disable"_s << QByteArray();
+    QTest::newRow("nothing alike") << u"--margin"_s << QByteArray();
+    QTest::newRow("a letter") << u"-g"_s << QByteArray();
+    QTest::newRow("two dashes") << u"---"_s << QByteArray();
+    QTest::newRow("value joined on") << u"--copies=2"_s << QByteArray("next argument: --copies N");
+    QTest::newRow("password joined on")
+        << u"--password=secret"_s << QByteArray("next argument: --password TEXT");
+    QTest::newRow("value for one that takes none") << u"--grayscale=yes"_s << QByteArray();
+}
+
+void CommandLineTest::refusalNamesWhatWasMeant()
+{
+    QFETCH(QString, argument);
+    QFETCH(QByteArray, advice);
+    const QByteArray reason = reasonIn(parsed({argument, u"in"_s, u"out"_s}));
+    if (advice.isNull())
+        QVERIFY2(reason.startsWith("there is no option") && !reason.contains("did you mean"),
+                 reason.constData());
+    else
+        QVERIFY2(reason.contains(advice), reason.constData());
 }
 
 void CommandLineTest::refusalIsOneLine()
@@ -310,6 +344,8 @@ void CommandLineTest::helpAndVersionWinOverTheRest()
 void CommandLineTest::helpNamesEveryOptionAndFitsTheTerminal()
 {
     const QString help = helpText();
+    // One line of 24 is left for the next prompt.
+    QVERIFY2(help.count(u'\n') <= 23, qPrintable(help));
     for (const QString &line : help.split(u'\n'))
         QVERIFY2(line.size() <= 79, qPrintable(line));
     for (const char *option : {"--page-size NAME", "--orientation", "--copies N", "--minimum-font-size N",
@@ -319,7 +355,7 @@ void CommandLineTest::helpNamesEveryOptionAndFitsTheTerminal()
         QVERIFY2(help.contains(QLatin1String(option)), option);
     for (int code = 0; code <= 6; ++code)
         QVERIFY(help.contains(u"%1 "_s.arg(code)));
-    QVERIFY(help.endsWith(u'\n'));
+    QVERIFY(help.endsWith(u'\n') && !help.endsWith(u"\n\n"_s));
 }
 
 void CommandLineTest::helpNamesEveryPaper()

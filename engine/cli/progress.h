@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+/// Tells a user who waits at a terminal what a job is doing and for how long: one line on standard error,
+/// rewritten every second, from the first second on, and wiped out at the end. Says nothing where standard
+/// error is no terminal, or one that another job of the shell has in its hands.
+class Progress
+{
+public:
+    Progress();
+    ~Progress();
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+
+    /// What is being done from now on: "loading page.html". From any thread.
+    void tell(const QString &activity);
+
+private:
+    void keepShowing(const std::stop_token &end);
+
+    std::mutex m_mutex;
+    std::condition_variable_any m_wake;
+    QString m_activity;
+    bool m_shown = false;
+    /// Last, for it uses the others. Runs only where there is somebody to be told.
+    std::jthread m_thread;
+};

@@ -1,0 +1,61 @@
+include(GNUInstallDirs)
+
+# The programs find each other by their place in the bundle, and a link to one leads to its true place.
+function(install_link name target)
+  set(link "${CMAKE_CURRENT_BINARY_DIR}/links/${name}")
+  file(RELATIVE_PATH path "/${CMAKE_INSTALL_BINDIR}" "/${target}")
+  file(MAKE_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/links")
+  file(CREATE_LINK "${path}" "${link}" SYMBOLIC)
+  install(FILES "${link}" DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endfunction()
+install_link(quirelle "${QUIRELLE_INSTALLED_ENGINE_DIR}/quirelle")
+install_link(quirelle-window "${QUIRELLE_INSTALLED_WINDOW_DIR}/Quirelle")
+
+# Without names and times, so that the same source gives the same file.
+find_program(GZIP gzip REQUIRED)
+add_custom_target(compressed ALL)
+function(install_compressed source name destination)
+  set(compressed "${CMAKE_CURRENT_BINARY_DIR}/${name}.gz")
+  add_custom_command(OUTPUT "${compressed}" COMMAND "${GZIP}" -9nc "${source}" > "${compressed}"
+    DEPENDS "${source}" VERBATIM)
+  add_custom_target(compressed-${name} DEPENDS "${compressed}")
+  add_dependencies(compressed compressed-${name})
+  install(FILES "${compressed}" DESTINATION "${destination}")
+endfunction()
+
+set(id example.quirelle.Quirelle)
+foreach(page quirelle.1 quirelle-window.1)
+  configure_file(man/${page}.in ${page} @ONLY)
+  install_compressed("${CMAKE_CURRENT_BINARY_DIR}/${page}" ${page} "${CMAKE_INSTALL_MANDIR}/man1")
+endforeach()
+configure_file(linux/${id}.metainfo.xml.in ${id}.metainfo.xml @ONLY)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${id}.metainfo.xml" DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo")
+install(FILES linux/${id}.desktop DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")
+
+set(icons "${CMAKE_INSTALL_DATADIR}/icons/hicolor")
+foreach(size 16 22 24 32 48 64 128 256 512)
+  install(FILES icons/${size}.png DESTINATION "${icons}/${size}x${size}/apps" RENAME quirelle.png)
+endforeach()
+install(FILES "${PROJECT_SOURCE_DIR}/app/images/svg/Main.svg" DESTINATION "${icons}/scalable/apps" RENAME quirelle.svg)
+
+install(FILES completions/quirelle.bash DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
+  RENAME quirelle)
+install(FILES completions/_quirelle DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
+install(FILES completions/quirelle.fish DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
+
+set(documents "${CMAKE_INSTALL_DATADIR}/doc/quirelle")
+install(FILES debian/copyright DESTINATION "${documents}")
+install_compressed("${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog" changelog "${documents}")
+
+set(CPACK_GENERATOR DEB TGZ)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION text)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The browser is run, not linked.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "chromium-headless-shell | chromium | google-chrome-stable")
+# The sandbox where users may not make namespaces; fonts for pages without their own; what opens a finished PDF.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
+  "chromium-sandbox, fonts-noto-core, fonts-noto-cjk, fonts-noto-color-emoji, xdg-utils")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "qt6-wayland")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)

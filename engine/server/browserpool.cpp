@@ -1,23 +1,22 @@
 #include "engine/server/browserpool.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 using namespace std::chrono_literals;
 
 namespace
 {
 
-/// Every browser leaks; after so many jobs a new one takes over.
-constexpr int jobsPerBrowser = 200;
 /// How many jobs lie between two looks at its size.
 constexpr int jobsPerLook = 10;
-constexpr long long largestBrowser = 1500LL << 20; // bytes, all its processes together
 constexpr size_t mostBrowsers = 3;
 /// In this time a page is made ready, or the browser is taken for dead.
-constexpr auto pageMakingTime = 20s;
+constexpr auto pageMakingTime = 10s;
 
 #ifdef __linux__
 /// Resident memory in bytes that this process does not share with files or others.
@@ -31,26 +30,45 @@ long long ownMemory(const std::string &process)
     return (resident - shared) * ::sysconf(_SC_PAGESIZE);
 }
 
-long long memoryOfTree(const std::string &process, int depth = 0)
+/// The processes that any of its threads has started.
+std::vector<std::string> childrenOf(const std::string &process)
+{
+    std::vector<std::string> result;
+    std::error_code ended;
+    for (std::filesystem::directory_iterator thread("/proc/" + process + "/task", ended), end;
+         !ended && thread != end; thread.increment(ended)) {
+        std::ifstream children(thread->path() / "children");
+        for (std::string child; children >> child;)
+            result.push_back(child);
+    }
+    return result;
+}
+
+long long memoryOfTree(const std::string &process, int depth)
 {
     constexpr int deepest = 16;
     long long bytes = ownMemory(process);
-    std::ifstream children("/proc/" + process + "/task/" + process + "/children");
-    for (std::string child; depth < deepest && children >> child;)
-        bytes += memoryOfTree(child, depth + 1);
+    if (depth < deepest) {
+        for (const std::string &child : childrenOf(process))
+            bytes += memoryOfTree(child, depth + 1);
+    }
     return bytes;
-}
-#else
-long long memoryOfTree(const std::string &)
-{
-    return 0;
 }
 #endif
 
 } // namespace
 
-KeptBrowser::KeptBrowser(const LaunchFlags &flags, size_t spares)
-    : m_flags(flags), m_spares(spares), m_browser(flags), m_maker([this] { keepReady(); })
+long long memoryOfTree([[maybe_unused]] int process)
+{
+#ifdef __linux__
+    return memoryOfTree(std::to_string(process), 0);
+#else
+    return 0;
+#endif
+}
+
+KeptBrowser::KeptBrowser(const LaunchFlags &flags, size_t spares, const BrowserLimits &limits)
+    : m_flags(flags), m_spares(spares), m_limits(limits), m_browser(flags), m_maker([this] { keepReady(); })
 {
 }
 
@@ -78,6 +96,11 @@ void KeptBrowser::keepReady()
             page = std::make_unique<Page>(connection(), std::nullopt, Deadline::in(pageMakingTime));
         } catch (const Failure &caught) {
             failure = m_browser.explained(caught);
+            // The time that has run out is not that of any job.
+            if (failure->code() == ExitCode::OutOfTime)
+                failure = Failure(ExitCode::Crashed, failure->message());
+        } catch (const std::exception &caught) {
+            failure = Failure(ExitCode::Crashed, QString::fromUtf8(caught.what()));
         }
         lock.lock();
         if (page)
@@ -96,7 +119,9 @@ std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, D
     std::unique_lock lock(m_mutex);
     m_changed.wait_until(lock, deadline.time(), [this] { return m_failure || !m_ready.empty(); });
     if (m_ready.empty())
-        throw m_failure ? Failure(*m_failure) : Failure(ExitCode::OutOfTime, QStringLiteral("out of time"));
+        throw m_failure
+            ? Failure(*m_failure)
+            : Failure(ExitCode::OutOfTime, QStringLiteral("out of time while starting the browser"));
     std::unique_ptr<Page> page = std::move(m_ready.front());
     m_ready.pop_front();
     m_changed.notify_all();
@@ -106,28 +131,35 @@ std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, D
 bool KeptBrowser::isWornOut() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_failure || m_browser.ended() || m_tooLarge || m_jobs >= jobsPerBrowser;
+    return m_failure || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
 }
 
 void KeptBrowser::noteJob()
 {
     const std::lock_guard lock(m_mutex);
     if (++m_jobs % jobsPerLook == 0)
-        m_tooLarge = memoryOfTree(std::to_string(m_browser.guardProcess())) > largestBrowser;
+        m_tooLarge = memoryOfTree(guardProcess()) > m_limits.memory;
 }
 
 std::shared_ptr<KeptBrowser> BrowserPool::browserFor(const LaunchFlags &flags)
 {
+    // Ended without holding others up: that takes a while.
+    std::vector<std::shared_ptr<KeptBrowser>> discarded;
     const std::lock_guard lock(m_mutex);
-    std::erase_if(m_browsers, [](const auto &browser) { return browser->isWornOut(); });
+    const auto wornOut = std::stable_partition(m_browsers.begin(), m_browsers.end(),
+                                               [](const auto &browser) { return !browser->isWornOut(); });
+    discarded.assign(wornOut, m_browsers.end());
+    m_browsers.erase(wornOut, m_browsers.end());
     auto found = std::find_if(m_browsers.begin(), m_browsers.end(),
                               [&](const auto &browser) { return browser->flags() == flags; });
     std::shared_ptr<KeptBrowser> browser =
-        found != m_browsers.end() ? *found : std::make_shared<KeptBrowser>(flags, m_spares);
+        found != m_browsers.end() ? *found : std::make_shared<KeptBrowser>(flags, m_spares, m_limits);
     if (found != m_browsers.end())
         m_browsers.erase(found);
     m_browsers.push_back(browser);
-    if (m_browsers.size() > mostBrowsers)
+    if (m_browsers.size() > mostBrowsers) {
+        discarded.push_back(std::move(m_browsers.front()));
         m_browsers.pop_front();
+    }
     return browser;
 }

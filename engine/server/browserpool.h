@@ -9,19 +9,34 @@
 #include <mutex>
 #include <thread>
 
+/// When a browser has done its share.
+struct BrowserLimits {
+    /// Every browser leaks; after so many jobs a new one takes over.
+    int jobs = 200;
+    /// In bytes, of all its processes together.
+    long long memory = 1500LL << 20;
+};
+
+/// The memory in bytes that a process and all that descend from it hold and do not share; 0 where that cannot
+/// be told.
+long long memoryOfTree(int process);
+
 /// A browser that is kept, with blank pages made ready ahead of the jobs that will need them.
 class KeptBrowser
 {
 public:
     /// Starts the browser. `spares` is the number of pages kept ready, 1 or more.
-    KeptBrowser(const LaunchFlags &flags, size_t spares);
+    KeptBrowser(const LaunchFlags &flags, size_t spares, const BrowserLimits &limits = {});
     KeptBrowser(const KeptBrowser &) = delete;
     KeptBrowser &operator=(const KeptBrowser &) = delete;
     ~KeptBrowser();
 
     const LaunchFlags &flags() const { return m_flags; }
+    /// Id of the process that all processes of the browser descend from.
+    int guardProcess() const { return m_browser.guardProcess(); }
     Connection &connection() { return m_browser.connection(); }
-    /// A blank page in a fresh context: one made ready, or made now. Throws Failure as Page does.
+    /// A blank page in a fresh context: one made ready, or made now. Throws Failure as Page does, and
+    /// Failure(NoBrowser) or Failure(Crashed) when the browser can make none.
     std::unique_ptr<Page> takePage(const std::optional<Proxy> &proxy, Deadline deadline);
     /// Whether the browser should take no further jobs: it has ended, served its number of jobs, or grown too
     /// large.
@@ -34,6 +49,7 @@ private:
 
     LaunchFlags m_flags;
     size_t m_spares;
+    BrowserLimits m_limits;
     Browser m_browser;
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
@@ -50,13 +66,17 @@ private:
 class BrowserPool
 {
 public:
-    explicit BrowserPool(size_t sparesPerBrowser) : m_spares(sparesPerBrowser) {}
+    explicit BrowserPool(size_t sparesPerBrowser, const BrowserLimits &limits = {})
+        : m_spares(sparesPerBrowser), m_limits(limits)
+    {
+    }
 
     /// The browser for these flags, started if need be. It lives at least as long as the pointer is held.
     std::shared_ptr<KeptBrowser> browserFor(const LaunchFlags &flags);
 
 private:
     size_t m_spares;
+    BrowserLimits m_limits;
     std::mutex m_mutex;
     /// The one used last stands last.
     std::deque<std::shared_ptr<KeptBrowser>> m_browsers;

@@ -24,11 +24,14 @@ namespace
 
 /// A server that says nothing for this long is given up.
 constexpr auto longestSilence = 400ms;
+/// A job that the server has not ended so long after its time is over has got lost there.
+constexpr auto longestDelay = 5s;
 
 class Socket
 {
 public:
-    explicit Socket(int descriptor) : m_descriptor(descriptor) {}
+    /// The first word must come by `firstWord`.
+    Socket(int descriptor, Deadline firstWord) : m_descriptor(descriptor), m_nextWord(firstWord) {}
     Socket(const Socket &) = delete;
     Socket &operator=(const Socket &) = delete;
     ~Socket()
@@ -40,11 +43,13 @@ public:
     int descriptor() const { return m_descriptor; }
     bool connected() const { return m_descriptor >= 0; }
 
-    /// Waits until it can be read or written (POLLIN, POLLOUT), at most for the longest silence.
+    /// Waits until it can be read or written (POLLIN, POLLOUT); false if the next word is overdue.
     bool wait(short events) const
     {
         pollfd poll{m_descriptor, events, 0};
-        const int ready = ::poll(&poll, 1, static_cast<int>(longestSilence.count()));
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(m_nextWord.time() - Deadline::Clock::now());
+        const int ready = ::poll(&poll, 1, static_cast<int>(std::max<qint64>(left.count(), 0)));
         return ready > 0 || (ready < 0 && errno == EINTR);
     }
 
@@ -63,19 +68,22 @@ public:
     }
 
     /// Appends what has come to `bytes`; false at the end of the connection and after the longest silence.
-    bool receive(QByteArray &bytes) const
+    bool receive(QByteArray &bytes)
     {
         char buffer[1 << 16];
         if (!wait(POLLIN))
             return false;
         const ssize_t count = ::recv(m_descriptor, buffer, sizeof(buffer), 0);
-        if (count > 0)
+        if (count > 0) {
             bytes.append(buffer, count);
+            m_nextWord = Deadline::in(longestSilence);
+        }
         return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
     }
 
 private:
     int m_descriptor;
+    Deadline m_nextWord;
 };
 
 int connectTo(const Endpoint &endpoint)
@@ -95,29 +103,27 @@ int connectTo(const Endpoint &endpoint)
     return -1;
 }
 
-/// A connection to the server, which is started if need be; -1 if there is none to be had.
-int connectOrStart()
+/// A connection to the server, which is started if need be; -1 if there is none to be had by the bound.
+int connectOrStart(Deadline bound)
 {
     const std::string executable = QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString();
-    const Deadline bound = Deadline::in(longestSilence);
-    while (const std::optional<Endpoint> endpoint = findEndpoint(executable)) {
-        const int connection = connectTo(*endpoint);
-        if (connection >= 0)
-            return connection;
-        switch (startServer(*endpoint, executable)) {
-        case StartOutcome::Started:
-            break;
-        case StartOutcome::SomebodyElse:
-            // Who holds the lock is about to listen, or about to end.
-            if (bound.passed())
-                return -1;
-            ::usleep(2000);
-            break;
-        case StartOutcome::Impossible:
+    bool started = false;
+    for (;;) {
+        const std::optional<Endpoint> endpoint = findEndpoint(executable);
+        if (!endpoint)
             return -1;
-        }
+        const int connection = connectTo(*endpoint);
+        // One that cannot be met although it has just been started will not be the next time.
+        if (connection >= 0 || started || bound.passed())
+            return connection;
+        const StartOutcome outcome = startServer(*endpoint, executable);
+        if (outcome == StartOutcome::Impossible)
+            return -1;
+        started = outcome == StartOutcome::Started;
+        // Who holds the lock is about to listen, or about to end.
+        if (!started)
+            ::usleep(2000);
     }
-    return -1;
 }
 
 /// Whether the job may come out better with a browser of its own.
@@ -132,12 +138,18 @@ std::optional<QByteArray> renderOnServer(const Order &order, const ActivityListe
 {
     if (idleSeconds() == 0)
         return std::nullopt;
-    const Socket socket(connectOrStart());
+    const Deadline firstWord = Deadline::in(longestSilence);
+    Socket socket(connectOrStart(firstWord), firstWord);
     if (!socket.connected() || !socket.send(frameBytes(FrameKind::Order, orderBody(order))))
         return std::nullopt;
+    const Deadline lost = Deadline::in(
+        std::chrono::ceil<std::chrono::milliseconds>(order.deadline.time() - Deadline::Clock::now()) +
+        longestDelay);
     QByteArray bytes;
     try {
         while (socket.receive(bytes)) {
+            if (lost.passed())
+                throw Failure(ExitCode::OutOfTime, QStringLiteral("out of time on the server"));
             while (const std::optional<Frame> frame = takeFrame(bytes, std::numeric_limits<int>::max())) {
                 switch (frame->kind) {
                 case FrameKind::Alive:

@@ -10,6 +10,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <unistd.h>
 
 namespace
@@ -30,6 +31,8 @@ constexpr const char *telltaleVariables[] = {
     "LC_TIME",
     "LC_MEASUREMENT",
     "DISPLAY",
+    "CHROMIUM_FLAGS",
+    "LD_LIBRARY_PATH",
     "QUIRELLE_BROWSER",
     "QUIRELLE_NO_SANDBOX",
     "QUIRELLE_IDLE_SECONDS",
@@ -58,8 +61,11 @@ QByteArray identity(const std::string &executable)
     struct stat info {
     };
     if (::stat(executable.c_str(), &info) == 0) {
+        std::error_code ignored;
+        const auto written = std::filesystem::last_write_time(executable, ignored).time_since_epoch();
         for (const auto number : {static_cast<qint64>(info.st_dev), static_cast<qint64>(info.st_ino),
-                                  static_cast<qint64>(info.st_size), static_cast<qint64>(info.st_mtime)})
+                                  static_cast<qint64>(info.st_size), static_cast<qint64>(info.st_ctime),
+                                  static_cast<qint64>(written.count())})
             hash.addData(QByteArray::number(number) + ' ');
     }
     for (const char *space :
@@ -111,8 +117,20 @@ std::optional<Endpoint> findEndpoint(const std::string &executable)
     return endpoint;
 }
 
-void removeEndpoint(const Endpoint &endpoint)
+bool isFileAt(int descriptor, const std::string &path)
 {
+    struct stat held {
+    };
+    struct stat there {
+    };
+    return ::fstat(descriptor, &held) == 0 && ::lstat(path.c_str(), &there) == 0 &&
+           held.st_dev == there.st_dev && held.st_ino == there.st_ino;
+}
+
+void removeEndpoint(const Endpoint &endpoint, int lock)
+{
+    if (!isFileAt(lock, endpoint.lock))
+        return;
     // First the socket: who finds no socket but the lock waits a moment.
     ::unlink(endpoint.socket.c_str());
     ::unlink(endpoint.lock.c_str());

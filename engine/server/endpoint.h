@@ -16,8 +16,12 @@ struct Endpoint {
 /// to all others.
 std::optional<Endpoint> findEndpoint(const std::string &executable);
 
-/// Removes both files, and their folder if nothing else is in it. For who holds the lock.
-void removeEndpoint(const Endpoint &endpoint);
+/// Whether the open file `descriptor` is the one that lies at `path` now.
+bool isFileAt(int descriptor, const std::string &path);
+
+/// Removes both files, and their folder if nothing else is in it. For who holds the lock on the descriptor
+/// `lock`; if another file lies in the lock's place by now, all of it is somebody else's and stays.
+void removeEndpoint(const Endpoint &endpoint, int lock);
 
 /// Whether the process at the other end of this connected socket belongs to this user.
 bool peerIsSameUser(int socket);

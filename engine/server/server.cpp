@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -29,8 +30,15 @@ namespace
 {
 
 constexpr auto betweenSignsOfLife = 100ms;
-/// Orders that may wait; what comes beyond is better off alone.
-constexpr size_t mostWaiting = 200;
+/// Who comes beyond these is better off alone.
+constexpr size_t mostClients = 200;
+/// When an order has waited so long and none has been begun in this time, it is better off alone.
+constexpr auto longestStandstill = 350ms;
+/// In this time a client has said what it wants.
+constexpr auto orderingTime = 2s;
+/// In this time it has taken what it has got.
+constexpr auto takingTime = 30s;
+constexpr std::chrono::milliseconds longestSleep = 1h;
 
 /// An order between the thread that talks to its client and the one that works on it.
 struct Task {
@@ -63,6 +71,7 @@ struct Task {
     }
 
     const Order order;
+    const Deadline::Clock::time_point arrival = Deadline::Clock::now();
     std::mutex mutex;
     Page *page = nullptr;
     bool cancelled = false;
@@ -95,17 +104,27 @@ public:
             thread.join();
     }
 
-    /// False if too many wait already.
-    bool add(const std::shared_ptr<Task> &task)
+    void add(const std::shared_ptr<Task> &task)
     {
         {
             const std::lock_guard lock(m_mutex);
-            if (m_waiting.size() >= mostWaiting)
-                return false;
             m_waiting.push_back(task);
         }
         m_changed.notify_one();
-        return true;
+    }
+
+    /// Takes it back if it has not been begun; false if it has.
+    bool withdraw(const std::shared_ptr<Task> &task)
+    {
+        const std::lock_guard lock(m_mutex);
+        return std::erase(m_waiting, task) > 0;
+    }
+
+    /// Whether this task has waited for too long because all threads are held up by others.
+    bool keepsWaiting(const Task &task)
+    {
+        const std::lock_guard lock(m_mutex);
+        return Deadline::Clock::now() - std::max(task.arrival, m_lastBegun) > longestStandstill;
     }
 
 private:
@@ -118,6 +137,7 @@ private:
                 return;
             const std::shared_ptr<Task> task = std::move(m_waiting.front());
             m_waiting.pop_front();
+            m_lastBegun = Deadline::Clock::now();
             lock.unlock();
             task->result = resultOf(*task);
             task->done = true;
@@ -139,6 +159,9 @@ private:
 
     QByteArray printedOf(Task &task)
     {
+        const auto cancelled = [] { return Failure(ExitCode::OutOfTime, QStringLiteral("cancelled")); };
+        if (!task.enter(nullptr))
+            throw cancelled();
         const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
         const std::unique_ptr<Page> page = browser->takePage(task.order.job.proxy, task.order.deadline);
         // Whatever comes of it, the page is not cancelled after its end.
@@ -152,7 +175,7 @@ private:
             }
         } const leave{task, *browser};
         if (!task.enter(page.get()))
-            throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled"));
+            throw cancelled();
         return printedIn(*page, task.order, [&task](const QString &activity) { task.setActivity(activity); });
     }
 
@@ -161,11 +184,12 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<std::shared_ptr<Task>> m_waiting;
+    Deadline::Clock::time_point m_lastBegun;
     bool m_closing = false;
     std::vector<std::thread> m_threads;
 };
 
-/// One engine's connection. It ends when its result has been sent or the engine has gone.
+/// One engine's connection. It ends when its result has been sent, or the engine has gone or does nothing.
 class Client
 {
 public:
@@ -178,6 +202,9 @@ public:
             m_task->cancel();
         ::close(m_socket);
     }
+
+    /// Whether it is waited for in vain.
+    bool isOverdue() const { return (!m_task || m_finished) && m_patience.passed(); }
 
     pollfd toPoll() const
     {
@@ -196,24 +223,26 @@ public:
             return false;
         m_incoming.append(buffer, count);
         const std::optional<Frame> frame = takeFrame(m_incoming, largestOrder);
-        if (frame && frame->kind == FrameKind::Order) {
-            m_task = std::make_shared<Task>(orderFrom(frame->body));
-            if (!workers.add(m_task))
-                m_outgoing = frameBytes(FrameKind::Refusal);
-        }
+        if (!frame)
+            return true;
+        if (frame->kind != FrameKind::Order)
+            return false;
+        m_task = std::make_shared<Task>(orderFrom(frame->body));
+        workers.add(m_task);
         return true;
     }
 
     void takeResult()
     {
-        if (m_task && m_task->done && !m_finished) {
-            m_finished = true;
-            m_outgoing += m_task->result;
-        }
+        if (m_task && m_task->done && !m_finished)
+            finish(m_task->result);
     }
 
-    void giveSignOfLife()
+    /// Refuses what cannot be begun, and says that the rest is still being worked on.
+    void giveSignOfLife(Workers &workers)
     {
+        if (m_task && !m_finished && workers.keepsWaiting(*m_task) && workers.withdraw(m_task))
+            finish(frameBytes(FrameKind::Refusal));
         // One that is not read need not be followed by another.
         if (m_outgoing.isEmpty())
             m_outgoing = frameBytes(FrameKind::Alive, m_task ? m_task->activity() : QByteArray());
@@ -237,7 +266,15 @@ public:
     }
 
 private:
+    void finish(const QByteArray &frame)
+    {
+        m_outgoing += frame;
+        m_finished = true;
+        m_patience = Deadline::in(takingTime);
+    }
+
     int m_socket;
+    Deadline m_patience = Deadline::in(orderingTime);
     QByteArray m_incoming;
     QByteArray m_outgoing;
     qsizetype m_sent = 0;
@@ -251,11 +288,12 @@ bool serve(Client &client, short events, Workers &workers)
     try {
         if ((events & (POLLIN | POLLHUP | POLLERR)) != 0 && !client.read(workers))
             return false;
-    } catch (const std::runtime_error &) {
+        client.takeResult();
+        return client.write() && !client.isOverdue();
+    } catch (const std::exception &) {
+        // It says what no engine says, or there is no memory for it.
         return false;
     }
-    client.takeResult();
-    return client.write();
 }
 
 /// Takes in who is waiting to be.
@@ -264,11 +302,14 @@ void acceptAll(int listening, std::list<Client> &clients)
     for (int socket = ::accept(listening, nullptr, nullptr); socket >= 0;
          socket = ::accept(listening, nullptr, nullptr)) {
         ::fcntl(socket, F_SETFD, FD_CLOEXEC);
-        if (peerIsSameUser(socket))
+        if (clients.size() < mostClients && peerIsSameUser(socket))
             clients.emplace_back(socket);
         else
             ::close(socket);
     }
+    // Out of descriptors: who is waiting will still be waiting in a moment.
+    if (errno != EAGAIN)
+        ::usleep(10000);
 }
 
 bool isBoundTo(int socket, const std::string &path)
@@ -307,7 +348,8 @@ void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::l
             sources.push_back(client.toPoll());
         const auto until = clients.empty() ? idleEnd : nextSign;
         const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until.time() - Deadline::Clock::now());
-        ::poll(sources.data(), sources.size(), static_cast<int>(std::max<qint64>(wait.count(), 0)));
+        ::poll(sources.data(), sources.size(),
+               static_cast<int>(std::clamp(wait, std::chrono::milliseconds(0), longestSleep).count()));
 
         drain(wakeEnds[0]);
         const bool signDue = nextSign.passed();
@@ -316,7 +358,7 @@ void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::l
         auto source = sources.cbegin() + 2;
         for (auto client = clients.begin(); client != clients.end(); ++source) {
             if (signDue)
-                client->giveSignOfLife();
+                client->giveSignOfLife(workers);
             client = serve(*client, source->revents, workers) ? std::next(client) : clients.erase(client);
         }
         if (sources[0].revents != 0)
@@ -347,8 +389,9 @@ int runServer(int listening, const std::string &executable, int idleSeconds)
     std::list<Client> clients;
     serveAll(listening, workers, std::chrono::seconds(idleSeconds), clients);
     // From here on the next engine starts a server anew; who has come in the meantime is still served.
-    removeEndpoint(*endpoint);
+    removeEndpoint(*endpoint, serverLock);
     acceptAll(listening, clients);
+    ::close(listening);
     serveAll(-1, workers, {}, clients);
     return 0;
 }

@@ -59,29 +59,26 @@ void closeFrom(int first)
     ::dup2(heldLock, serverLock);
     closeFrom(firstFree);
     const int nothing = ::open("/dev/null", O_RDWR);
-    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        ::dup2(nothing, standard);
-    ::close(nothing);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // Better none than the caller's.
+        if (::dup2(nothing, standard) < 0)
+            ::close(standard);
+    }
+    // It may be one of these, where the caller had closed it.
+    if (nothing > STDERR_FILENO)
+        ::close(nothing);
     ::umask(S_IRWXG | S_IRWXO);
     [[maybe_unused]] const int changed = ::chdir("/");
     for (const int number : {SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE, SIGCHLD})
         ::signal(number, SIG_DFL);
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
     char name[sizeof(serverName)];
     std::char_traits<char>::copy(name, serverName, sizeof(serverName));
     char *arguments[] = {name, nullptr};
     ::execve(executable.c_str(), arguments, environ);
     ::_exit(127);
-}
-
-/// Whether `descriptor` is the file that lies at `path` now.
-bool isFileAt(int descriptor, const std::string &path)
-{
-    struct stat held {
-    };
-    struct stat there {
-    };
-    return ::fstat(descriptor, &held) == 0 && ::lstat(path.c_str(), &there) == 0 &&
-           held.st_dev == there.st_dev && held.st_ino == there.st_ino;
 }
 
 } // namespace
@@ -106,7 +103,7 @@ StartOutcome startServer(const Endpoint &endpoint, const std::string &executable
     if (child > 0)
         ::waitpid(child, nullptr, 0);
     else
-        removeEndpoint(endpoint);
+        removeEndpoint(endpoint, lock);
     ::close(lock);
     if (listening >= 0)
         ::close(listening);

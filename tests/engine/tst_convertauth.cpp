@@ -481,12 +481,12 @@ void ConvertAuthTest::theSecretsShowNowhere()
     const QByteArrayList secrets{"secret-user", "secret-password", encoded};
     for (int look = 0; look < 20; ++look) {
         for (const QByteArray &secret : secrets) {
-            for (const qint64 id : processesMentioning(secret))
-                QFAIL(qPrintable(u"process %1 shows %2"_s.arg(id).arg(QString::fromLatin1(secret))));
+            for (const ProcessInfo &process : processesMentioning(secret))
+                QFAIL(qPrintable(u"process %1 shows %2"_s.arg(process.id).arg(QString::fromLatin1(secret))));
         }
         QTest::qWait(25);
     }
-    QCOMPARE(descendantsOf(job->processId()).isEmpty(), false);
+    QVERIFY(!descendantsOf(job->processId()).isEmpty() || !engine.servers().isEmpty());
     for (const QString &folder :
          {engine.temporaryFolder(), engine.home(), QFileInfo(engine.logPath()).path()})
         QCOMPARE(filesHolding(folder, secrets), QStringList());

@@ -1,8 +1,10 @@
 #include "tests/support/engine.h"
 
-#include "tests/support/processes.h"
+#include "tests/support/waiting.h"
 
 #include <QDir>
+
+#include <csignal>
 
 QByteArray Conversion::flaw() const
 {
@@ -33,6 +35,15 @@ Engine::Engine() : m_environment(QProcessEnvironment::systemEnvironment())
     setVariable(QStringLiteral("TMPDIR"), m_folder.makeFolder(QStringLiteral("tmp")));
     setVariable(QStringLiteral("XDG_STATE_HOME"), m_folder.makeFolder(QStringLiteral("state")));
     setVariable(QStringLiteral("HOME"), m_folder.makeFolder(QStringLiteral("home")));
+    setVariable(QStringLiteral("XDG_RUNTIME_DIR"), m_folder.makeFolder(QStringLiteral("run")));
+    QFile::setPermissions(runtimeFolder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    setIdleSeconds(qEnvironmentVariableIntValue("QUIRELLE_TEST_WARM") == 1 ? 30 : 0);
+}
+
+Engine::~Engine()
+{
+    if (!endServers())
+        qWarning("a server does not end");
 }
 
 QString Engine::program()
@@ -105,6 +116,34 @@ void Engine::setVariable(const QString &name, const QString &value)
         m_environment.insert(name, value);
 }
 
+void Engine::setIdleSeconds(int seconds)
+{
+    setVariable(QStringLiteral("QUIRELLE_IDLE_SECONDS"), QString::number(seconds));
+}
+
+QList<ProcessInfo> Engine::servers() const
+{
+    QList<ProcessInfo> found;
+    for (const ProcessInfo &process : processesMentioning(QFile::encodeName(runtimeFolder()))) {
+        // The guards of its browsers have its command line, too.
+        if (commandLineOf(process) == "quirelle-server" && nameOf(process) != "quirelle-guard")
+            found += process;
+    }
+    return found;
+}
+
+bool Engine::endServers() const
+{
+    QList<ProcessInfo> processes;
+    for (const ProcessInfo &server : servers()) {
+        processes += descendantsOf(server.id) + QList{server};
+        ::kill(static_cast<pid_t>(server.id), SIGTERM);
+        // Wakes one that has been stopped.
+        ::kill(static_cast<pid_t>(server.id), SIGCONT);
+    }
+    return waitUntil([&] { return runningOf(processes) == 0; });
+}
+
 QString Engine::logPath() const
 {
     return m_folder.path(QStringLiteral("state/quirelle/engine.log"));
@@ -118,12 +157,16 @@ QStringList Engine::logLines() const
 QStringList Engine::leftBehind() const
 {
     QStringList found;
+    if (!endServers())
+        found += QStringLiteral("a server");
     const auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
     for (const QString &name : QDir(temporaryFolder()).entryList(everything))
         found += QStringLiteral("in the temporary folder: ") + name;
     for (const QString &name : QDir(documents()).entryList({QStringLiteral("*.pdf.*")}, everything))
         found += QStringLiteral("beside the documents: ") + name;
-    for (const qint64 id : processesMentioning(QFile::encodeName(temporaryFolder())))
-        found += QStringLiteral("process %1").arg(id);
+    for (const QString &name : QDir(runtimeFolder()).entryList(everything))
+        found += QStringLiteral("in the runtime folder: ") + name;
+    for (const ProcessInfo &process : processesMentioning(QFile::encodeName(temporaryFolder())))
+        found += QStringLiteral("process %1").arg(process.id);
     return found;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/pdffile.h"
+#include "tests/support/processes.h"
 #include "tests/support/program.h"
 #include "tests/support/temporaryfolder.h"
 
@@ -28,11 +29,16 @@ struct Conversion {
     QVERIFY2((conversion).flawAsFailure(code).isEmpty(), (conversion).flawAsFailure(code).constData())
 
 /// The real engine with the real browser, given folders of its own for everything that it writes: documents
-/// and PDFs, temporary files, the log.
+/// and PDFs, temporary files, the log, the server's socket.
 class Engine
 {
 public:
+    /// With a warm server only where QUIRELLE_TEST_WARM=1 asks for it.
     Engine();
+    Engine(const Engine &) = delete;
+    Engine &operator=(const Engine &) = delete;
+    /// Ends the servers of its runs.
+    ~Engine();
 
     static QString program();
 
@@ -69,8 +75,16 @@ public:
     QStringList logLines() const;
     /// The temporary folder of all runs.
     QString temporaryFolder() const { return m_folder.path(QStringLiteral("tmp")); }
-    /// What is left of all runs: files in the temporary folder, temporary files beside the documents,
-    /// processes.
+    /// The server's runtime folder, for all runs.
+    QString runtimeFolder() const { return m_folder.path(QStringLiteral("run")); }
+    /// Lets a server stay for so long after the last of all runs from now on; 0 for none.
+    void setIdleSeconds(int seconds);
+    /// The servers that runs have started, as far as they run.
+    QList<ProcessInfo> servers() const;
+    /// Asks the servers to end and waits until they and their browsers have; false if that takes too long.
+    bool endServers() const;
+    /// What is left of all runs, once their servers have ended: files in the temporary folder, temporary
+    /// files beside the documents, processes.
     QStringList leftBehind() const;
 
 private:

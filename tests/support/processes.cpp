@@ -90,6 +90,11 @@ QByteArray commandLineOf(const ProcessInfo &process)
     return contentOf(fileOf(process.id, "cmdline")).replace('\0', ' ').trimmed();
 }
 
+QByteArray nameOf(const ProcessInfo &process)
+{
+    return contentOf(fileOf(process.id, "comm")).trimmed();
+}
+
 QStringList openFilesOf(const ProcessInfo &process)
 {
     QStringList result;
@@ -122,15 +127,15 @@ QList<int> listeningPortsOf(const QList<ProcessInfo> &processes)
     return result;
 }
 
-QList<qint64> processesMentioning(const QByteArray &text)
+QList<ProcessInfo> processesMentioning(const QByteArray &text)
 {
-    QList<qint64> result;
+    QList<ProcessInfo> result;
     for (const ProcessInfo &process : allProcesses()) {
         if (process.id == ::getpid() || !isRunning(process))
             continue;
         if (contentOf(fileOf(process.id, "cmdline")).contains(text) ||
             contentOf(fileOf(process.id, "environ")).contains(text))
-            result += process.id;
+            result += process;
     }
     return result;
 }

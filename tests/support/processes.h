@@ -27,11 +27,14 @@ qsizetype runningOf(const QList<ProcessInfo> &processes);
 /// The arguments of a process, separated by blanks.
 QByteArray commandLineOf(const ProcessInfo &process);
 
+/// The name that it goes by in lists, at most 15 bytes.
+QByteArray nameOf(const ProcessInfo &process);
+
 /// What the descriptors of a process are open on, as "number path".
 QStringList openFilesOf(const ProcessInfo &process);
 
 /// The TCP ports, of both address families, that these processes listen on.
 QList<int> listeningPortsOf(const QList<ProcessInfo> &processes);
 
-/// The ids of all processes whose arguments or environment hold `text`.
-QList<qint64> processesMentioning(const QByteArray &text);
+/// All processes whose arguments or environment hold `text`.
+QList<ProcessInfo> processesMentioning(const QByteArray &text);

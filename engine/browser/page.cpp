@@ -158,6 +158,8 @@ void Page::listen()
         // Others can be read by scripts.
         if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool())
             m_newSheets += header["styleSheetId"_L1].toString();
+        if (header.contains("ownerNode"_L1))
+            m_newStyles.append({header["frameId"_L1].toString(), header["ownerNode"_L1]});
     });
     m_session.on(u"Emulation.virtualTimeBudgetExpired"_s,
                  [this](const QJsonObject &, const QString &) { m_timeHasPassed = true; });
@@ -493,6 +495,8 @@ std::optional<Page::Preparation> Page::prepare(const Job &job)
         {u"height"_s, paper.height() * pixelsPerPoint},
         {u"margin"_s, marginMillimetres / millimetresPerInch * pixelsPerInch},
         {u"animationTime"_s, static_cast<double>(std::chrono::milliseconds(pageTime).count())}};
+    if (!job.background)
+        findClosedTrees();
     QList<FrameResult> results = runInFrames(prepareScript, settings);
     if (results.isEmpty())
         return std::nullopt;
@@ -519,16 +523,46 @@ std::optional<Page::Preparation> Page::prepare(const Job &job)
     return preparation;
 }
 
+/// Whether the inspector tells of sheets.
+bool Page::inspectSheets()
+{
+    if (!m_inspectsSheets) {
+        m_session.post(u"DOM.enable"_s);
+        m_inspectsSheets = m_session.ask(u"CSS.enable"_s, {}, m_patience).has_value();
+    }
+    return m_inspectsSheets;
+}
+
+/// Scripts find no way into a closed shadow tree, but from a style within it they find the way out.
+void Page::findClosedTrees()
+{
+    if (!inspectSheets())
+        return;
+    for (const auto &[frame, node] : std::exchange(m_newStyles, {})) {
+        const auto world = m_session.ask(u"Page.createIsolatedWorld"_s,
+                                         {{u"frameId"_s, frame}, {u"worldName"_s, worldName}}, m_patience);
+        if (!world)
+            return;
+        const auto style = m_session.ask(
+            u"DOM.resolveNode"_s,
+            {{u"backendNodeId"_s, node}, {u"executionContextId"_s, world->result["executionContextId"_L1]}},
+            m_patience);
+        if (!style)
+            return;
+        m_session.post(u"Runtime.callFunctionOn"_s,
+                       {{u"objectId"_s, style->result["object"_L1].toObject()["objectId"_L1]},
+                        {u"functionDeclaration"_s,
+                         u"function() { const root = this.getRootNode(); if (root.mode === 'closed') "
+                         "globalThis.closedTrees = (globalThis.closedTrees || new Set()).add(root); }"_s}});
+    }
+}
+
 /// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own
 /// inspector can.
 void Page::changeUnreadableSheets(QJsonObject settings)
 {
-    if (!m_inspectsSheets) {
-        m_session.post(u"DOM.enable"_s);
-        if (!m_session.ask(u"CSS.enable"_s, {}, m_patience))
-            return;
-        m_inspectsSheets = true;
-    }
+    if (!inspectSheets())
+        return;
     QStringList ids;
     QJsonArray texts;
     for (const QString &id : std::exchange(m_newSheets, {})) {

@@ -74,6 +74,8 @@ private:
         bool hasScripts = false;
     };
     std::optional<Preparation> prepare(const Job &job);
+    bool inspectSheets();
+    void findClosedTrees();
     void changeUnreadableSheets(QJsonObject settings);
     struct FrameResult {
         QString frame;
@@ -104,6 +106,9 @@ private:
     bool m_inspectsSheets = false;
     /// Ids of sheets from files that have not been looked at yet.
     QStringList m_newSheets;
+    /// Elements that bring sheets along: the ids of their frames, and their own, which have not been looked
+    /// at yet.
+    QList<std::pair<QString, QJsonValue>> m_newStyles;
     /// By request id.
     QHash<QString, Request> m_requests;
     /// Requests whose question for a name and password has been answered.

@@ -46,7 +46,7 @@
     };
 
     const scopes = () => {
-        const found = [document];
+        const found = [document, ...(globalThis.closedTrees ?? [])];
         if (paper.background && paper.images) return found;
         for (const scope of found)
             for (const element of scope.querySelectorAll('*')) if (element.shadowRoot) found.push(element.shadowRoot);

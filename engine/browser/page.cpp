@@ -158,7 +158,8 @@ void Page::listen()
         // Others can be read by scripts.
         if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool())
             m_newSheets += header["styleSheetId"_L1].toString();
-        if (header.contains("ownerNode"_L1))
+        // The browser's own trees, which crash it when scripts touch them, have no styles made by a parser.
+        if (header["isInline"_L1].toBool())
             m_newStyles.append({header["frameId"_L1].toString(), header["ownerNode"_L1]});
     });
     m_session.on(u"Emulation.virtualTimeBudgetExpired"_s,

@@ -161,6 +161,7 @@ private slots:
     void noBackgroundLeavesOut_data();
     void noBackgroundLeavesOut();
     void noBackgroundKeepsTheRest();
+    void noBackgroundLeavesTheBrowsersOwnTreesAlone();
     void noBackgroundHoldsForWholePages();
     void withoutJavaScriptNoScriptRuns();
     void withoutJavaScriptSheetsAndPaperStillWork();
@@ -283,6 +284,19 @@ void ConvertOptionsTest::noBackgroundKeepsTheRest()
     const QImage page = conversion.pdf().picture();
     for (const char *colour : {"#cc0000", "#0000cc", "#00a000", "#aa00aa"})
         QVERIFY2(shows(QColor(QLatin1String(colour)), page), colour);
+}
+
+void ConvertOptionsTest::noBackgroundLeavesTheBrowsersOwnTreesAlone()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><marquee>marquee</marquee><details open><summary>summary</summary>text</details>"
+        "<video controls></video><input type=date><input type=color><progress></progress><meter></meter>"
+        "<select><option>x</select><svg><symbol id=s><style>.u{fill:red}</style><text class=u "
+        "y=20>used</text>"
+        "</symbol><use href='#s'/></svg><audio controls></audio><object></object><fieldset></fieldset>",
+        {u"--no-background"_s});
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().contains(u"summary"_s));
 }
 
 void ConvertOptionsTest::noBackgroundHoldsForWholePages()

@@ -203,6 +203,16 @@
         animated = true;
     }
 
+    // Text that runs by stands where it can be read.
+    for (const runner of document.querySelectorAll('marquee')) {
+        const standing = document.createElement('div');
+        const style = getComputedStyle(runner);
+        for (const property of style) standing.style.setProperty(property, style.getPropertyValue(property));
+        for (const { name, value } of runner.attributes) if (name !== 'style') standing.setAttribute(name, value);
+        standing.append(...runner.childNodes);
+        runner.replaceWith(standing);
+    }
+
     return {
         loading,
         animated,

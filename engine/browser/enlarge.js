@@ -47,21 +47,19 @@
     };
     const outside = outsideOf(window);
 
-    // The size that text of this style needs, in its own pixels; nothing if it has it. `least`: see enlarge().
-    const wantedSize = (style, factor, least) => {
-        const size = parseFloat(style.fontSize);
-        const shown = least === null ? 0 : Math.max(size, least) * factor;
+    // The size that text needs, in its own pixels; nothing if it has it. It is drawn at `drawn` pixels of its own, which
+    // are `factor` on the page.
+    const wantedSize = (style, factor, drawn) => {
         // A size of nothing is a way to hide text, and a factor of nothing cannot be made up for.
-        if (!(size > 0 && factor > 0) || shown >= minimum * 0.999) return undefined;
-        return Math.max(minimum / factor, least === null ? size : 0);
+        if (!(parseFloat(style.fontSize) > 0 && factor > 0) || drawn * factor >= minimum * 0.999) return undefined;
+        return minimum / factor;
     };
+    const drawnSize = (style) => Math.max(parseFloat(style.fontSize), byBrowser);
 
     const put = (element, property, value) => element.style.setProperty(property, value, 'important');
 
-    // `least`: no text is drawn smaller than this many pixels of its own; null if what the browser says of its size
-    // cannot be relied on.
-    const enlarge = (element, style, factor, least) => {
-        const size = wantedSize(style, factor * capitalsOf(style), least);
+    const enlarge = (element, style, factor) => {
+        const size = wantedSize(style, factor * capitalsOf(style), drawnSize(style));
         if (size) put(element, 'font-size', `${size}px`);
         // It draws text in another size than its style says.
         if (style.fontSizeAdjust && style.fontSizeAdjust !== 'none') put(element, 'font-size-adjust', 'none');
@@ -70,9 +68,9 @@
     // SVG is drawn without regard to the smallest size that the browser reports for it, so what is said to have that
     // size may be smaller. Whether the text has been enlarged.
     const enlargeDrawn = (element, style, factor) => {
-        const isKnown = parseFloat(style.fontSize) > byBrowser * 1.001;
+        const reported = parseFloat(style.fontSize);
+        const size = wantedSize(style, factor * capitalsOf(style), reported > byBrowser * 1.001 ? reported : 0);
         const heightOf = () => (element.getNumberOfChars?.() > 0 ? element.getExtentOfChar(0).height : 0);
-        const size = wantedSize(style, factor * capitalsOf(style), isKnown ? 0 : null);
         if (!size) return false;
         const before = element.style.getPropertyValue('font-size');
         const priority = element.style.getPropertyPriority('font-size');
@@ -86,13 +84,10 @@
     // Text of pseudo-elements is enlarged by rules, one for each size.
     const attribute = 'data-quirelle-text';
     const rules = new Map();
-    const isShown = {
-        '::before': (style) => !/^(none|normal)$/.test(style.content),
-        '::after': (style) => !/^(none|normal)$/.test(style.content),
-        '::marker': () => true,
-        '::first-letter': () => true,
-        '::first-line': () => true,
-        '::placeholder': () => true,
+    const isShown = (pseudo, its, style) => {
+        if (/before|after/.test(pseudo)) return !/^(none|normal)$/.test(its.content);
+        // Without a size of its own it has followed the element's.
+        return pseudo === '::placeholder' || its.fontSize !== style.fontSize;
     };
     const pseudosOf = (element, style) => {
         const pseudos = ['::before', '::after'];
@@ -105,8 +100,8 @@
     const enlargePseudos = (element, style, factor) => {
         for (const pseudo of pseudosOf(element, style)) {
             const its = getComputedStyle(element, pseudo);
-            if (!isShown[pseudo](its)) continue;
-            const size = wantedSize(its, factor * capitalsOf(its), byBrowser);
+            if (!isShown(pseudo, its, style)) continue;
+            const size = wantedSize(its, factor * capitalsOf(its), drawnSize(its));
             if (!size) continue;
             const marks = new Set((element.getAttribute(attribute) ?? '').split(' ').filter(Boolean));
             const mark = `${pseudo.slice(2)}-${size.toFixed(2)}`;
@@ -136,7 +131,8 @@
         const [, isBase64, data] = address.match(/^data:image\/svg\+xml[^,]*?(;base64)?,([^]*)$/i) ?? [];
         try {
             if (data !== undefined && !isBase64) return decodeURIComponent(data);
-            if (isBase64) return new TextDecoder().decode(Uint8Array.from(atob(decodeURIComponent(data)), (c) => c.charCodeAt(0)));
+            if (isBase64)
+                return new TextDecoder().decode(Uint8Array.from(atob(decodeURIComponent(data)), (c) => c.charCodeAt(0)));
         } catch {
             return '';
         }
@@ -145,15 +141,18 @@
         return pictures[address] ?? '';
     };
 
+    const asksForMore = (name, value) =>
+        name === 'style' ? /url\(/i.test(value) : /^(xlink:)?(href|src|srcset|data)$/i.test(name) && !value.startsWith('#');
+
     // A copy that does nothing and asks for nothing, for measuring alone. Its elements keep their places.
     const inertCopy = (root) => {
         const copy = document.importNode(root, true);
         for (const element of [copy, ...copy.querySelectorAll('*')]) {
             if (element.localName === 'script') element.textContent = '';
-            if (element.localName === 'style') element.textContent = element.textContent.replace(/@import[^;]*;?|url\([^)]*\)/gi, '');
+            if (element.localName === 'style')
+                element.textContent = element.textContent.replace(/@import[^;]*;?|url\([^)]*\)/gi, '');
             for (const { name, value } of [...element.attributes])
-                if (/^on/i.test(name) || (/^(xlink:)?(href|src|srcset|data|style)$/i.test(name) && !/^#/.test(value) && /url|:|\/|\.|^/.test(value) && (name !== 'style' || /url/i.test(value))))
-                    element.removeAttribute(name);
+                if (/^on/i.test(name) || asksForMore(name, value)) element.removeAttribute(name);
         }
         return copy;
     };
@@ -214,7 +213,7 @@
             if (holdsText(element, style)) enlargeDrawn(element, style, factor);
         } else {
             const zoomed = factor * (element.currentCSSZoom ?? 1);
-            if (holdsText(element, style)) enlarge(element, style, zoomed, byBrowser);
+            if (holdsText(element, style)) enlarge(element, style, zoomed);
             enlargePseudos(element, style, zoomed);
             if (element instanceof HTMLImageElement) enlargePicture(element, style, zoomed);
         }

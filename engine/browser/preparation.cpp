@@ -8,6 +8,7 @@
 #include <QJsonArray>
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -64,6 +65,9 @@ Preparation::Preparation(Session &session, const QString &mainFrame)
         // Others can be read by scripts.
         if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool())
             m_newSheets += header["styleSheetId"_L1].toString();
+        // The browser's own trees, which crash it when scripts touch them, have no styles made by a parser.
+        if (header["isInline"_L1].toBool())
+            m_newStyles.append({header["frameId"_L1].toString(), header["ownerNode"_L1]});
     });
 }
 
@@ -86,6 +90,8 @@ void Preparation::setViewportWidth(const QJsonValue &width)
 
 std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadline bound)
 {
+    if (!job.background)
+        findClosedTrees(bound);
     const QJsonObject settings = settingsFor(job);
     const QList<FrameResult> results = runInFrames(m_session, prepareScript, settings, bound);
     if (results.isEmpty())
@@ -103,16 +109,43 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     return findingsIn(results);
 }
 
+/// Whether the inspector tells of sheets.
+bool Preparation::inspectSheets(Deadline bound)
+{
+    if (!m_inspectsSheets) {
+        m_session.post(u"DOM.enable"_s);
+        m_inspectsSheets = m_session.ask(u"CSS.enable"_s, {}, bound).has_value();
+    }
+    return m_inspectsSheets;
+}
+
+/// Scripts find no way into a closed shadow tree, but from a style within it they find the way out.
+void Preparation::findClosedTrees(Deadline bound)
+{
+    if (!inspectSheets(bound))
+        return;
+    for (const auto &[frame, node] : std::exchange(m_newStyles, {})) {
+        const std::optional<QJsonValue> context = engineContext(m_session, frame, bound);
+        if (!context)
+            continue;
+        const auto style = m_session.ask(
+            u"DOM.resolveNode"_s, {{u"backendNodeId"_s, node}, {u"executionContextId"_s, *context}}, bound);
+        if (!style)
+            return;
+        m_session.post(u"Runtime.callFunctionOn"_s,
+                       {{u"objectId"_s, style->result["object"_L1].toObject()["objectId"_L1]},
+                        {u"functionDeclaration"_s,
+                         u"function() { const root = this.getRootNode(); if (root.mode === 'closed') "
+                         "globalThis.closedTrees = (globalThis.closedTrees || new Set()).add(root); }"_s}});
+    }
+}
+
 /// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own
 /// inspector can.
 void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
 {
-    if (!m_inspectsSheets) {
-        m_session.post(u"DOM.enable"_s);
-        if (!m_session.ask(u"CSS.enable"_s, {}, bound))
-            return;
-        m_inspectsSheets = true;
-    }
+    if (!inspectSheets(bound))
+        return;
     QStringList ids;
     QJsonArray texts;
     for (const QString &id : std::exchange(m_newSheets, {})) {

@@ -32,6 +32,8 @@ public:
     QSize viewport() const { return m_viewport; }
 
 private:
+    bool inspectSheets(Deadline bound);
+    void findClosedTrees(Deadline bound);
     void changeUnreadableSheets(QJsonObject settings, Deadline bound);
     void enlargeText(double minimumPixels, int byBrowser, Deadline bound);
     bool fetchPictures(const QList<FrameResult> &results, QJsonObject &pictures, Deadline bound);
@@ -43,4 +45,7 @@ private:
     bool m_inspectsSheets = false;
     /// Ids of sheets from files that have not been looked at yet.
     QStringList m_newSheets;
+    /// Elements that bring sheets along: the ids of their frames, and their own, which have not been looked
+    /// at yet.
+    QList<std::pair<QString, QJsonValue>> m_newStyles;
 };

@@ -46,7 +46,7 @@
     };
 
     const scopes = () => {
-        const found = [document];
+        const found = [document, ...(globalThis.closedTrees ?? [])];
         if (paper.background && paper.images) return found;
         for (const scope of found)
             for (const element of scope.querySelectorAll('*')) if (element.shadowRoot) found.push(element.shadowRoot);
@@ -201,6 +201,16 @@
         drawing.pauseAnimations();
         drawing.setCurrentTime(paper.animationTime / 1000);
         animated = true;
+    }
+
+    // Text that runs by stands where it can be read.
+    for (const runner of document.querySelectorAll('marquee')) {
+        const standing = document.createElement('div');
+        const style = getComputedStyle(runner);
+        for (const property of style) standing.style.setProperty(property, style.getPropertyValue(property));
+        for (const { name, value } of runner.attributes) if (name !== 'style') standing.setAttribute(name, value);
+        standing.append(...runner.childNodes);
+        runner.replaceWith(standing);
     }
 
     return {

@@ -21,6 +21,7 @@ private slots:
     void linksStay();
     void textStaysTextAndVectorsStayVectors();
     void thePageIsLaidOutForPaper();
+    void whatMovesForEverIsPrintedAtOneMoment();
     void aTitleIsShownByViewers_data();
     void aTitleIsShownByViewers();
     void withoutATitleThePagesOwnHolds();
@@ -165,6 +166,27 @@ void ConvertTest::thePageIsLaidOutForPaper()
     // As wide as the text on A4 with 10 mm of margin.
     const int width = text.section(u"wide "_s, 1).section(u' ', 0, 0).toInt();
     QVERIFY2(width > 700 && width <= 720, qPrintable(text));
+}
+
+void ConvertTest::whatMovesForEverIsPrintedAtOneMoment()
+{
+    const QByteArray html =
+        "<!DOCTYPE html><style>@keyframes turn{to{rotate:1turn}}@keyframes slide{to{margin-left:400px}}"
+        ".turn{width:99px;height:99px;background:#00f;animation:turn 1.7s linear infinite}"
+        ".slide{animation:slide 11s infinite alternate}.long{animation:slide 90s}</style><div "
+        "class=turn></div>"
+        "<p class=slide>sliding<p class=long>long<svg><rect width=40 height=40 fill=red><animate "
+        "attributeName=x "
+        "to=200 dur=1.3s repeatCount=indefinite /></rect></svg><marquee>running</marquee>";
+    QList<QImage> pages;
+    for (int i = 0; i < 3; ++i) {
+        const Conversion conversion = m_engine.convertText(html);
+        VERIFY_WRITTEN(conversion);
+        QVERIFY(conversion.pdf().text().contains(u"running"_s));
+        pages += conversion.pdf().picture();
+    }
+    QCOMPARE(pages[1], pages[0]);
+    QCOMPARE(pages[2], pages[0]);
 }
 
 void ConvertTest::aTitleIsShownByViewers_data()

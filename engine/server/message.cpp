@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 
 using namespace Qt::StringLiterals;
 
@@ -26,8 +27,9 @@ constexpr std::chrono::milliseconds longestTime = std::chrono::hours(24 * 365);
 
 QCborMap mapIn(const QByteArray &body)
 {
-    const QCborValue value = QCborValue::fromCbor(body);
-    if (!value.isMap())
+    QCborParserError error;
+    const QCborValue value = QCborValue::fromCbor(body, &error);
+    if (error.error != QCborError::NoError || !value.isMap())
         refuse();
     return value.toMap();
 }
@@ -119,7 +121,8 @@ std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype largestBody)
     quint32 size = 0;
     memcpy(&size, bytes.constData(), sizeof(size));
     const auto kind = static_cast<FrameKind>(bytes.at(sizeof(size)));
-    if (!strchr("oanfp", static_cast<char>(kind)) || static_cast<qsizetype>(size) > largestBody)
+    if (std::string_view("oanfp").find(static_cast<char>(kind)) == std::string_view::npos ||
+        static_cast<qsizetype>(size) > largestBody)
         refuse();
     if (bytes.size() < headerSize + static_cast<qsizetype>(size))
         return std::nullopt;

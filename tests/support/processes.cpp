@@ -17,11 +17,17 @@ QString fileOf(qint64 id, const char *name)
     return QStringLiteral("/proc/%1/%2").arg(id).arg(QLatin1String(name));
 }
 
-std::optional<ProcessInfo> processInfo(qint64 id)
+/// From the state on; what stands in front of it is the name.
+QList<QByteArray> statusOf(qint64 id)
 {
     const QByteArray line = contentOf(fileOf(id, "stat"));
     // The name in parentheses may hold anything.
-    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    return line.mid(line.lastIndexOf(')') + 2).split(' ');
+}
+
+std::optional<ProcessInfo> processInfo(qint64 id)
+{
+    const QList<QByteArray> fields = statusOf(id);
     if (fields.size() < 20)
         return std::nullopt;
     return ProcessInfo{id, fields[1].toLongLong(), fields[19].toULongLong(), fields[0].at(0)};
@@ -95,6 +101,27 @@ QByteArray nameOf(const ProcessInfo &process)
     return contentOf(fileOf(process.id, "comm")).trimmed();
 }
 
+qint64 ticksOf(const ProcessInfo &process)
+{
+    const QList<QByteArray> fields = statusOf(process.id);
+    return fields.value(11).toLongLong() + fields.value(12).toLongLong();
+}
+
+QString folderOf(const ProcessInfo &process)
+{
+    return QFileInfo(fileOf(process.id, "cwd")).symLinkTarget();
+}
+
+qint64 sessionOf(const ProcessInfo &process)
+{
+    return statusOf(process.id).value(3).toLongLong();
+}
+
+qint64 terminalOf(const ProcessInfo &process)
+{
+    return statusOf(process.id).value(4).toLongLong();
+}
+
 QStringList openFilesOf(const ProcessInfo &process)
 {
     QStringList result;
@@ -108,6 +135,18 @@ QStringList openFilesOf(const ProcessInfo &process)
             result += number + QLatin1Char(' ') + QFile::decodeName(target.left(size));
     }
     return result;
+}
+
+QList<ProcessInfo> browsersIn(const QList<ProcessInfo> &processes)
+{
+    QList<ProcessInfo> found;
+    for (const ProcessInfo &process : processes) {
+        const QByteArray line = commandLineOf(process);
+        if (line.contains("--remote-debugging-pipe") && !line.contains("--type=") &&
+            nameOf(process) != "sh" && !line.startsWith("/bin/sh "))
+            found += process;
+    }
+    return found;
 }
 
 QList<int> listeningPortsOf(const QList<ProcessInfo> &processes)

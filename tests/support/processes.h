@@ -30,8 +30,19 @@ QByteArray commandLineOf(const ProcessInfo &process);
 /// The name that it goes by in lists, at most 15 bytes.
 QByteArray nameOf(const ProcessInfo &process);
 
+/// The processor time that it has used, in clock ticks.
+qint64 ticksOf(const ProcessInfo &process);
+
+/// The folder it is in, the session it belongs to, and the number of its terminal, 0 for none.
+QString folderOf(const ProcessInfo &process);
+qint64 sessionOf(const ProcessInfo &process);
+qint64 terminalOf(const ProcessInfo &process);
+
 /// What the descriptors of a process are open on, as "number path".
 QStringList openFilesOf(const ProcessInfo &process);
+
+/// The browsers' main processes among these, without the shell scripts that may lie around them.
+QList<ProcessInfo> browsersIn(const QList<ProcessInfo> &processes);
 
 /// The TCP ports, of both address families, that these processes listen on.
 QList<int> listeningPortsOf(const QList<ProcessInfo> &processes);

@@ -51,6 +51,12 @@ void SilentServer::hangUp()
         m_connection->waitForDisconnected();
 }
 
+bool SilentServer::awaitHangUp(std::chrono::milliseconds bound)
+{
+    return m_connection->state() == QAbstractSocket::UnconnectedState ||
+           m_connection->waitForDisconnected(static_cast<int>(bound.count()));
+}
+
 int freePort()
 {
     QTcpServer server;

@@ -23,6 +23,8 @@ public:
     void answer(const QByteArray &bytes);
     /// Ends the connection of the last request.
     void hangUp();
+    /// Waits until the one who made the last request has ended the connection; false at the bound.
+    bool awaitHangUp(std::chrono::milliseconds bound = std::chrono::seconds(20));
 
 private:
     std::unique_ptr<QTcpServer> m_server;

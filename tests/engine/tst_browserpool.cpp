@@ -1,0 +1,244 @@
+#include "engine/failure.h"
+#include "engine/server/browserpool.h"
+#include "tests/support/processes.h"
+#include "tests/support/waiting.h"
+
+#include <QTest>
+
+#include <csignal>
+#include <fstream>
+#include <set>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+LaunchFlags withMinimumFont(int pixels)
+{
+    LaunchFlags flags;
+    flags.minimumFontPixels = pixels;
+    return flags;
+}
+
+/// The process of this id.
+ProcessInfo guardOf(const KeptBrowser &browser)
+{
+    for (const ProcessInfo &process : descendantsOf(::getpid())) {
+        if (process.id == browser.guardProcess())
+            return process;
+    }
+    return {};
+}
+
+/// Takes a page and gives it up, as a job does.
+void doJob(KeptBrowser &browser)
+{
+    {
+        const std::unique_ptr<Page> page = browser.takePage(std::nullopt, Deadline::in(20s));
+    }
+    browser.noteJob();
+}
+
+ExitCode codeOf(KeptBrowser &browser, Deadline deadline)
+{
+    try {
+        browser.takePage(std::nullopt, deadline);
+    } catch (const Failure &failure) {
+        return failure.code();
+    }
+    return ExitCode::Written;
+}
+
+/// The text of an HTML page printed by this browser, as far as its PDF is one.
+QByteArray printed(KeptBrowser &browser)
+{
+    const std::unique_ptr<Page> page = browser.takePage(std::nullopt, Deadline::in(20s));
+    page->load({Job(), Address{u"about:blank"_s, u"about:blank"_s, false, {}, {}}, Deadline::in(20s)});
+    return page->print(Job()).left(4);
+}
+
+} // namespace
+
+/// Which browser does a job, and for how long.
+class BrowserPoolTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void equalFlagsShareABrowser();
+    void theOneUsedLeastIsGivenUp();
+    void aPageIsMadeReadyAheadOfItsJob();
+    void pagesAreNeverGivenTwice();
+    void afterSoManyJobsANewOneTakesOver();
+    void itStaysWhileItIsUsed();
+    void afterACrashANewOneTakesOver();
+    void oneThatHasGrownIsReplaced();
+    void memoryIsThatOfAllItsProcesses();
+    void aBrowserThatCannotStart();
+    void aBrowserThatSaysNothing();
+    void cleanup();
+};
+
+void BrowserPoolTest::cleanup()
+{
+    QVERIFY2(waitUntil([] { return descendantsOf(::getpid()).isEmpty(); }), "processes are left");
+}
+
+void BrowserPoolTest::equalFlagsShareABrowser()
+{
+    BrowserPool pool(1);
+    const auto usual = pool.browserFor({});
+    QCOMPARE(pool.browserFor({}), usual);
+    const auto large = pool.browserFor(withMinimumFont(40));
+    QVERIFY(large != usual);
+    QCOMPARE(pool.browserFor(withMinimumFont(40)), large);
+    QCOMPARE(pool.browserFor({}), usual);
+    LaunchFlags noImages;
+    noImages.images = false;
+    LaunchFlags noScripts;
+    noScripts.javaScript = false;
+    QVERIFY(pool.browserFor(noImages) != usual);
+    QVERIFY(pool.browserFor(noScripts) != pool.browserFor(noImages));
+}
+
+void BrowserPoolTest::theOneUsedLeastIsGivenUp()
+{
+    BrowserPool pool(1);
+    QList<ProcessInfo> guards;
+    for (const int pixels : {0, 10, 20})
+        guards += guardOf(*pool.browserFor(withMinimumFont(pixels)));
+    QCOMPARE(guardOf(*pool.browserFor({})), guards[0]);
+    pool.browserFor(withMinimumFont(30));
+    QVERIFY(waitUntil([&] { return !isRunning(guards[1]); }));
+    QCOMPARE(guardOf(*pool.browserFor({})), guards[0]);
+    QCOMPARE(guardOf(*pool.browserFor(withMinimumFont(20))), guards[2]);
+}
+
+void BrowserPoolTest::aPageIsMadeReadyAheadOfItsJob()
+{
+    KeptBrowser browser({}, 1);
+    // With no time to make one, only one that is there can be had.
+    for (int i = 0; i < 3; ++i)
+        QVERIFY(waitUntil([&] { return codeOf(browser, Deadline::in(0s)) == ExitCode::Written; }));
+}
+
+void BrowserPoolTest::pagesAreNeverGivenTwice()
+{
+    KeptBrowser browser({}, 2);
+    std::vector<std::unique_ptr<Page>> pages;
+    std::set<Page *> different;
+    for (int i = 0; i < 5; ++i) {
+        pages.push_back(browser.takePage(std::nullopt, Deadline::in(20s)));
+        different.insert(pages.back().get());
+    }
+    QCOMPARE(different.size(), pages.size());
+}
+
+void BrowserPoolTest::afterSoManyJobsANewOneTakesOver()
+{
+    BrowserPool pool(1);
+    const ProcessInfo first = guardOf(*pool.browserFor({}));
+    for (int job = 0; job < 199; ++job)
+        doJob(*pool.browserFor({}));
+    QCOMPARE(guardOf(*pool.browserFor({})), first);
+    doJob(*pool.browserFor({}));
+    const auto next = pool.browserFor({});
+    QVERIFY(!(guardOf(*next) == first));
+    QVERIFY(waitUntil([&] { return !isRunning(first); }));
+    QCOMPARE(printed(*next), QByteArray("%PDF"));
+}
+
+void BrowserPoolTest::itStaysWhileItIsUsed()
+{
+    BrowserPool pool(1, {1, 1LL << 40});
+    const auto first = pool.browserFor({});
+    const auto page = first->takePage(std::nullopt, Deadline::in(20s));
+    doJob(*first);
+    QVERIFY(first->isWornOut());
+    const auto next = pool.browserFor({});
+    QVERIFY(next != first);
+    page->load({Job(), Address{u"about:blank"_s, u"about:blank"_s, false, {}, {}}, Deadline::in(20s)});
+    QCOMPARE(page->print(Job()).left(4), QByteArray("%PDF"));
+}
+
+void BrowserPoolTest::afterACrashANewOneTakesOver()
+{
+    BrowserPool pool(1);
+    const auto first = pool.browserFor({});
+    QCOMPARE(printed(*first), QByteArray("%PDF"));
+    const ProcessInfo main = browsersIn(descendantsOf(first->guardProcess())).value(0);
+    QVERIFY(main.id > 0);
+    ::kill(static_cast<pid_t>(main.id), SIGKILL);
+    QVERIFY(waitUntil([&] { return first->isWornOut(); }));
+    const auto next = pool.browserFor({});
+    QVERIFY(next != first);
+    QCOMPARE(printed(*next), QByteArray("%PDF"));
+}
+
+void BrowserPoolTest::oneThatHasGrownIsReplaced()
+{
+    BrowserPool pool(1, {200, 1});
+    const auto first = pool.browserFor({});
+    for (int job = 0; job < 10; ++job) {
+        QVERIFY(!first->isWornOut());
+        doJob(*first);
+    }
+    QVERIFY(first->isWornOut());
+    QVERIFY(pool.browserFor({}) != first);
+}
+
+void BrowserPoolTest::memoryIsThatOfAllItsProcesses()
+{
+    KeptBrowser browser({}, 1);
+    QCOMPARE(printed(browser), QByteArray("%PDF"));
+    const auto sum = [&] {
+        long long bytes = 0;
+        for (const ProcessInfo &process : descendantsOf(browser.guardProcess())) {
+            std::ifstream statm("/proc/" + std::to_string(process.id) + "/statm");
+            long long size = 0;
+            long long resident = 0;
+            long long shared = 0;
+            statm >> size >> resident >> shared;
+            bytes += (resident - shared) * ::sysconf(_SC_PAGESIZE);
+        }
+        return bytes;
+    };
+    // A tenth: pages come and go.
+    const auto nearly = [](long long one, long long other) { return std::abs(one - other) * 10 < other; };
+    QVERIFY2(waitUntil([&] { return nearly(memoryOfTree(browser.guardProcess()), sum()); }, 5s),
+             qPrintable(u"%1 instead of %2"_s.arg(memoryOfTree(browser.guardProcess())).arg(sum())));
+    QVERIFY(sum() > 10 << 20);
+}
+
+void BrowserPoolTest::aBrowserThatCannotStart()
+{
+    qputenv("QUIRELLE_BROWSER", "/bin/false");
+    BrowserPool pool(1);
+    const auto browser = pool.browserFor({});
+    qunsetenv("QUIRELLE_BROWSER");
+    QCOMPARE(codeOf(*browser, Deadline::in(20s)), ExitCode::NoBrowser);
+    QVERIFY(browser->isWornOut());
+    QCOMPARE(printed(*pool.browserFor({})), QByteArray("%PDF"));
+}
+
+void BrowserPoolTest::aBrowserThatSaysNothing()
+{
+    BrowserPool pool(1);
+    const auto browser = pool.browserFor({});
+    QCOMPARE(codeOf(*browser, Deadline::in(20s)), ExitCode::Written);
+    const ProcessInfo main = browsersIn(descendantsOf(browser->guardProcess())).value(0);
+    QVERIFY(main.id > 0);
+    ::kill(static_cast<pid_t>(main.id), SIGSTOP);
+    QVERIFY(waitUntil([&] { return codeOf(*browser, Deadline::in(0s)) == ExitCode::OutOfTime; }));
+    // The job's own time.
+    QCOMPARE(codeOf(*browser, Deadline::in(100ms)), ExitCode::OutOfTime);
+    // That of the making: the browser's fault.
+    QCOMPARE(codeOf(*browser, Deadline::in(60s)), ExitCode::Crashed);
+    QVERIFY(browser->isWornOut());
+}
+
+QTEST_GUILESS_MAIN(BrowserPoolTest)
+#include "tst_browserpool.moc"

@@ -20,12 +20,14 @@ def name_of(process):
 
 
 def runs_in(process, room):
-    """Whether it was started in that room: its environment names the room's runtime folder."""
+    """Whether it was started in that room: its environment names the room's runtime folder, or its command line one of
+    the room's folders. Browsers overwrite the one or the other."""
     try:
-        environment = (PROC / str(process) / 'environ').read_bytes()
+        environment = (PROC / str(process) / 'environ').read_bytes().split(b'\0')
+        command = (PROC / str(process) / 'cmdline').read_bytes()
     except OSError:
         return False
-    return f'XDG_RUNTIME_DIR={room.runtime}'.encode() in environment.split(b'\0')
+    return f'XDG_RUNTIME_DIR={room.runtime}'.encode() in environment or str(room.folder).encode() in command
 
 
 def is_running(process):

@@ -4,7 +4,9 @@ import mmap
 import os
 import struct
 import subprocess
+import tempfile
 import time
+from pathlib import Path
 
 from . import places, processes
 
@@ -16,8 +18,7 @@ class Screen:
     """Keeps its picture in a file that is mapped into memory, so that looking at it takes no part in the drawing."""
 
     def __init__(self, room):
-        self.folder = room.folder / 'screen'
-        self.folder.mkdir()
+        self.folder = Path(tempfile.mkdtemp(dir=room.folder))
         reader, writer = os.pipe()
         self.server = subprocess.Popen(
             ['Xvfb', '-displayfd', str(writer), '-screen', '0', '1024x768x24', '-nolisten', 'tcp', '-noreset',

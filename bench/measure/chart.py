@@ -84,7 +84,7 @@ def panels(path, title, figures, unit):
 def rows_against_bounds(path, rows):
     drawing = Drawing()
     drawing.heading('Each row in parts of its bound (the line)')
-    drawing.bars([(short(row.name), row.value / row.bound, row.cells()[3], OURS if row.met else BAD)
+    drawing.bars([(short(row.name), row.value / row.bound, row.measured, OURS if row.met else BAD)
                   for row in rows if row.value is not None], mark=1)
     drawing.save(path, 'Rows against their bounds')
 

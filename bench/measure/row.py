@@ -21,9 +21,14 @@ class Row:
     def verdict(self):
         return 'met' if self.met else 'missed'
 
+    @property
+    def measured(self):
+        """What is bound, as text."""
+        return self._number(self.value)
+
     def cells(self):
-        return [self.name, self.ours, self.peer, self._number(self.value), self.spread, self._number(self.bound),
-                self.verdict]
+        ratio = self.measured if self.unit == 'x' else ''
+        return [self.name, self.ours, self.peer, ratio, self.spread, self._number(self.bound), self.verdict]
 
     def _number(self, value):
         if value is None:

@@ -12,7 +12,7 @@ from .screen import Screen, Window
 
 CLIENTS = 4
 CHUNK = 10  # pages one after another in a turn
-MEMORY_PAGES = 10
+MEMORY_PAGES = 10  # a divisor of the jobs between two looks
 FIRST_PAINT_MS = 100
 RESIDENT_MIB = 60
 
@@ -123,21 +123,27 @@ def real_pages(bench):
 
 
 def compare_contents(bench):
-    """Whether cold and warm jobs make the same, and whether the text is that of --print-to-pdf."""
-    differing = 0
+    """Whether cold and warm jobs make the same, and whether the text is that of --print-to-pdf on its paper."""
+    alike = 0
+    lettered = bench.room.output / 'lettered.pdf'
     for page in bench.real:
         warm, cold, peer = (entrant.output_for(page) for entrant in (bench.warm, bench.cold, bench.peer))
-        if pdf.page_count(warm) != pdf.page_count(cold):
-            bench.remarks.append(f'{page}: {pdf.page_count(warm)} pages warm, {pdf.page_count(cold)} cold.')
-        different, _ = pdf.different_words(warm, cold)
-        if different:
-            bench.remarks.append(f'{page}: {different} words differ between warm and cold.')
-        different, all_words = pdf.different_words(warm, peer)
-        if different:
-            differing += 1
-            bench.remarks.append(f'{page}: of {all_words} words {different} differ from --print-to-pdf.')
-    bench.remarks.append(f'{len(bench.real) - differing} of {len(bench.real)} real pages have word for word the text that '
-                         '--print-to-pdf gives them.')
+        bench.cold.convert(page, lettered, ('--page-size', 'Letter'))
+        compare(bench, page, (warm, 'warm'), (cold, 'cold'))
+        alike += compare(bench, page, (lettered, 'ours on Letter'), (peer, '--print-to-pdf'))
+    bench.remarks.append(f'{alike} of {len(bench.real)} real pages have as many pages and word for word the same text as '
+                         'from --print-to-pdf, on the same paper.')
+
+
+def compare(bench, page, one, other):
+    (mine, my_name), (theirs, their_name) = one, other
+    pages = pdf.page_count(mine), pdf.page_count(theirs)
+    different, all_words = pdf.different_words(mine, theirs)
+    if pages[0] != pages[1]:
+        bench.remarks.append(f'{page}: {pages[0]} pages {my_name}, {pages[1]} {their_name}.')
+    if different:
+        bench.remarks.append(f'{page}: of {all_words} words {different} differ between {my_name} and {their_name}.')
+    return pages[0] == pages[1] and not different
 
 
 def start_included(bench):
@@ -216,7 +222,7 @@ def memory(bench):
     """The same few pages over and over, looked at after the last of them."""
     before, after = bench.extent.jobs_before, bench.extent.jobs_after
     name = f'server and browser, resident memory after {after} jobs, against after {before}'
-    pages = bench.real[::max(1, len(bench.real) // MEMORY_PAGES)][:MEMORY_PAGES]
+    pages = documents.real_pages()[::documents.REAL_PAGES // MEMORY_PAGES]
     bench.warm.take_turn(pages)
     try:
         for jobs in range(len(pages), after + 1, len(pages)):

@@ -8,13 +8,15 @@ OURS = '#2a7f9e'
 OTHERS = '#b6bec6'
 BAD = '#c4513b'
 WIDTH = 760
-LABELS = 330  # where the bars begin
+LABELS = 180  # where the bars begin
+LONG_LABELS = 440
 BAR, STEP = 16, 24
 VALUES = 90  # room for the text behind the longest bar
 
 
 class Drawing:
-    def __init__(self):
+    def __init__(self, labels=LABELS):
+        self.labels = labels
         self.parts = []
         self.height = 16
 
@@ -37,16 +39,17 @@ class Drawing:
     def bars(self, bars, mark=None):
         """bars: (label, value, text, colour). `mark`: where a line stands across them."""
         longest = max([value for _, value, _, _ in bars] + [mark or 0]) or 1
-        scale = (WIDTH - LABELS - VALUES) / longest
+        scale = (WIDTH - self.labels - VALUES) / longest
+        line = self.labels + (mark or 0) * scale
         top = self.height
         for label, value, text, colour in bars:
-            self.text(LABELS - 8, self.height + BAR - 3, label, anchor='end', size=12)
-            self.box(LABELS, self.height, max(value * scale, 1), BAR, colour)
-            self.text(LABELS + value * scale + 6, self.height + BAR - 3, text, colour=FAINT, size=12)
+            end = self.labels + max(value * scale, 1)
+            self.text(self.labels - 8, self.height + BAR - 3, label, anchor='end', size=12)
+            self.box(self.labels, self.height, end - self.labels, BAR, colour)
+            self.text(max(end, line) + 6, self.height + BAR - 3, text, colour=FAINT, size=12)
             self.height += STEP
         if mark:
-            x = LABELS + mark * scale
-            self.line([(x, top - 4), (x, self.height - STEP + BAR + 4)], INK, 1)
+            self.line([(line, top - 4), (line, self.height - STEP + BAR + 4)], INK, 1)
         self.height += 12
 
     def curve(self, points, unit):
@@ -82,15 +85,11 @@ def panels(path, title, figures, unit):
 
 
 def rows_against_bounds(path, rows):
-    drawing = Drawing()
+    drawing = Drawing(LONG_LABELS)
     drawing.heading('Each row in parts of its bound (the line)')
-    drawing.bars([(short(row.name), row.value / row.bound, row.measured, OURS if row.met else BAD)
+    drawing.bars([(row.name, row.value / row.bound, row.measured, OURS if row.met else BAD)
                   for row in rows if row.value is not None], mark=1)
     drawing.save(path, 'Rows against their bounds')
-
-
-def short(name):
-    return name if len(name) <= 52 else name[:50].rsplit(' ', 1)[0] + ' …'
 
 
 def memory_curve(path, points):

@@ -36,7 +36,7 @@ def description():
     memory = os.sysconf('SC_PAGE_SIZE') * os.sysconf('SC_PHYS_PAGES') / 2 ** 30
     return [
         ('machine', f'{processor()}, {len(os.sched_getaffinity(0))} cores, {memory:.0f} GiB'),
-        ('system', f'{system()}, Linux {os.uname().release}'),
+        ('system', system()),
         ('browser', said(places.BROWSER, '--version')),
         ('engine', said(str(places.ENGINE), '--version')),
         ('script library', f'playwright-core {library_version()}, node {said("node", "--version")}'),

@@ -42,7 +42,8 @@ def small_rows(folder, count):
 def photograph(path, seed):
     """No camera's, but like one's for an encoder: large soft shapes, textures of several sizes, and grain."""
     subprocess.run(
-        ['convert', '-size', '1600x1200', '-seed', str(seed), f'plasma:hsl({seed * 36},140,90)-hsl({seed * 36 + 90},90,190)',
+        ['convert', '-size', '1600x1200', '-seed', str(seed),
+         f'plasma:hsl({seed * 36},140,90)-hsl({seed * 36 + 90},90,190)',
          '(', '-size', '400x300', 'plasma:fractal', '-resize', '1600x1200!', ')', '-compose', 'overlay', '-composite',
          '-attenuate', '0.15', '+noise', 'Gaussian', '-quality', '88', str(path)],
         check=True)
@@ -61,8 +62,10 @@ def photograph_page(folder):
 
 
 def table_page(folder):
+    """Asks for its paper, so that everybody prints as many pages."""
     lines = ['<!DOCTYPE html><html lang="en"><meta charset="utf-8"><title>A long table</title>',
-             '<style>td, th { border: 1px solid #999; padding: 4px 8px } table { border-collapse: collapse }</style>',
+             '<style>@page { size: A4; margin: 10mm } table { border-collapse: collapse }',
+             'td, th { border: 1px solid #999; padding: 4px 8px }</style>',
              '<h1>A long table</h1><table><thead><tr><th>Number<th>Square<th>Cube<th>Remark</thead>']
     lines += [f'<tr><td>{n}<td>{n * n}<td>{n ** 3}<td>Row {n} of the table' for n in range(1, TABLE_ROWS + 1)]
     page = folder / 'table.html'

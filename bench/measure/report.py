@@ -45,7 +45,8 @@ def kilobytes(size):
 
 
 def show(bench):
-    for heading, figures, form in (('time a job', bench.times, milliseconds), ('size of the PDFs', bench.sizes, kilobytes)):
+    for heading, figures, form in (('time a job', bench.times, milliseconds),
+                                   ('size of the PDFs', bench.sizes, kilobytes)):
         if figures:
             print(f'\n{heading}\n' + aligned(figures_table(figures, form)))
     print()

@@ -1,0 +1,91 @@
+"""What is converted. Made or chosen alike on every machine."""
+
+import re
+import subprocess
+from pathlib import Path
+
+SMALL = '''<!DOCTYPE html>
+<html lang="en"><meta charset="utf-8"><title>A small page</title>
+<style>body { font: 12pt/1.5 serif } h1 { color: #247 }</style>
+<h1>A small page</h1>
+<p>One heading, one paragraph with a <a href="https://www.example.com/">link</a>, one list.</p>
+<ul><li>First</li><li>Second</li><li>Third</li></ul>
+'''
+
+PHOTOGRAPHS = 10
+TABLE_ROWS = 2640  # 72 pages on A4
+REAL_FOLDERS = (
+    'debian-handbook/html/en-US',
+    'git-doc',
+    'postgresql-doc-15/html',
+    'sqlite3',
+)
+REAL_PAGES = 40
+ORDINARY_BYTES = range(8_000, 60_000)
+REMOTE = re.compile(rb'(?:src=|<link[^>]*stylesheet[^>]*href=)["\']?(?:https?:)?//', re.IGNORECASE)
+
+
+def small_page(folder):
+    page = folder / 'small.html'
+    page.write_text(SMALL)
+    return page
+
+
+def small_rows(folder, count):
+    """Copies of the small page, for a list with PDFs of different names."""
+    rows = [folder / f'row-{number:03}.html' for number in range(count)]
+    for row in rows:
+        row.write_text(SMALL)
+    return rows
+
+
+def photograph(path, seed):
+    """No camera's, but like one's for an encoder: large soft shapes, textures of several sizes, and grain."""
+    subprocess.run(
+        ['convert', '-size', '1600x1200', '-seed', str(seed),
+         f'plasma:hsl({seed * 36},140,90)-hsl({seed * 36 + 90},90,190)',
+         '(', '-size', '400x300', 'plasma:fractal', '-resize', '1600x1200!', ')', '-compose', 'overlay', '-composite',
+         '-attenuate', '0.15', '+noise', 'Gaussian', '-quality', '88', str(path)],
+        check=True)
+
+
+def photograph_page(folder):
+    """Ten JPEGs of 1600 x 1200 pixels, each shown 300 pixels wide."""
+    lines = ['<!DOCTYPE html><html lang="en"><meta charset="utf-8"><title>Photographs</title><h1>Photographs</h1>']
+    for number in range(PHOTOGRAPHS):
+        name = f'photograph-{number}.jpg'
+        photograph(folder / name, number + 1)
+        lines.append(f'<p><img src="{name}" width="300" alt="Photograph {number + 1}"> Photograph {number + 1}')
+    page = folder / 'photographs.html'
+    page.write_text('\n'.join(lines))
+    return page
+
+
+def table_page(folder):
+    """Asks for its paper, so that everybody prints as many pages."""
+    lines = ['<!DOCTYPE html><html lang="en"><meta charset="utf-8"><title>A long table</title>',
+             '<style>@page { size: A4; margin: 10mm } table { border-collapse: collapse }',
+             'td, th { border: 1px solid #999; padding: 4px 8px }</style>',
+             '<h1>A long table</h1><table><thead><tr><th>Number<th>Square<th>Cube<th>Remark</thead>']
+    lines += [f'<tr><td>{n}<td>{n * n}<td>{n ** 3}<td>Row {n} of the table' for n in range(1, TABLE_ROWS + 1)]
+    page = folder / 'table.html'
+    page.write_text('\n'.join(lines) + '\n</table>')
+    return page
+
+
+def is_ordinary(page):
+    return page.stat().st_size in ORDINARY_BYTES and not REMOTE.search(page.read_bytes())
+
+
+def real_pages(count=REAL_PAGES):
+    """Pages of the installed documentation, as many from each package, evenly from its list in alphabetical order.
+    Pages of ordinary size that have their pictures and style sheets beside them."""
+    chosen = []
+    share = count // len(REAL_FOLDERS)
+    for name in REAL_FOLDERS:
+        folder = Path('/usr/share/doc') / name
+        pages = [page for page in sorted(folder.glob('*.html')) if is_ordinary(page)]
+        if len(pages) < share:
+            raise RuntimeError(f'{folder} has {len(pages)} pages of ordinary size; is its package installed?')
+        chosen += [pages[number * len(pages) // share] for number in range(share)]
+    return chosen

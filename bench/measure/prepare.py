@@ -1,0 +1,46 @@
+"""Installs and builds what is missing."""
+
+import os
+import shutil
+import subprocess
+import sys
+
+from . import places
+
+
+def run(*command, **more):
+    if subprocess.run(command, cwd=places.ROOT, **more).returncode != 0:
+        sys.exit(f'{command[0]} failed')
+
+
+def packages():
+    groups = ['build', 'run', 'bench']
+    # Node may have come from elsewhere, with npm in it.
+    if not (shutil.which('node') and shutil.which('npm')):
+        groups.append('node')
+    run('packaging/install-missing', *groups, stdout=sys.stderr)
+
+
+def build():
+    run('cmake', '--preset', 'release', stdout=subprocess.DEVNULL)
+    run('cmake', '--build', '--preset', 'release', '--target', 'Quirelle', 'quirelle', 'windowrun',
+        stdout=subprocess.DEVNULL)
+
+
+def script_library():
+    """The pinned version, into the build folder, without a browser of its own."""
+    wanted = places.SCRIPTS / 'package-lock.json'
+    places.LIBRARY_FOLDER.mkdir(parents=True, exist_ok=True)
+    installed = places.LIBRARY_FOLDER / 'package-lock.json'
+    if installed.exists() and installed.read_bytes() == wanted.read_bytes():
+        return
+    shutil.copy(places.SCRIPTS / 'package.json', places.LIBRARY_FOLDER)
+    shutil.copy(wanted, installed)
+    run('npm', 'ci', '--ignore-scripts', '--no-audit', '--no-fund', '--silent', '--prefix', str(places.LIBRARY_FOLDER),
+        env=os.environ | {'PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD': '1'}, stdout=subprocess.DEVNULL)
+
+
+def everything():
+    packages()
+    build()
+    script_library()

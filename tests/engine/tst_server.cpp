@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTest>
 #include <QUrl>
 
@@ -17,6 +18,7 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
@@ -30,6 +32,11 @@ namespace
 {
 
 constexpr auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+
+bool makeFile(const QString &path)
+{
+    return QFile(path).open(QIODevice::WriteOnly);
+}
 
 sockaddr_un socketAddress(const QString &path)
 {
@@ -171,6 +178,12 @@ QList<QImage> pictures(const PdfFile &pdf)
     for (int page = 1; page <= pdf.pages(); ++page)
         result += pdf.picture(page, 50);
     return result;
+}
+
+/// The structure tree without the names of its elements, which are new each time.
+QString structureOf(const PdfFile &pdf)
+{
+    return pdf.structure().remove(QRegularExpression(u"node\\d+"_s));
 }
 
 QStringList documentsToCompare()
@@ -509,7 +522,7 @@ void ServerTest::anotherEnvironmentHasAServerOfItsOwn()
     const QByteArray hour = "<p id=p>x<script>p.textContent=new Date(0).getHours()</script>";
     m_engine->setVariable(u"TZ"_s, u"UTC"_s);
     QCOMPARE(m_engine->convertText(hour).pdf().text(), u"0"_s);
-    m_engine->setVariable(u"TZ"_s, u"UTC-5"_s);
+    m_engine->setVariable(u"TZ"_s, u"Asia/Karachi"_s);
     QCOMPARE(m_engine->convertText(hour).pdf().text(), u"5"_s);
     QCOMPARE(m_engine->servers().size(), 2);
 }
@@ -525,24 +538,29 @@ void ServerTest::jobsLeaveNothingForOthers()
     web.write(u"sw/worker.js"_s,
               "onfetch=e=>{if(e.request.url.endsWith('who'))e.respondWith(new Response('worker'))};"
               "oninstall=e=>skipWaiting();onactivate=e=>e.waitUntil(clients.claim())");
-    // Says what it finds, and leaves all that it can.
-    web.write(u"sw/page.html"_s,
-              "<!DOCTYPE html><img src=/picture.svg><p id=p><script>\n"
-              "(async()=>{\n"
-              "const found=[];\n"
-              "found.push('cookie:'+document.cookie,'local:'+(localStorage.x||''),"
-              "'session:'+(sessionStorage.x||''),'window:'+name);\n"
-              "found.push('caches:'+(await caches.keys()).join());\n"
-              "found.push('databases:'+(await indexedDB.databases()).map(d=>d.name).join());\n"
-              "found.push('workers:'+(await navigator.serviceWorker.getRegistrations()).length);\n"
-              "found.push('who:'+await (await fetch('who')).text());\n"
-              "document.cookie='left=1;max-age=99999;path=/';localStorage.x='left';sessionStorage.x='left';"
-              "name='left';await caches.open('left');indexedDB.open('left');\n"
-              "await navigator.serviceWorker.register('worker.js');\n"
-              "if(!navigator.serviceWorker.controller)await new Promise(d=>"
-              "navigator.serviceWorker.oncontrollerchange=d);\n"
-              "found.push('then:'+await (await fetch('who')).text());\n"
-              "p.textContent=found.join(' ')})()</script>");
+    // Says what it finds, and leaves all that it can. A request is under way until it is through.
+    const SilentServer silent;
+    web.write(
+        u"sw/page.html"_s,
+        "<!DOCTYPE html><img src=/picture.svg><p id=p><script>\n"
+        "const hold=new AbortController();fetch('" +
+            silent.address().toLatin1() +
+            "',{mode:'no-cors',signal:hold.signal}).catch(()=>0);\n"
+            "(async()=>{\n"
+            "const found=[];\n"
+            "found.push('cookie:'+document.cookie,'local:'+(localStorage.x||''),"
+            "'session:'+(sessionStorage.x||''),'window:'+name);\n"
+            "found.push('caches:'+(await caches.keys()).join());\n"
+            "found.push('databases:'+(await indexedDB.databases()).map(d=>d.name).join());\n"
+            "found.push('workers:'+(await navigator.serviceWorker.getRegistrations()).length);\n"
+            "found.push('who:'+await (await fetch('who')).text());\n"
+            "document.cookie='left=1;max-age=99999;path=/';localStorage.x='left';sessionStorage.x='left';"
+            "name='left';await caches.open('left');indexedDB.open('left');\n"
+            "await navigator.serviceWorker.register('worker.js');\n"
+            "if(!navigator.serviceWorker.controller)await new Promise(d=>"
+            "navigator.serviceWorker.oncontrollerchange=d);\n"
+            "found.push('then:'+await (await fetch('who')).text());\n"
+            "p.textContent=found.join(' ');hold.abort()})()</script>");
     const ProcessInfo server = warmUp();
     for (int i = 0; i < 3; ++i) {
         const Conversion conversion = m_engine->convert(web.address(u"/sw/page.html"_s));
@@ -642,7 +660,7 @@ void ServerTest::warmAndColdAreAlike()
     QCOMPARE(warm.pdf().text(), cold.pdf().text());
     QCOMPARE(warm.pdf().pageSizes(), cold.pdf().pageSizes());
     QCOMPARE(warm.pdf().documentTitle(), cold.pdf().documentTitle());
-    QCOMPARE(warm.pdf().structure(), cold.pdf().structure());
+    QCOMPARE(structureOf(warm.pdf()), structureOf(cold.pdf()));
     QCOMPARE(warm.pdf().links(), cold.pdf().links());
     QCOMPARE(warm.pdf().outline(), cold.pdf().outline());
     QCOMPARE(warm.pdf().fonts(), cold.pdf().fonts());
@@ -769,8 +787,6 @@ void ServerTest::aStoppedServer()
     verifyStillConverts(bound);
     verifyStillConverts(bound);
     // Nobody can even connect.
-    std::vector<std::unique_ptr<RawClient>> clients;
-    std::vector<std::thread> waiting;
     const int flags = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
     const sockaddr_un address = socketAddress(socketPath());
     std::vector<int> sockets;
@@ -848,6 +864,8 @@ void ServerTest::theBrowserKilledBetweenJobs()
     const QList<ProcessInfo> browsers = browsersIn(descendantsOf(server.id));
     QCOMPARE(browsers.size(), 1);
     ::kill(static_cast<pid_t>(browsers[0].id), SIGKILL);
+    // The first may have been quicker than the news, and have done without the server.
+    verifyStillConverts(20s);
     verifyStillConverts(20s);
     QCOMPARE(m_engine->servers(), QList{server});
     QVERIFY(waitUntil([&] { return browsersIn(descendantsOf(server.id)).size() == 1; }));
@@ -892,7 +910,7 @@ void ServerTest::whatLiesInItsPlace()
     std::unique_ptr<Impostor> impostor;
     int held = -1;
     if (what == u"file"_s)
-        QFile(socket).open(QIODevice::WriteOnly);
+        QVERIFY(makeFile(socket));
     else if (what == u"folder"_s)
         QVERIFY(QDir().mkpath(socket + u"/within"_s));
     else if (what == u"link"_s)
@@ -945,7 +963,7 @@ void ServerTest::whatLiesInThePlaceOfARunningOne()
     QFile::remove(socket);
     std::unique_ptr<Impostor> impostor;
     if (what == u"a file"_s)
-        m_engine->write(socket, "x");
+        QVERIFY(makeFile(socket));
     else if (what == u"a folder"_s)
         QVERIFY(QDir().mkpath(socket + u"/within"_s));
     else if (what == u"an impostor"_s)
@@ -1020,7 +1038,7 @@ void ServerTest::aRuntimeFolderThatIsOfNoUse()
         QFile::setPermissions(deep, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         setRuntime(deep);
     } else if (what == u"file within"_s)
-        m_engine->write(ours, "x");
+        QVERIFY(makeFile(ours));
     else if (what == u"open within"_s || what == u"foreign within"_s) {
         QVERIFY(QDir().mkdir(ours));
         QFile::setPermissions(ours, QFile::Permissions(what == u"open within"_s ? 0x7777 : 0x7700));

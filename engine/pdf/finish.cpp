@@ -3,6 +3,7 @@
 #include "engine/failure.h"
 #include "engine/pdf/copies.h"
 #include "engine/pdf/document.h"
+#include "engine/pdf/equalimages.h"
 #include "engine/pdf/grayscale.h"
 #include "engine/pdf/links.h"
 #include "engine/pdf/lowquality.h"
@@ -12,6 +13,8 @@ QByteArray finishPdf(const QByteArray &printed, const Job &job)
 {
     try {
         PdfDocument document(printed);
+        // First, so that whatever is done to an image is done once.
+        mergeEqualImages(document.pdf());
         if (job.title)
             setTitle(document.pdf(), *job.title);
         if (!job.externalLinks)

@@ -4,6 +4,7 @@
 #include "engine/pdf/copies.h"
 #include "engine/pdf/document.h"
 #include "engine/pdf/equalimages.h"
+#include "engine/pdf/fontprogram.h"
 #include "engine/pdf/grayscale.h"
 #include "engine/pdf/links.h"
 #include "engine/pdf/lowquality.h"
@@ -27,6 +28,7 @@ QByteArray finishPdf(const QByteArray &printed, const Job &job)
             lowerQuality(document.pdf());
         if (job.copies > 1)
             repeatPages(document.pdf(), job.copies);
+        trimFonts(document.pdf());
         return document.compacted();
     } catch (const std::exception &error) {
         throw Failure(

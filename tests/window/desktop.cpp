@@ -48,9 +48,9 @@ void stop(QProcess &process)
 Desktop::Desktop()
 {
     const QProcessEnvironment own = QProcessEnvironment::systemEnvironment();
-    for (const QString &name :
-         {u"PATH"_s, u"LANG"_s, u"LC_ALL"_s, u"USER"_s, u"QUIRELLE_NO_SANDBOX"_s, u"QUIRELLE_BROWSER"_s,
-          u"ASAN_OPTIONS"_s, u"LSAN_OPTIONS"_s, u"UBSAN_OPTIONS"_s, u"TSAN_OPTIONS"_s}) {
+    for (const QString &name : {u"PATH"_s, u"LANG"_s, u"LC_ALL"_s, u"USER"_s, u"QUIRELLE_NO_SANDBOX"_s,
+                                u"QUIRELLE_BROWSER"_s, u"QUIRELLE_IDLE_SECONDS"_s, u"ASAN_OPTIONS"_s,
+                                u"LSAN_OPTIONS"_s, u"UBSAN_OPTIONS"_s, u"TSAN_OPTIONS"_s}) {
         if (own.contains(name))
             m_environment.insert(name, own.value(name));
     }

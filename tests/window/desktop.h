@@ -34,6 +34,8 @@ public:
     /// What a program started on this desktop is to be given: the display, the bus, the home and no more of
     /// the caller's own desktop than PATH and the locale.
     const QProcessEnvironment &environment() const { return m_environment; }
+    /// For the programs that are started from now on.
+    void setVariable(const QString &name, const QString &value) { m_environment.insert(name, value); }
     /// A folder for whatever the desktop's user has. Removed with the desktop.
     QString folder() const { return m_folder.path(); }
     /// A file in that folder.

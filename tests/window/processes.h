@@ -10,3 +10,6 @@ void buryOrphans();
 
 /// Names of the running engine and browser processes among the descendants of this one.
 QStringList engineProcesses();
+
+/// The id of the engine's warm server among them; 0 if there is none.
+qint64 serverProcess();

@@ -3,6 +3,7 @@
 #include "tests/window/slowserver.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -11,6 +12,7 @@
 #include <QTcpSocket>
 #include <QTest>
 
+#include <csignal>
 #include <memory>
 #include <unistd.h>
 
@@ -210,6 +212,43 @@ private slots:
         m_server->letGo();
         run();
         QCOMPARE(m_program->columnTexts(3), QStringList({u"Success"_s, u"Success"_s, u"Success"_s}));
+    }
+
+    void leavesTheWarmServerToItself()
+    {
+        // As users have it, and the other cases have not.
+        QCOMPARE(m_program->close(), std::optional(0));
+        m_desktop->setVariable(u"QUIRELLE_IDLE_SECONDS"_s, u"30"_s);
+        m_program = std::make_unique<Program>(*m_desktop, m_bus, file(u"Quirelle.app"_s));
+        QVERIFY(m_program->start());
+        m_desktop->setVariable(u"QUIRELLE_IDLE_SECONDS"_s, u"0"_s);
+
+        QVERIFY(m_program->addFiles({page(u"before"_s), slowPage(u"slow"_s), page(u"after"_s)}));
+        QVERIFY(m_program->typeOutputFolder(file(u"out"_s)));
+        m_program->click(Place::Start);
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->waiting(), 1, jobPatience);
+        const qint64 server = serverProcess();
+        QVERIFY(server != 0);
+        // The page does not go on loading when its job is stopped.
+        m_program->click(Place::Start);
+        QTRY_VERIFY(m_program->isIdle());
+        QTRY_COMPARE(m_server->waiting(), 0);
+        QCOMPARE(m_program->columnTexts(3), QStringList({u"Success"_s, u"Failed"_s, QString()}));
+
+        m_server->letGo();
+        run();
+        QCOMPARE(m_program->columnTexts(3), QStringList({u"Success"_s, u"Success"_s, u"Success"_s}));
+        QVERIFY(pdfText(file(u"out/after.pdf"_s)).contains("This is after."_L1));
+        QCOMPARE(serverProcess(), server);
+
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(m_program->close(), std::optional(0));
+        // Far less than the server stays.
+        QVERIFY2(timer.elapsed() < 10'000, qPrintable(QString::number(timer.elapsed())));
+        QCOMPARE(serverProcess(), server);
+        QCOMPARE(::kill(static_cast<pid_t>(server), SIGTERM), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(engineProcesses(), QStringList(), patience);
     }
 
     void warnsOfAnEmptyList()

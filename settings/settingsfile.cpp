@@ -44,7 +44,8 @@ QString settingsFilePath()
     const QString fileName = QString::fromLatin1(g_chSoftwareName) + QStringLiteral("info.ini");
     const QString folder = QCoreApplication::applicationDirPath();
     QString beside = folder + QLatin1Char('/') + fileName;
-    if (QFileInfo::exists(beside) || QFileInfo(folder).isWritable())
+    // Of an installed copy that root has used once, nobody else can read the file.
+    if (QFileInfo(beside).isReadable() || QFileInfo(folder).isWritable())
         return beside;
     return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QLatin1Char('/') + fileName;
 }

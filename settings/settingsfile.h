@@ -7,7 +7,7 @@ extern const char *g_chSoftwareName;
 
 /// Absolute path of the settings file: beside the executable; in the user's configuration folder
 /// (QStandardPaths::AppConfigLocation) only where the executable's folder is not writable and holds no such
-/// file.
+/// file that the user can read.
 QString settingsFilePath();
 
 /// The one file that outlives a run, in INI format: every key lies in the group SettingInfo, every value is

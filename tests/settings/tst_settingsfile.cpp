@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
+#include <QStandardPaths>
 #include <QTest>
 
 #include <sys/stat.h>
@@ -63,6 +64,16 @@ bool setMode(mode_t mode)
     return chmod(QFile::encodeName(settingsFilePath()).constData(), mode) == 0;
 }
 
+/// Where the file lies for somebody who may not write beside the executable.
+QString pathForOrdinaryUser()
+{
+    constexpr uid_t nobody = 65534;
+    if (setresuid(nobody, nobody, 0) != 0)
+        return QString();
+    const QString path = settingsFilePath();
+    return setresuid(0, 0, 0) == 0 ? path : QString();
+}
+
 constexpr QFile::Permissions ofOthers = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup |
                                         QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
 
@@ -80,6 +91,20 @@ private slots:
     {
         QCOMPARE(settingsFilePath(), QCoreApplication::applicationDirPath() + u"/quirelleinfo.ini"_s);
         QCOMPARE(g_chSoftwareName, "quirelle");
+    }
+
+    void liesInTheConfigurationFolderWhereThatCannotBe()
+    {
+        if (geteuid() != 0)
+            QSKIP("only root can become another user");
+        const QString own = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
+        QCOMPARE(pathForOrdinaryUser(), own + u"/quirelleinfo.ini"_s);
+        // One that its owner keeps to himself is of no use to others.
+        store(SettingKey::Title, u"theirs"_s);
+        QVERIFY(setMode(0600));
+        QCOMPARE(pathForOrdinaryUser(), own + u"/quirelleinfo.ini"_s);
+        QVERIFY(setMode(0644));
+        QCOMPARE(pathForOrdinaryUser(), QCoreApplication::applicationDirPath() + u"/quirelleinfo.ini"_s);
     }
 
     void aMissingFileReadsAsTheDefaults()

@@ -14,6 +14,13 @@ namespace
     throw Failure(ExitCode::NotLoaded, message);
 }
 
+/// Whether this path means whatever the process that opens it has open, and so something else to the browser.
+bool isDescriptor(const QString &absolutePath)
+{
+    static const QRegularExpression pattern(QStringLiteral("^/(dev/(stdin$|fd/)|proc/)"));
+    return pattern.match(absolutePath).hasMatch();
+}
+
 /// The scheme that an address begins with, in small letters; empty for none. "localhost:8080" has none.
 QString schemeOf(const QString &address)
 {
@@ -30,6 +37,8 @@ Address resolveInput(const QString &input)
     if (file.exists()) {
         if (file.isDir())
             refuse(QStringLiteral("%1 is a folder, not a document").arg(input));
+        if (!file.isFile() || isDescriptor(file.absoluteFilePath()))
+            refuse(QStringLiteral("%1 is no ordinary file: write the document to one first").arg(input));
         if (!file.isReadable())
             refuse(QStringLiteral("%1 cannot be read: permission denied").arg(input));
         return {

@@ -15,6 +15,6 @@ struct Address {
 };
 
 /// Resolves an input: a path if such a file exists, otherwise an address, which gets "http://" if it has no
-/// scheme. Throws Failure(NotLoaded) for a folder, a file that cannot be read, and a scheme other than http,
-/// https and file.
+/// scheme. Throws Failure(NotLoaded) for a folder, a pipe or device, a file that cannot be read, and a scheme
+/// other than http, https and file.
 Address resolveInput(const QString &input);

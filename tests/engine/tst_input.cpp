@@ -43,6 +43,8 @@ private slots:
     void refused_data();
     void refused();
     void foldersAreRefused();
+    void whatIsNoOrdinaryFileIsRefused_data();
+    void whatIsNoOrdinaryFileIsRefused();
     void unreadableFilesAreRefused();
     void networkErrorsAreExplained();
 };
@@ -179,6 +181,20 @@ void InputTest::foldersAreRefused()
     const TemporaryFolder folder;
     QVERIFY(refusalOf(folder.path()).contains(u"folder"_s));
     QVERIFY(refusalOf(u"."_s).contains(u"folder"_s));
+}
+
+void InputTest::whatIsNoOrdinaryFileIsRefused_data()
+{
+    QTest::addColumn<QString>("path");
+    // To the browser these are its own, and empty.
+    for (const char *path : {"/dev/null", "/dev/stdin", "/dev/fd/0", "/proc/self/fd/0"})
+        QTest::newRow(path) << QString::fromLatin1(path);
+}
+
+void InputTest::whatIsNoOrdinaryFileIsRefused()
+{
+    QFETCH(QString, path);
+    QVERIFY(refusalOf(path).startsWith(path + u" is no ordinary file"_s));
 }
 
 void InputTest::unreadableFilesAreRefused()

@@ -4,6 +4,9 @@
 
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QTemporaryFile>
+
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -53,6 +56,48 @@ void writeToStandardOutput(const QByteArray &bytes)
     }
 }
 
+/// Writes all of it, or refuses with the system's reason.
+void write(QFileDevice &file, const QByteArray &bytes, const QString &path)
+{
+    // What is written is buffered, so the end may be the first to tell.
+    errno = 0;
+    const bool written = file.write(bytes) == bytes.size() && file.flush();
+    const QString reason = errno != 0 ? qt_error_string(errno) : file.errorString();
+    if (!written)
+        refuse(path, reason);
+}
+
+/// The permissions of a file that a program makes without asking for any.
+mode_t usualPermissions()
+{
+    const mode_t withheld = ::umask(0);
+    ::umask(withheld);
+    return (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH) & ~withheld;
+}
+
+/// False, with nothing done, if there is such a file, or it cannot be made in this way.
+bool writeNewFile(const QString &path, const QByteArray &bytes)
+{
+    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
+    if (!file.open())
+        return false;
+    write(file, bytes, path);
+    const bool done = ::fchmod(file.handle(), usualPermissions()) == 0 && file.rename(path);
+    file.setAutoRemove(!done);
+    return done;
+}
+
+/// The older file gives way only when the new one has come to the disk, which takes a while.
+void replaceFile(const QString &path, const QByteArray &bytes)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        refuse(path, file.errorString());
+    write(file, bytes, path);
+    if (!file.commit())
+        refuse(path, file.errorString());
+}
+
 } // namespace
 
 void checkOutput(const QString &path)
@@ -75,15 +120,6 @@ void writeOutput(const QString &path, const QByteArray &bytes)
 {
     if (isStandardOutput(path))
         return writeToStandardOutput(bytes);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        refuse(path, file.errorString());
-    // What is written is buffered, so the end may be the first to tell.
-    errno = 0;
-    const bool written = file.write(bytes) == bytes.size() && file.flush();
-    const QString reason = errno != 0 ? qt_error_string(errno) : file.errorString();
-    if (!written)
-        refuse(path, reason);
-    if (!file.commit())
-        refuse(path, file.errorString());
+    if (QFileInfo::exists(path) || !writeNewFile(path, bytes))
+        replaceFile(path, bytes);
 }

@@ -33,7 +33,7 @@ constexpr auto betweenSignsOfLife = 100ms;
 /// Who comes beyond these is better off alone.
 constexpr size_t mostClients = 200;
 /// When an order has waited so long and none has been begun in this time, it is better off alone.
-constexpr auto longestStandstill = 350ms;
+constexpr auto longestStandstill = 250ms;
 /// In this time a client has said what it wants.
 constexpr auto orderingTime = 2s;
 /// In this time it has taken what it has got.

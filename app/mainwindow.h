@@ -77,6 +77,7 @@ private slots:
     void on_MainWindow_destroyed();
 
 protected:
+    bool event(QEvent *event) override;
     void dragEnterEvent(QDragEnterEvent *event) override;
     void dropEvent(QDropEvent *event) override;
     /// Stops a running engine.
@@ -85,6 +86,9 @@ protected:
 private:
     void connectControls();
     void showBackground();
+    /// Keeps the output folder's field white on dark desktops.
+    void fillOutputField();
+    void fitTexts();
 
     static QString startText();
     static QString stopText();

@@ -99,7 +99,7 @@ void MainWindow::connectControls()
 void MainWindow::showBackground()
 {
     const qreal density = devicePixelRatioF();
-    const QPixmap image(u":/MyImage/Image/bg1.png"_s);
+    const QPixmap image(density > 1 ? u":/MyImage2x/Image/bg1.png"_s : u":/MyImage/Image/bg1.png"_s);
     QPixmap background = image.scaled(size() * density, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     background.setDevicePixelRatio(density);
 

@@ -84,6 +84,8 @@ void addurl::showEvent(QShowEvent *event)
     hint.setAlphaF(strength);
     colours.setColor(QPalette::PlaceholderText, hint);
     ui->textEdit_URL->setPalette(colours);
+    // Not the button that ended the last showing.
+    ui->textEdit_URL->setFocus();
     QDialog::showEvent(event);
 }
 

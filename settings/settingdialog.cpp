@@ -150,6 +150,8 @@ void SettingDialog::showEvent(QShowEvent *event)
         if (list->lineEdit())
             list->lineEdit()->setAccessibleName(label->text());
     }
+    // Not the button that ended the last showing.
+    ui->comboBox_PageSize->setFocus();
     QDialog::showEvent(event);
 }
 

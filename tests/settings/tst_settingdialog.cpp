@@ -885,6 +885,18 @@ private slots:
                               "pushButton_Reset", "pushButton_Cancel", "pushButton_Ok"}));
     }
 
+    void everyShowingBeginsWithTheFirstControl()
+    {
+        SettingDialog dialog;
+        for (int time = 0; time < 2; ++time) {
+            showing(dialog, [&] {
+                QCOMPARE(dialog.focusWidget(), child<QComboBox>(dialog, "comboBox_PageSize"));
+                child<QPushButton>(dialog, "pushButton_Ok")->setFocus();
+                press(dialog, "pushButton_Ok");
+            });
+        }
+    }
+
     // The event filter, which nobody installs
 
     void noEventShowsABox()

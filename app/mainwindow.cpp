@@ -104,7 +104,7 @@ void MainWindow::showBackground()
     background.setDevicePixelRatio(density);
 
     QPalette colors = lightPalette(palette());
-    QPalette ofControls = colors;
+    const QPalette ofControls = colors;
     colors.setBrush(QPalette::Window, QBrush(colors.color(QPalette::Window), background));
     setPalette(colors);
     // Controls with a style sheet, and what is within them, take no colours from their window.
@@ -113,18 +113,11 @@ void MainWindow::showBackground()
         if (control->testAttribute(Qt::WA_StyleSheet))
             control->setPalette(ofControls);
     }
-    fillOutputField();
-}
-
-void MainWindow::fillOutputField()
-{
     // A field with a style sheet is filled from the application's colours, whatever its own are.
-    const QString filling = u"\nbackground-color: #FFFFFF;"_s;
-    QLineEdit &field = *ui->lineEdit_OutPutPath;
-    const bool needed = QApplication::palette().color(QPalette::Base).lightness() < 128;
-    if (needed == field.styleSheet().endsWith(filling))
-        return;
-    field.setStyleSheet(needed ? field.styleSheet() + filling : field.styleSheet().chopped(filling.size()));
+    if (QApplication::palette().color(QPalette::Base).lightness() < 128) {
+        QLineEdit &field = *ui->lineEdit_OutPutPath;
+        field.setStyleSheet(field.styleSheet() + u"\nbackground-color: #FFFFFF;"_s);
+    }
 }
 
 void MainWindow::fitTexts()
@@ -168,13 +161,6 @@ void MainWindow::InitAllChoice()
     showButtonImage(*ui->pushButton_About, u":MyImage/Image/About.png"_s);
     showButtonImage(*ui->pushButton_Convert, u":/MyImage/Image/start.png"_s);
     fitTexts();
-}
-
-bool MainWindow::event(QEvent *event)
-{
-    if (event->type() == QEvent::ApplicationPaletteChange)
-        fillOutputField();
-    return QMainWindow::event(event);
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)

@@ -77,7 +77,6 @@ private slots:
     void on_MainWindow_destroyed();
 
 protected:
-    bool event(QEvent *event) override;
     void dragEnterEvent(QDragEnterEvent *event) override;
     void dropEvent(QDropEvent *event) override;
     /// Stops a running engine.
@@ -86,8 +85,6 @@ protected:
 private:
     void connectControls();
     void showBackground();
-    /// Keeps the output folder's field white on dark desktops.
-    void fillOutputField();
     void fitTexts();
 
     static QString startText();

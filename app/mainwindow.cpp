@@ -1,7 +1,10 @@
 #include "app/mainwindow.h"
 
+#include "app/contextmenu.h"
+#include "app/fittext.h"
 #include "app/icons.h"
 #include "app/images.h"
+#include "app/lightpalette.h"
 #include "joblist/jobtable.h"
 #include "ui_mainwindow.h"
 
@@ -12,33 +15,12 @@
 #include <QPixmap>
 #include <QProcess>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace
 {
-
-/// What the window's colours are while its background stays a light image, whatever the system's theme is.
-struct RoleColor {
-    QPalette::ColorRole role;
-    QRgb color;
-};
-
-constexpr RoleColor lightColors[] = {
-    {QPalette::WindowText, 0xff1a1f24}, {QPalette::Text, 0xff1a1f24},
-    {QPalette::ButtonText, 0xff1a1f24}, {QPalette::PlaceholderText, 0xff6b7680},
-    {QPalette::Base, 0xffffffff},       {QPalette::AlternateBase, 0xfff5f7f9},
-    {QPalette::Button, 0xfff0f2f4},     {QPalette::Light, 0xffffffff},
-    {QPalette::Midlight, 0xfff7f8f9},   {QPalette::Mid, 0xffb4babf},
-    {QPalette::Dark, 0xff9aa1a7},       {QPalette::Shadow, 0xff6f767c},
-};
-// Behind the image: the style takes the shades of frames from it.
-constexpr QRgb windowColor = 0xfff0f2f4;
-
-void setLightColors(QPalette &palette)
-{
-    for (const RoleColor &entry : lightColors)
-        palette.setColor(entry.role, QColor::fromRgb(entry.color));
-}
 
 /// The widths that the columns start with are one pixel more than the frame leaves. That is no reason for a
 /// scroll bar; a column widened by the user is.
@@ -46,6 +28,21 @@ void hideNeedlessScrollBar(QTableWidget &table)
 {
     const bool needed = table.horizontalHeader()->length() > table.viewport()->width() + 1;
     table.setHorizontalScrollBarPolicy(needed ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
+}
+
+/// Whether the columns that are narrow and of a fixed width show whole texts.
+bool fitColumns(const QTableWidget &table)
+{
+    constexpr int margin = 4;
+    const QFontMetrics metrics = table.fontMetrics();
+    const auto fits = [&](int column, const QString &text) {
+        return metrics.horizontalAdvance(text) + 2 * margin <= table.columnWidth(column);
+    };
+    for (int column = 0; column < table.columnCount(); ++column) {
+        if (!fits(column, table.horizontalHeaderItem(column)->text()))
+            return false;
+    }
+    return fits(SourceColumn, QString::fromUtf16(JobSource::OnlineFile));
 }
 
 } // namespace
@@ -58,6 +55,7 @@ MainWindow::MainWindow(QWidget *parent)
     setAcceptDrops(true);
     connectControls();
     showBackground();
+    keepMenuUnstyled(*ui->lineEdit_OutPutPath);
 }
 
 MainWindow::~MainWindow()
@@ -101,29 +99,40 @@ void MainWindow::connectControls()
 void MainWindow::showBackground()
 {
     const qreal density = devicePixelRatioF();
-    const QPixmap image(u":/MyImage/Image/bg1.png"_s);
+    const QPixmap image(density > 1 ? u":/MyImage2x/Image/bg1.png"_s : u":/MyImage/Image/bg1.png"_s);
     QPixmap background = image.scaled(size() * density, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     background.setDevicePixelRatio(density);
 
-    QPalette colors = palette();
-    colors.setBrush(QPalette::Window, QBrush(QColor::fromRgb(windowColor), background));
-    setLightColors(colors);
+    QPalette colors = lightPalette(palette());
+    const QPalette ofControls = colors;
+    colors.setBrush(QPalette::Window, QBrush(colors.color(QPalette::Window), background));
     setPalette(colors);
     // Controls with a style sheet, and what is within them, take no colours from their window.
     const auto controls = findChildren<QWidget *>();
     for (QWidget *control : controls) {
-        if (control->testAttribute(Qt::WA_StyleSheet)) {
-            QPalette own = control->palette();
-            setLightColors(own);
-            own.setColor(QPalette::Window, QColor::fromRgb(windowColor));
-            control->setPalette(own);
-        }
+        if (control->testAttribute(Qt::WA_StyleSheet))
+            control->setPalette(ofControls);
     }
     // A field with a style sheet is filled from the application's colours, whatever its own are.
     if (QApplication::palette().color(QPalette::Base).lightness() < 128) {
         QLineEdit &field = *ui->lineEdit_OutPutPath;
         field.setStyleSheet(field.styleSheet() + u"\nbackground-color: #FFFFFF;"_s);
     }
+}
+
+void MainWindow::fitTexts()
+{
+    QTableWidget &table = *ui->tableWidget;
+    QHeaderView &header = *table.horizontalHeader();
+    // Each by itself: in a control with a style sheet no font is handed down.
+    shrinkFont({&table, table.viewport(), &header, header.viewport()},
+               [&table] { return fitColumns(table); });
+    const QList<QWidget *> lowerRow{ui->pushButton_OutPutPath, ui->lineEdit_OutPutPath,
+                                    ui->pushButton_Convert};
+    shrinkFont(lowerRow, [&lowerRow] {
+        return std::all_of(lowerRow.begin(), lowerRow.end(),
+                           [](const QWidget *control) { return hasRoomForText(*control); });
+    });
 }
 
 void MainWindow::InitAllChoice()
@@ -151,6 +160,7 @@ void MainWindow::InitAllChoice()
     setWindowTitle(tr("Quirelle"));
     showButtonImage(*ui->pushButton_About, u":MyImage/Image/About.png"_s);
     showButtonImage(*ui->pushButton_Convert, u":/MyImage/Image/start.png"_s);
+    fitTexts();
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)

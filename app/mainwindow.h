@@ -85,6 +85,7 @@ protected:
 private:
     void connectControls();
     void showBackground();
+    void fitTexts();
 
     static QString startText();
     static QString stopText();

@@ -1,8 +1,10 @@
 #include "dialogs/aboutdlg.h"
 
+#include "app/contextmenu.h"
+#include "app/fittext.h"
 #include "app/images.h"
+#include "app/lightpalette.h"
 #include "app/product.h"
-#include "dialogs/lightpalette.h"
 #include "ui_aboutdlg.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -49,6 +51,7 @@ AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(new Ui_AboutDlg)
     // The text's colours are made for a light ground. A widget with a style sheet of its own does not follow.
     setPalette(lightPalette(palette()));
     ui->textEdit->setPalette(palette());
+    keepMenuUnstyled(*ui->textEdit);
 
     // The box is so many pixels high whatever a point measures on this screen, and the text must fit it.
     static QImage surface = pointSizedSurface();
@@ -56,6 +59,7 @@ AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(new Ui_AboutDlg)
     ui->textEdit->setHtml(aboutText());
     // Nor may the wheel move it for the sake of its empty last line.
     ui->textEdit->verticalScrollBar()->setEnabled(false);
+    shrinkFont({ui->pushButton_URL}, [this] { return hasRoomForText(*ui->pushButton_URL); });
     connect(ui->pushButton_URL, SIGNAL(clicked()), this, SLOT(VisitURL()));
 }
 

@@ -1,13 +1,18 @@
 #include "dialogs/addurl.h"
 
+#include "app/fittext.h"
 #include "app/images.h"
 #include "settings/settingsfile.h"
 #include "ui_addurl.h"
 
 #include <QFile>
 #include <QFileDialog>
+#include <QLayout>
+#include <QPushButton>
 #include <QSettings>
 #include <QTextStream>
+
+#include <algorithm>
 
 namespace
 {
@@ -38,6 +43,14 @@ void layOutQuickly(QTextEdit *box)
     box->setFont(font);
 }
 
+bool hasRoomForTexts(const QWidget &row)
+{
+    row.layout()->activate();
+    const auto buttons = row.findChildren<const QPushButton *>();
+    return std::all_of(buttons.begin(), buttons.end(),
+                       [](const QPushButton *button) { return hasRoomForText(*button); });
+}
+
 } // namespace
 
 addurl::addurl(QWidget *parent) : QDialog(parent), ui(new Ui_addurl)
@@ -46,6 +59,7 @@ addurl::addurl(QWidget *parent) : QDialog(parent), ui(new Ui_addurl)
     ui->setupUi(this);
     setFixedSize(401, 300);
     layOutQuickly(ui->textEdit_URL);
+    shrinkFont({ui->layoutWidget}, [this] { return hasRoomForTexts(*ui->layoutWidget); });
     connect(ui->pushButton_LoadTXT, SIGNAL(clicked()), this, SLOT(on_buttonBox_LoadTXT()));
     connect(ui->pushButton_Clear, SIGNAL(clicked()), this, SLOT(on_buttonBox_Clear()));
 }
@@ -59,6 +73,20 @@ QString addurl::GetURLContent()
 {
     m_strURLContent = ui->textEdit_URL->toPlainText();
     return m_strURLContent;
+}
+
+void addurl::showEvent(QShowEvent *event)
+{
+    // Toolkits make it too pale to be read. At each showing: the desktop's colours may have changed.
+    constexpr float strength = 0.7F;
+    QPalette colours = ui->textEdit_URL->palette();
+    QColor hint = colours.color(QPalette::Text);
+    hint.setAlphaF(strength);
+    colours.setColor(QPalette::PlaceholderText, hint);
+    ui->textEdit_URL->setPalette(colours);
+    // Not the button that ended the last showing.
+    ui->textEdit_URL->setFocus();
+    QDialog::showEvent(event);
 }
 
 void addurl::on_buttonBox_accepted()

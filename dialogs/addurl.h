@@ -21,6 +21,9 @@ public:
     /// The text of the last OK; empty before the first.
     QString m_strURLContent;
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private slots:
     void on_buttonBox_accepted();
     void on_buttonBox_LoadTXT();

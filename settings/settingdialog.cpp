@@ -1,11 +1,14 @@
 #include "settings/settingdialog.h"
 
+#include "app/contextmenu.h"
+#include "app/fittext.h"
 #include "app/images.h"
-#include "dialogs/lightpalette.h"
+#include "app/lightpalette.h"
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
 #include "ui_settingdialog.h"
 
+#include <QAbstractItemView>
 #include <QEvent>
 #include <QMessageBox>
 #include <QSettings>
@@ -62,6 +65,8 @@ QString flagText(bool on)
 void alignLabels(std::initializer_list<QLabel *> labels)
 {
     int width = 0;
+    for (QLabel *label : labels)
+        label->setMinimumWidth(0);
     for (const QLabel *label : labels)
         width = std::max(width, label->sizeHint().width());
     for (QLabel *label : labels)
@@ -86,10 +91,14 @@ SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(new Ui_Setti
     connect(ui->comboBox_PageSize, SIGNAL(currentIndexChanged(int)), this, SLOT(OnChangePageSize()));
 
     paintBackground();
-    layOutPanel();
 
     IniAllChoice();
     LoadInfo();
+    // The hint by itself: a control with a style sheet takes no font from its window.
+    shrinkFont({this, ui->textEdit}, [this] {
+        layOutPanel();
+        return hasRoomForTexts();
+    });
 }
 
 SettingDialog::~SettingDialog()
@@ -108,6 +117,7 @@ void SettingDialog::paintBackground()
 
     colours.setColor(QPalette::Text, g_hintColour);
     ui->textEdit->setPalette(colours);
+    keepMenuUnstyled(*ui->textEdit);
 }
 
 void SettingDialog::layOutPanel()
@@ -116,6 +126,33 @@ void SettingDialog::layOutPanel()
     alignLabels({ui->label_8, ui->label_3, ui->label_4});
     ui->textEdit->document()->setDocumentMargin(0);
     ui->textEdit->setFixedHeight(qCeil(ui->textEdit->document()->size().height()));
+}
+
+bool SettingDialog::hasRoomForTexts() const
+{
+    for (const QWidget *part : {ui->widget, ui->layoutWidget}) {
+        part->layout()->activate();
+        const auto controls = part->findChildren<const QWidget *>(QString(), Qt::FindDirectChildrenOnly);
+        for (const QWidget *control : controls) {
+            if (!part->rect().contains(control->geometry()) || !hasRoomForText(*control))
+                return false;
+        }
+    }
+    return ui->textEdit->document()->idealWidth() <= ui->textEdit->width();
+}
+
+void SettingDialog::showEvent(QShowEvent *event)
+{
+    // Their lists are made on demand, and start-up makes none.
+    for (const QLabel *label : {ui->label_2, ui->label, ui->label_6}) {
+        auto *list = qobject_cast<QComboBox *>(label->buddy());
+        list->view()->setAccessibleName(label->text());
+        if (list->lineEdit())
+            list->lineEdit()->setAccessibleName(label->text());
+    }
+    // Not the button that ended the last showing.
+    ui->comboBox_PageSize->setFocus();
+    QDialog::showEvent(event);
 }
 
 void SettingDialog::IniAllChoice()

@@ -32,11 +32,15 @@ public slots:
     void OnChangePageSize();
     void OnFontSizeKillForce();
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     /// Selects a minimum font size in points, listing it first where it is not yet; "Default" for any out of
     /// range.
     void showFontSize(int points);
     void layOutPanel();
+    bool hasRoomForTexts() const;
     void paintBackground();
 
     Ui_SettingDialog *ui; ///< owned

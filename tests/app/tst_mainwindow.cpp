@@ -406,6 +406,7 @@ private slots:
         QImage wanted =
             QImage(u":/MyImage2x/Image/start.png"_s).convertToFormat(QImage::Format_ARGB32_Premultiplied);
         wanted.setDevicePixelRatio(2);
+        QCOMPARE(QPixmap(u":/MyImage2x/Image/bg1.png"_s).size(), image(u"bg1.png"_s).size() * 2);
         QCOMPARE(dense.toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied), wanted);
     }
 

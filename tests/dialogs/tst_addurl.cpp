@@ -247,6 +247,18 @@ private slots:
         QCOMPARE(dialog.m_strURLContent, QStringLiteral("a.bc\nd.ef"));
     }
 
+    void everyShowingBeginsInTheBox()
+    {
+        addurl dialog(nullptr);
+        for (int showing = 0; showing < 2; ++showing) {
+            dialog.show();
+            QVERIFY(QTest::qWaitForWindowActive(&dialog));
+            QCOMPARE(dialog.focusWidget(), box(dialog));
+            button(dialog, "pushButton_Clear")->setFocus();
+            dialog.hide();
+        }
+    }
+
     void clearEmptiesTheBoxOnly()
     {
         addurl dialog(nullptr);

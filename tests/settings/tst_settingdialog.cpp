@@ -885,6 +885,20 @@ private slots:
                               "pushButton_Reset", "pushButton_Cancel", "pushButton_Ok"}));
     }
 
+    void everyShowingBeginsWithTheFirstControl()
+    {
+        SettingDialog dialog;
+        for (int time = 0; time < 2; ++time) {
+            const QWidget *focus = nullptr;
+            showing(dialog, [&] {
+                focus = dialog.focusWidget();
+                child<QPushButton>(dialog, "pushButton_Ok")->setFocus();
+                press(dialog, "pushButton_Ok");
+            });
+            QCOMPARE(focus, child<QComboBox>(dialog, "comboBox_PageSize"));
+        }
+    }
+
     // The event filter, which nobody installs
 
     void noEventShowsABox()

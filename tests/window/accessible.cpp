@@ -75,6 +75,33 @@ QString Accessible::role() const
     return answer ? answer->constFirst().toString() : QString();
 }
 
+QStringList Accessible::labels() const
+{
+    constexpr uint labelledBy = 2; // of AtspiRelationType
+    QStringList found;
+    const auto answer = call(accessibleInterface, "GetRelationSet");
+    if (!answer)
+        return found;
+    const auto relations = answer->constFirst().value<QDBusArgument>();
+    relations.beginArray();
+    while (!relations.atEnd()) {
+        uint type = 0;
+        relations.beginStructure();
+        relations >> type;
+        relations.beginArray();
+        while (!relations.atEnd()) {
+            Reference reference;
+            relations >> reference;
+            if (type == labelledBy)
+                found << Accessible(*m_bus, reference.service, reference.path.path()).name();
+        }
+        relations.endArray();
+        relations.endStructure();
+    }
+    relations.endArray();
+    return found;
+}
+
 QList<Accessible> Accessible::children() const
 {
     QList<Accessible> found;

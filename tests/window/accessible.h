@@ -23,17 +23,23 @@ public:
     QString name() const;
     /// The role's name, such as "push button", "text", "check box", "table cell".
     QString role() const;
+    /// The names of what is beside this control to say what it is, as the label of an entry.
+    QStringList labels() const;
     QList<Accessible> children() const;
     /// The first control below this one, or this itself, with that role, and with that name unless it is
     /// null.
     Accessible find(const QString &role, const QString &name = QString()) const;
     QList<Accessible> findAll(const QString &role) const;
 
+    /// Whether the keyboard gets there.
+    bool isFocusable() const { return hasState(11); }
     bool isShowing() const { return hasState(25); }
     bool isChecked() const { return hasState(4); }
     bool isEnabled() const { return hasState(8); }
     bool isFocused() const { return hasState(12); }
     bool isSelected() const { return hasState(23); }
+    /// Of a dialog's buttons, the one that Return presses.
+    bool isDefault() const { return hasState(39); }
 
     /// Place on the screen.
     QRect extents() const;

@@ -11,21 +11,16 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
 {
     try {
         Page page(browser.connection(), order.job.proxy, order.deadline);
-        return printedIn(page, order, listener);
+        listener(QStringLiteral("loading %1").arg(order.address.shown));
+        page.load(order);
+        listener(QStringLiteral("printing %1").arg(order.address.shown));
+        return page.print(order.job);
     } catch (const Failure &failure) {
         throw browser.explained(failure);
     }
 }
 
 } // namespace
-
-QByteArray printedIn(Page &page, const Order &order, const ActivityListener &listener)
-{
-    listener(QStringLiteral("loading %1").arg(order.address.shown));
-    page.load(order);
-    listener(QStringLiteral("printing %1").arg(order.address.shown));
-    return page.print(order.job);
-}
 
 QByteArray renderAlone(const Order &order, const ActivityListener &listener)
 {

@@ -15,8 +15,8 @@ struct FrameResult {
     QJsonObject value;
 };
 
-/// Runs a script, the text of a function of one argument, in every frame of the session and of its child
-/// sessions, in the engine's world, and returns what it returned in each, the main frame first. A frame that
-/// is gone or busy until the bound is passed over.
-QList<FrameResult> runInFrames(Session &session, const char *script, const QJsonObject &argument,
-                               Deadline bound);
+/// Runs a script, the text of a function of one argument, in every frame of the session, whose main frame is
+/// `mainFrame`, and of its child sessions, in the engine's world, and returns what it returned in each, the
+/// main frame first. A frame that is gone or busy until the bound is passed over.
+QList<FrameResult> runInFrames(Session &session, const QString &mainFrame, const char *script,
+                               const QJsonObject &argument, Deadline bound);

@@ -7,6 +7,8 @@
 #include "engine/browser/scripts.h"
 #include "engine/browser/waits.h"
 
+#include <utility>
+
 using namespace std::chrono_literals;
 
 namespace
@@ -75,24 +77,31 @@ void Page::load(const Order &order)
     m_browser.setDeadline(order.deadline);
     m_session.setDeadline(order.deadline);
     const Deadline bound = Deadline::in(patience);
-    configure(order);
+    configure(order.job);
+    answerAuthentication(m_session, order.job, order.address);
     navigate(order.address);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitWhole(order.job, bound);
 }
 
-void Page::configure(const Order &order)
+void Page::expect(bool javaScript)
 {
-    const QSizeF paper = paperFor(order.job);
+    Job usual;
+    usual.javaScript = javaScript;
+    configure(usual);
+}
+
+void Page::configure(const Job &job)
+{
+    const QSizeF paper = paperFor(job);
     m_preparation.setViewport((paper - 2 * QSizeF(usualMargin, usualMargin)) * pixelsPerPoint);
     // Without scripts the browser runs none from the start; see LaunchFlags.
-    if (order.job.javaScript) {
+    if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(listenScript)}, {u"worldName"_s, engineWorld}});
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(noticeScript)}});
     }
-    answerAuthentication(m_session, order.job, order.address);
 }
 
 void Page::navigate(const Address &address)

@@ -23,6 +23,9 @@ public:
     /// Closes the context with all that is in it.
     ~Page();
 
+    /// Makes ready, ahead of the order, what most orders for a browser with or without scripts need.
+    void expect(bool javaScript);
+
     /// Loads the order's document and returns when it is whole: after its load event, with its fonts and
     /// images, what its scripts build and what they fetch. What is not whole 30 s after the start is taken as
     /// it is. Throws Failure(NotLoaded) with the reason when there is no page.
@@ -36,7 +39,7 @@ public:
     void cancel() { m_session.cancel(); }
 
 private:
-    void configure(const Order &order);
+    void configure(const Job &job);
     void navigate(const Address &address);
     Session::Reply printed(const QJsonObject &settings);
 
@@ -46,6 +49,7 @@ private:
     QString m_target;
     Session m_session;
     QString m_shownAddress;
+    bool m_listensToScripts = false;
     PageEvents m_events;
     PageTime m_time;
     Preparation m_preparation;

@@ -102,6 +102,8 @@ void PageEvents::noteResponse(const QJsonObject &event)
     if (event["frameId"_L1].toString() != m_mainFrame || request != event["loaderId"_L1].toString())
         return;
     const QJsonObject response = event["response"_L1].toObject();
+    const QStringList headers = response["headers"_L1].toObject().keys();
+    m_hasSuccessor = headers.contains(u"refresh"_s, Qt::CaseInsensitive);
     const int status = response["status"_L1].toInt();
     if (status >= 400) {
         m_session.fail(Failure(ExitCode::NotLoaded, u"%1: the server answered %2 %3"_s.arg(m_shownAddress)

@@ -19,6 +19,9 @@ public:
     const QString &document() const { return m_document; }
     /// Whether that document has had its load event.
     bool isLoaded() const { return m_loaded; }
+    /// Whether the server has named a page to go on to after a while.
+    bool hasSuccessor() const { return m_hasSuccessor; }
+    bool isIdle() const { return m_requests.isEmpty(); }
     /// Whether nothing is under way but what is made to last, such as an event stream.
     bool isQuiet() const;
     /// Whether all that is under way is made to last, and something is.
@@ -48,6 +51,7 @@ private:
     QString m_shownAddress;
     QString m_document;
     bool m_loaded = false;
+    bool m_hasSuccessor = false;
     /// By request id.
     QHash<QString, Request> m_requests;
     int m_count = 0;

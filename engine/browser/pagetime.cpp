@@ -22,6 +22,7 @@ bool PageTime::pass(std::chrono::milliseconds duration, Requests requests, Deadl
     const QString policy =
         requests == Requests::HoldTimeUp ? u"pauseIfNetworkFetchesPending"_s : u"advance"_s;
     m_passed = false;
+    m_held = true;
     m_session.post(u"Emulation.setVirtualTimePolicy"_s,
                    {{u"policy"_s, policy},
                     {u"budget"_s, static_cast<double>(duration.count())},
@@ -32,6 +33,8 @@ bool PageTime::pass(std::chrono::milliseconds duration, Requests requests, Deadl
 
 void PageTime::flow(std::chrono::milliseconds duration)
 {
+    if (!m_held)
+        return;
     m_session.post(u"Emulation.setVirtualTimePolicy"_s,
                    {{u"policy"_s, u"advance"_s}, {u"budget"_s, static_cast<double>(duration.count())}});
 }

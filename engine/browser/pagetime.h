@@ -16,10 +16,13 @@ public:
     /// the bound; whether it has passed.
     bool pass(std::chrono::milliseconds duration, Requests requests, Deadline bound,
               const std::function<bool()> &orUntil);
-    /// Lets so much of the page's time pass, alongside whatever is asked of the page meanwhile.
+    /// Lets so much of the page's time pass, alongside whatever is asked of the page meanwhile. Where none
+    /// has been let pass yet, it goes by itself, like any.
     void flow(std::chrono::milliseconds duration);
 
 private:
     Session &m_session;
     bool m_passed = false;
+    /// Whether it stands still unless it is let pass.
+    bool m_held = false;
 };

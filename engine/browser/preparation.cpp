@@ -50,6 +50,7 @@ Preparation::Findings findingsIn(const QList<FrameResult> &results)
         findings.animated = says("animated") || findings.animated;
         findings.watchesScrolling = says("watchesScrolling") || findings.watchesScrolling;
         findings.awaitsWorker = says("awaitsWorker") || findings.awaitsWorker;
+        findings.livesOn = says("livesOn") || findings.livesOn;
         findings.hasScripts = says("hasScripts") || findings.hasScripts;
     }
     return findings;
@@ -93,7 +94,7 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     if (!job.background)
         findClosedTrees(bound);
     const QJsonObject settings = settingsFor(job);
-    const QList<FrameResult> results = runInFrames(m_session, prepareScript, settings, bound);
+    const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
     if (results.isEmpty())
         return std::nullopt;
     const bool unreadable = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
@@ -162,7 +163,7 @@ void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
     if (ids.isEmpty())
         return;
     settings.insert(u"sheets"_s, texts);
-    const QList<FrameResult> results = runInFrames(m_session, prepareScript, settings, bound);
+    const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
     if (results.isEmpty() || results.first().frame != m_mainFrame)
         return;
     const QJsonObject value = results.first().value;
@@ -182,7 +183,7 @@ void Preparation::enlargeText(double minimumPixels, int byBrowser, Deadline boun
     QJsonObject pictures;
     // Larger text may make the page wider still, and pictures have to be fetched once.
     for (int round = 0; round < 4; ++round) {
-        const QList<FrameResult> results = runInFrames(m_session, enlargeScript,
+        const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, enlargeScript,
                                                        {{u"minimum"_s, minimumPixels * shrinking},
                                                         {u"byBrowser"_s, byBrowser},
                                                         {u"pictures"_s, pictures}},

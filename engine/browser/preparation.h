@@ -20,6 +20,7 @@ public:
         bool animated = false;
         bool watchesScrolling = false;
         bool awaitsWorker = false;
+        bool livesOn = false; ///< something may happen in it as its time passes
         bool hasScripts = false;
     };
 

@@ -64,6 +64,8 @@ void Readiness::settle(const Job &job)
         const Preparation::Findings now = prepare(job);
         if (rounds > 0 && !now.changed && !now.awaitsWorker && !cameLate)
             return;
+        if (!now.changed && !now.livesOn && !m_events.hasSuccessor() && m_events.isIdle())
+            return;
         if (now.animated)
             awaitFrame();
         // Before any time is passed, because a worker that is starting would hold it up.

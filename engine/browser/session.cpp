@@ -33,6 +33,28 @@ std::optional<Session::Reply> Session::ask(const QString &method, const QJsonObj
                    bound);
 }
 
+std::vector<std::optional<Session::Reply>>
+Session::askAll(const std::vector<std::pair<QString, QJsonObject>> &commands, Deadline bound)
+{
+    QHash<int, size_t> awaited;
+    for (size_t i = 0; i < commands.size(); ++i) {
+        const auto &[method, parameters] = commands[i];
+        awaited.insert(m_connection.send(m_id, method, parameters, m_deadline, m_mailbox), i);
+    }
+    std::vector<std::optional<Reply>> replies(commands.size());
+    while (!awaited.isEmpty()) {
+        const std::optional<Message> message = step(bound);
+        if (!message)
+            break;
+        const auto place = awaited.constFind(message->value(QLatin1String("id")).toInt());
+        if (place != awaited.constEnd()) {
+            replies[place.value()] = replyIn(*message);
+            awaited.erase(place);
+        }
+    }
+    return replies;
+}
+
 std::optional<Session::Reply> Session::askUrgently(const QString &method, const QJsonObject &parameters,
                                                    std::chrono::milliseconds interval,
                                                    const std::function<void()> &nudge,
@@ -52,13 +74,16 @@ std::optional<Session::Reply> Session::askUrgently(const QString &method, const 
 std::optional<Session::Reply> Session::replyTo(int id, Deadline bound)
 {
     while (const std::optional<Message> message = step(bound)) {
-        if (message->value(QLatin1String("id")).toInt() == id) {
-            return Reply{
-                message->value(QLatin1String("result")).toObject(), message->data,
-                message->value(QLatin1String("error")).toObject().value(QLatin1String("message")).toString()};
-        }
+        if (message->value(QLatin1String("id")).toInt() == id)
+            return replyIn(*message);
     }
     return std::nullopt;
+}
+
+Session::Reply Session::replyIn(const Message &message)
+{
+    return {message.value(QLatin1String("result")).toObject(), message.data,
+            message.value(QLatin1String("error")).toObject().value(QLatin1String("message")).toString()};
 }
 
 QJsonObject Session::call(const QString &method, const QJsonObject &parameters)

@@ -7,6 +7,8 @@
 #include <QStringList>
 
 #include <functional>
+#include <utility>
+#include <vector>
 
 /// One conversation over the connection: with the browser itself (empty id) or with a page. Used by one
 /// thread, which sends commands and is handed events while it waits.
@@ -42,6 +44,9 @@ public:
     /// dropped. To the child session `to`, if that is not empty.
     std::optional<Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound,
                              const QString &to = {});
+    /// Sends several commands at once and waits for the replies of all: those that have come by the bound.
+    std::vector<std::optional<Reply>> askAll(const std::vector<std::pair<QString, QJsonObject>> &commands,
+                                             Deadline bound);
     /// Same as the first, calling `nudge` whenever the reply has been out for another `interval`; nothing at
     /// the bound, if there is one.
     std::optional<Reply> askUrgently(const QString &method, const QJsonObject &parameters,
@@ -75,6 +80,7 @@ public:
 
 private:
     std::optional<Reply> replyTo(int id, Deadline bound);
+    static Reply replyIn(const Message &message);
     /// Takes one message, hands it out if it is an event, and returns it if it is a reply. Returns nothing
     /// when the bound passed; throws at the session's deadline and at the browser's end.
     std::optional<Message> step(Deadline bound);

@@ -82,41 +82,62 @@ KeptBrowser::~KeptBrowser()
     m_maker.join();
 }
 
+/// Not while a job runs, which would be the slower for it, unless there is no page for the next.
+bool KeptBrowser::shouldMakeOne() const
+{
+    return m_ready.empty() || (m_ready.size() < m_spares && m_running == 0);
+}
+
 void KeptBrowser::keepReady()
 {
     std::unique_lock lock(m_mutex);
-    for (;;) {
-        m_changed.wait(lock, [this] { return m_closing || m_ready.size() < m_spares; });
+    while (!m_failure) {
+        m_changed.wait(lock, [this] { return m_closing || m_lookDue || shouldMakeOne(); });
         if (m_closing)
             return;
-        lock.unlock();
-        std::unique_ptr<Page> page;
-        std::optional<Failure> failure;
-        try {
-            page = std::make_unique<Page>(connection(), std::nullopt, Deadline::in(pageMakingTime));
-        } catch (const Failure &caught) {
-            failure = m_browser.explained(caught);
-            // The time that has run out is not that of any job.
-            if (failure->code() == ExitCode::OutOfTime)
-                failure = Failure(ExitCode::Crashed, failure->message());
-        } catch (const std::exception &caught) {
-            failure = Failure(ExitCode::Crashed, QString::fromUtf8(caught.what()));
+        if (shouldMakeOne()) {
+            makeOne(lock);
+        } else {
+            m_lookDue = false;
+            lock.unlock();
+            const bool tooLarge = memoryOfTree(guardProcess()) > m_limits.memory;
+            lock.lock();
+            m_tooLarge = tooLarge;
         }
-        lock.lock();
-        if (page)
-            m_ready.push_back(std::move(page));
-        m_failure = failure;
-        m_changed.notify_all();
-        if (failure)
-            return;
     }
+}
+
+void KeptBrowser::makeOne(std::unique_lock<std::mutex> &lock)
+{
+    lock.unlock();
+    std::unique_ptr<Page> page;
+    std::optional<Failure> failure;
+    try {
+        page = std::make_unique<Page>(connection(), std::nullopt, Deadline::in(pageMakingTime));
+        page->expect(m_flags.javaScript);
+    } catch (const Failure &caught) {
+        failure = m_browser.explained(caught);
+        // The time that has run out is not that of any job.
+        if (failure->code() == ExitCode::OutOfTime)
+            failure = Failure(ExitCode::Crashed, failure->message());
+    } catch (const std::exception &caught) {
+        failure = Failure(ExitCode::Crashed, QString::fromUtf8(caught.what()));
+    }
+    lock.lock();
+    if (page)
+        m_ready.push_back(std::move(page));
+    m_failure = failure;
+    m_changed.notify_all();
 }
 
 std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, Deadline deadline)
 {
-    if (proxy)
-        return std::make_unique<Page>(connection(), proxy, deadline);
     std::unique_lock lock(m_mutex);
+    ++m_running;
+    if (proxy) {
+        lock.unlock();
+        return std::make_unique<Page>(connection(), proxy, deadline);
+    }
     m_changed.wait_until(lock, deadline.time(), [this] { return m_failure || !m_ready.empty(); });
     if (m_ready.empty())
         throw m_failure
@@ -137,8 +158,9 @@ bool KeptBrowser::isWornOut() const
 void KeptBrowser::noteJob()
 {
     const std::lock_guard lock(m_mutex);
-    if (++m_jobs % jobsPerLook == 0)
-        m_tooLarge = memoryOfTree(guardProcess()) > m_limits.memory;
+    --m_running;
+    m_lookDue = ++m_jobs % jobsPerLook == 0 || m_lookDue;
+    m_changed.notify_all();
 }
 
 std::shared_ptr<KeptBrowser> BrowserPool::browserFor(const LaunchFlags &flags)

@@ -41,11 +41,13 @@ public:
     /// Whether the browser should take no further jobs: it has ended, served its number of jobs, or grown too
     /// large.
     bool isWornOut() const;
-    /// To be called after each job.
+    /// To be called after each job, however far it has come.
     void noteJob();
 
 private:
     void keepReady();
+    void makeOne(std::unique_lock<std::mutex> &lock);
+    bool shouldMakeOne() const;
 
     LaunchFlags m_flags;
     size_t m_spares;
@@ -56,6 +58,8 @@ private:
     std::deque<std::unique_ptr<Page>> m_ready;
     std::optional<Failure> m_failure;
     int m_jobs = 0;
+    int m_running = 0;
+    bool m_lookDue = false;
     bool m_tooLarge = false;
     bool m_closing = false;
     std::thread m_maker;

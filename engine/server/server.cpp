@@ -30,6 +30,8 @@ namespace
 {
 
 constexpr auto betweenSignsOfLife = 100ms;
+/// Pages kept ready in a browser, so that a few jobs in a row do not wait for them. Each takes some 7 MB.
+constexpr size_t sparePages = 6;
 /// Who comes beyond these is better off alone.
 constexpr size_t mostClients = 200;
 /// When an order has waited so long and none has been begun in this time, it is better off alone.
@@ -86,7 +88,7 @@ class Workers
 {
 public:
     /// `wake` is written to whenever a task is done.
-    Workers(size_t count, int wake) : m_pool(count), m_wake(wake)
+    Workers(size_t count, int wake) : m_pool(sparePages), m_wake(wake)
     {
         for (size_t i = 0; i < count; ++i)
             m_threads.emplace_back([this] { work(); });
@@ -163,7 +165,6 @@ private:
         if (!task.enter(nullptr))
             throw cancelled();
         const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
-        const std::unique_ptr<Page> page = browser->takePage(task.order.job.proxy, task.order.deadline);
         // Whatever comes of it, the page is not cancelled after its end.
         struct Leave {
             Task &task;
@@ -174,9 +175,13 @@ private:
                 browser.noteJob();
             }
         } const leave{task, *browser};
+        const std::unique_ptr<Page> page = browser->takePage(task.order.job.proxy, task.order.deadline);
         if (!task.enter(page.get()))
             throw cancelled();
-        return printedIn(*page, task.order, [&task](const QString &activity) { task.setActivity(activity); });
+        task.setActivity(QStringLiteral("loading %1").arg(task.order.address.shown));
+        page->load(task.order);
+        task.setActivity(QStringLiteral("printing %1").arg(task.order.address.shown));
+        return page->print(task.order.job);
     }
 
     BrowserPool m_pool;

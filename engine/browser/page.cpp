@@ -62,6 +62,13 @@ Page::Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline d
 
 Page::~Page()
 {
+    close();
+}
+
+void Page::close()
+{
+    if (std::exchange(m_closed, true))
+        return;
     try {
         m_browser.setDeadline(Deadline::in(1s));
         m_browser.post(u"Target.disposeBrowserContext"_s, {{u"browserContextId"_s, m_context}});
@@ -118,6 +125,15 @@ void Page::navigate(const Address &address)
         refuse(u"there is no such file, and no host of that name"_s);
     if (!error.isEmpty())
         refuse(explainNetworkError(error));
+}
+
+void Page::rest()
+{
+    try {
+        m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"pause"_s}});
+    } catch (const Failure &) {
+        // A browser that takes no commands does not run the page either, or is about to be given up.
+    }
 }
 
 QByteArray Page::print(const Job &job)

@@ -35,6 +35,11 @@ public:
     /// of its own. Returns the PDF, tagged and with an outline unless the job wants the smallest file.
     QByteArray print(const Job &job);
 
+    /// Holds the page's time, so that it does nothing more.
+    void rest();
+    /// Closes the context, once; also done by the object's end.
+    void close();
+
     /// Ends what another thread is doing with this page, with Failure(OutOfTime) there.
     void cancel() { m_session.cancel(); }
 
@@ -50,6 +55,7 @@ private:
     Session m_session;
     QString m_shownAddress;
     bool m_listensToScripts = false;
+    bool m_closed = false;
     PageEvents m_events;
     PageTime m_time;
     Preparation m_preparation;

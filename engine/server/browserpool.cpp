@@ -15,6 +15,11 @@ namespace
 /// How many jobs lie between two looks at its size.
 constexpr int jobsPerLook = 10;
 constexpr size_t mostBrowsers = 3;
+/// A job that comes within this time after another finds the browser at rest.
+constexpr auto betweenJobs = 50ms;
+/// Pages that have done their part are closed after this time, and when there are so many of them.
+constexpr auto longestRest = 500ms;
+constexpr size_t mostDone = 6;
 /// In this time a page is made ready, or the browser is taken for dead.
 constexpr auto pageMakingTime = 10s;
 
@@ -82,28 +87,50 @@ KeptBrowser::~KeptBrowser()
     m_maker.join();
 }
 
-/// Not while a job runs, which would be the slower for it, unless there is no page for the next.
-bool KeptBrowser::shouldMakeOne() const
+/// Whether something must be done now, though the jobs at hand are the slower for it.
+bool KeptBrowser::isUrgent() const
 {
-    return m_ready.empty() || (m_ready.size() < m_spares && m_running == 0);
+    const bool waitsLong = !m_done.empty() && Deadline::Clock::now() - m_lastEnd > longestRest;
+    return m_ready.empty() || m_done.size() >= mostDone || waitsLong;
+}
+
+bool KeptBrowser::hasWork() const
+{
+    return m_ready.size() < m_spares || !m_done.empty() || m_lookDue;
 }
 
 void KeptBrowser::keepReady()
 {
     std::unique_lock lock(m_mutex);
-    while (!m_failure) {
-        m_changed.wait(lock, [this] { return m_closing || m_lookDue || shouldMakeOne(); });
-        if (m_closing)
-            return;
-        if (shouldMakeOne()) {
-            makeOne(lock);
-        } else {
-            m_lookDue = false;
-            lock.unlock();
-            const bool tooLarge = memoryOfTree(guardProcess()) > m_limits.memory;
-            lock.lock();
-            m_tooLarge = tooLarge;
-        }
+    while (!m_closing && !m_failure) {
+        const bool isIdle = m_running == 0 && Deadline::Clock::now() - m_lastEnd >= betweenJobs;
+        if (isUrgent() || (hasWork() && isIdle))
+            doOne(lock);
+        else if (!hasWork() || (m_running > 0 && m_done.empty()))
+            m_changed.wait(lock);
+        else
+            m_changed.wait_until(lock, m_lastEnd + (m_running == 0 ? betweenJobs : longestRest));
+    }
+}
+
+void KeptBrowser::doOne(std::unique_lock<std::mutex> &lock)
+{
+    if (m_ready.empty()) {
+        makeOne(lock);
+    } else if (!m_done.empty()) {
+        const std::unique_ptr<Page> page = std::move(m_done.front());
+        m_done.pop_front();
+        lock.unlock();
+        page->close();
+        lock.lock();
+    } else if (m_lookDue) {
+        m_lookDue = false;
+        lock.unlock();
+        const bool tooLarge = memoryOfTree(guardProcess()) > m_limits.memory;
+        lock.lock();
+        m_tooLarge = tooLarge;
+    } else {
+        makeOne(lock);
     }
 }
 
@@ -155,10 +182,15 @@ bool KeptBrowser::isWornOut() const
     return m_failure || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
 }
 
-void KeptBrowser::noteJob()
+void KeptBrowser::noteJob(std::unique_ptr<Page> done)
 {
+    if (done)
+        done->rest();
     const std::lock_guard lock(m_mutex);
+    if (done)
+        m_done.push_back(std::move(done));
     --m_running;
+    m_lastEnd = Deadline::Clock::now();
     m_lookDue = ++m_jobs % jobsPerLook == 0 || m_lookDue;
     m_changed.notify_all();
 }

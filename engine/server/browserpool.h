@@ -41,13 +41,16 @@ public:
     /// Whether the browser should take no further jobs: it has ended, served its number of jobs, or grown too
     /// large.
     bool isWornOut() const;
-    /// To be called after each job, however far it has come.
-    void noteJob();
+    /// To be called after each job, however far it has come. A page that has done its part is closed in its
+    /// own time, soon; null if the job has ended another way, and closed its page.
+    void noteJob(std::unique_ptr<Page> done = nullptr);
 
 private:
     void keepReady();
+    bool isUrgent() const;
+    bool hasWork() const;
+    void doOne(std::unique_lock<std::mutex> &lock);
     void makeOne(std::unique_lock<std::mutex> &lock);
-    bool shouldMakeOne() const;
 
     LaunchFlags m_flags;
     size_t m_spares;
@@ -56,9 +59,12 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<std::unique_ptr<Page>> m_ready;
+    /// To be closed.
+    std::deque<std::unique_ptr<Page>> m_done;
     std::optional<Failure> m_failure;
     int m_jobs = 0;
     int m_running = 0;
+    Deadline::Clock::time_point m_lastEnd;
     bool m_lookDue = false;
     bool m_tooLarge = false;
     bool m_closing = false;

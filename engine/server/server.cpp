@@ -165,23 +165,28 @@ private:
         if (!task.enter(nullptr))
             throw cancelled();
         const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
+        std::unique_ptr<Page> page;
         // Whatever comes of it, the page is not cancelled after its end.
         struct Leave {
             Task &task;
             KeptBrowser &browser;
+            std::unique_ptr<Page> done;
+
             ~Leave()
             {
                 task.enter(nullptr);
-                browser.noteJob();
+                browser.noteJob(std::move(done));
             }
-        } const leave{task, *browser};
-        const std::unique_ptr<Page> page = browser->takePage(task.order.job.proxy, task.order.deadline);
+        } leave{task, *browser, nullptr};
+        page = browser->takePage(task.order.job.proxy, task.order.deadline);
         if (!task.enter(page.get()))
             throw cancelled();
         task.setActivity(QStringLiteral("loading %1").arg(task.order.address.shown));
         page->load(task.order);
         task.setActivity(QStringLiteral("printing %1").arg(task.order.address.shown));
-        return page->print(task.order.job);
+        QByteArray printed = page->print(task.order.job);
+        leave.done = std::move(page);
+        return printed;
     }
 
     BrowserPool m_pool;

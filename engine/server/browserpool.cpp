@@ -91,12 +91,12 @@ KeptBrowser::~KeptBrowser()
 bool KeptBrowser::isUrgent() const
 {
     const bool waitsLong = !m_done.empty() && Deadline::Clock::now() - m_lastEnd > longestRest;
-    return m_ready.empty() || m_done.size() >= mostDone || waitsLong;
+    return m_ready.empty() || m_lookDue || m_done.size() >= mostDone || waitsLong;
 }
 
 bool KeptBrowser::hasWork() const
 {
-    return m_ready.size() < m_spares || !m_done.empty() || m_lookDue;
+    return m_ready.size() < m_spares || !m_done.empty();
 }
 
 void KeptBrowser::keepReady()
@@ -117,18 +117,18 @@ void KeptBrowser::doOne(std::unique_lock<std::mutex> &lock)
 {
     if (m_ready.empty()) {
         makeOne(lock);
-    } else if (!m_done.empty()) {
-        const std::unique_ptr<Page> page = std::move(m_done.front());
-        m_done.pop_front();
-        lock.unlock();
-        page->close();
-        lock.lock();
     } else if (m_lookDue) {
         m_lookDue = false;
         lock.unlock();
         const bool tooLarge = memoryOfTree(guardProcess()) > m_limits.memory;
         lock.lock();
         m_tooLarge = tooLarge;
+    } else if (!m_done.empty()) {
+        const std::unique_ptr<Page> page = std::move(m_done.front());
+        m_done.pop_front();
+        lock.unlock();
+        page->close();
+        lock.lock();
     } else {
         makeOne(lock);
     }

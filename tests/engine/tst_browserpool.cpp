@@ -194,7 +194,7 @@ void BrowserPoolTest::oneThatHasGrownIsReplaced()
         QVERIFY(!first->isWornOut());
         doJob(*first);
     }
-    QVERIFY(first->isWornOut());
+    QVERIFY(waitUntil([&] { return first->isWornOut(); }));
     QVERIFY(pool.browserFor({}) != first);
 }
 

@@ -23,6 +23,9 @@
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 
 using namespace std::chrono_literals;
 
@@ -390,6 +393,10 @@ int runServer(int listening, const std::string &executable, int idleSeconds)
     for (const int descriptor : {listening, wakeEnds[0], wakeEnds[1]})
         ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
     std::signal(SIGTERM, stop);
+#ifdef __linux__
+    // What lists of processes call it, besides what its arguments say.
+    ::prctl(PR_SET_NAME, serverName);
+#endif
 #ifdef __GLIBC__
     // Many short-lived large buffers in many threads: few arenas, and what is free goes back.
     ::mallopt(M_ARENA_MAX, 2);

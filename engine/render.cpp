@@ -14,7 +14,10 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
         listener(QStringLiteral("loading %1").arg(order.address.shown));
         page.load(order);
         listener(QStringLiteral("printing %1").arg(order.address.shown));
-        return page.print(order.job);
+        QByteArray printed = page.print(order.job);
+        // Its end takes longer than the edits do.
+        browser.end();
+        return printed;
     } catch (const Failure &failure) {
         throw browser.explained(failure);
     }
@@ -27,8 +30,6 @@ QByteArray renderAlone(const Order &order, const ActivityListener &listener)
     listener(QStringLiteral("starting the browser"));
     Browser browser(launchFlagsFor(order.job));
     const QByteArray printed = printedBy(browser, order, listener);
-    // Its end takes about as long as the edits do.
-    browser.end();
     listener(QStringLiteral("finishing the PDF"));
     return finishPdf(printed, order.job);
 }

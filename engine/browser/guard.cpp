@@ -150,14 +150,18 @@ std::vector<pid_t> children()
     return result;
 }
 
-/// Kills the program's process group and every process that has become this one's child, until none is left.
-/// On Linux orphans become children of the guard, so none escapes by having left the group or session.
-void killAll(pid_t program)
+void killChildren()
 {
-    ::kill(-program, SIGKILL);
+    for (const pid_t child : children())
+        ::kill(child, SIGKILL);
+}
+
+/// Kills what has become this process's child until none is left. On Linux orphans become children of the
+/// guard, so none escapes by having left the program's group or session.
+void killToTheLast()
+{
     for (;;) {
-        for (const pid_t child : children())
-            ::kill(child, SIGKILL);
+        killChildren();
         if (::waitpid(-1, nullptr, 0) < 0 && errno != EINTR)
             return;
     }
@@ -205,9 +209,14 @@ void closeAllBut(int keptDescriptor)
     char byte = 0;
     while (::read(held, &byte, 1) < 0 && errno == EINTR) {
     }
-    if (child > 0)
-        killAll(child);
     std::error_code ignored;
+    if (child > 0) {
+        ::kill(-child, SIGKILL);
+        killChildren();
+        // Their ends take a while; what they still write meanwhile is removed after it.
+        std::filesystem::remove_all(folder, ignored);
+        killToTheLast();
+    }
     std::filesystem::remove_all(folder, ignored);
     ::_exit(0);
 }

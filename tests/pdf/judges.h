@@ -33,7 +33,7 @@ public:
     int pages() const;
     /// pdftotext -layout.
     QByteArray text() const;
-    /// pdfinfo -struct-text.
+    /// pdfinfo -struct-text, with the names of elements but for their numbers.
     QByteArray structure() const;
     /// The rows of pdfimages -list, split at blanks, without the heading.
     QList<QStringList> images() const;

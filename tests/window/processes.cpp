@@ -81,7 +81,7 @@ qint64 serverProcess()
     const QHash<qint64, Process> processes = runningProcesses();
     for (auto process = processes.cbegin(); process != processes.cend(); ++process) {
         QFile arguments(u"/proc/%1/cmdline"_s.arg(process.key()));
-        if (process->name == "quirelle"_L1 && descendsFrom(processes, process.key(), ::getpid()) &&
+        if (process->name == "quirelle-server"_L1 && descendsFrom(processes, process.key(), ::getpid()) &&
             arguments.open(QIODevice::ReadOnly) && arguments.readAll().startsWith("quirelle-server"))
             return process.key();
     }

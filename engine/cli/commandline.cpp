@@ -97,7 +97,7 @@ constexpr auto options = std::to_array<Option>({
         [](Job &job, QLatin1String, const QString &value) { job.title = value; }},
     {"--grayscale", nullptr, "no colour anywhere in the file",
         [](Job &job, QLatin1String, const QString &) { job.grayscale = true; }},
-    {"--lowquality", nullptr, "the smallest file: coarse images, no structure",
+    {"--lowquality", nullptr, "the smallest file: coarse images, no tags",
         [](Job &job, QLatin1String, const QString &) { job.lowQuality = true; }},
     {"--disable-external-links", nullptr, "no link that leaves the document",
         [](Job &job, QLatin1String, const QString &) { job.externalLinks = false; }},

@@ -4,17 +4,21 @@
 #include "engine/browser/page.h"
 #include "engine/pdf/finish.h"
 
+#include <memory>
+
 namespace
 {
 
 QByteArray printedBy(Browser &browser, const Order &order, const ActivityListener &listener)
 {
     try {
-        Page page(browser.connection(), order.job.proxy, order.deadline);
+        const std::unique_ptr<Page> page =
+            order.job.proxy ? std::make_unique<Page>(browser.connection(), order.job.proxy, order.deadline)
+                            : std::make_unique<Page>(browser.connection(), order.deadline);
         listener(QStringLiteral("loading %1").arg(order.address.shown));
-        page.load(order);
+        page->load(order);
         listener(QStringLiteral("printing %1").arg(order.address.shown));
-        QByteArray printed = page.print(order.job);
+        QByteArray printed = page->print(order.job);
         // Its end takes longer than the edits do.
         browser.end();
         return printed;
@@ -28,7 +32,7 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
 QByteArray renderAlone(const Order &order, const ActivityListener &listener)
 {
     listener(QStringLiteral("starting the browser"));
-    Browser browser(launchFlagsFor(order.job));
+    Browser browser(launchFlagsFor(order.job), order.job.proxy ? FirstPage::None : FirstPage::Blank);
     const QByteArray printed = printedBy(browser, order, listener);
     listener(QStringLiteral("finishing the PDF"));
     return finishPdf(printed, order.job);

@@ -16,10 +16,11 @@ std::string temporaryFolder()
 
 } // namespace
 
-Browser::Browser(const LaunchFlags &flags)
+Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
     // Files that the browser makes in the temporary folder lie in its private one, and go with it.
     : m_process(QFile::encodeName(locateBrowser()).toStdString(),
-                browserArguments(flags, runsWithoutSandbox()), {"TMPDIR=%DIR%"}, temporaryFolder()),
+                browserArguments(flags, runsWithoutSandbox(), firstPage), {"TMPDIR=%DIR%"},
+                temporaryFolder()),
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError())
 {
 }

@@ -12,7 +12,7 @@ class Browser
 public:
     /// Starts it and returns at once; whether it runs shows in the first reply. Throws Failure(NoBrowser)
     /// when none is found or no process can be made.
-    explicit Browser(const LaunchFlags &flags);
+    explicit Browser(const LaunchFlags &flags, FirstPage firstPage = FirstPage::None);
 
     Connection &connection() { return m_connection; }
     /// Begins to end it, which goes on by itself; the object's end waits for it.

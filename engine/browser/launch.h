@@ -16,6 +16,9 @@ struct LaunchFlags {
     bool operator==(const LaunchFlags &) const = default;
 };
 
+/// Whether a browser shows a blank page from its start, which is there sooner than one that it is asked for.
+enum class FirstPage { None, Blank };
+
 LaunchFlags launchFlagsFor(const Job &job);
 
 /// Whether the browser runs without its sandbox: only as root, which it refuses to run as otherwise, and only
@@ -23,4 +26,5 @@ LaunchFlags launchFlagsFor(const Job &job);
 bool runsWithoutSandbox();
 
 /// The browser's arguments. "%DIR%" stands for its private folder.
-std::vector<std::string> browserArguments(const LaunchFlags &flags, bool withoutSandbox);
+std::vector<std::string> browserArguments(const LaunchFlags &flags, bool withoutSandbox,
+                                          FirstPage firstPage = FirstPage::None);

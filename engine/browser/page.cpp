@@ -7,6 +7,9 @@
 #include "engine/browser/scripts.h"
 #include "engine/browser/waits.h"
 
+#include <QJsonArray>
+
+#include <memory>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -21,43 +24,67 @@ constexpr auto printingStep = 500ms;
 /// How long a page may print before scripts that hold it up are stopped.
 constexpr auto printingTime = 5s;
 
-QString openContext(Session &browser, const std::optional<Proxy> &proxy)
+} // namespace
+
+Page::Place Page::opened(Session &browser, const std::optional<Proxy> &proxy)
 {
-    browser.setActivity(u"starting the browser"_s);
     QJsonObject settings;
     if (proxy) {
         // Without the bypass rule the browser would go to this machine's own servers directly.
         settings = {{u"proxyServer"_s, proxy->server}, {u"proxyBypassList"_s, u"<-loopback>"_s}};
     }
-    return browser.call(u"Target.createBrowserContext"_s, settings)["browserContextId"_L1].toString();
+    Place place;
+    place.context =
+        browser.call(u"Target.createBrowserContext"_s, settings)["browserContextId"_L1].toString();
+    place.target =
+        browser
+            .call(u"Target.createTarget"_s,
+                  {{u"url"_s, u"about:blank"_s}, {u"browserContextId"_s, place.context}})["targetId"_L1]
+            .toString();
+    place.session = browser
+                        .call(u"Target.attachToTarget"_s,
+                              {{u"targetId"_s, place.target}, {u"flatten"_s, true}})["sessionId"_L1]
+                        .toString();
+    return place;
 }
 
-QString openTarget(Session &browser, const QString &context)
+Page::Place Page::first(Session &browser)
 {
-    return browser
-        .call(u"Target.createTarget"_s,
-              {{u"url"_s, u"about:blank"_s}, {u"browserContextId"_s, context}})["targetId"_L1]
-        .toString();
+    auto place = std::make_shared<Place>();
+    browser.on(u"Target.attachedToTarget"_s, [place](const QJsonObject &event, const QString &) {
+        if (place->session.isEmpty()) {
+            place->target = event["targetInfo"_L1].toObject()["targetId"_L1].toString();
+            place->session = event["sessionId"_L1].toString();
+        }
+    });
+    browser.call(u"Target.setAutoAttach"_s, {{u"autoAttach"_s, true},
+                                             {u"waitForDebuggerOnStart"_s, false},
+                                             {u"flatten"_s, true},
+                                             {u"filter"_s, QJsonArray{QJsonObject{{u"type"_s, u"page"_s}}}}});
+    browser.waitUntil([&] { return !place->session.isEmpty(); }, Deadline::in(patience));
+    if (place->session.isEmpty())
+        throw Failure(ExitCode::Crashed, u"the browser opens no page"_s);
+    return *place;
 }
 
-QString attachTo(Session &browser, const QString &target)
+Page::Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open)
+    : m_browser(connection, {}, deadline),
+      m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
+      m_session(connection, m_place.session, deadline), m_events(m_session, m_place.target),
+      m_time(m_session), m_preparation(m_session, m_place.target),
+      m_readiness(m_session, m_place.target, m_events, m_time, m_preparation)
 {
-    return browser
-        .call(u"Target.attachToTarget"_s, {{u"targetId"_s, target}, {u"flatten"_s, true}})["sessionId"_L1]
-        .toString();
+    QJsonObject refusal{{u"behavior"_s, u"deny"_s}};
+    if (!m_place.context.isEmpty())
+        refusal.insert(u"browserContextId"_s, m_place.context);
+    m_browser.post(u"Browser.setDownloadBehavior"_s, refusal);
 }
 
-} // namespace
+Page::Page(Connection &connection, Deadline deadline) : Page(connection, deadline, first) {}
 
 Page::Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline)
-    : m_browser(connection, {}, deadline), m_context(openContext(m_browser, proxy)),
-      m_target(openTarget(m_browser, m_context)),
-      m_session(connection, attachTo(m_browser, m_target), deadline), m_events(m_session, m_target),
-      m_time(m_session), m_preparation(m_session, m_target),
-      m_readiness(m_session, m_target, m_events, m_time, m_preparation)
+    : Page(connection, deadline, [&](Session &browser) { return opened(browser, proxy); })
 {
-    m_browser.post(u"Browser.setDownloadBehavior"_s,
-                   {{u"behavior"_s, u"deny"_s}, {u"browserContextId"_s, m_context}});
 }
 
 Page::~Page()
@@ -67,11 +94,11 @@ Page::~Page()
 
 void Page::close()
 {
-    if (std::exchange(m_closed, true))
+    if (std::exchange(m_closed, true) || m_place.context.isEmpty())
         return;
     try {
         m_browser.setDeadline(Deadline::in(1s));
-        m_browser.post(u"Target.disposeBrowserContext"_s, {{u"browserContextId"_s, m_context}});
+        m_browser.post(u"Target.disposeBrowserContext"_s, {{u"browserContextId"_s, m_place.context}});
     } catch (const Failure &) {
         // A browser that takes no commands is at its end anyway.
     }

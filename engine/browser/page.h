@@ -8,19 +8,22 @@
 
 #include <QByteArray>
 
-/// A blank page in a browser context of its own: it shares no cookie, cache, storage or credential with any
-/// other. Loads one document and prints it.
+/// A blank page that shares no cookie, cache, storage or credential with any other. Loads one document and
+/// prints it.
 ///
 /// Besides its own failures, everything here fails as Session does.
 class Page
 {
 public:
-    /// Opens the context and the page in it. With a proxy everything but files is fetched through it, the
+    /// Takes the page that a browser with FirstPage::Blank shows, in the browser's own context: for a browser
+    /// that serves a single job.
+    Page(Connection &connection, Deadline deadline);
+    /// Opens a context and the page in it. With a proxy everything but files is fetched through it, the
     /// machine's own servers included.
     Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline);
     Page(const Page &) = delete;
     Page &operator=(const Page &) = delete;
-    /// Closes the context with all that is in it.
+    /// Closes the context, if it is the page's own, with all that is in it.
     ~Page();
 
     /// Makes ready, ahead of the order, what most orders for a browser with or without scripts need.
@@ -37,21 +40,32 @@ public:
 
     /// Holds the page's time, so that it does nothing more.
     void rest();
-    /// Closes the context, once; also done by the object's end.
+    /// Closes the context if it is the page's own, once; also done by the object's end.
     void close();
 
     /// Ends what another thread is doing with this page, with Failure(OutOfTime) there.
     void cancel() { m_session.cancel(); }
 
 private:
+    /// Where in the browser the page is.
+    struct Place {
+        /// Empty for the browser's own.
+        QString context;
+        /// Also the id of the page's main frame.
+        QString target;
+        QString session;
+    };
+
+    Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open);
+    static Place opened(Session &browser, const std::optional<Proxy> &proxy);
+    static Place first(Session &browser);
+
     void configure(const Job &job);
     void navigate(const Address &address);
     Session::Reply printed(const QJsonObject &settings);
 
     Session m_browser;
-    QString m_context;
-    /// Also the id of the page's main frame.
-    QString m_target;
+    Place m_place;
     Session m_session;
     QString m_shownAddress;
     bool m_listensToScripts = false;

@@ -9,7 +9,6 @@
 
 #include <QJsonArray>
 
-#include <memory>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -33,38 +32,30 @@ Page::Place Page::opened(Session &browser, const std::optional<Proxy> &proxy)
         // Without the bypass rule the browser would go to this machine's own servers directly.
         settings = {{u"proxyServer"_s, proxy->server}, {u"proxyBypassList"_s, u"<-loopback>"_s}};
     }
-    Place place;
-    place.context =
+    const QString context =
         browser.call(u"Target.createBrowserContext"_s, settings)["browserContextId"_L1].toString();
-    place.target =
-        browser
-            .call(u"Target.createTarget"_s,
-                  {{u"url"_s, u"about:blank"_s}, {u"browserContextId"_s, place.context}})["targetId"_L1]
-            .toString();
-    place.session = browser
-                        .call(u"Target.attachToTarget"_s,
-                              {{u"targetId"_s, place.target}, {u"flatten"_s, true}})["sessionId"_L1]
-                        .toString();
-    return place;
+    const QJsonObject made = browser.call(u"Target.createTarget"_s,
+                                          {{u"url"_s, u"about:blank"_s}, {u"browserContextId"_s, context}});
+    return attached(browser, {context, made["targetId"_L1].toString(), {}});
 }
 
 Page::Place Page::first(Session &browser)
 {
-    auto place = std::make_shared<Place>();
-    browser.on(u"Target.attachedToTarget"_s, [place](const QJsonObject &event, const QString &) {
-        if (place->session.isEmpty()) {
-            place->target = event["targetInfo"_L1].toObject()["targetId"_L1].toString();
-            place->session = event["sessionId"_L1].toString();
-        }
-    });
-    browser.call(u"Target.setAutoAttach"_s, {{u"autoAttach"_s, true},
-                                             {u"waitForDebuggerOnStart"_s, false},
-                                             {u"flatten"_s, true},
-                                             {u"filter"_s, QJsonArray{QJsonObject{{u"type"_s, u"page"_s}}}}});
-    browser.waitUntil([&] { return !place->session.isEmpty(); }, Deadline::in(patience));
-    if (place->session.isEmpty())
-        throw Failure(ExitCode::Crashed, u"the browser opens no page"_s);
-    return *place;
+    const QJsonObject known = browser.call(u"Target.getTargets"_s);
+    for (const QJsonValue &target : known["targetInfos"_L1].toArray()) {
+        if (target["type"_L1].toString() == "page"_L1)
+            return attached(browser, {{}, target["targetId"_L1].toString(), {}});
+    }
+    const QJsonObject made = browser.call(u"Target.createTarget"_s, {{u"url"_s, u"about:blank"_s}});
+    return attached(browser, {{}, made["targetId"_L1].toString(), {}});
+}
+
+Page::Place Page::attached(Session &browser, Place place)
+{
+    const QJsonObject conversation =
+        browser.call(u"Target.attachToTarget"_s, {{u"targetId"_s, place.target}, {u"flatten"_s, true}});
+    place.session = conversation["sessionId"_L1].toString();
+    return place;
 }
 
 Page::Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open)

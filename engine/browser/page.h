@@ -59,6 +59,7 @@ private:
     Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open);
     static Place opened(Session &browser, const std::optional<Proxy> &proxy);
     static Place first(Session &browser);
+    static Place attached(Session &browser, Place place);
 
     void configure(const Job &job);
     void navigate(const Address &address);

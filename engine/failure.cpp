@@ -22,8 +22,8 @@ bool breaksTheLine(QChar c)
 
 } // namespace
 
-Failure::Failure(ExitCode code, const QString &message)
-    : m_code(code), m_message(onOneLine(message)), m_utf8(m_message.toUtf8())
+Failure::Failure(ExitCode code, const QString &message, Retry retry)
+    : m_code(code), m_message(onOneLine(message)), m_utf8(m_message.toUtf8()), m_retry(retry)
 {
 }
 

@@ -1,7 +1,5 @@
 #include "engine/output.h"
 
-#include "engine/failure.h"
-
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QTemporaryFile>
@@ -122,4 +120,10 @@ void writeOutput(const QString &path, const QByteArray &bytes)
         return writeToStandardOutput(bytes);
     if (QFileInfo::exists(path) || !writeNewFile(path, bytes))
         replaceFile(path, bytes);
+}
+
+Failure tooLargeForOutput(int mebibytes)
+{
+    return {ExitCode::NotWritten,
+            QStringLiteral("the PDF is larger than %1 MiB; --max-output allows more").arg(mebibytes)};
 }

@@ -9,6 +9,7 @@ namespace
 
 QByteArray printedBy(Browser &browser, const Order &order, const ActivityListener &listener)
 {
+    const WatchedJob watched(browser.memory());
     try {
         Page page(browser.connection(), order.job.proxy, order.deadline);
         listener(QStringLiteral("loading %1").arg(order.address.shown));
@@ -19,7 +20,7 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
         browser.end();
         return printed;
     } catch (const Failure &failure) {
-        throw browser.explained(failure);
+        throw watched.explained(browser.explained(failure), order.address.shown);
     }
 }
 

@@ -20,7 +20,8 @@ Browser::Browser(const LaunchFlags &flags)
     // Files that the browser makes in the temporary folder lie in its private one, and go with it.
     : m_process(QFile::encodeName(locateBrowser()).toStdString(),
                 browserArguments(flags, runsWithoutSandbox()), {"TMPDIR=%DIR%"}, temporaryFolder()),
-      m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError())
+      m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
+      m_memory(m_process.process(), flags.maximumMemory)
 {
 }
 

@@ -7,8 +7,10 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -33,12 +35,19 @@ public:
     std::optional<Message> take(Deadline deadline);
     bool closed() const;
 
+    /// A reply of more bytes than this is not read to its end; an error takes its place, tooLargeError.
+    void setLargestReply(qsizetype bytes) { m_largestReply = bytes; }
+    qsizetype largestReply() const { return m_largestReply; }
+
 private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<Message> m_messages;
     bool m_closed = false;
+    std::atomic<qsizetype> m_largestReply = std::numeric_limits<qsizetype>::max();
 };
+
+inline constexpr char tooLargeError[] = "the reply is too large";
 
 /// The browser's pipe: null-terminated JSON messages both ways. Any number of threads may send; a reader of
 /// its own puts a reply into the mailbox of who asked, and an event into those of its session.
@@ -71,6 +80,7 @@ public:
 
 private:
     void read();
+    bool isTooLarge(const QByteArray &beginning) const;
     void deliver(QByteArray text);
     void keepErrors(const char *bytes, size_t count);
 

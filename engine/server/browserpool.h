@@ -17,10 +17,6 @@ struct BrowserLimits {
     long long memory = 1500LL << 20;
 };
 
-/// The memory in bytes that a process and all that descend from it hold and do not share; 0 where that cannot
-/// be told.
-long long memoryOfTree(int process);
-
 /// A browser that is kept, with blank pages made ready ahead of the jobs that will need them.
 class KeptBrowser
 {
@@ -35,6 +31,7 @@ public:
     /// Id of the process that all processes of the browser descend from.
     int guardProcess() const { return m_browser.guardProcess(); }
     Connection &connection() { return m_browser.connection(); }
+    MemoryWatch &memory() { return m_browser.memory(); }
     /// A blank page in a fresh context: one made ready, or made now. Throws Failure as Page does, and
     /// Failure(NoBrowser) or Failure(Crashed) when the browser can make none.
     std::unique_ptr<Page> takePage(const std::optional<Proxy> &proxy, Deadline deadline);

@@ -162,12 +162,23 @@ private:
         }
     }
 
+    static Failure cancelled() { return {ExitCode::OutOfTime, QStringLiteral("cancelled")}; }
+
     QByteArray printedOf(Task &task)
     {
-        const auto cancelled = [] { return Failure(ExitCode::OutOfTime, QStringLiteral("cancelled")); };
         if (!task.enter(nullptr))
             throw cancelled();
         const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
+        const WatchedJob watched(browser->memory());
+        try {
+            return printedBy(*browser, task);
+        } catch (const Failure &failure) {
+            throw watched.explained(failure, task.order.address.shown);
+        }
+    }
+
+    static QByteArray printedBy(KeptBrowser &browser, Task &task)
+    {
         std::unique_ptr<Page> page;
         // Whatever comes of it, the page is not cancelled after its end.
         struct Leave {
@@ -180,8 +191,8 @@ private:
                 task.enter(nullptr);
                 browser.noteJob(std::move(done));
             }
-        } leave{task, *browser, nullptr};
-        page = browser->takePage(task.order.job.proxy, task.order.deadline);
+        } leave{task, browser, nullptr};
+        page = browser.takePage(task.order.job.proxy, task.order.deadline);
         if (!task.enter(page.get()))
             throw cancelled();
         task.setActivity(QStringLiteral("loading %1").arg(task.order.address.shown));

@@ -30,6 +30,9 @@ private slots:
     void notLoaded();
     void outOfTime_data();
     void outOfTime();
+    void tooMuchMemory_data();
+    void tooMuchMemory();
+    void tooLargeAPdf();
     void notWritten_data();
     void notWritten();
     void whatIsNoFileIsNotReplaced();
@@ -224,6 +227,48 @@ void ConvertFailureTest::outOfTime()
     QVERIFY2(conversion.run.time < std::chrono::seconds(14),
              qPrintable(QString::number(conversion.run.time.count())));
     QVERIFY(!QFile::exists(output));
+}
+
+void ConvertFailureTest::tooMuchMemory_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    QTest::newRow("bit by bit") << QByteArray(
+        "<script>window.a=[];setInterval(()=>{a.push(new Uint8Array(9<<20).fill(1))},1)</script>");
+    QTest::newRow("at once") << QByteArray(
+        "<script>window.a=[];for(;;)a.push(new Uint8Array(9<<20).fill(1))</script>");
+    QTest::newRow("in a frame") << QByteArray(
+        "<iframe srcdoc='<script>window.a=[];for(;;)"
+        "a.push(new Array(9999).fill(a.length+.5))</script>'></iframe>");
+}
+
+void ConvertFailureTest::tooMuchMemory()
+{
+    QFETCH(QByteArray, html);
+    const Conversion conversion = m_engine->convertText(html, {u"--max-memory"_s, u"300"_s});
+    VERIFY_FAILED(conversion, 6);
+    QVERIFY2(conversion.run.errors.contains("300 MiB") && conversion.run.errors.contains("--max-memory"),
+             conversion.run.errors.constData());
+    QVERIFY(!QFile::exists(conversion.output));
+    // The bound is for each job alone.
+    VERIFY_WRITTEN(m_engine->convertText("<script>new Uint8Array(330<<20).fill(1)</script>x"));
+}
+
+void ConvertFailureTest::tooLargeAPdf()
+{
+    // Noise cannot be compressed: 4 bytes a dot are drawn, 3 are kept.
+    const QByteArray html =
+        "<canvas id=c width=1000 height=600></canvas><script>const g=c.getContext('2d'),"
+        "d=g.createImageData(1000,600),w=new Uint32Array(d.data.buffer);let x=1;"
+        "for(let i=0;i<w.length;i++){x=Math.imul(x,1664525)+1013904223;w[i]=x>>>8|255<<24}"
+        "g.putImageData(d,0,0)</script>";
+    const Conversion refused = m_engine->convertText(html, {u"--max-output"_s, u"1"_s});
+    VERIFY_FAILED(refused, 5);
+    QVERIFY2(refused.run.errors.contains("larger than 1 MiB") && refused.run.errors.contains("--max-output"),
+             refused.run.errors.constData());
+    QVERIFY(!QFile::exists(refused.output));
+    const Conversion written = m_engine->convertText(html, {u"--max-output"_s, u"2"_s});
+    VERIFY_WRITTEN(written);
+    QVERIFY2(written.pdf().size() > 1 << 20, qPrintable(QString::number(written.pdf().size())));
 }
 
 void ConvertFailureTest::notWritten_data()

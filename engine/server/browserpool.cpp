@@ -33,6 +33,8 @@ KeptBrowser::~KeptBrowser()
         m_closing = true;
     }
     m_changed.notify_all();
+    // What is being made ready in one that hangs would be waited for otherwise.
+    m_browser.end();
     m_maker.join();
 }
 
@@ -128,7 +130,13 @@ std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, D
 bool KeptBrowser::isWornOut() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_failure || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
+    return m_failure || m_distrusted || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
+}
+
+void KeptBrowser::distrust()
+{
+    const std::lock_guard lock(m_mutex);
+    m_distrusted = true;
 }
 
 void KeptBrowser::noteJob(std::unique_ptr<Page> done)

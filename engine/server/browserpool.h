@@ -35,9 +35,11 @@ public:
     /// A blank page in a fresh context: one made ready, or made now. Throws Failure as Page does, and
     /// Failure(NoBrowser) or Failure(Crashed) when the browser can make none.
     std::unique_ptr<Page> takePage(const std::optional<Proxy> &proxy, Deadline deadline);
-    /// Whether the browser should take no further jobs: it has ended, served its number of jobs, or grown too
-    /// large.
+    /// Whether the browser should take no further jobs: it has ended, is distrusted, has served its number of
+    /// jobs, or grown too large.
     bool isWornOut() const;
+    /// A job has not come to its end in its time, which may be the browser's fault: it may hang.
+    void distrust();
     /// To be called after each job, however far it has come. A page that has done its part is closed in its
     /// own time, soon; null if the job has ended another way, and closed its page.
     void noteJob(std::unique_ptr<Page> done = nullptr);
@@ -64,6 +66,7 @@ private:
     Deadline::Clock::time_point m_lastEnd;
     bool m_lookDue = false;
     bool m_tooLarge = false;
+    bool m_distrusted = false;
     bool m_closing = false;
     std::thread m_maker;
 };

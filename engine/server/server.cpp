@@ -173,6 +173,8 @@ private:
         try {
             return printedBy(*browser, task);
         } catch (const Failure &failure) {
+            if (failure.code() == ExitCode::OutOfTime)
+                browser->distrust();
             throw watched.explained(failure, task.order.address.shown);
         }
     }

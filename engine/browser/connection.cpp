@@ -266,7 +266,7 @@ bool Connection::isTooLarge(const QByteArray &beginning) const
         return false;
     const std::lock_guard lock(m_mutex);
     const auto mailbox = m_awaited.value(repliedTo(beginning));
-    return mailbox && beginning.size() > mailbox->largestReply();
+    return beginning.size() > (mailbox ? mailbox->largestReply() : largestMessage);
 }
 
 void Connection::deliver(QByteArray text)

@@ -10,7 +10,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
-#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -22,6 +21,9 @@ struct Message : QJsonObject {
     /// The bytes that a large reply carries as base64 in its result's "data", which is then empty.
     QByteArray data;
 };
+
+/// In bytes. No message but one with a PDF is nearly as large.
+inline constexpr qsizetype largestMessage = 512LL << 20;
 
 /// Where the messages of one session wait until the thread that works for the session takes them.
 class Mailbox
@@ -35,7 +37,8 @@ public:
     std::optional<Message> take(Deadline deadline);
     bool closed() const;
 
-    /// A reply of more bytes than this is not read to its end; an error takes its place, tooLargeError.
+    /// A reply of more bytes than this, at first largestMessage, is not read to its end; an error takes its
+    /// place, tooLargeError.
     void setLargestReply(qsizetype bytes) { m_largestReply = bytes; }
     qsizetype largestReply() const { return m_largestReply; }
 
@@ -44,7 +47,7 @@ private:
     std::condition_variable m_changed;
     std::deque<Message> m_messages;
     bool m_closed = false;
-    std::atomic<qsizetype> m_largestReply = std::numeric_limits<qsizetype>::max();
+    std::atomic<qsizetype> m_largestReply = largestMessage;
 };
 
 inline constexpr char tooLargeError[] = "the reply is too large";

@@ -34,6 +34,9 @@ qsizetype largestPrint(const Job &job)
     return bytes / 3 * 4 + around;
 }
 
+/// After a print has failed: in this time a crash is told.
+constexpr auto crashNoticeTime = 200ms;
+
 QString openContext(Session &browser, const std::optional<Proxy> &proxy)
 {
     browser.setActivity(u"starting the browser"_s);
@@ -172,9 +175,12 @@ QByteArray Page::print(const Job &job)
     }
     if (reply.error == QLatin1String(tooLargeError))
         throw tooLargeForOutput(job.maximumOutput);
-    if (!reply.error.isEmpty())
+    if (!reply.error.isEmpty()) {
+        // That the page has crashed, which says more, may be told after it.
+        m_session.waitUntil([] { return false; }, Deadline::in(crashNoticeTime));
         throw Failure(ExitCode::Crashed,
                       u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));
+    }
     if (!reply.data.isEmpty())
         return reply.data;
     return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());

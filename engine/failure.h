@@ -38,9 +38,8 @@ private:
 };
 
 /// `text` as it may stand on one line of a terminal or log: control characters, line and paragraph separators
-/// become
-/// "\u" escapes, and a text longer than 500 characters is cut.
-QString onOneLine(const QString &text);
+/// become "\u" escapes, and of a text of more characters than `longest` the middle is left out.
+QString onOneLine(const QString &text, qsizetype longest = 500);
 
 /// `address` without the user name and password that may stand in it, for messages and logs.
 QString withoutCredentials(const QString &address);

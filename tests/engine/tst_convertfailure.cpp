@@ -28,6 +28,8 @@ private slots:
     void rootNeedsLeave();
     void notLoaded_data();
     void notLoaded();
+    void anAnswerThatBreaksOff();
+    void tooFewDescriptors();
     void outOfTime_data();
     void outOfTime();
     void tooMuchMemory_data();
@@ -39,6 +41,7 @@ private slots:
     void theOutputIsLookedAtBeforeThePage();
     void anOlderOutputStaysWhenTheJobFails();
     void theLogHasOneLineAJob();
+    void theLogHasTheReasonAfterLongNames();
     void theLogHoldsNoSecrets();
     void theLogCannotBeForged();
     void noDescriptorForTheMessageIsNoHarm();
@@ -192,6 +195,41 @@ void ConvertFailureTest::notLoaded()
     QVERIFY(!QFile::exists(conversion.output));
     QCOMPARE(m_engine->logLines().size(), 1);
     QVERIFY(m_engine->logLines()[0].contains(u" 3 "_s));
+}
+
+void ConvertFailureTest::anAnswerThatBreaksOff()
+{
+    SilentServer server;
+    const QString output = m_engine->freshOutput();
+    const auto job = m_engine->start({server.address(), output});
+    QVERIFY(!server.awaitRequest().isNull());
+    server.answer("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 5000\r\n\r\n<p>begun");
+    server.hangUp();
+    QVERIFY(job->waitForFinished(20000));
+    const Conversion conversion{{job->exitCode(), false, {}, job->readAllStandardError(), {}}, output};
+    VERIFY_FAILED(conversion, 3);
+    QVERIFY2(conversion.run.errors.contains("less than it announced"), conversion.run.errors.constData());
+    QVERIFY(!QFile::exists(output));
+}
+
+void ConvertFailureTest::tooFewDescriptors()
+{
+    const QString page = m_engine->write(u"page.html"_s, "x");
+    const QString output = m_engine->freshOutput();
+    const auto limited = [&](const QString &limit) {
+        return Conversion{runProgram(u"/bin/sh"_s,
+                                     {u"-c"_s, u"ulimit %1; exec \"$@\""_s.arg(limit), u"sh"_s,
+                                      Engine::program(), page, output},
+                                     {m_engine->environment(), m_engine->documents()}),
+                          output};
+    };
+    const Conversion refused = limited(u"-n 64"_s);
+    VERIFY_FAILED(refused, 2);
+    QVERIFY2(refused.run.errors.contains("file descriptors"), refused.run.errors.constData());
+    // One that can be raised is.
+    VERIFY_WRITTEN(limited(u"-S -n 64"_s));
+    // It is no server's limit for others.
+    VERIFY_WRITTEN(m_engine->convertText("x"));
 }
 
 void ConvertFailureTest::outOfTime_data()
@@ -350,6 +388,15 @@ void ConvertFailureTest::theLogHasOneLineAJob()
              qPrintable(lines[0]));
     QVERIFY2(lines[1].contains(u" 3 "_s) && lines[1].contains(u"/no/such/file.html"_s), qPrintable(lines[1]));
     QVERIFY2(lines[2].contains(u" 1 "_s) && lines[2].contains(u"--nonsense"_s), qPrintable(lines[2]));
+}
+
+void ConvertFailureTest::theLogHasTheReasonAfterLongNames()
+{
+    m_engine->run({u"http://127.0.0.1:%1/"_s.arg(freePort()) + QString(900, u'x'), m_engine->freshOutput()});
+    const QStringList lines = m_engine->logLines();
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines[0].contains(u"ERR_CONNECTION_REFUSED"_s), qPrintable(lines[0]));
+    QVERIFY(lines[0].size() < 2100);
 }
 
 void ConvertFailureTest::theLogHoldsNoSecrets()

@@ -30,7 +30,7 @@ private:
     void setJobs(int change);
     void keepLooking(const std::stop_token &end);
 
-    int m_root;
+    [[maybe_unused]] int m_root;
     int m_mostMemory;
     std::atomic<int> m_kills = 0;
     std::mutex m_mutex;

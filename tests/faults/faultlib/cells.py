@@ -156,7 +156,7 @@ add('browser talks nonsense', 'start', BOTH, with_browser('exec yes nonsense >&4
 add('browser complains without end', 'start', BOTH, with_browser('exec yes complaint >&2\n'), 4, 'time')
 
 
-def browser_hit(moment, number, what='browser', seconds=6):
+def browser_hit(moment, number, what='browser', seconds=4):
     def act(room):
         options = ('--timeout', str(seconds)) if number == STOPPED else ()
         job = at(room, moment, *options)
@@ -176,7 +176,7 @@ def browser_hit(moment, number, what='browser', seconds=6):
 for MOMENT in ('start', 'load', 'print', 'edit'):
     add('browser killed', MOMENT, BOTH, browser_hit(MOMENT, KILLED),
         {COLD: (0,) if MOMENT == 'edit' else (2, 6) if MOMENT == 'start' else 6, WARM: 0}, 'browser',
-        written={COLD: MOMENT == 'edit', WARM: True}, small=BOTH if MOMENT == 'print' else ())
+        written={COLD: MOMENT == 'edit', WARM: True}, small=(WARM,) if MOMENT == 'print' else ())
 for MOMENT in ('start', 'load', 'print'):
     add('browser stopped', MOMENT, BOTH, browser_hit(MOMENT, STOPPED), 4, 'time',
         small=BOTH if MOMENT == 'load' else ())
@@ -327,7 +327,7 @@ for NUMBER in (KILLED, ENDED):
     for MOMENT in ('start', 'load', 'print', 'edit', 'write'):
         add(f'engine {NAMES[NUMBER]}', MOMENT, BOTH, engine_hit(MOMENT, NUMBER),
             (-NUMBER, 0) if MOMENT == 'write' else -NUMBER, written=None if MOMENT == 'write' else False,
-            small=BOTH if MOMENT == 'write' and NUMBER == KILLED else ())
+            small=(COLD,) if MOMENT == 'write' and NUMBER == KILLED else ())
     add(f'engine {NAMES[NUMBER]} 50 times', 'any', BOTH, engine_hit_at_random(NUMBER, 50), (-NUMBER, 0), written=None)
 add('engine killed 8 times', 'any', BOTH, engine_hit_at_random(KILLED, 8), (-KILLED, 0), written=None, small=BOTH)
 

@@ -5,8 +5,6 @@
 namespace
 {
 
-constexpr qsizetype longestLine = 500;
-
 bool breaksTheLine(QChar c)
 {
     switch (c.category()) {
@@ -22,24 +20,30 @@ bool breaksTheLine(QChar c)
 
 } // namespace
 
-Failure::Failure(ExitCode code, const QString &message)
-    : m_code(code), m_message(onOneLine(message)), m_utf8(m_message.toUtf8())
+Failure::Failure(ExitCode code, const QString &message, Retry retry)
+    : m_code(code), m_message(onOneLine(message)), m_utf8(m_message.toUtf8()), m_retry(retry)
 {
 }
 
-QString onOneLine(const QString &text)
+QString onOneLine(const QString &text, qsizetype longest)
 {
     QString line;
     for (const QChar c : text) {
-        // Not between the two halves of a character.
-        if (line.size() >= longestLine && !c.isLowSurrogate())
-            return line + QChar(0x2026);
         if (breaksTheLine(c))
             line += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
         else
             line += c;
     }
-    return line;
+    if (line.size() <= longest)
+        return line;
+    // Names stand in front, reasons at the end. Not between the two halves of a character.
+    qsizetype head = longest / 3;
+    qsizetype tail = line.size() - (longest - head);
+    if (line[head].isLowSurrogate())
+        --head;
+    if (line[tail].isLowSurrogate())
+        ++tail;
+    return line.left(head) + QChar(0x2026) + line.mid(tail);
 }
 
 QString withoutCredentials(const QString &address)

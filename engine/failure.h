@@ -20,22 +20,26 @@ enum class ExitCode {
 class Failure : public std::exception
 {
 public:
-    Failure(ExitCode code, const QString &message);
+    /// Whether another browser may do better.
+    enum class Retry { MayHelp, IsInVain };
+
+    Failure(ExitCode code, const QString &message, Retry retry = Retry::MayHelp);
 
     ExitCode code() const { return m_code; }
     const QString &message() const { return m_message; }
+    bool isFinal() const { return m_retry == Retry::IsInVain; }
     const char *what() const noexcept override { return m_utf8.constData(); }
 
 private:
     ExitCode m_code;
     QString m_message;
     QByteArray m_utf8;
+    Retry m_retry;
 };
 
 /// `text` as it may stand on one line of a terminal or log: control characters, line and paragraph separators
-/// become
-/// "\u" escapes, and a text longer than 500 characters is cut.
-QString onOneLine(const QString &text);
+/// become "\u" escapes, and of a text of more characters than `longest` the middle is left out.
+QString onOneLine(const QString &text, qsizetype longest = 500);
 
 /// `address` without the user name and password that may stand in it, for messages and logs.
 QString withoutCredentials(const QString &address);

@@ -41,4 +41,8 @@ struct Job {
 
     /// The whole job's time, the browser's start included.
     std::chrono::milliseconds timeout{60000};
+    /// MiB of memory that a process which shows the page may take: 1 to 1048576.
+    int maximumMemory = 2048;
+    /// MiB that the PDF may be large: 1 to 4095.
+    int maximumOutput = 1024;
 };

@@ -1,9 +1,6 @@
 #include "engine/output.h"
 
-#include "engine/failure.h"
-
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QTemporaryFile>
 
 #include <sys/stat.h>
@@ -57,7 +54,7 @@ void writeToStandardOutput(const QByteArray &bytes)
 }
 
 /// Writes all of it, or refuses with the system's reason.
-void write(QFileDevice &file, const QByteArray &bytes, const QString &path)
+void writeAll(QFileDevice &file, const QByteArray &bytes, const QString &path)
 {
     // What is written is buffered, so the end may be the first to tell.
     errno = 0;
@@ -75,27 +72,51 @@ mode_t usualPermissions()
     return (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH) & ~withheld;
 }
 
-/// False, with nothing done, if there is such a file, or it cannot be made in this way.
-bool writeNewFile(const QString &path, const QByteArray &bytes)
+/// A file beside `path`, without a name for as long as possible: what has none is not left behind by a
+/// process that is killed.
+class NewFile : public QTemporaryFile
 {
-    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
-    if (!file.open())
-        return false;
-    write(file, bytes, path);
-    const bool done = ::fchmod(file.handle(), usualPermissions()) == 0 && file.rename(path);
-    file.setAutoRemove(!done);
-    return done;
-}
+public:
+    /// Writes all of it, or refuses.
+    NewFile(const QString &path, const QByteArray &bytes, mode_t mode)
+        : QTemporaryFile(path + QStringLiteral(".XXXXXX"))
+    {
+        if (!open())
+            refuse(path, errorString());
+        writeAll(*this, bytes, path);
+        ::fchmod(handle(), mode);
+    }
 
-/// The older file gives way only when the new one has come to the disk, which takes a while.
+    /// False if there is such a file by now.
+    bool becomeNew(const QString &path)
+    {
+        const bool done = rename(path);
+        if (!done && !QFileInfo::exists(path))
+            refuse(path, errorString());
+        setAutoRemove(!done);
+        return done;
+    }
+    void replace(const QString &path)
+    {
+        // The older file gives way only when the new one has come to the disk, which takes a while.
+        const bool done = ::fsync(handle()) == 0 && ::rename(QFile::encodeName(fileName()).constData(),
+                                                             QFile::encodeName(path).constData()) == 0;
+        if (!done)
+            refuse(path, qt_error_string(errno));
+        setAutoRemove(false);
+    }
+};
+
+/// Through a link, as it is the file behind it that is meant.
 void replaceFile(const QString &path, const QByteArray &bytes)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        refuse(path, file.errorString());
-    write(file, bytes, path);
-    if (!file.commit())
-        refuse(path, file.errorString());
+    const QString target = QFileInfo(path).canonicalFilePath();
+    struct stat older {
+    };
+    if (::stat(QFile::encodeName(target).constData(), &older) != 0)
+        refuse(path, qt_error_string(errno));
+    constexpr mode_t permissions = 07777;
+    NewFile(target, bytes, older.st_mode & permissions).replace(target);
 }
 
 } // namespace
@@ -120,6 +141,14 @@ void writeOutput(const QString &path, const QByteArray &bytes)
 {
     if (isStandardOutput(path))
         return writeToStandardOutput(bytes);
-    if (QFileInfo::exists(path) || !writeNewFile(path, bytes))
+    // Much may have happened since the job began.
+    checkOutput(path);
+    if (QFileInfo::exists(path) || !NewFile(path, bytes, usualPermissions()).becomeNew(path))
         replaceFile(path, bytes);
+}
+
+Failure tooLargeForOutput(int mebibytes)
+{
+    return {ExitCode::NotWritten,
+            QStringLiteral("the PDF is larger than %1 MiB; --max-output allows more").arg(mebibytes)};
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/failure.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -14,3 +16,6 @@ void checkOutput(const QString &path);
 /// place of an older file. Throws Failure(NotWritten), and leaves the older file as it was, if that fails.
 /// What a reader of standard output has taken before it went away cannot be called back.
 void writeOutput(const QString &path, const QByteArray &bytes);
+
+/// Why a PDF that is larger than this many MiB is given up.
+Failure tooLargeForOutput(int mebibytes);

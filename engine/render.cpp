@@ -11,6 +11,7 @@ namespace
 
 QByteArray printedBy(Browser &browser, const Order &order, const ActivityListener &listener)
 {
+    const WatchedJob watched(browser.memory());
     try {
         const std::unique_ptr<Page> page =
             order.job.proxy ? std::make_unique<Page>(browser.connection(), order.job.proxy, order.deadline)
@@ -23,7 +24,7 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
         browser.end();
         return printed;
     } catch (const Failure &failure) {
-        throw browser.explained(failure);
+        throw watched.explained(browser.explained(failure), order.address.shown);
     }
 }
 

@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <sys/resource.h>
+
 namespace
 {
 
@@ -14,14 +16,33 @@ std::string temporaryFolder()
     return QFile::encodeName(QDir::tempPath()).toStdString();
 }
 
+/// The browser's path. A browser with few file descriptors hangs instead of saying so.
+std::string browserWithDescriptors()
+{
+    constexpr rlim_t enough = 256;
+    std::string browser = QFile::encodeName(locateBrowser()).toStdString();
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= enough)
+        return browser;
+    limit.rlim_cur = enough;
+    if (limit.rlim_max < enough || ::setrlimit(RLIMIT_NOFILE, &limit) != 0)
+        throw Failure(
+            ExitCode::NoBrowser,
+            QStringLiteral("a browser needs %1 file descriptors, and there may be no more than %2 here "
+                           "(ulimit -n)")
+                .arg(enough)
+                .arg(limit.rlim_max));
+    return browser;
+}
+
 } // namespace
 
 Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
     // Files that the browser makes in the temporary folder lie in its private one, and go with it.
-    : m_process(QFile::encodeName(locateBrowser()).toStdString(),
-                browserArguments(flags, runsWithoutSandbox(), firstPage), {"TMPDIR=%DIR%"},
-                temporaryFolder()),
-      m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError())
+    : m_process(browserWithDescriptors(), browserArguments(flags, runsWithoutSandbox(), firstPage),
+                {"TMPDIR=%DIR%"}, temporaryFolder()),
+      m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
+      m_memory(m_process.process(), flags.maximumMemory)
 {
 }
 

@@ -3,6 +3,7 @@
 #include "engine/browser/connection.h"
 #include "engine/browser/guard.h"
 #include "engine/browser/launch.h"
+#include "engine/browser/memory.h"
 #include "engine/failure.h"
 
 /// A running browser of the engine's own, reached through its pipe; it opens no network port. It ends with
@@ -15,6 +16,7 @@ public:
     explicit Browser(const LaunchFlags &flags, FirstPage firstPage = FirstPage::None);
 
     Connection &connection() { return m_connection; }
+    MemoryWatch &memory() { return m_memory; }
     /// Begins to end it, which goes on by itself; the object's end waits for it.
     void end() { m_process.end(); }
     bool ended() const { return m_connection.ended(); }
@@ -28,4 +30,5 @@ public:
 private:
     GuardedProcess m_process;
     Connection m_connection;
+    MemoryWatch m_memory;
 };

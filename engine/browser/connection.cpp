@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
@@ -53,6 +54,18 @@ QByteArray takeData(QByteArray &message)
     if (!data.isEmpty())
         message.remove(start, end - start);
     return data;
+}
+
+/// The number of the command that a message which begins so replies to; 0 if it is no reply.
+int repliedTo(const QByteArray &beginning)
+{
+    constexpr QByteArrayView key = "{\"id\":";
+    return beginning.startsWith(key) ? std::atoi(beginning.constData() + key.size()) : 0;
+}
+
+QByteArray errorReply(int id)
+{
+    return "{\"id\":" + QByteArray::number(id) + ",\"error\":{\"message\":\"" + tooLargeError + "\"}}";
 }
 
 void enlarge(int pipe)
@@ -193,6 +206,7 @@ void Connection::read()
 {
     std::vector<char> buffer(size_t(1) << 18);
     QByteArray message;
+    bool passingOver = false;
     bool errorsOpen = true;
     for (;;) {
         std::array<pollfd, 3> sources{{{m_fromBrowser, POLLIN, 0},
@@ -220,10 +234,16 @@ void Connection::read()
         const char *end = next + count;
         while (next < end) {
             const auto *stop = static_cast<const char *>(memchr(next, '\0', static_cast<size_t>(end - next)));
-            message.append(next, (stop ? stop : end) - next);
+            if (!passingOver)
+                message.append(next, (stop ? stop : end) - next);
+            if (isTooLarge(message)) {
+                deliver(errorReply(repliedTo(std::exchange(message, {}))));
+                passingOver = true;
+            }
             if (!stop)
                 break;
-            deliver(std::exchange(message, {}));
+            if (!std::exchange(passingOver, false))
+                deliver(std::exchange(message, {}));
             next = stop + 1;
         }
     }
@@ -236,6 +256,17 @@ void Connection::read()
     m_ended = true;
     for (const std::shared_ptr<Mailbox> &mailbox : std::as_const(m_mailboxes))
         mailbox->close();
+}
+
+bool Connection::isTooLarge(const QByteArray &beginning) const
+{
+    // Nearly all are small, and need no look at who waits for them.
+    constexpr qsizetype small = 1 << 18;
+    if (beginning.size() <= small)
+        return false;
+    const std::lock_guard lock(m_mutex);
+    const auto mailbox = m_awaited.value(repliedTo(beginning));
+    return beginning.size() > (mailbox ? mailbox->largestReply() : largestMessage);
 }
 
 void Connection::deliver(QByteArray text)

@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <memory>
@@ -21,6 +22,9 @@ struct Message : QJsonObject {
     QByteArray data;
 };
 
+/// In bytes. No message but one with a PDF is nearly as large.
+inline constexpr qsizetype largestMessage = 512LL << 20;
+
 /// Where the messages of one session wait until the thread that works for the session takes them.
 class Mailbox
 {
@@ -33,12 +37,20 @@ public:
     std::optional<Message> take(Deadline deadline);
     bool closed() const;
 
+    /// A reply of more bytes than this, at first largestMessage, is not read to its end; an error takes its
+    /// place, tooLargeError.
+    void setLargestReply(qsizetype bytes) { m_largestReply = bytes; }
+    qsizetype largestReply() const { return m_largestReply; }
+
 private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<Message> m_messages;
     bool m_closed = false;
+    std::atomic<qsizetype> m_largestReply = largestMessage;
 };
+
+inline constexpr char tooLargeError[] = "the reply is too large";
 
 /// The browser's pipe: null-terminated JSON messages both ways. Any number of threads may send; a reader of
 /// its own puts a reply into the mailbox of who asked, and an event into those of its session.
@@ -71,6 +83,7 @@ public:
 
 private:
     void read();
+    bool isTooLarge(const QByteArray &beginning) const;
     void deliver(QByteArray text);
     void keepErrors(const char *bytes, size_t count);
 

@@ -123,7 +123,7 @@ void closeFrom(int first)
     // Should the guard itself be killed, the program does not outlive it.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
 #endif
-    for (const int number : {SIGCHLD, SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE})
+    for (const int number : {SIGCHLD, SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ})
         ::signal(number, SIG_DFL);
     const int nothing = ::open("/dev/null", O_RDWR);
     ::dup2(nothing, STDIN_FILENO);

@@ -64,7 +64,7 @@ bool sharedMemoryIsSmall()
 LaunchFlags launchFlagsFor(const Job &job)
 {
     // 96 CSS pixels make 72 points; rounded up, because the setting takes whole pixels.
-    return {(job.minimumFontSize * 96 + 71) / 72, job.images, job.javaScript};
+    return {(job.minimumFontSize * 96 + 71) / 72, job.images, job.javaScript, job.maximumMemory};
 }
 
 bool runsWithoutSandbox()
@@ -86,7 +86,7 @@ std::vector<std::string> browserArguments(const LaunchFlags &flags, bool without
         arguments.emplace_back("--no-sandbox");
     if (sharedMemoryIsSmall())
         arguments.emplace_back("--disable-dev-shm-usage");
-    if (flags != LaunchFlags()) {
+    if (flags.minimumFontPixels > 0 || !flags.images || !flags.javaScript) {
         const std::string pixels = std::to_string(flags.minimumFontPixels);
         arguments.push_back("--blink-settings=minimumFontSize=" + pixels + ",minimumLogicalFontSize=" +
                             pixels + ",imagesEnabled=" + (flags.images ? "true" : "false") +

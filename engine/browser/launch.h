@@ -12,6 +12,8 @@ struct LaunchFlags {
     int minimumFontPixels = 0;
     bool images = true;
     bool javaScript = true;
+    /// Job::maximumMemory, which one watch holds all pages of a browser to.
+    int maximumMemory = Job().maximumMemory;
 
     bool operator==(const LaunchFlags &) const = default;
 };

@@ -6,9 +6,11 @@
 #include "engine/browser/paper.h"
 #include "engine/browser/scripts.h"
 #include "engine/browser/waits.h"
+#include "engine/output.h"
 
 #include <QJsonArray>
 
+#include <algorithm>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -22,6 +24,20 @@ using namespace Qt::StringLiterals;
 constexpr auto printingStep = 500ms;
 /// How long a page may print before scripts that hold it up are stopped.
 constexpr auto printingTime = 5s;
+
+/// In bytes: the largest message that holds a PDF. What is edited afterwards gets smaller as a rule, so that
+/// a lower bound of the job is held to only then.
+qsizetype largestPrint(const Job &job)
+{
+    constexpr int harmless = 256;
+    constexpr qsizetype around = 1 << 10;
+    const auto bytes = static_cast<qsizetype>(std::max(job.maximumOutput, harmless)) << 20;
+    // In base64.
+    return bytes / 3 * 4 + around;
+}
+
+/// After a print has failed: in this time a crash is told.
+constexpr auto crashNoticeTime = 200ms;
 
 } // namespace
 
@@ -166,6 +182,7 @@ QByteArray Page::print(const Job &job)
                          {u"generateDocumentOutline"_s, !job.lowQuality}};
     for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
         settings.insert(margin, usualMargin / pointsPerInch);
+    m_session.setLargestReply(largestPrint(job));
     Session::Reply reply = printed(settings);
     // A page that moves on in this very moment can be printed when it has arrived.
     for (int attempt = 0; !reply.error.isEmpty() && attempt < mostRounds && !m_events.isLoaded(); ++attempt) {
@@ -174,9 +191,14 @@ QByteArray Page::print(const Job &job)
         m_preparation.prepare(job, bound);
         reply = printed(settings);
     }
-    if (!reply.error.isEmpty())
+    if (reply.error == QLatin1String(tooLargeError))
+        throw tooLargeForOutput(job.maximumOutput);
+    if (!reply.error.isEmpty()) {
+        // That the page has crashed, which says more, may be told after it.
+        m_session.waitUntil([] { return false; }, Deadline::in(crashNoticeTime));
         throw Failure(ExitCode::Crashed,
                       u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));
+    }
     if (!reply.data.isEmpty())
         return reply.data;
     return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());

@@ -1,5 +1,7 @@
 #include "engine/browser/pageevents.h"
 
+#include "engine/browser/neterror.h"
+
 #include <algorithm>
 
 namespace
@@ -33,8 +35,10 @@ PageEvents::PageEvents(Session &session, const QString &mainFrame)
                [this](const QJsonObject &event, const QString &from) { noteRequest(from, event); });
     session.on(u"Network.responseReceived"_s,
                [this](const QJsonObject &event, const QString &) { noteResponse(event); });
-    for (const QString &end : {u"Network.loadingFinished"_s, u"Network.loadingFailed"_s})
-        session.on(end, [this](const QJsonObject &event, const QString &) { noteRequestEnd(event); });
+    session.on(u"Network.loadingFinished"_s,
+               [this](const QJsonObject &event, const QString &) { noteRequestEnd(event); });
+    session.on(u"Network.loadingFailed"_s,
+               [this](const QJsonObject &event, const QString &) { noteRequestFailure(event); });
     session.on(u"Target.attachedToTarget"_s,
                [this](const QJsonObject &event, const QString &) { noteChild(event); });
     session.on(u"Target.detachedFromTarget"_s, [this](const QJsonObject &event, const QString &) {
@@ -111,6 +115,16 @@ void PageEvents::noteResponse(const QJsonObject &event)
                                                         .arg(response["statusText"_L1].toString())
                                                         .trimmed()));
     }
+}
+
+void PageEvents::noteRequestFailure(const QJsonObject &event)
+{
+    noteRequestEnd(event);
+    // The document is there and breaks off. What a page or the engine itself stops is no failure.
+    if (event["requestId"_L1].toString() == m_document && !event["canceled"_L1].toBool())
+        m_session.fail(
+            Failure(ExitCode::NotLoaded,
+                    u"%1: %2"_s.arg(m_shownAddress, explainNetworkError(event["errorText"_L1].toString()))));
 }
 
 void PageEvents::noteRequestEnd(const QJsonObject &event)

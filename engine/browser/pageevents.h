@@ -43,6 +43,7 @@ private:
     void noteRequest(const QString &session, const QJsonObject &event);
     void noteResponse(const QJsonObject &event);
     void noteRequestEnd(const QJsonObject &event);
+    void noteRequestFailure(const QJsonObject &event);
     void noteChild(const QJsonObject &event);
     void noteChildsEnd(const QString &child);
 

@@ -71,6 +71,8 @@ public:
     bool waitUntil(const std::function<bool()> &condition, Deadline bound);
 
     void setDeadline(Deadline deadline) { m_deadline = deadline; }
+    /// In bytes; the reply to a command that has a larger one is the error tooLargeError.
+    void setLargestReply(qsizetype bytes) { m_mailbox->setLargestReply(bytes); }
 
     /// Ends the wait at hand, or the next one, with Failure(OutOfTime). From any thread.
     void cancel();

@@ -109,11 +109,15 @@ constexpr auto options = std::to_array<Option>({
     {"-p", "PROXY", "[http|https|socks5://][user:password@]host[:port]",
         [](Job &job, QLatin1String, const QString &value) { job.proxy = parseProxy(value); }},
     {"--timeout", "SECONDS", "give up after this time (60)", setTimeout},
+    {"--max-memory", "MIB", "give up a page that takes more memory (2048)",
+        [](Job &job, QLatin1String option, const QString &value) { job.maximumMemory = wholeNumber(option, value, 1, 1048576); }},
+    {"--max-output", "MIB", "give up a PDF that is larger (1024)",
+        [](Job &job, QLatin1String option, const QString &value) { job.maximumOutput = wholeNumber(option, value, 1, 4095); }},
 });
 // clang-format on
 
-constexpr auto optionGroups =
-    std::to_array<OptionGroup>({{"The page", 0}, {"The document", 6}, {"Getting the page", 11}});
+/// The first options need no title.
+constexpr auto optionGroups = std::to_array<OptionGroup>({{"The document", 6}, {"Getting the page", 11}});
 
 QLatin1String nameOf(const Option &option)
 {
@@ -264,7 +268,7 @@ Request parseCommandLine(const QStringList &arguments)
 QString helpText()
 {
     QString text =
-        QStringLiteral("Usage: quirelle [options] INPUT OUTPUT\n"
+        QStringLiteral("Usage: quirelle [options] INPUT OUTPUT, quirelle --help, quirelle --version\n"
                        "Turns an HTML file or web page into a PDF; OUTPUT - is standard output.\n");
     auto group = optionGroups.begin();
     for (size_t i = 0; i < options.size(); ++i) {
@@ -274,7 +278,6 @@ QString helpText()
         }
         text += helpLine(signatureOf(options[i]), QLatin1String(options[i].help));
     }
-    text += helpLine(QStringLiteral("--help, --version"), QStringLiteral("this text; the program's version"));
     text +=
         QStringLiteral("Exit code: 0 written, 1 arguments, 2 browser, 3 page, 4 time, 5 output, 6 crash\n");
     return text;

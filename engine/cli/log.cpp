@@ -15,6 +15,8 @@ namespace
 
 /// A log of this size is set aside as engine.log.1 and a new one begun.
 constexpr qint64 largestLog = 512LL * 1024;
+/// In characters: two names and a reason, each of which is cut before.
+constexpr qsizetype longestEntry = 2000;
 
 } // namespace
 
@@ -35,7 +37,7 @@ void appendToLog(const QString &line)
     const QString path = logPath();
     const QByteArray bytes =
         QStringLiteral("%1 %2\n")
-            .arg(QDateTime::currentDateTime().toString(Qt::ISODateWithMs), onOneLine(line))
+            .arg(QDateTime::currentDateTime().toString(Qt::ISODateWithMs), onOneLine(line, longestEntry))
             .toUtf8();
     if (QFileInfo(path).size() > largestLog)
         ::rename(QFile::encodeName(path).constData(),

@@ -50,6 +50,8 @@ int main(int argc, char *argv[])
     const QStringList arguments = takeArguments(argc, argv);
     // A browser or reader that goes away shows in the result of a write, not in the engine's end.
     std::signal(SIGPIPE, SIG_IGN);
+    // So does a file that may not grow any larger.
+    std::signal(SIGXFSZ, SIG_IGN);
     const QCoreApplication application(argc, argv);
     if (argc > 0 && strcmp(argv[0], serverName) == 0)
         return runServer(serverSocket,

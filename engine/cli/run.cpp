@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <system_error>
 
 namespace
 {
@@ -33,22 +34,28 @@ qsizetype convertShowingProgress(const Job &job)
 
 int runJob(const Job &job)
 {
-    const QString name = QStringLiteral("%1 -> %2").arg(withoutCredentials(job.input), job.output);
+    const QString name =
+        QStringLiteral("%1 -> %2").arg(onOneLine(withoutCredentials(job.input)), onOneLine(job.output));
     QElapsedTimer timer;
     timer.start();
+    const auto fail = [&](const Failure &failure) {
+        appendToLog(
+            QStringLiteral("%1 %2: %3").arg(static_cast<int>(failure.code())).arg(name, failure.message()));
+        return report(failure);
+    };
     try {
         const qsizetype size = convertShowingProgress(job);
         appendToLog(QStringLiteral("0 %1: %2 bytes, %3 ms").arg(name).arg(size).arg(timer.elapsed()));
         return static_cast<int>(ExitCode::Written);
     } catch (const Failure &failure) {
-        appendToLog(
-            QStringLiteral("%1 %2: %3").arg(static_cast<int>(failure.code())).arg(name, failure.message()));
-        return report(failure);
+        return fail(failure);
     } catch (const std::bad_alloc &) {
-        const Failure failure(ExitCode::Crashed, QStringLiteral("out of memory"));
-        appendToLog(
-            QStringLiteral("%1 %2: %3").arg(static_cast<int>(failure.code())).arg(name, failure.message()));
-        return report(failure);
+        return fail(Failure(ExitCode::Crashed, QStringLiteral("out of memory")));
+    } catch (const std::system_error &error) {
+        // There is no thread or lock to be had.
+        return fail(
+            Failure(ExitCode::Crashed, QStringLiteral("the system gives no more memory or threads: %1")
+                                           .arg(QString::fromLocal8Bit(error.what()))));
     }
 }
 

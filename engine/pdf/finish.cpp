@@ -1,6 +1,7 @@
 #include "engine/pdf/finish.h"
 
 #include "engine/failure.h"
+#include "engine/output.h"
 #include "engine/pdf/copies.h"
 #include "engine/pdf/document.h"
 #include "engine/pdf/equalimages.h"
@@ -10,7 +11,10 @@
 #include "engine/pdf/lowquality.h"
 #include "engine/pdf/title.h"
 
-QByteArray finishPdf(const QByteArray &printed, const Job &job)
+namespace
+{
+
+QByteArray edited(const QByteArray &printed, const Job &job)
 {
     try {
         PdfDocument document(printed);
@@ -35,4 +39,14 @@ QByteArray finishPdf(const QByteArray &printed, const Job &job)
             ExitCode::Crashed,
             QStringLiteral("the printed PDF cannot be read: %1").arg(QString::fromUtf8(error.what())));
     }
+}
+
+} // namespace
+
+QByteArray finishPdf(const QByteArray &printed, const Job &job)
+{
+    QByteArray pdf = edited(printed, job);
+    if (pdf.size() > static_cast<qsizetype>(job.maximumOutput) << 20)
+        throw tooLargeForOutput(job.maximumOutput);
+    return pdf;
 }

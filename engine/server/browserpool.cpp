@@ -1,10 +1,6 @@
 #include "engine/server/browserpool.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <unistd.h>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -23,54 +19,7 @@ constexpr size_t mostDone = 6;
 /// In this time a page is made ready, or the browser is taken for dead.
 constexpr auto pageMakingTime = 10s;
 
-#ifdef __linux__
-/// Resident memory in bytes that this process does not share with files or others.
-long long ownMemory(const std::string &process)
-{
-    std::ifstream statm("/proc/" + process + "/statm");
-    long long size = 0;
-    long long resident = 0;
-    long long shared = 0;
-    statm >> size >> resident >> shared;
-    return (resident - shared) * ::sysconf(_SC_PAGESIZE);
-}
-
-/// The processes that any of its threads has started.
-std::vector<std::string> childrenOf(const std::string &process)
-{
-    std::vector<std::string> result;
-    std::error_code ended;
-    for (std::filesystem::directory_iterator thread("/proc/" + process + "/task", ended), end;
-         !ended && thread != end; thread.increment(ended)) {
-        std::ifstream children(thread->path() / "children");
-        for (std::string child; children >> child;)
-            result.push_back(child);
-    }
-    return result;
-}
-
-long long memoryOfTree(const std::string &process, int depth)
-{
-    constexpr int deepest = 16;
-    long long bytes = ownMemory(process);
-    if (depth < deepest) {
-        for (const std::string &child : childrenOf(process))
-            bytes += memoryOfTree(child, depth + 1);
-    }
-    return bytes;
-}
-#endif
-
 } // namespace
-
-long long memoryOfTree([[maybe_unused]] int process)
-{
-#ifdef __linux__
-    return memoryOfTree(std::to_string(process), 0);
-#else
-    return 0;
-#endif
-}
 
 KeptBrowser::KeptBrowser(const LaunchFlags &flags, size_t spares, const BrowserLimits &limits)
     : m_flags(flags), m_spares(spares), m_limits(limits), m_browser(flags), m_maker([this] { keepReady(); })
@@ -84,6 +33,8 @@ KeptBrowser::~KeptBrowser()
         m_closing = true;
     }
     m_changed.notify_all();
+    // What is being made ready in one that hangs would be waited for otherwise.
+    m_browser.end();
     m_maker.join();
 }
 
@@ -179,7 +130,13 @@ std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, D
 bool KeptBrowser::isWornOut() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_failure || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
+    return m_failure || m_distrusted || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
+}
+
+void KeptBrowser::distrust()
+{
+    const std::lock_guard lock(m_mutex);
+    m_distrusted = true;
 }
 
 void KeptBrowser::noteJob(std::unique_ptr<Page> done)

@@ -17,10 +17,6 @@ struct BrowserLimits {
     long long memory = 1500LL << 20;
 };
 
-/// The memory in bytes that a process and all that descend from it hold and do not share; 0 where that cannot
-/// be told.
-long long memoryOfTree(int process);
-
 /// A browser that is kept, with blank pages made ready ahead of the jobs that will need them.
 class KeptBrowser
 {
@@ -35,12 +31,15 @@ public:
     /// Id of the process that all processes of the browser descend from.
     int guardProcess() const { return m_browser.guardProcess(); }
     Connection &connection() { return m_browser.connection(); }
+    MemoryWatch &memory() { return m_browser.memory(); }
     /// A blank page in a fresh context: one made ready, or made now. Throws Failure as Page does, and
     /// Failure(NoBrowser) or Failure(Crashed) when the browser can make none.
     std::unique_ptr<Page> takePage(const std::optional<Proxy> &proxy, Deadline deadline);
-    /// Whether the browser should take no further jobs: it has ended, served its number of jobs, or grown too
-    /// large.
+    /// Whether the browser should take no further jobs: it has ended, is distrusted, has served its number of
+    /// jobs, or grown too large.
     bool isWornOut() const;
+    /// A job has not come to its end in its time, which may be the browser's fault: it may hang.
+    void distrust();
     /// To be called after each job, however far it has come. A page that has done its part is closed in its
     /// own time, soon; null if the job has ended another way, and closed its page.
     void noteJob(std::unique_ptr<Page> done = nullptr);
@@ -67,6 +66,7 @@ private:
     Deadline::Clock::time_point m_lastEnd;
     bool m_lookDue = false;
     bool m_tooLarge = false;
+    bool m_distrusted = false;
     bool m_closing = false;
     std::thread m_maker;
 };

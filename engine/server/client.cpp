@@ -129,7 +129,8 @@ int connectOrStart(Deadline bound)
 /// Whether the job may come out better with a browser of its own.
 bool isServersFault(const Failure &failure)
 {
-    return failure.code() == ExitCode::NoBrowser || failure.code() == ExitCode::Crashed;
+    return !failure.isFinal() &&
+           (failure.code() == ExitCode::NoBrowser || failure.code() == ExitCode::Crashed);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -55,6 +56,10 @@ constexpr const char *telltaleVariables[] = {
     "auto_proxy",
 };
 
+/// What the system grants a process, and so what it starts.
+constexpr int tellingLimits[] = {RLIMIT_AS,    RLIMIT_CPU,    RLIMIT_DATA,
+                                 RLIMIT_FSIZE, RLIMIT_NOFILE, RLIMIT_NPROC};
+
 QByteArray identity(const std::string &executable)
 {
     QCryptographicHash hash(QCryptographicHash::Sha1);
@@ -77,6 +82,12 @@ QByteArray identity(const std::string &executable)
     for (const char *name : telltaleVariables) {
         const char *value = ::getenv(name);
         hash.addData(QByteArray(name) + '=' + (value ? value : "") + '\0');
+    }
+    for (const int kind : tellingLimits) {
+        rlimit limit{};
+        // The other one can be changed, up to this.
+        if (::getrlimit(kind, &limit) == 0)
+            hash.addData(QByteArray::number(static_cast<qulonglong>(limit.rlim_max)) + ' ');
     }
     return hash.result().toHex().left(16);
 }

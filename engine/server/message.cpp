@@ -16,8 +16,10 @@ constexpr qsizetype headerSize = sizeof(quint32) + 1;
 
 // No engine orders more.
 constexpr qint64 mostCopies = 1000;
-constexpr qint64 largestFont = 1000; // points
-constexpr double longestSide = 1e5;  // points
+constexpr qint64 largestFont = 1000;   // points
+constexpr double longestSide = 1e5;    // points
+constexpr qint64 mostMemory = 1 << 20; // MiB
+constexpr qint64 largestOutput = 4095; // MiB
 constexpr std::chrono::milliseconds longestTime = std::chrono::hours(24 * 365);
 
 [[noreturn]] void refuse()
@@ -71,6 +73,8 @@ QCborMap jobMap(const Job &job)
         {u"images"_s, job.images},
         {u"background"_s, job.background},
         {u"lowQuality"_s, job.lowQuality},
+        {u"maximumMemory"_s, job.maximumMemory},
+        {u"maximumOutput"_s, job.maximumOutput},
     };
     if (job.orientation)
         map.insert(u"landscape"_s, *job.orientation == PaperOrientation::Landscape);
@@ -95,6 +99,8 @@ Job jobFrom(const QCborMap &map)
     job.images = map[u"images"_s].toBool();
     job.background = map[u"background"_s].toBool();
     job.lowQuality = map[u"lowQuality"_s].toBool();
+    job.maximumMemory = static_cast<int>(numberIn(map, u"maximumMemory"_s, 1, mostMemory));
+    job.maximumOutput = static_cast<int>(numberIn(map, u"maximumOutput"_s, 1, largestOutput));
     if (const QCborValue landscape = map[u"landscape"_s]; landscape.isBool())
         job.orientation = landscape.toBool() ? PaperOrientation::Landscape : PaperOrientation::Portrait;
     if (const QCborValue title = map[u"title"_s]; title.isString())
@@ -156,8 +162,9 @@ Order orderFrom(const QByteArray &body)
 
 QByteArray failureBody(const Failure &failure)
 {
-    return QCborValue(
-               QCborMap{{u"code"_s, static_cast<int>(failure.code())}, {u"message"_s, failure.message()}})
+    return QCborValue(QCborMap{{u"code"_s, static_cast<int>(failure.code())},
+                               {u"message"_s, failure.message()},
+                               {u"final"_s, failure.isFinal()}})
         .toCbor();
 }
 
@@ -167,5 +174,6 @@ Failure failureFrom(const QByteArray &body)
     const qint64 code = map[u"code"_s].toInteger();
     if (code < static_cast<int>(ExitCode::BadArguments) || code > static_cast<int>(ExitCode::Crashed))
         refuse();
-    return {static_cast<ExitCode>(code), map[u"message"_s].toString()};
+    return {static_cast<ExitCode>(code), map[u"message"_s].toString(),
+            map[u"final"_s].toBool() ? Failure::Retry::IsInVain : Failure::Retry::MayHelp};
 }

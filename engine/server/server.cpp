@@ -18,6 +18,7 @@
 #include <list>
 #include <poll.h>
 #include <stdexcept>
+#include <system_error>
 #include <unistd.h>
 #include <vector>
 #ifdef __GLIBC__
@@ -90,11 +91,17 @@ struct Task {
 class Workers
 {
 public:
-    /// `wake` is written to whenever a task is done.
+    /// `wake` is written to whenever a task is done. Throws std::system_error if there is no thread to be
+    /// had.
     Workers(size_t count, int wake) : m_pool(sparePages), m_wake(wake)
     {
-        for (size_t i = 0; i < count; ++i)
-            m_threads.emplace_back([this] { work(); });
+        m_threads.emplace_back([this] { work(); });
+        try {
+            while (m_threads.size() < count)
+                m_threads.emplace_back([this] { work(); });
+        } catch (const std::system_error &) {
+            // Fewer do as well.
+        }
     }
     Workers(const Workers &) = delete;
     Workers &operator=(const Workers &) = delete;
@@ -162,12 +169,25 @@ private:
         }
     }
 
+    static Failure cancelled() { return {ExitCode::OutOfTime, QStringLiteral("cancelled")}; }
+
     QByteArray printedOf(Task &task)
     {
-        const auto cancelled = [] { return Failure(ExitCode::OutOfTime, QStringLiteral("cancelled")); };
         if (!task.enter(nullptr))
             throw cancelled();
         const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
+        const WatchedJob watched(browser->memory());
+        try {
+            return printedBy(*browser, task);
+        } catch (const Failure &failure) {
+            if (failure.code() == ExitCode::OutOfTime)
+                browser->distrust();
+            throw watched.explained(failure, task.order.address.shown);
+        }
+    }
+
+    static QByteArray printedBy(KeptBrowser &browser, Task &task)
+    {
         std::unique_ptr<Page> page;
         // Whatever comes of it, the page is not cancelled after its end.
         struct Leave {
@@ -180,8 +200,8 @@ private:
                 task.enter(nullptr);
                 browser.noteJob(std::move(done));
             }
-        } leave{task, *browser, nullptr};
-        page = browser->takePage(task.order.job.proxy, task.order.deadline);
+        } leave{task, browser, nullptr};
+        page = browser.takePage(task.order.job.proxy, task.order.deadline);
         if (!task.enter(page.get()))
             throw cancelled();
         task.setActivity(QStringLiteral("loading %1").arg(task.order.address.shown));
@@ -386,8 +406,12 @@ void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::l
 int runServer(int listening, const std::string &executable, int idleSeconds)
 {
     const std::optional<Endpoint> endpoint = findEndpoint(executable);
-    if (!endpoint || !isBoundTo(listening, endpoint->socket) || ::pipe(wakeEnds) != 0)
+    if (!endpoint || !isBoundTo(listening, endpoint->socket))
         return 1;
+    if (::pipe(wakeEnds) != 0) {
+        removeEndpoint(*endpoint, serverLock);
+        return 1;
+    }
     for (const int descriptor : {listening, serverLock, wakeEnds[0], wakeEnds[1]})
         ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     for (const int descriptor : {listening, wakeEnds[0], wakeEnds[1]})
@@ -402,7 +426,15 @@ int runServer(int listening, const std::string &executable, int idleSeconds)
     ::mallopt(M_ARENA_MAX, 2);
     ::mallopt(M_TRIM_THRESHOLD, 4 << 20);
 #endif
-    Workers workers(std::max(std::thread::hardware_concurrency(), 1U), wakeEnds[1]);
+    std::optional<Workers> started;
+    try {
+        started.emplace(std::max(std::thread::hardware_concurrency(), 1U), wakeEnds[1]);
+    } catch (const std::system_error &) {
+        // There are no threads to be had.
+        removeEndpoint(*endpoint, serverLock);
+        return 1;
+    }
+    Workers &workers = *started;
     std::list<Client> clients;
     serveAll(listening, workers, std::chrono::seconds(idleSeconds), clients);
     // From here on the next engine starts a server anew; who has come in the meantime is still served.

@@ -45,7 +45,8 @@ void closeFrom(int first)
 #endif
 }
 
-[[noreturn]] void becomeServer(int listening, int lock, const std::string &executable)
+[[noreturn]] void becomeServer(int listening, int lock, const Endpoint &endpoint,
+                               const std::string &executable)
 {
     ::setsid();
     // The first process ends at once, so that nobody has to wait for the server's end.
@@ -55,6 +56,11 @@ void closeFrom(int first)
     const int firstFree = serverLock + 1;
     const int heldSocket = ::fcntl(listening, F_DUPFD, firstFree);
     const int heldLock = ::fcntl(lock, F_DUPFD, firstFree);
+    if (heldSocket < 0 || heldLock < 0) {
+        // Out of descriptors.
+        removeEndpoint(endpoint, lock);
+        ::_exit(1);
+    }
     ::dup2(heldSocket, serverSocket);
     ::dup2(heldLock, serverLock);
     closeFrom(firstFree);
@@ -99,7 +105,7 @@ StartOutcome startServer(const Endpoint &endpoint, const std::string &executable
     const int listening = listenAt(endpoint);
     const pid_t child = listening >= 0 ? ::fork() : -1;
     if (child == 0)
-        becomeServer(listening, lock, executable);
+        becomeServer(listening, lock, endpoint, executable);
     if (child > 0)
         ::waitpid(child, nullptr, 0);
     else

@@ -3,6 +3,7 @@
 #include "tests/support/processes.h"
 #include "tests/support/waiting.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <csignal>
@@ -81,6 +82,7 @@ private slots:
     void memoryIsThatOfAllItsProcesses();
     void aBrowserThatCannotStart();
     void aBrowserThatSaysNothing();
+    void oneThatHangsIsReplacedAtOnce();
     void cleanup();
 };
 
@@ -246,6 +248,25 @@ void BrowserPoolTest::aBrowserThatSaysNothing()
     // That of the making: the browser's fault.
     QCOMPARE(codeOf(*browser, Deadline::in(60s)), ExitCode::Crashed);
     QVERIFY(browser->isWornOut());
+}
+
+void BrowserPoolTest::oneThatHangsIsReplacedAtOnce()
+{
+    BrowserPool pool(3);
+    auto first = pool.browserFor({});
+    QCOMPARE(printed(*first), QByteArray("%PDF"));
+    ::kill(static_cast<pid_t>(browsersIn(descendantsOf(first->guardProcess())).value(0).id), SIGSTOP);
+    // Whoever takes the last page lets another be made, which will not be.
+    for (int i = 0; i < 4; ++i)
+        codeOf(*first, Deadline::in(100ms));
+    first->distrust();
+    QVERIFY(first->isWornOut());
+    first.reset();
+    QElapsedTimer timer;
+    timer.start();
+    const auto next = pool.browserFor({});
+    QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(printed(*next), QByteArray("%PDF"));
 }
 
 QTEST_GUILESS_MAIN(BrowserPoolTest)

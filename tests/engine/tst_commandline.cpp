@@ -106,6 +106,9 @@ void CommandLineTest::optionsReachTheJob_data()
         [](const Job &job) { return job.timeout == std::chrono::seconds(5); });
     row("parts of a second", {u"--timeout"_s, u"0.25"_s},
         [](const Job &job) { return job.timeout == std::chrono::milliseconds(250); });
+    row("memory", {u"--max-memory"_s, u"512"_s}, [](const Job &job) { return job.maximumMemory == 512; });
+    row("largest output", {u"--max-output"_s, u"4095"_s},
+        [](const Job &job) { return job.maximumOutput == 4095; });
     row("of two the last",
         {u"--page-size"_s, u"A3"_s, u"--copies"_s, u"7"_s, u"--page-size"_s, u"A4"_s, u"--copies"_s, u"2"_s},
         [](const Job &job) { return job.paper == paperSizeByName(u"A4"_s) && job.copies == 2; });
@@ -157,6 +160,8 @@ void CommandLineTest::withoutOptionsTheJobHasTheDefaults()
     QVERIFY(job->externalLinks && job->javaScript && job->images && job->background);
     QVERIFY(!job->grayscale && !job->lowQuality);
     QCOMPARE(job->timeout, std::chrono::seconds(60));
+    QCOMPARE(job->maximumMemory, 2048);
+    QCOMPARE(job->maximumOutput, 1024);
 }
 
 void CommandLineTest::everythingAtOnce()
@@ -210,7 +215,7 @@ void CommandLineTest::refused_data()
     row("short option", {u"-g"_s}, u"-g"_s);
     row("value joined on", {u"--copies=2"_s}, u"--copies"_s);
     for (const char *name : {"--page-size", "--orientation", "--copies", "--minimum-font-size", "--title",
-                             "--username", "--password", "-p", "--timeout"}) {
+                             "--username", "--password", "-p", "--timeout", "--max-memory", "--max-output"}) {
         QTest::addRow("no value for %s", name)
             << QStringList{u"in"_s, u"out"_s, QLatin1String(name)} << QString(QLatin1String(name));
     }
@@ -225,6 +230,13 @@ void CommandLineTest::refused_data()
     for (const char *value : {"", "0", "-1", "0.0", "nan", "inf", "-inf", "86401", "1e99", "soon", "5s"}) {
         QTest::addRow("--timeout '%s'", value)
             << QStringList{u"--timeout"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--timeout"_s;
+    }
+    for (const char *name : {"--max-memory", "--max-output"}) {
+        for (const char *value : {"", "0", "-1", "0.5", "1048577", "2G"}) {
+            QTest::addRow("%s '%s'", name, value)
+                << QStringList{QLatin1String(name), QString::fromUtf8(value), u"in"_s, u"out"_s}
+                << QString(QLatin1String(name));
+        }
     }
     for (const char *value : {"", "A10", "B11", "A", "A 4", " A4", "210x297", "Custom", "Default"}) {
         QTest::addRow("--page-size '%s'", value)
@@ -348,10 +360,26 @@ void CommandLineTest::helpNamesEveryOptionAndFitsTheTerminal()
     QVERIFY2(help.count(u'\n') <= 23, qPrintable(help));
     for (const QString &line : help.split(u'\n'))
         QVERIFY2(line.size() <= 79, qPrintable(line));
-    for (const char *option : {"--page-size NAME", "--orientation", "--copies N", "--minimum-font-size N",
-                               "--title", "--username", "--password", "-p PROXY", "--disable-external-links",
-                               "--grayscale", "--disable-javascript", "--no-images", "--no-background",
-                               "--lowquality", "--timeout SECONDS", "--help", "--version", "INPUT OUTPUT"})
+    for (const char *option : {"--page-size NAME",
+                               "--orientation",
+                               "--copies N",
+                               "--minimum-font-size N",
+                               "--title",
+                               "--username",
+                               "--password",
+                               "-p PROXY",
+                               "--disable-external-links",
+                               "--grayscale",
+                               "--disable-javascript",
+                               "--no-images",
+                               "--no-background",
+                               "--lowquality",
+                               "--timeout SECONDS",
+                               "--max-memory MIB",
+                               "--max-output MIB",
+                               "--help",
+                               "--version",
+                               "INPUT OUTPUT"})
         QVERIFY2(help.contains(QLatin1String(option)), option);
     for (int code = 0; code <= 6; ++code)
         QVERIFY(help.contains(u"%1 "_s.arg(code)));

@@ -113,6 +113,7 @@ private slots:
     void severalMessagesInOnePieceAreParted();
     void aLargeMessageComesWhole_data();
     void aLargeMessageComesWhole();
+    void aReplyThatIsTooLargeIsNotKept();
     void nonsenseIsPassedOver_data();
     void nonsenseIsPassedOver();
     void theEndClosesMailboxesAfterTheirMessages();
@@ -248,6 +249,36 @@ void ConnectionTest::aLargeMessageComesWhole()
     QVERIFY(reply->data == data);
     QCOMPARE(reply->value(u"result"_s)[u"data"_s].toString().size(), data.isEmpty() ? text.size() : 0);
     QCOMPARE(reply->value(u"sessionId"_s).toString(), u"S"_s);
+}
+
+void ConnectionTest::aReplyThatIsTooLargeIsNotKept()
+{
+    Peer peer;
+    const auto modest = std::make_shared<Mailbox>();
+    modest->setLargestReply(1 << 20);
+    const auto other = std::make_shared<Mailbox>();
+    const auto answer = [&](int id, qsizetype size) {
+        peer.sayMessage("{\"id\":" + QByteArray::number(id) + R"(,"result":{"x":")" + QByteArray(size, 'x') +
+                        "\"}}");
+    };
+    const int tooLarge = peer.connection().send({}, u"A.b"_s, {}, soon(), modest);
+    const int fitting = peer.connection().send({}, u"A.b"_s, {}, soon(), modest);
+    const int others = peer.connection().send({}, u"A.b"_s, {}, soon(), other);
+    answer(tooLarge, 3 << 20);
+    answer(fitting, 900000);
+    answer(others, 3 << 20);
+    const auto refusal = modest->take(soon());
+    QVERIFY(refusal);
+    QCOMPARE(refusal->value(u"id"_s).toInt(), tooLarge);
+    QCOMPARE(refusal->value(u"error"_s)[u"message"_s].toString(), QLatin1String(tooLargeError));
+    // Neither its rest nor what follows is mistaken for something else.
+    const auto next = modest->take(soon());
+    QVERIFY(next);
+    QCOMPARE(next->value(u"id"_s).toInt(), fitting);
+    QCOMPARE(next->value(u"result"_s)[u"x"_s].toString().size(), 900000);
+    const auto last = other->take(soon());
+    QVERIFY(last);
+    QCOMPARE(last->value(u"result"_s)[u"x"_s].toString().size(), 3 << 20);
 }
 
 void ConnectionTest::aLargeMessageComesWhole_data()

@@ -28,14 +28,20 @@ private slots:
     void rootNeedsLeave();
     void notLoaded_data();
     void notLoaded();
+    void anAnswerThatBreaksOff();
+    void tooFewDescriptors();
     void outOfTime_data();
     void outOfTime();
+    void tooMuchMemory_data();
+    void tooMuchMemory();
+    void tooLargeAPdf();
     void notWritten_data();
     void notWritten();
     void whatIsNoFileIsNotReplaced();
     void theOutputIsLookedAtBeforeThePage();
     void anOlderOutputStaysWhenTheJobFails();
     void theLogHasOneLineAJob();
+    void theLogHasTheReasonAfterLongNames();
     void theLogHoldsNoSecrets();
     void theLogCannotBeForged();
     void noDescriptorForTheMessageIsNoHarm();
@@ -191,6 +197,41 @@ void ConvertFailureTest::notLoaded()
     QVERIFY(m_engine->logLines()[0].contains(u" 3 "_s));
 }
 
+void ConvertFailureTest::anAnswerThatBreaksOff()
+{
+    SilentServer server;
+    const QString output = m_engine->freshOutput();
+    const auto job = m_engine->start({server.address(), output});
+    QVERIFY(!server.awaitRequest().isNull());
+    server.answer("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 5000\r\n\r\n<p>begun");
+    server.hangUp();
+    QVERIFY(job->waitForFinished(20000));
+    const Conversion conversion{{job->exitCode(), false, {}, job->readAllStandardError(), {}}, output};
+    VERIFY_FAILED(conversion, 3);
+    QVERIFY2(conversion.run.errors.contains("less than it announced"), conversion.run.errors.constData());
+    QVERIFY(!QFile::exists(output));
+}
+
+void ConvertFailureTest::tooFewDescriptors()
+{
+    const QString page = m_engine->write(u"page.html"_s, "x");
+    const QString output = m_engine->freshOutput();
+    const auto limited = [&](const QString &limit) {
+        return Conversion{runProgram(u"/bin/sh"_s,
+                                     {u"-c"_s, u"ulimit %1; exec \"$@\""_s.arg(limit), u"sh"_s,
+                                      Engine::program(), page, output},
+                                     {m_engine->environment(), m_engine->documents()}),
+                          output};
+    };
+    const Conversion refused = limited(u"-n 64"_s);
+    VERIFY_FAILED(refused, 2);
+    QVERIFY2(refused.run.errors.contains("file descriptors"), refused.run.errors.constData());
+    // One that can be raised is.
+    VERIFY_WRITTEN(limited(u"-S -n 64"_s));
+    // It is no server's limit for others.
+    VERIFY_WRITTEN(m_engine->convertText("x"));
+}
+
 void ConvertFailureTest::outOfTime_data()
 {
     QTest::addColumn<QString>("kind");
@@ -224,6 +265,48 @@ void ConvertFailureTest::outOfTime()
     QVERIFY2(conversion.run.time < std::chrono::seconds(14),
              qPrintable(QString::number(conversion.run.time.count())));
     QVERIFY(!QFile::exists(output));
+}
+
+void ConvertFailureTest::tooMuchMemory_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    QTest::newRow("bit by bit") << QByteArray(
+        "<script>window.a=[];setInterval(()=>{a.push(new Uint8Array(9<<20).fill(1))},1)</script>");
+    QTest::newRow("at once") << QByteArray(
+        "<script>window.a=[];for(;;)a.push(new Uint8Array(9<<20).fill(1))</script>");
+    QTest::newRow("in a frame") << QByteArray(
+        "<iframe srcdoc='<script>window.a=[];for(;;)"
+        "a.push(new Array(9999).fill(a.length+.5))</script>'></iframe>");
+}
+
+void ConvertFailureTest::tooMuchMemory()
+{
+    QFETCH(QByteArray, html);
+    const Conversion conversion = m_engine->convertText(html, {u"--max-memory"_s, u"300"_s});
+    VERIFY_FAILED(conversion, 6);
+    QVERIFY2(conversion.run.errors.contains("300 MiB") && conversion.run.errors.contains("--max-memory"),
+             conversion.run.errors.constData());
+    QVERIFY(!QFile::exists(conversion.output));
+    // The bound is for each job alone.
+    VERIFY_WRITTEN(m_engine->convertText("<script>new Uint8Array(330<<20).fill(1)</script>x"));
+}
+
+void ConvertFailureTest::tooLargeAPdf()
+{
+    // Noise cannot be compressed: 4 bytes a dot are drawn, 3 are kept.
+    const QByteArray html =
+        "<canvas id=c width=1000 height=600></canvas><script>const g=c.getContext('2d'),"
+        "d=g.createImageData(1000,600),w=new Uint32Array(d.data.buffer);let x=1;"
+        "for(let i=0;i<w.length;i++){x=Math.imul(x,1664525)+1013904223;w[i]=x>>>8|255<<24}"
+        "g.putImageData(d,0,0)</script>";
+    const Conversion refused = m_engine->convertText(html, {u"--max-output"_s, u"1"_s});
+    VERIFY_FAILED(refused, 5);
+    QVERIFY2(refused.run.errors.contains("larger than 1 MiB") && refused.run.errors.contains("--max-output"),
+             refused.run.errors.constData());
+    QVERIFY(!QFile::exists(refused.output));
+    const Conversion written = m_engine->convertText(html, {u"--max-output"_s, u"2"_s});
+    VERIFY_WRITTEN(written);
+    QVERIFY2(written.pdf().size() > 1 << 20, qPrintable(QString::number(written.pdf().size())));
 }
 
 void ConvertFailureTest::notWritten_data()
@@ -305,6 +388,15 @@ void ConvertFailureTest::theLogHasOneLineAJob()
              qPrintable(lines[0]));
     QVERIFY2(lines[1].contains(u" 3 "_s) && lines[1].contains(u"/no/such/file.html"_s), qPrintable(lines[1]));
     QVERIFY2(lines[2].contains(u" 1 "_s) && lines[2].contains(u"--nonsense"_s), qPrintable(lines[2]));
+}
+
+void ConvertFailureTest::theLogHasTheReasonAfterLongNames()
+{
+    m_engine->run({u"http://127.0.0.1:%1/"_s.arg(freePort()) + QString(900, u'x'), m_engine->freshOutput()});
+    const QStringList lines = m_engine->logLines();
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines[0].contains(u"ERR_CONNECTION_REFUSED"_s), qPrintable(lines[0]));
+    QVERIFY(lines[0].size() < 2100);
 }
 
 void ConvertFailureTest::theLogHoldsNoSecrets()

@@ -69,6 +69,11 @@ void FailureTest::longTextIsCut()
     QVERIFY(onOneLine(waves).isValidUtf16());
     const QString otherWaves = u"🌊"_s.repeated(1000);
     QVERIFY(onOneLine(otherWaves).isValidUtf16());
+    // What stands at the end is the reason.
+    const QString message =
+        Failure(ExitCode::NotLoaded, QString(900, u'x') + u": there is no such file"_s).message();
+    QVERIFY2(message.startsWith(u"xxx"_s) && message.endsWith(u"xxx: there is no such file"_s),
+             qPrintable(message));
 }
 
 void FailureTest::credentialsAreRemoved_data()

@@ -43,6 +43,8 @@ Order fullOrder()
     job.images = false;
     job.background = false;
     job.lowQuality = true;
+    job.maximumMemory = 1 << 20;
+    job.maximumOutput = 4095;
     return order;
 }
 
@@ -56,7 +58,8 @@ bool sameOrder(const Order &one, const Order &other)
                                job.paper, job.orientation, job.copies, job.minimumFontSize, job.title,
                                job.userName, job.password, job.proxy.has_value(), proxy.server,
                                proxy.userName, proxy.password, job.externalLinks, job.grayscale,
-                               job.javaScript, job.images, job.background, job.lowQuality);
+                               job.javaScript, job.images, job.background, job.lowQuality, job.maximumMemory,
+                               job.maximumOutput);
     };
     return fields(one) == fields(other);
 }
@@ -201,6 +204,10 @@ void MessageTest::whatIsNoOrderIsRefused_data()
     QTest::newRow("a huge paper") << changedBody(u"paper"_s, QCborArray{100, 1e6});
     QTest::newRow("a paper without a number") << changedBody(u"paper"_s, QCborArray{100, std::nan("")});
     QTest::newRow("a paper with one side") << changedBody(u"paper"_s, QCborArray{100});
+    QTest::newRow("no memory") << changedBody(u"maximumMemory"_s, 0);
+    QTest::newRow("endless memory") << changedBody(u"maximumMemory"_s, 1 << 21);
+    QTest::newRow("no output") << changedBody(u"maximumOutput"_s, 0);
+    QTest::newRow("an output beyond a frame") << changedBody(u"maximumOutput"_s, 4096);
     QTest::newRow("a negative time") << changedBody(u"milliseconds"_s, -1);
     QTest::newRow("an endless time") << changedBody(u"milliseconds"_s, std::numeric_limits<qint64>::max());
 }
@@ -218,7 +225,10 @@ void MessageTest::aFailureArrivesAsItWas()
         const Failure arrived = failureFrom(failureBody(failure));
         QCOMPARE(arrived.code(), failure.code());
         QCOMPARE(arrived.message(), failure.message());
+        QVERIFY(!arrived.isFinal());
     }
+    const Failure final(ExitCode::Crashed, u"x"_s, Failure::Retry::IsInVain);
+    QVERIFY(failureFrom(failureBody(final)).isFinal());
 }
 
 void MessageTest::whatIsNoFailureIsRefused_data()

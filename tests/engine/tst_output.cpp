@@ -9,6 +9,7 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <csignal>
 #include <functional>
@@ -104,6 +105,9 @@ private slots:
     void writesANewFile();
     void replacesAnOlderFile();
     void writesThroughALink();
+    void anOlderFilesPermissionsStay();
+    void aKilledWriteLeavesNothing_data();
+    void aKilledWriteLeavesNothing();
     void relativePathsAreMeantFromHere();
     void namesAreTakenAsTheyStand_data();
     void namesAreTakenAsTheyStand();
@@ -145,6 +149,55 @@ void OutputTest::writesThroughALink()
     writeOutput(folder.path(u"link.pdf"_s), "%PDF");
     QCOMPARE(contentOf(folder.path(u"link.pdf"_s)), QByteArray("%PDF"));
     QCOMPARE(filesIn(folder).size(), 2);
+}
+
+void OutputTest::anOlderFilesPermissionsStay()
+{
+    const TemporaryFolder folder;
+    const QString path = folder.write(u"old.pdf"_s, "old");
+    for (const mode_t mode : {0600U, 0640U, 0666U, 0755U}) {
+        ::chmod(QFile::encodeName(path).constData(), mode);
+        writeOutput(path, "%PDF");
+        struct stat info {
+        };
+        QCOMPARE(::stat(QFile::encodeName(path).constData(), &info), 0);
+        QCOMPARE(info.st_mode & 07777, mode);
+    }
+}
+
+void OutputTest::aKilledWriteLeavesNothing_data()
+{
+    QTest::addColumn<bool>("older");
+    QTest::newRow("in an older file's place") << true;
+    QTest::newRow("a new file") << false;
+}
+
+void OutputTest::aKilledWriteLeavesNothing()
+{
+    QFETCH(bool, older);
+    const TemporaryFolder folder;
+    const QString path = folder.path(u"out.pdf"_s);
+    if (older)
+        folder.write(u"out.pdf"_s, "old");
+    const QByteArray large(20000000, 'x');
+    const pid_t writer = ::fork();
+    if (writer == 0) {
+        // Ends it in the middle of its first write.
+        rlimit limit{};
+        ::getrlimit(RLIMIT_FSIZE, &limit);
+        limit.rlim_cur = 1000000;
+        std::signal(SIGXFSZ, SIG_DFL);
+        rlimit noCore{};
+        ::setrlimit(RLIMIT_CORE, &noCore);
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        writeOutput(path, large);
+        ::_exit(0);
+    }
+    int status = 0;
+    QCOMPARE(::waitpid(writer, &status, 0), writer);
+    QVERIFY(WIFSIGNALED(status));
+    QCOMPARE(filesIn(folder), older ? QStringList{u"out.pdf"_s} : QStringList());
+    QCOMPARE(contentOf(path), older ? QByteArray("old") : QByteArray());
 }
 
 void OutputTest::relativePathsAreMeantFromHere()

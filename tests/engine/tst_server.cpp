@@ -232,6 +232,7 @@ private slots:
     void aStoppedServer();
     void theServerEndedInMidJob_data();
     void theServerEndedInMidJob();
+    void aPageThatTakesTooMuchMemoryHarmsNoOther();
     void theBrowserKilledInMidJob();
     void theBrowserKilledBetweenJobs();
     void whatLiesInItsPlace_data();
@@ -841,6 +842,34 @@ void ServerTest::theServerEndedInMidJob()
     // In the place of what it has left.
     const ProcessInfo next = warmUp();
     QVERIFY(next.id > 0 && !(next == server));
+}
+
+void ServerTest::aPageThatTakesTooMuchMemoryHarmsNoOther()
+{
+    m_engine->setIdleSeconds(60);
+    const QStringList bound{u"--max-memory"_s, u"300"_s};
+    VERIFY_WRITTEN(m_engine->convertText("<p>x", bound));
+    const QList<ProcessInfo> servers = m_engine->servers();
+    QCOMPARE(servers.size(), 1);
+    const QList<ProcessInfo> browsers = browsersIn(descendantsOf(servers[0].id));
+    QCOMPARE(browsers.size(), 1);
+    SilentServer picture;
+    const QString page =
+        m_engine->write(u"page.html"_s, "<p>whole<img src='" + picture.address().toLatin1() + "'>");
+    const QString output = m_engine->freshOutput();
+    const auto job = m_engine->start(bound + QStringList{page, output});
+    QVERIFY(!picture.awaitRequest().isNull());
+    const Conversion large = m_engine->convertText(
+        "<script>window.a=[];for(;;)a.push(new Uint8Array(9<<20).fill(1))</script>", bound);
+    VERIFY_FAILED(large, 6);
+    QVERIFY2(large.run.errors.contains("300 MiB"), large.run.errors.constData());
+    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
+    picture.hangUp();
+    QVERIFY(job->waitForFinished(20000));
+    QCOMPARE(job->exitCode(), 0);
+    QCOMPARE(PdfFile(output).text(), u"whole"_s);
+    QCOMPARE(m_engine->servers(), servers);
+    QCOMPARE(browsersIn(descendantsOf(servers[0].id)), browsers);
 }
 
 void ServerTest::theBrowserKilledInMidJob()

@@ -2,7 +2,7 @@
 
 #include "engine/browser/browser.h"
 #include "engine/browser/page.h"
-#include "engine/pdf/finish.h"
+#include "engine/finish.h"
 
 #include <memory>
 
@@ -34,6 +34,8 @@ QByteArray renderAlone(const Order &order, const ActivityListener &listener)
 {
     listener(QStringLiteral("starting the browser"));
     Browser browser(launchFlagsFor(order.job), order.job.proxy ? FirstPage::None : FirstPage::Blank);
+    // While it starts.
+    loadPdfEdits();
     const QByteArray printed = printedBy(browser, order, listener);
     listener(QStringLiteral("finishing the PDF"));
     return finishPdf(printed, order.job);

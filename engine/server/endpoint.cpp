@@ -1,5 +1,7 @@
 #include "engine/server/endpoint.h"
 
+#include "engine/finish.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -63,11 +65,13 @@ constexpr int tellingLimits[] = {RLIMIT_AS,    RLIMIT_CPU,    RLIMIT_DATA,
 QByteArray identity(const std::string &executable)
 {
     QCryptographicHash hash(QCryptographicHash::Sha1);
-    struct stat info {
-    };
-    if (::stat(executable.c_str(), &info) == 0) {
+    for (const std::string &file : {executable, pdfModuleOf(executable)}) {
+        struct stat info {
+        };
+        if (::stat(file.c_str(), &info) != 0)
+            continue;
         std::error_code ignored;
-        const auto written = std::filesystem::last_write_time(executable, ignored).time_since_epoch();
+        const auto written = std::filesystem::last_write_time(file, ignored).time_since_epoch();
         for (const auto number : {static_cast<qint64>(info.st_dev), static_cast<qint64>(info.st_ino),
                                   static_cast<qint64>(info.st_size), static_cast<qint64>(info.st_ctime),
                                   static_cast<qint64>(written.count())})

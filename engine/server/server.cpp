@@ -1,6 +1,6 @@
 #include "engine/server/server.h"
 
-#include "engine/pdf/finish.h"
+#include "engine/finish.h"
 #include "engine/render.h"
 #include "engine/server/browserpool.h"
 #include "engine/server/endpoint.h"

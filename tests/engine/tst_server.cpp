@@ -497,6 +497,9 @@ void ServerTest::aNewBuildHasAServerOfItsOwn()
     const TemporaryFolder folder;
     const QString program = folder.path(u"quirelle"_s);
     const QString page = m_engine->write(u"page.html"_s, "x");
+    const QDir installed = QFileInfo(Engine::program()).dir();
+    for (const QString &name : installed.entryList(QDir::Files))
+        QVERIFY(QFile::copy(installed.filePath(name), folder.path(name)));
     const auto build = [&](const QByteArray &difference) {
         // Written anew in the same place, as installing does.
         QFile::copy(Engine::program(), program + u".new"_s);

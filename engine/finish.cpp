@@ -1,0 +1,52 @@
+#include "engine/finish.h"
+
+#include "engine/failure.h"
+#include "engine/output.h"
+#include "engine/pdf/module.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QLibrary>
+
+namespace
+{
+
+EditPdf loadedEdits()
+{
+    const std::string executable = QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString();
+    QLibrary module(QFile::decodeName(pdfModuleOf(executable).c_str()));
+    const auto edit = reinterpret_cast<EditPdf>(module.resolve(editPdfName));
+    if (!edit)
+        throw Failure(ExitCode::Crashed,
+                      QStringLiteral("the installation is incomplete: %1").arg(module.errorString()));
+    return edit;
+}
+
+EditPdf pdfEdits()
+{
+    static const EditPdf edits = loadedEdits();
+    return edits;
+}
+
+} // namespace
+
+void loadPdfEdits()
+{
+    pdfEdits();
+}
+
+QByteArray finishPdf(const QByteArray &printed, const Job &job)
+{
+    QByteArray pdf;
+    QString problem;
+    if (!pdfEdits()(printed, job, pdf, problem))
+        throw Failure(ExitCode::Crashed, QStringLiteral("the printed PDF cannot be read: %1").arg(problem));
+    if (pdf.size() > static_cast<qsizetype>(job.maximumOutput) << 20)
+        throw tooLargeForOutput(job.maximumOutput);
+    return pdf;
+}
+
+std::string pdfModuleOf(const std::string &executable)
+{
+    return executable.substr(0, executable.rfind('/') + 1) + QUIRELLE_PDF_MODULE;
+}

@@ -44,7 +44,8 @@ QString onOneLine(const QString &text)
 
 QString withoutCredentials(const QString &address)
 {
-    static const QRegularExpression userInfo(QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*:/+|)[^/?#\\\\]*@"));
+    static const QRegularExpression userInfo(
+        QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*:[/\\\\]+|)[^/?#\\\\]*@"));
     QString clean = address;
     return clean.replace(userInfo, QStringLiteral("\\1"));
 }

@@ -128,12 +128,14 @@ const Option *findOption(const QString &name)
     return option != options.end() ? &*option : nullptr;
 }
 
-/// An unknown option as it may be shown: without a secret that has been joined on to the name of a known one.
+/// An unknown option as it may be shown: without a value, which may be a secret, that has been joined on to
+/// it.
 QString withoutSecret(const QString &argument)
 {
     static const QRegularExpression name(QStringLiteral("^(--password|--username|-p(?!-))"));
     const QRegularExpressionMatch match = name.match(argument);
-    return onOneLine(match.hasMatch() ? match.captured() : withoutCredentials(argument));
+    return onOneLine(match.hasMatch() ? match.captured()
+                                      : withoutCredentials(argument.section(QLatin1Char('='), 0, 0)));
 }
 
 /// How many letters must be put in, taken out or changed to make one text of the other.

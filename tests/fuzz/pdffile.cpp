@@ -14,6 +14,8 @@ namespace
 {
 
 constexpr int mostObjects = 200;
+/// "200 65535 obj" and some blanks.
+constexpr qsizetype longestId = 20;
 
 /// The text of one object with the length of its stream, if it has one.
 QByteArray withLength(const QByteArray &object)
@@ -108,25 +110,26 @@ private:
 std::string fileOf(const QByteArray &objects)
 {
     QByteArray file = "%PDF-1.7\n";
-    std::map<int, qsizetype> places;
+    std::map<int, QByteArray> entries;
     for (qsizetype at = 0; at < objects.size();) {
         const qsizetype end = objects.indexOf("\nendobj", at);
         const qsizetype next = end < 0 ? objects.size() : std::min(end + 8, objects.size());
         const QByteArray object = objects.mid(at, next - at);
-        const int number = object.left(object.indexOf(' ')).trimmed().toInt();
+        const QList<QByteArray> ids = object.left(longestId).simplified().split(' ');
+        const int number = ids[0].toInt();
+        const ushort generation = ids.value(1).toUShort();
         if (number > 0 && number <= mostObjects)
-            places[number] = file.size();
+            entries[number] = QByteArray::number(file.size()).rightJustified(10, '0') + ' ' +
+                              QByteArray::number(generation).rightJustified(5, '0') + " n \n";
         file += withLength(object);
         at = next;
     }
-    const int size = places.empty() ? 1 : places.rbegin()->first + 1;
+    const int size = entries.empty() ? 1 : entries.rbegin()->first + 1;
     const qsizetype table = file.size();
     file += "\nxref\n0 " + QByteArray::number(size) + "\n0000000000 65535 f \n";
     for (int number = 1; number < size; ++number) {
-        const auto place = places.find(number);
-        file += place == places.end()
-                    ? QByteArray("0000000000 65535 f \n")
-                    : QByteArray::number(place->second).rightJustified(10, '0') + " 00000 n \n";
+        const auto entry = entries.find(number);
+        file += entry == entries.end() ? QByteArray("0000000000 65535 f \n") : entry->second;
     }
     file += "trailer\n<< /Root 1 0 R /Info 2 0 R /Size " + QByteArray::number(size) + " >>\nstartxref\n" +
             QByteArray::number(table + 1) + "\n%%EOF\n";

@@ -1,6 +1,8 @@
 #include "joblist/address.h"
 #include "tests/fuzz/fuzz.h"
 
+#include <QTextStream>
+
 #include <algorithm>
 
 // An input is what a user pastes, or the content of a list file.
@@ -42,7 +44,7 @@ void checkWords(const QString &text, const QStringList &words)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const QString text = QString::fromUtf8(inputBytes(data, size));
+    const QString text = QTextStream(inputBytes(data, size)).readAll();
     const QStringList words = splitAddresses(text);
     checkWords(text, words);
     for (const QString &word : words) {

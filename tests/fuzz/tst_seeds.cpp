@@ -95,5 +95,5 @@ void SeedsTest::aSeedWithChangedBytes()
     }
 }
 
-QTEST_GUILESS_MAIN(SeedsTest)
+QTEST_MAIN(SeedsTest)
 #include "tst_seeds.moc"

@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     if (!QCoreApplication::instance())
         application();
     write(inputBytes(data, size));
-    static SettingDialog dialog;
+    SettingDialog dialog;
     const QString once = optionsSaved(dialog);
     require(optionsSaved(dialog) == once, "what is saved is what is shown");
     dialog.IniAllChoice();

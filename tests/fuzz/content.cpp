@@ -74,9 +74,9 @@ public:
                                                           "SC", "scn", "SCN", "EI"};
         if (token.getType() != QPDFTokenizer::tt_word)
             return;
-        const std::string name = token.getValue();
-        if (name == "BI" || name == "EI")
-            m_inImage = name == "BI";
+        const std::string &name = token.getValue();
+        if (name == "BI" || name == "ID" || name == "EI")
+            noteImage(name);
         if (m_inImage)
             return;
         if (std::find(coloured.begin(), coloured.end(), name) != coloured.end())
@@ -89,7 +89,18 @@ public:
     std::vector<std::string> others;
 
 private:
+    /// An image ends after its data.
+    void noteImage(const std::string &name)
+    {
+        if (name == "ID")
+            m_hasData = m_inImage;
+        else if (name == "BI" || m_hasData)
+            m_inImage = name == "BI";
+        m_hasData = m_hasData && m_inImage;
+    }
+
     bool m_inImage = false;
+    bool m_hasData = false;
 };
 
 /// Whether an operator stands where only operands may.

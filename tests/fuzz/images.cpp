@@ -45,7 +45,7 @@ std::string decoded(const LosslessImage &image, const Raster &raster)
 
 std::string withoutPalette(const LosslessImage &image, const Raster &raster)
 {
-    const std::string data = decoded(image, raster);
+    std::string data = decoded(image, raster);
     if (image.palette.empty())
         return data;
     const auto channels = static_cast<size_t>(raster.channels);

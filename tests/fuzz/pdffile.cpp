@@ -31,7 +31,7 @@ QByteArray withLength(const QByteArray &object)
 class Comparison
 {
 public:
-    bool holds(QPDFObjectHandle one, QPDFObjectHandle other)
+    bool holds(const QPDFObjectHandle &one, const QPDFObjectHandle &other)
     {
         m_waiting.emplace_back(one, other);
         while (!m_waiting.empty()) {

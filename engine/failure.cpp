@@ -48,7 +48,11 @@ QString onOneLine(const QString &text, qsizetype longest)
 
 QString withoutCredentials(const QString &address)
 {
-    static const QRegularExpression userInfo(QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*:/+|)[^/?#\\\\]*@"));
+    static const QRegularExpression userInfo(
+        QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*:[/\\\\]+|)[^/?#\\\\]*@"));
     QString clean = address;
-    return clean.replace(userInfo, QStringLiteral("\\1"));
+    // What is left may begin with another name and password: of "http://a@/b:c@d", "http:///b:c@d".
+    while (userInfo.match(clean).hasMatch())
+        clean.replace(userInfo, QStringLiteral("\\1"));
+    return clean;
 }

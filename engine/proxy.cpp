@@ -33,7 +33,7 @@ Proxy parseProxy(const QString &text)
     if (!match.hasMatch() || !address.isValid() || address.host().isEmpty() || !address.path().isEmpty() ||
         address.hasQuery() || address.hasFragment())
         refuse(QStringLiteral("-p takes [http://|https://|socks5://][user:password@]host[:port], not \"%1\"")
-                   .arg(withoutCredentials(text)));
+                   .arg(text.section(QLatin1Char('@'), -1)));
 
     Proxy proxy;
     proxy.server = address.toString(QUrl::FullyEncoded);

@@ -98,7 +98,10 @@ void MainWindow::AddUrl()
 void MainWindow::AddUrltoList(QString text)
 {
     QStringList addresses = splitAddresses(std::move(text));
-    addresses.removeIf([this](const QString &address) { return !CheckURL(address.toLatin1().data()); });
+    addresses.removeIf([this](const QString &address) {
+        // The engine would get no more than what comes before a zero byte, and write a PDF of another name.
+        return address.contains(QChar(0)) || !CheckURL(address.toLatin1().data());
+    });
     appendJobs(*ui->tableWidget, jobsOf(addresses, JobSource::OnlineFile));
 }
 

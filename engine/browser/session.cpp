@@ -107,14 +107,18 @@ void Session::on(const QString &event, const Handler &handler)
 
 void Session::adopt(const QString &id, bool isFrame)
 {
+    // Attached twice, the mailbox would get every event twice.
+    if (id == m_id || m_children.contains(id))
+        return;
     m_children.insert(id, isFrame);
     m_connection.attach(id, m_mailbox);
 }
 
 void Session::release(const QString &id)
 {
-    m_children.remove(id);
-    m_connection.detach(id, m_mailbox);
+    // Without its own mailbox a session would not hear of the browser's end.
+    if (m_children.remove(id))
+        m_connection.detach(id, m_mailbox);
 }
 
 QStringList Session::family() const

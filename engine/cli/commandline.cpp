@@ -70,6 +70,8 @@ struct Option {
     const char *valueName;
     const char *help;
     void (*apply)(Job &job, QLatin1String option, const QString &value);
+    /// Whether the value is for nobody else to see.
+    bool isSecret = false;
 };
 
 struct OptionGroup {
@@ -103,11 +105,11 @@ constexpr auto options = std::to_array<Option>({
         [](Job &job, QLatin1String, const QString &) { job.externalLinks = false; }},
 
     {"--username", "NAME", "user name for the page's server",
-        [](Job &job, QLatin1String, const QString &value) { job.userName = value; }},
+        [](Job &job, QLatin1String, const QString &value) { job.userName = value; }, true},
     {"--password", "TEXT", "password for the page's server",
-        [](Job &job, QLatin1String, const QString &value) { job.password = value; }},
+        [](Job &job, QLatin1String, const QString &value) { job.password = value; }, true},
     {"-p", "PROXY", "[http|https|socks5://][user:password@]host[:port]",
-        [](Job &job, QLatin1String, const QString &value) { job.proxy = parseProxy(value); }},
+        [](Job &job, QLatin1String, const QString &value) { job.proxy = parseProxy(value); }, true},
     {"--timeout", "SECONDS", "give up after this time (60)", setTimeout},
     {"--max-memory", "MIB", "give up a page that takes more memory (2048)",
         [](Job &job, QLatin1String option, const QString &value) { job.maximumMemory = wholeNumber(option, value, 1, 1048576); }},
@@ -132,12 +134,14 @@ const Option *findOption(const QString &name)
     return option != options.end() ? &*option : nullptr;
 }
 
-/// An unknown option as it may be shown: without a secret that has been joined on to the name of a known one.
+/// An unknown option as it may be shown: without a value, which may be a secret, that has been joined on to
+/// it.
 QString withoutSecret(const QString &argument)
 {
     static const QRegularExpression name(QStringLiteral("^(--password|--username|-p(?!-))"));
     const QRegularExpressionMatch match = name.match(argument);
-    return onOneLine(match.hasMatch() ? match.captured() : withoutCredentials(argument));
+    return onOneLine(match.hasMatch() ? match.captured()
+                                      : withoutCredentials(argument.section(QLatin1Char('='), 0, 0)));
 }
 
 /// How many letters must be put in, taken out or changed to make one text of the other.
@@ -263,6 +267,24 @@ Request parseCommandLine(const QStringList &arguments)
     job.input = positional[0];
     job.output = positional[1];
     return job;
+}
+
+std::vector<bool> haveSecrets(const QStringList &arguments)
+{
+    std::vector<bool> secrets;
+    const Option *option = nullptr;
+    bool optionsEnded = false;
+    for (const QString &argument : arguments) {
+        if (option && option->valueName) {
+            secrets.push_back(option->isSecret);
+            option = nullptr;
+            continue;
+        }
+        option = optionsEnded ? nullptr : findOption(argument);
+        optionsEnded = optionsEnded || argument == QLatin1String("--");
+        secrets.push_back(!option && withoutCredentials(argument) != argument);
+    }
+    return secrets;
 }
 
 QString helpText()

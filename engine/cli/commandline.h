@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <variant>
+#include <vector>
 
 struct HelpRequest {
 };
@@ -19,6 +20,10 @@ using Request = std::variant<Job, HelpRequest, VersionRequest>;
 /// argument that is unknown, lacks its value or has a bad one, or the input or output that is missing or too
 /// much.
 Request parseCommandLine(const QStringList &arguments);
+
+/// For each of `arguments` whether it may hold a secret, which no list of processes is to show: the values of
+/// the options for names, passwords and proxies, and addresses with a name in them.
+std::vector<bool> haveSecrets(const QStringList &arguments);
 
 /// The text of --help: the options in groups, as the table has them.
 QString helpText();

@@ -1,3 +1,4 @@
+#include "engine/cli/commandline.h"
 #include "engine/cli/run.h"
 #include "engine/server/endpoint.h"
 #include "engine/server/server.h"
@@ -14,19 +15,16 @@
 namespace
 {
 
-/// Takes the arguments over and blanks those that can hold a secret, so that no list of processes shows them:
-/// the values of the options for names, passwords and proxies, and addresses with a password in them.
+/// Takes the arguments over and blanks those that may hold a secret, so that no list of processes shows them.
 QStringList takeArguments(int argc, char *argv[])
 {
     QStringList arguments;
-    bool secret = false;
-    for (int i = 1; i < argc; ++i) {
-        const QString argument = QString::fromLocal8Bit(argv[i]);
-        arguments += argument;
-        if (secret || (argument.contains(QLatin1String("://")) && argument.contains(QLatin1Char('@'))))
-            memset(argv[i], '*', strlen(argv[i]));
-        secret = !secret && (argument == QLatin1String("--username") ||
-                             argument == QLatin1String("--password") || argument == QLatin1String("-p"));
+    for (int i = 1; i < argc; ++i)
+        arguments += QString::fromLocal8Bit(argv[i]);
+    const std::vector<bool> secrets = haveSecrets(arguments);
+    for (size_t i = 0; i < secrets.size(); ++i) {
+        if (secrets[i])
+            memset(argv[i + 1], '*', strlen(argv[i + 1]));
     }
     return arguments;
 }

@@ -52,8 +52,11 @@ std::vector<Table> tablesOf(std::string_view program)
         std::find(trueTypeMarks.begin(), trueTypeMarks.end(), program.substr(0, 4)) == trueTypeMarks.end())
         return {};
     const size_t count = number(program.substr(4, 2));
-    if (program.size() < headBytes + count * entryBytes)
+    const size_t begin = headBytes + count * entryBytes;
+    if (program.size() < begin)
         return {};
+    // Tables that lie over one another could make a program many times as large.
+    size_t room = program.size() - begin;
     std::vector<Table> tables;
     for (size_t i = 0; i < count; ++i) {
         const std::string_view entry = program.substr(headBytes + i * entryBytes, entryBytes);
@@ -61,8 +64,12 @@ std::vector<Table> tablesOf(std::string_view program)
         const size_t length = number(entry.substr(12, 4));
         if (offset > program.size() || length > program.size() - offset)
             return {};
-        if (std::find(neededTables.begin(), neededTables.end(), entry.substr(0, 4)) != neededTables.end())
-            tables.push_back({entry.substr(0, 4), entry.substr(4, 4), program.substr(offset, length)});
+        if (std::find(neededTables.begin(), neededTables.end(), entry.substr(0, 4)) == neededTables.end())
+            continue;
+        if (length > room)
+            return {};
+        room -= length;
+        tables.push_back({entry.substr(0, 4), entry.substr(4, 4), program.substr(offset, length)});
     }
     return tables;
 }

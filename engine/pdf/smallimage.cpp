@@ -81,7 +81,20 @@ std::string bytesOf(const ImageHeader &header, const std::string &data)
     return bytes;
 }
 
-std::string coloursOf(const ImageHeader &header, const std::string &data)
+/// What the colours of an image's palette are colours of.
+QPDFObjectHandle baseSpaceOf(QPDFObjectHandle image)
+{
+    return image.getDict().getKey("/ColorSpace").getArrayItem(1);
+}
+
+/// How many of the three numbers of a palette's colours differ.
+size_t channelsOfPalette(const QPDFObjectHandle &image)
+{
+    const auto base = ColourSpace::read(baseSpaceOf(image), QPDFObjectHandle::newNull());
+    return base->family() == Family::Gray ? 1 : 3;
+}
+
+std::string coloursOf(const ImageHeader &header, const std::string &data, size_t channels)
 {
     const std::string palette = header.space->rgbPalette();
     std::string colours;
@@ -89,7 +102,7 @@ std::string coloursOf(const ImageHeader &header, const std::string &data)
     for (int y = 0; y < header.height; ++y) {
         for (int x = 0; x < header.width; ++x) {
             const size_t index = std::min<size_t>(reader.read(header.bits), palette.size() / 3 - 1);
-            colours.append(palette, index * 3, 3);
+            colours.append(palette, index * 3, channels);
         }
         reader.skipToByte();
     }
@@ -109,8 +122,10 @@ Raster rasterOf(const QPDFObjectHandle &image, const ImageHeader &header, Target
     const std::string data = decodedData(image, header.dataLength(), Excess::Ignore);
     if (data.size() < header.dataLength())
         throw std::runtime_error("an image has too few samples");
-    if (header.space->family() == Family::Indexed)
-        return {header.width, header.height, 3, coloursOf(header, data)};
+    if (header.space->family() == Family::Indexed) {
+        const size_t channels = channelsOfPalette(image);
+        return {header.width, header.height, static_cast<int>(channels), coloursOf(header, data, channels)};
+    }
     return {header.width, header.height, static_cast<int>(header.space->components()), bytesOf(header, data)};
 }
 
@@ -141,13 +156,8 @@ Raster scaled(const QPDFObjectHandle &image, const QPDFObjectHandle &resources, 
 /// What the samples of the new image are colours of: the space itself, or the one below a palette.
 QPDFObjectHandle spaceOf(QPDFObjectHandle image, const ImageHeader &header)
 {
-    QPDFObjectHandle space = image.getDict().getKey("/ColorSpace");
-    if (header.space->family() != Family::Indexed)
-        return space;
-    QPDFObjectHandle base = space.getArrayItem(1);
-    const bool isGray = ColourSpace::read(base, QPDFObjectHandle::newNull())->family() == Family::Gray;
-    // The grays of a palette have been read as colours.
-    return isGray ? QPDFObjectHandle::newName("/DeviceRGB") : base;
+    return header.space->family() == Family::Indexed ? baseSpaceOf(image)
+                                                     : image.getDict().getKey("/ColorSpace");
 }
 
 QPDFObjectHandle integer(long long value)

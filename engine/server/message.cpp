@@ -38,10 +38,11 @@ QCborMap mapIn(const QByteArray &body)
 
 qint64 numberIn(const QCborMap &map, const QString &name, qint64 least, qint64 most)
 {
-    const qint64 number = map[name].toInteger(least - 1);
-    if (number < least || number > most)
+    const QCborValue number = map[name];
+    // A number with a point may be too large for any integer.
+    if (!number.isInteger() || number.toInteger() < least || number.toInteger() > most)
         refuse();
-    return number;
+    return number.toInteger();
 }
 
 QCborValue sizeValue(const std::optional<QSizeF> &size)
@@ -171,9 +172,8 @@ QByteArray failureBody(const Failure &failure)
 Failure failureFrom(const QByteArray &body)
 {
     const QCborMap map = mapIn(body);
-    const qint64 code = map[u"code"_s].toInteger();
-    if (code < static_cast<int>(ExitCode::BadArguments) || code > static_cast<int>(ExitCode::Crashed))
-        refuse();
+    const qint64 code = numberIn(map, u"code"_s, static_cast<int>(ExitCode::BadArguments),
+                                 static_cast<int>(ExitCode::Crashed));
     return {static_cast<ExitCode>(code), map[u"message"_s].toString(),
             map[u"final"_s].toBool() ? Failure::Retry::IsInVain : Failure::Retry::MayHelp};
 }

@@ -128,6 +128,8 @@ private slots:
     void sessionsEndAtTheirDeadlineNamingTheActivity();
     void sessionsTellACrashFromABrowserThatNeverStarted();
     void sessionsHandOutEventsWhileTheyWait();
+    void aSessionHearsEverythingOnce();
+    void aSessionIsNotReleasedFromItself();
     void aFloodOfEventsDoesNotOutlastTheDeadline();
     void aFailureInAHandlerEndsTheWait();
 };
@@ -501,6 +503,36 @@ void ConnectionTest::sessionsHandOutEventsWhileTheyWait()
     QVERIFY(session.waitUntil([&] { return seen.size() == 2; }, soon()));
     QCOMPARE(seen, (QStringList{u"P1"_s, u"child2"_s}));
     QVERIFY(!session.waitUntil([&] { return seen.size() == 3; }, Deadline::in(20ms)));
+}
+
+void ConnectionTest::aSessionHearsEverythingOnce()
+{
+    Peer peer;
+    Session session(peer.connection(), u"P"_s, soon());
+    for (const QString &child : {u"child"_s, u"child"_s, u"P"_s})
+        session.adopt(child, true);
+    QCOMPARE(session.family(), (QStringList{u"P"_s, u"child"_s}));
+    int seen = 0;
+    session.on(u"E"_s, [&](const QJsonObject &, const QString &) { ++seen; });
+    peer.sayMessage(R"({"method":"E","sessionId":"P"})");
+    peer.sayMessage(R"({"method":"E","sessionId":"child"})");
+    QVERIFY(!session.waitUntil([&] { return seen > 2; }, Deadline::in(50ms)));
+    QCOMPARE(seen, 2);
+}
+
+void ConnectionTest::aSessionIsNotReleasedFromItself()
+{
+    Peer peer;
+    Session session(peer.connection(), u"P"_s, soon());
+    session.release(u"P"_s);
+    peer.sayMessage(R"({"method":"E"})");
+    peer.hangUp();
+    try {
+        session.ask(u"A.b"_s);
+        QFAIL("answered");
+    } catch (const Failure &failure) {
+        QCOMPARE(failure.code(), ExitCode::Crashed);
+    }
 }
 
 void ConnectionTest::aFloodOfEventsDoesNotOutlastTheDeadline()

@@ -197,6 +197,8 @@ void MessageTest::whatIsNoOrderIsRefused_data()
     QTest::newRow("no copies") << changedBody(u"copies"_s, 0);
     QTest::newRow("too many copies") << changedBody(u"copies"_s, 1001);
     QTest::newRow("copies in words") << changedBody(u"copies"_s, u"two"_s);
+    QTest::newRow("copies with a point") << changedBody(u"copies"_s, 2.0);
+    QTest::newRow("copies beyond all numbers") << changedBody(u"copies"_s, -1e300);
     QTest::newRow("copies beyond an int") << changedBody(u"copies"_s, (1LL << 32) + 1);
     QTest::newRow("a negative font size") << changedBody(u"minimumFontSize"_s, -1);
     QTest::newRow("a huge font size") << changedBody(u"minimumFontSize"_s, 1001);

@@ -241,6 +241,13 @@ private slots:
         QCOMPARE(f.table.rowCount(), 6);
     }
 
+    void anAddressWithAZeroByteIsNone()
+    {
+        WindowFixture f;
+        f.window.AddUrltoList(u"a.bc/d"_s + QChar(0) + u"e f.gh"_s);
+        QCOMPARE(f.inputs(), QStringList(u"f.gh"_s));
+    }
+
     void anAddressIsTestedAsBytes()
     {
         WindowFixture f;

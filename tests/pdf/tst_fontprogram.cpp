@@ -84,6 +84,11 @@ void TestFontProgram::leavesDamagedPrograms_data()
     QTest::newRow("cut in its tables") << sound.left(sound.size() / 2);
     QTest::newRow("of another kind") << "OTTO" + sound.mid(4);
     QTest::newRow("with a table far away") << QByteArray(sound).replace(12 + 8, 4, "\xff\xff\xff\xff");
+    const QByteArray entry = QByteArray::fromHex("00000001"
+                                                 "0000002c"
+                                                 "00000008");
+    QTest::newRow("with tables over one another")
+        << QByteArray::fromHex("000100000002002000010000") + "glyf" + entry + "loca" + entry + "contents";
 }
 
 void TestFontProgram::leavesDamagedPrograms()

@@ -14,6 +14,7 @@ private slots:
     void imagesThatFitKeepTheirSize();
     void drawingsStaySharp();
     void palettesBecomeColours();
+    void palettesOfGraysStayGray();
     void softMasksStayPlainGray();
     void whatCannotBeSeenDoesNotBleed();
     void stencilsStay();
@@ -112,6 +113,21 @@ void TestLowQualityPdf::palettesBecomeColours()
     QCOMPARE(after.images().value(0).mid(3, 2).join(QLatin1Char(' ')), QStringLiteral("100 100"));
     const Difference found = difference(JudgedPdf(pdf).picture(72), after.picture(72));
     QVERIFY2(found.average < 4, QByteArray::number(found.average).constData());
+}
+
+void TestLowQualityPdf::palettesOfGraysStayGray()
+{
+    QByteArray samples;
+    for (int i = 0; i < 400 * 400; ++i)
+        samples.append(static_cast<char>((i % 400 / 50 + i / 20000) % 3));
+    const QByteArray pdf = imagePdf(imageEntries(400, 400, "[/Indexed /DeviceGray 2 <0060ff>]"), samples,
+                                    "75 0 0 75 5 5 cm /I Do")
+                               .bytes();
+    const JudgedPdf after(edited(pdf, lowerQuality));
+    QCOMPARE(after.complaints(), QByteArray());
+    QVERIFY(!after.readable().contains("/DeviceRGB"));
+    QCOMPARE(after.images().value(0).mid(3, 2).join(QLatin1Char(' ')), QStringLiteral("100 100"));
+    QVERIFY(difference(JudgedPdf(pdf).picture(72), after.picture(72)).average < 4);
 }
 
 void TestLowQualityPdf::softMasksStayPlainGray()

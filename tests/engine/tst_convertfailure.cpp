@@ -25,6 +25,7 @@ private slots:
     void badArguments();
     void noBrowser_data();
     void noBrowser();
+    void anIncompleteInstallation();
     void rootNeedsLeave();
     void notLoaded_data();
     void notLoaded();
@@ -129,6 +130,20 @@ void ConvertFailureTest::noBrowser()
     VERIFY_FAILED(conversion, 2);
     QVERIFY2(conversion.run.errors.contains(named.toUtf8()), conversion.run.errors.constData());
     QVERIFY(!QFile::exists(conversion.output));
+}
+
+void ConvertFailureTest::anIncompleteInstallation()
+{
+    const QString alone = m_engine->path(u"alone"_s);
+    QVERIFY(QFile::copy(Engine::program(), alone));
+    ProgramOptions options;
+    options.environment = m_engine->environment();
+    const QString output = m_engine->freshOutput();
+    const ProgramResult result = runProgram(alone, {m_engine->write(u"page.html"_s, "x"), output}, options);
+    QCOMPARE(result.exitCode, 6);
+    QVERIFY2(result.errors.contains("the installation is incomplete"), result.errors.constData());
+    QVERIFY(result.errors.contains("quirelle-pdf"));
+    QVERIFY(!QFile::exists(output));
 }
 
 void ConvertFailureTest::rootNeedsLeave()

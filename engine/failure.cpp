@@ -44,7 +44,12 @@ QString onOneLine(const QString &text)
 
 QString withoutCredentials(const QString &address)
 {
-    static const QRegularExpression userInfo(QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*:/+|)[^/?#\\\\]*@"));
+    // Browsers take backslashes for slashes and pass over blanks and line ends. What would be a host and no
+    // port is a name and a password in which someone has written one of / ? # as it is.
+    static const QRegularExpression userInfo(
+        QStringLiteral(
+            R"(^(\s*[A-Za-z][A-Za-z0-9+.\s-]*:[/\\\s]+|)([^/?#\\]*|[^/?#\\@:[]*:(?!\d*[/?#\\]).*)@)"),
+        QRegularExpression::DotMatchesEverythingOption);
     QString clean = address;
     return clean.replace(userInfo, QStringLiteral("\\1"));
 }

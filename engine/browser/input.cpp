@@ -49,9 +49,9 @@ Address resolveInput(const QString &input)
     const QString shown = withoutCredentials(address);
     const auto web = [&](const QString &url) {
         // In the address a name and password would get into the page's own links, and into the PDF with them.
-        const QUrl parts(url);
-        return Address{withoutCredentials(url), shown, false, parts.userName(QUrl::FullyDecoded),
-                       parts.password(QUrl::FullyDecoded)};
+        const QUrl parts(QString(url).replace(QLatin1Char('\\'), QLatin1Char('/')));
+        return Address{parts.isValid() ? withoutCredentials(url) : url, shown, false,
+                       parts.userName(QUrl::FullyDecoded), parts.password(QUrl::FullyDecoded)};
     };
     if (address.startsWith(QLatin1Char('/')) || address.startsWith(QLatin1Char('.')))
         refuse(QStringLiteral("there is no file %1").arg(input));

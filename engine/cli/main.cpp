@@ -6,6 +6,8 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <sys/resource.h>
+
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -15,7 +17,7 @@ namespace
 {
 
 /// Takes the arguments over and blanks those that can hold a secret, so that no list of processes shows them:
-/// the values of the options for names, passwords and proxies, and addresses with a password in them.
+/// the values of the options for names, passwords and proxies, and what may be an address with a password.
 QStringList takeArguments(int argc, char *argv[])
 {
     QStringList arguments;
@@ -23,7 +25,7 @@ QStringList takeArguments(int argc, char *argv[])
     for (int i = 1; i < argc; ++i) {
         const QString argument = QString::fromLocal8Bit(argv[i]);
         arguments += argument;
-        if (secret || (argument.contains(QLatin1String("://")) && argument.contains(QLatin1Char('@'))))
+        if (secret || (argument.contains(QLatin1Char(':')) && argument.contains(QLatin1Char('@'))))
             memset(argv[i], '*', strlen(argv[i]));
         secret = !secret && (argument == QLatin1String("--username") ||
                              argument == QLatin1String("--password") || argument == QLatin1String("-p"));
@@ -42,11 +44,20 @@ void holdUsualDescriptors()
     ::close(descriptor);
 }
 
+/// The memory of the engine, its server and its browser holds passwords and pages. It is in no file, even
+/// when one of them crashes.
+void dumpNoMemory()
+{
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
     holdUsualDescriptors();
+    dumpNoMemory();
     const QStringList arguments = takeArguments(argc, argv);
     // A browser or reader that goes away shows in the result of a write, not in the engine's end.
     std::signal(SIGPIPE, SIG_IGN);

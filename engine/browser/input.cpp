@@ -47,9 +47,12 @@ Address resolveInput(const QString &input)
 
     const QString address = input.trimmed();
     const QString shown = withoutCredentials(address);
-    const auto web = [&](const QString &url) {
+    const auto web = [&](QString url) {
+        // As browsers read it.
+        static const QRegularExpression slashes(QStringLiteral("^([^:/\\\\]+):[/\\\\]+"));
+        url.replace(slashes, QStringLiteral("\\1://"));
         // In the address a name and password would get into the page's own links, and into the PDF with them.
-        const QUrl parts(QString(url).replace(QLatin1Char('\\'), QLatin1Char('/')));
+        const QUrl parts(url);
         return Address{parts.isValid() ? withoutCredentials(url) : url, shown, false,
                        parts.userName(QUrl::FullyDecoded), parts.password(QUrl::FullyDecoded)};
     };

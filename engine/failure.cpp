@@ -48,8 +48,12 @@ QString onOneLine(const QString &text, qsizetype longest)
 
 QString withoutCredentials(const QString &address)
 {
+    // Browsers take backslashes for slashes and pass over blanks and line ends. What would be a host and no
+    // port is a name and a password in which someone has written one of / ? # as it is.
     static const QRegularExpression userInfo(
-        QStringLiteral("^([A-Za-z][A-Za-z0-9+.-]*:[/\\\\]+|)[^/?#\\\\]*@"));
+        QStringLiteral(
+            R"(^(\s*[A-Za-z][A-Za-z0-9+.\s-]*:[/\\\s]+|)([^/?#\\]*|[^/?#\\@:[]*:(?!\d*[/?#\\]).*)@)"),
+        QRegularExpression::DotMatchesEverythingOption);
     QString clean = address;
     // What is left may begin with another name and password: of "http://a@/b:c@d", "http:///b:c@d".
     while (userInfo.match(clean).hasMatch())

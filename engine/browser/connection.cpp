@@ -4,6 +4,7 @@
 
 #include <QJsonDocument>
 #include <QLoggingCategory>
+#include <QRegularExpression>
 
 #include <array>
 #include <cerrno>
@@ -15,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-/// Every message both ways, for QT_LOGGING_RULES="quirelle.pipe.debug=true". Holds secrets: never on by
-/// itself.
+/// Every message both ways, for QT_LOGGING_RULES="quirelle.pipe.debug=true". Holds the pages' own secrets:
+/// never on by itself.
 Q_LOGGING_CATEGORY(pipeLog, "quirelle.pipe", QtWarningMsg)
 
 namespace
@@ -28,6 +29,16 @@ constexpr qsizetype longestLogged = 400;
 void makeNonBlocking(int descriptor)
 {
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+}
+
+/// The beginning of a message, without the passwords that the user has given and what they are sent as.
+QByteArray logged(const QByteArray &message)
+{
+    static const QRegularExpression secret(
+        QStringLiteral(R"re("(username|password|(?:proxy-)?authorization)":"(?:[^"\\]|\\.)*)re"),
+        QRegularExpression::CaseInsensitiveOption);
+    QString text = QString::fromUtf8(message.left(longestLogged));
+    return text.replace(secret, QStringLiteral("\"\\1\":\"***")).toUtf8();
 }
 
 int millisecondsUntil(Deadline deadline)
@@ -160,7 +171,7 @@ int Connection::send(const QString &session, const QString &method, const QJsonO
     if (!session.isEmpty())
         command.insert(QStringLiteral("sessionId"), session);
     QByteArray bytes = QJsonDocument(command).toJson(QJsonDocument::Compact);
-    qCDebug(pipeLog) << ">" << bytes.left(longestLogged).constData();
+    qCDebug(pipeLog) << ">" << logged(bytes).constData();
     bytes.append('\0');
     if (replyTo) {
         const std::lock_guard awaitedLock(m_mutex);
@@ -271,7 +282,7 @@ bool Connection::isTooLarge(const QByteArray &beginning) const
 
 void Connection::deliver(QByteArray text)
 {
-    qCDebug(pipeLog) << "<" << text.left(longestLogged).constData();
+    qCDebug(pipeLog) << "<" << logged(text).constData();
     QByteArray data = takeData(text);
     Message object{QJsonDocument::fromJson(text).object(), std::move(data)};
     const QString session = object.value(QLatin1String("sessionId")).toString();

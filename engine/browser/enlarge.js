@@ -1,14 +1,18 @@
 // Enlarges text that is smaller than `minimum` CSS pixels, be it through transforms, zoom or the coordinates of SVG.
 // Plain text is at least `byBrowser` pixels high already. `pictures` has the texts of SVG files by their addresses;
-// returns the addresses of those that are missing. Runs in a world of its own.
-({ minimum, byBrowser, pictures }) => {
+// returns the addresses of those that are missing. Pictures that the page may show but not read are left alone unless
+// its scripts are `silent`; returns whether any are. Runs in a world of its own.
+({ minimum, byBrowser, pictures, silent }) => {
     const controls = 'input, textarea, select, button, meter, progress';
+
+    // An element's property itself: a form's fields hide those that they have the names of.
+    const own = (element, name) => Reflect.get(Object.getPrototypeOf(element), name, element);
 
     const scaleOf = ({ a, b, c, d }) => Math.sqrt(Math.abs(a * d - b * c));
 
     const holdsText = (element, style) => {
-        if (element.matches(controls) || style.display.includes('list-item')) return true;
-        for (const node of element.childNodes) if (node.nodeType === Node.TEXT_NODE && /\S/.test(node.data)) return true;
+        if (own(element, 'matches').call(element, controls) || style.display.includes('list-item')) return true;
+        for (const node of own(element, 'childNodes')) if (node.nodeType === Node.TEXT_NODE && /\S/.test(node.data)) return true;
         return false;
     };
 
@@ -38,8 +42,9 @@
         const frame = frameOf(view);
         if (!frame) return 1;
         let factor = outsideOf(view.parent);
-        for (let element = frame; element; element = element.parentElement ?? element.getRootNode().host) {
-            const matrix = element.getScreenCTM?.();
+        const outer = (element) => own(element, 'parentElement') ?? own(element, 'getRootNode').call(element).host;
+        for (let element = frame; element; element = outer(element)) {
+            const matrix = own(element, 'getScreenCTM')?.call(element);
             if (matrix) return factor * scaleOf(matrix);
             factor *= ownFactor(getComputedStyle(element));
         }
@@ -56,7 +61,7 @@
     };
     const drawnSize = (style) => Math.max(parseFloat(style.fontSize), byBrowser);
 
-    const put = (element, property, value) => element.style.setProperty(property, value, 'important');
+    const put = (element, property, value) => own(element, 'style').setProperty(property, value, 'important');
 
     const enlarge = (element, style, factor) => {
         const size = wantedSize(style, factor * capitalsOf(style), drawnSize(style));
@@ -94,7 +99,7 @@
         if (style.display.includes('list-item')) pseudos.push('::marker');
         if (/^(block|list-item|table-cell|inline-block|flow-root)/.test(style.display))
             pseudos.push('::first-letter', '::first-line');
-        if (element.matches('input, textarea')) pseudos.push('::placeholder');
+        if (own(element, 'matches').call(element, 'input, textarea')) pseudos.push('::placeholder');
         return pseudos;
     };
     const enlargePseudos = (element, style, factor) => {
@@ -103,10 +108,11 @@
             if (!isShown(pseudo, its, style)) continue;
             const size = wantedSize(its, factor * capitalsOf(its), drawnSize(its));
             if (!size) continue;
-            const marks = new Set((element.getAttribute(attribute) ?? '').split(' ').filter(Boolean));
+            const marked = own(element, 'getAttribute').call(element, attribute) ?? '';
+            const marks = new Set(marked.split(' ').filter(Boolean));
             const mark = `${pseudo.slice(2)}-${size.toFixed(2)}`;
             marks.add(mark);
-            element.setAttribute(attribute, [...marks].join(' '));
+            own(element, 'setAttribute').call(element, attribute, [...marks].join(' '));
             rules.set(mark, `[${attribute}~="${mark}"]${pseudo} { font-size: ${size}px !important; }`);
         }
     };
@@ -122,6 +128,7 @@
     // ---- SVG files that are shown as pictures get their own text enlarged, and are shown as such from then on.
 
     const missing = new Set();
+    let foreign = false;
     globalThis.enlargedPictures ??= new WeakMap();
 
     const textOfPicture = (image) => {
@@ -188,9 +195,16 @@
         host.remove();
         if (!changed) return;
         const before = image.currentSrc;
+        // The page's scripts could read the new address. Where the text has come from, by which redirects, is not
+        // known; only what stands in the page is surely its own.
+        if (!silent && !/^data:/i.test(before)) {
+            foreign = true;
+            return;
+        }
         const address = `data:image/svg+xml;charset=utf-8,${encodeURIComponent(new XMLSerializer().serializeToString(root))}`;
         if (image.src === address) return;
-        for (const source of image.parentElement?.querySelectorAll(':scope > source') ?? []) source.media = 'not all';
+        if (image.parentElement instanceof HTMLPictureElement)
+            for (const source of image.parentElement.querySelectorAll(':scope > source')) source.media = 'not all';
         image.removeAttribute('srcset');
         image.addEventListener('error', () => { image.src = before; }, { once: true });
         image.src = address;
@@ -217,14 +231,15 @@
             enlargePseudos(element, style, zoomed);
             if (element instanceof HTMLImageElement) enlargePicture(element, style, zoomed);
         }
-        for (const child of element.children) visit(child, factor);
-        if (element.shadowRoot) {
-            for (const child of element.shadowRoot.children) visit(child, factor);
-            applyRules(element.shadowRoot);
+        for (const child of own(element, 'children')) visit(child, factor);
+        const shadow = own(element, 'shadowRoot');
+        if (shadow) {
+            for (const child of shadow.children) visit(child, factor);
+            applyRules(shadow);
         }
     };
 
     if (document.documentElement) visit(document.documentElement, outside);
     applyRules(document);
-    return { missing: [...missing] };
+    return { missing: [...missing], foreign };
 }

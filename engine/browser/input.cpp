@@ -47,11 +47,14 @@ Address resolveInput(const QString &input)
 
     const QString address = input.trimmed();
     const QString shown = withoutCredentials(address);
-    const auto web = [&](const QString &url) {
+    const auto web = [&](QString url) {
+        // As browsers read it.
+        static const QRegularExpression slashes(QStringLiteral("^([^:/\\\\]+):[/\\\\]+"));
+        url.replace(slashes, QStringLiteral("\\1://"));
         // In the address a name and password would get into the page's own links, and into the PDF with them.
         const QUrl parts(url);
-        return Address{withoutCredentials(url), shown, false, parts.userName(QUrl::FullyDecoded),
-                       parts.password(QUrl::FullyDecoded)};
+        return Address{parts.isValid() ? withoutCredentials(url) : url, shown, false,
+                       parts.userName(QUrl::FullyDecoded), parts.password(QUrl::FullyDecoded)};
     };
     if (address.startsWith(QLatin1Char('/')) || address.startsWith(QLatin1Char('.')))
         refuse(QStringLiteral("there is no file %1").arg(input));

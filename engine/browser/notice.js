@@ -1,7 +1,8 @@
 // Before any script of the page, in the page's world.
 (() => {
-    const document = globalThis.document;
-    const say = (what) => document.dispatchEvent(new Event(what));
+    const { Event } = globalThis;
+    const dispatch = document.dispatchEvent.bind(document);
+    const say = (what) => dispatch(new Event(what));
 
     // The page begins to watch what comes into view.
     const { observe } = IntersectionObserver.prototype;

@@ -95,6 +95,10 @@ void PageEvents::noteDialog(const QString &session, const QJsonObject &event)
 void PageEvents::noteRequest(const QString &session, const QJsonObject &event)
 {
     ++m_count;
+    // The script of a shared worker, which is not the page's alone: nobody reports its end.
+    if (event["loaderId"_L1].toString().isEmpty() &&
+        event["documentURL"_L1] == event["request"_L1].toObject()["url"_L1])
+        return;
     m_requests.insert(event["requestId"_L1].toString(),
                       {session, event["loaderId"_L1].toString(), isLasting(event["type"_L1].toString())});
 }

@@ -176,6 +176,16 @@ void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
     setViewportWidth(value["textWidth"_L1]);
 }
 
+void Preparation::prepareForeignPictures(const Job &job, Deadline bound)
+{
+    if (!m_foreignPictures)
+        return;
+    for (const QString &session : m_session.family())
+        m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, true}}, session);
+    m_scriptsAreSilent = true;
+    enlargeText(job.minimumFontSize * pixelsPerPoint, launchFlagsFor(job).minimumFontPixels, bound);
+}
+
 /// A page that is wider than the paper is shrunk onto it, down to two thirds, and its text with it.
 void Preparation::enlargeText(double minimumPixels, int byBrowser, Deadline bound)
 {
@@ -186,8 +196,12 @@ void Preparation::enlargeText(double minimumPixels, int byBrowser, Deadline boun
         const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, enlargeScript,
                                                        {{u"minimum"_s, minimumPixels * shrinking},
                                                         {u"byBrowser"_s, byBrowser},
-                                                        {u"pictures"_s, pictures}},
+                                                        {u"pictures"_s, pictures},
+                                                        {u"silent"_s, m_scriptsAreSilent}},
                                                        bound);
+        m_foreignPictures = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
+            return result.value["foreign"_L1].toBool();
+        });
         if (fetchPictures(results, pictures, bound))
             continue;
         const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, bound);

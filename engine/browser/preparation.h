@@ -32,6 +32,10 @@ public:
     void setViewport(QSizeF size);
     QSize viewport() const { return m_viewport; }
 
+    /// Enlarges the text of pictures that the page may show but not read. From then on no script of the page
+    /// runs, which could read it.
+    void prepareForeignPictures(const Job &job, Deadline bound);
+
 private:
     bool inspectSheets(Deadline bound);
     void findClosedTrees(Deadline bound);
@@ -44,6 +48,8 @@ private:
     QString m_mainFrame;
     QSize m_viewport;
     bool m_inspectsSheets = false;
+    bool m_foreignPictures = false; ///< there are some to be enlarged
+    bool m_scriptsAreSilent = false;
     /// Ids of sheets from files that have not been looked at yet.
     QStringList m_newSheets;
     /// Elements that bring sheets along: the ids of their frames, and their own, which have not been looked

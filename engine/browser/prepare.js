@@ -45,11 +45,17 @@
         }
     };
 
+    // An element's property itself: a form's fields hide those that they have the names of.
+    const own = (element, name) => Reflect.get(Object.getPrototypeOf(element), name, element);
+
     const scopes = () => {
         const found = [document, ...(globalThis.closedTrees ?? [])];
         if (paper.background && paper.images) return found;
         for (const scope of found)
-            for (const element of scope.querySelectorAll('*')) if (element.shadowRoot) found.push(element.shadowRoot);
+            for (const element of scope.querySelectorAll('*')) {
+                const shadow = own(element, 'shadowRoot');
+                if (shadow) found.push(shadow);
+            }
         return found;
     };
 
@@ -79,7 +85,7 @@
             if (sheet !== globalThis.override) everyRule(rulesOf(sheet), changeRule);
         if (!paper.background)
             for (const element of scope.querySelectorAll('[style*="color-adjust" i]'))
-                put(element.style, 'print-color-adjust', 'economy');
+                put(own(element, 'style'), 'print-color-adjust', 'economy');
         if (overrides.length > 0 && scope.adoptedStyleSheets.at(-1) !== globalThis.override)
             scope.adoptedStyleSheets = [
                 ...scope.adoptedStyleSheets.filter((sheet) => sheet !== globalThis.override),

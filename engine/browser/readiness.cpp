@@ -49,6 +49,7 @@ void Readiness::awaitWhole(const Job &job, Deadline bound)
         takeAsItIs(job);
     else if (job.minimumFontSize > 0)
         m_preparation.prepare(job, bound);
+    m_preparation.prepareForeignPictures(job, Deadline::in(preparingTime));
 }
 
 void Readiness::settle(const Job &job)

@@ -282,7 +282,8 @@ std::vector<bool> haveSecrets(const QStringList &arguments)
         }
         option = optionsEnded ? nullptr : findOption(argument);
         optionsEnded = optionsEnded || argument == QLatin1String("--");
-        secrets.push_back(!option && withoutCredentials(argument) != argument);
+        const bool mayHavePassword = argument.contains(u':') && argument.contains(u'@');
+        secrets.push_back(!option && (mayHavePassword || withoutCredentials(argument) != argument));
     }
     return secrets;
 }

@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <sys/resource.h>
+
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -40,11 +42,20 @@ void holdUsualDescriptors()
     ::close(descriptor);
 }
 
+/// The memory of the engine, its server and its browser holds passwords and pages. It is in no file, even
+/// when one of them crashes.
+void dumpNoMemory()
+{
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
     holdUsualDescriptors();
+    dumpNoMemory();
     const QStringList arguments = takeArguments(argc, argv);
     // A browser or reader that goes away shows in the result of a write, not in the engine's end.
     std::signal(SIGPIPE, SIG_IGN);

@@ -170,6 +170,8 @@ private slots:
     void noTextIsSmallerThanTheMinimumAsBigAsItGets();
     void largerTextStaysAsItIs();
     void largerTextOfPicturesStaysAsItIs();
+    void fieldsHideNothingOfTheirForm();
+    void picturesAreNotReadByScripts();
     void everyOptionAtOnce();
     void cleanupTestCase();
 
@@ -466,6 +468,34 @@ void ConvertOptionsTest::largerTextOfPicturesStaysAsItIs()
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().fontSizes().size(), 1);
     QVERIFY(std::abs(conversion.pdf().fontSizes()[0] - 22.5) <= coarseness);
+}
+
+void ConvertOptionsTest::fieldsHideNothingOfTheirForm()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><body style='background:#f00'><form style='print-color-adjust:exact'><input "
+        "name=style>"
+        "<input name=children><input name=childNodes><input name=matches><input name=shadowRoot>"
+        "<input name=setAttribute><p style='transform:scale(.2)'>small",
+        {u"--minimum-font-size"_s, u"20"_s, u"--no-background"_s});
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(smallest(conversion.pdf().fontSizes()) >= 20 - coarseness);
+}
+
+/// They may show what their page may not read.
+void ConvertOptionsTest::picturesAreNotReadByScripts()
+{
+    m_engine.write(u"small.svg"_s, "<svg xmlns='http://www.w3.org/2000/svg' width='300' height='90'><text "
+                                   "y='20' font-size='3'>drawn</text></svg>");
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><p id=p>read:</p><img id=i src=small.svg><script>"
+        "const look=()=>{if(/drawn/.test(decodeURIComponent(i.src)))p.append('drawn')};"
+        "new MutationObserver(look).observe(i,{attributes:true});addEventListener('beforeprint',look);"
+        "i.onload=look;setInterval(look,50)</script>",
+        {u"--minimum-font-size"_s, u"20"_s});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"read: drawn"_s);
+    QVERIFY(smallest(conversion.pdf().fontSizes()) >= 20 - coarseness);
 }
 
 void ConvertOptionsTest::everyOptionAtOnce()

@@ -68,6 +68,7 @@ private slots:
     void partsThatComeLateAreWaitedFor();
     void fetchesAfterLoadAreWaitedFor();
     void anEventStreamIsNotWaitedFor();
+    void theScriptOfASharedWorkerIsNotWaitedFor();
     void aFontThatOnlyPaperUsesIsLoaded();
     void picturesFarDownAreLoaded();
     void jobsShareNoCookies();
@@ -270,6 +271,17 @@ void ConvertWebTest::anEventStreamIsNotWaitedFor()
         m_engine.convert(m_server->address(u"/stream.html"_s), {u"--timeout"_s, u"25"_s});
     VERIFY_WRITTEN(conversion);
     QVERIFY2(conversion.pdf().text().contains(u"later"_s), qPrintable(conversion.pdf().text()));
+}
+
+void ConvertWebTest::theScriptOfASharedWorkerIsNotWaitedFor()
+{
+    m_server->write(u"shared.js"_s, "onconnect = (event) => event.ports[0].postMessage('shared');");
+    m_server->write(u"shared.html"_s, "<!DOCTYPE html><p id=p>whole <script>new SharedWorker('shared.js')"
+                                      ".port.onmessage=e=>p.append(e.data)</script>");
+    const Conversion conversion =
+        m_engine.convert(m_server->address(u"/shared.html"_s), {u"--timeout"_s, u"25"_s});
+    VERIFY_WRITTEN(conversion);
+    QVERIFY2(conversion.pdf().text().startsWith(u"whole"_s), qPrintable(conversion.pdf().text()));
 }
 
 void ConvertWebTest::aFontThatOnlyPaperUsesIsLoaded()

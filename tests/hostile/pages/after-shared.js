@@ -1,0 +1,1 @@
+setInterval(() => fetch('@WEB@/ping?after-shared'), 200); onconnect = () => fetch('@WEB@/ping?after-shared');

@@ -1,0 +1,1 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform"><xsl:template match="/"><html><body><p>ALIVE</p><p>STOLEN<xsl:value-of select="document('@SECRET@/secret.xml')"/></p></body></html></xsl:template></xsl:stylesheet>

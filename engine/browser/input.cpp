@@ -6,6 +6,8 @@
 #include <QRegularExpression>
 #include <QUrl>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -49,12 +51,17 @@ Address resolveInput(const QString &input)
     const QString shown = withoutCredentials(address);
     const auto web = [&](QString url) {
         // As browsers read it.
-        static const QRegularExpression slashes(QStringLiteral("^([^:/\\\\]+):[/\\\\]+"));
+        static const QRegularExpression slashes(QStringLiteral("^([^:/\\\\]+):[/\\\\]*"));
         url.replace(slashes, QStringLiteral("\\1://"));
         // In the address a name and password would get into the page's own links, and into the PDF with them.
-        const QUrl parts(url);
-        return Address{parts.isValid() ? withoutCredentials(url) : url, shown, false,
-                       parts.userName(QUrl::FullyDecoded), parts.password(QUrl::FullyDecoded)};
+        const QString clean = withoutCredentials(url);
+        // With the @ after them.
+        const qsizetype length = std::max<qsizetype>(url.size() - clean.size(), 1);
+        const QString credentials = url.mid(url.indexOf(u':') + 3, length - 1);
+        const qsizetype colon = credentials.indexOf(u':');
+        const auto decoded = [](const QString &text) { return QUrl::fromPercentEncoding(text.toUtf8()); };
+        return Address{clean, shown, false, decoded(credentials.left(colon)),
+                       colon < 0 ? QString() : decoded(credentials.mid(colon + 1))};
     };
     if (address.startsWith(QLatin1Char('/')) || address.startsWith(QLatin1Char('.')))
         refuse(QStringLiteral("there is no file %1").arg(input));

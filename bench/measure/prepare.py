@@ -31,13 +31,14 @@ def script_library():
     """The pinned version, into the build folder, without a browser of its own."""
     wanted = places.SCRIPTS / 'package-lock.json'
     places.LIBRARY_FOLDER.mkdir(parents=True, exist_ok=True)
-    installed = places.LIBRARY_FOLDER / 'package-lock.json'
+    installed = places.LIBRARY_FOLDER / 'installed-lock.json'
     if installed.exists() and installed.read_bytes() == wanted.read_bytes():
         return
-    shutil.copy(places.SCRIPTS / 'package.json', places.LIBRARY_FOLDER)
-    shutil.copy(wanted, installed)
-    run('npm', 'ci', '--ignore-scripts', '--no-audit', '--no-fund', '--silent', '--prefix', str(places.LIBRARY_FOLDER),
+    for name in ('package.json', 'package-lock.json'):
+        shutil.copy(places.SCRIPTS / name, places.LIBRARY_FOLDER)
+    run('npm', 'ci', '--ignore-scripts', '--no-audit', '--no-fund', '--loglevel=error', '--prefix', str(places.LIBRARY_FOLDER),
         env=os.environ | {'PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD': '1'}, stdout=subprocess.DEVNULL)
+    shutil.copy(wanted, installed)
 
 
 def everything():

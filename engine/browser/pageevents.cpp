@@ -26,6 +26,11 @@ PageEvents::PageEvents(Session &session, const QString &mainFrame)
 {
     session.on(u"Page.lifecycleEvent"_s,
                [this](const QJsonObject &event, const QString &) { noteLifecycle(event); });
+    session.on(u"Page.frameStoppedLoading"_s, [this](const QJsonObject &event, const QString &) {
+        // Without a load event where a script has broken off the loading.
+        if (event["frameId"_L1].toString() == m_mainFrame && !m_document.isEmpty())
+            m_loaded = true;
+    });
     session.on(u"Page.frameNavigated"_s, [this](const QJsonObject &event, const QString &) {
         noteNavigation(event["frame"_L1].toObject());
     });

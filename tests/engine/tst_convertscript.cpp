@@ -156,6 +156,9 @@ void ConvertScriptTest::dialogsAreDismissed_data()
         << QByteArray("const a=document.createElement('a');a.href=URL.createObjectURL(new Blob(['x']));"
                       "a.download='downloaded';document.body.append(a);a.click();p.append(' after')")
         << u"begin after"_s;
+    QTest::newRow("a mail program") << QByteArray("p.append(' after');location='mailto:a@example.org'")
+                                    << u"begin after"_s;
+    QTest::newRow("a halt") << QByteArray("p.append(' after');stop()") << u"begin after"_s;
     QTest::newRow("the whole screen")
         << QByteArray("document.body.requestFullscreen().catch(()=>{});p.append(' after')")
         << u"begin after"_s;

@@ -336,7 +336,7 @@ private slots:
 
         addPage(u"plain"_s, "<!DOCTYPE html><p>plain", success);
         addPage(u"empty"_s, "", success);
-        addPage(u"garbage"_s, QByteArray("\x00\xff<\x80>&#0;<table><frameset>", 30), success);
+        addPage(u"garbage"_s, QByteArrayLiteral("\x00\xff<\x80>&#0;<table><frameset>"), success);
         addPage(u"throwing"_s, "<p>x<script>throw new Error</script>", success);
         addPage(u"asking"_s, "<p>x<script>alert(1); confirm(2); prompt(3); print()</script>", success);
         addPage(u"closing"_s, "<p>x<script>close(); open('about:blank')</script>", success);

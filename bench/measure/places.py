@@ -16,6 +16,9 @@ WINDOW_RUN = BUILD / 'bench' / 'windowrun.app' / 'Contents' / 'MacOS' / 'windowr
 LIBRARY_FOLDER = ROOT / 'build' / 'bench'
 BROWSER = shutil.which('chromium-headless-shell') or 'chromium-headless-shell'
 
+# Built with sanitizers.
+SANITIZED_ENGINE = ROOT / 'build' / 'asan' / ENGINE.relative_to(BUILD)
+
 IS_ROOT = os.geteuid() == 0
 
 

@@ -27,6 +27,12 @@ def build():
         stdout=subprocess.DEVNULL)
 
 
+def sanitized_engine():
+    run('packaging/install-missing', 'build', 'run', 'bench', stdout=sys.stderr)
+    run('cmake', '--preset', 'asan', stdout=subprocess.DEVNULL)
+    run('cmake', '--build', '--preset', 'asan', '--target', 'quirelle', stdout=subprocess.DEVNULL)
+
+
 def script_library():
     """The pinned version, into the build folder, without a browser of its own."""
     wanted = places.SCRIPTS / 'package-lock.json'

@@ -12,6 +12,9 @@ from dataclasses import dataclass
 from . import documents, places, processes
 
 IDLE_SECONDS = 5
+# Long enough for one server to have all jobs.
+SANITIZED_IDLE_SECONDS = 60
+REPORT = 'sanitizer-report'
 STAGES = 20
 JOB_SECONDS = 180
 # Exit codes of the engine.
@@ -57,9 +60,15 @@ class NothingServer(http.server.BaseHTTPRequestHandler):
 
 
 class Soak:
-    def __init__(self, room, jobs, clients):
-        self.room, self.jobs, self.clients = room, jobs, clients
-        self.environment = room.environment(IDLE_SECONDS)
+    def __init__(self, room, jobs, clients, sanitized=False):
+        self.room, self.jobs, self.clients, self.sanitized = room, jobs, clients, sanitized
+        self.engine = places.SANITIZED_ENGINE if sanitized else places.ENGINE
+        self.environment = room.environment(SANITIZED_IDLE_SECONDS if sanitized else IDLE_SECONDS)
+        if sanitized:
+            # Of the server, too, whose standard error nobody sees.
+            reports = f'log_path={room.state}/{REPORT}'
+            self.environment.update(ASAN_OPTIONS=f'detect_leaks=1:{reports}',
+                                    UBSAN_OPTIONS=f'print_stacktrace=1:{reports}')
         self.complaints = []
         self.curve = []  # (jobs, kilobytes, descriptors of the server)
 
@@ -77,6 +86,8 @@ class Soak:
         print(f'{self.jobs} jobs in {seconds:.0f} s, {1000 * seconds / self.jobs:.0f} ms each')
         web.shutdown()
         self.look_at_curve()
+        if self.sanitized:
+            self.look_for_reports()
         self.look_for_remains()
         return self.complaints
 
@@ -113,7 +124,7 @@ class Soak:
 
     def do(self, task, number):
         output = self.room.output / f'{number}.pdf' if task.writable else self.room.output / 'no-such-folder' / 'x.pdf'
-        command = [str(places.ENGINE), *task.options, task.input, str(output)]
+        command = [str(self.engine), *task.options, task.input, str(output)]
         try:
             result = subprocess.run(command, env=self.environment, stdin=subprocess.DEVNULL, capture_output=True,
                                     text=True, timeout=JOB_SECONDS)
@@ -142,6 +153,15 @@ class Soak:
             self.complaints.append(f'the server has {late[2]} descriptors after {late[0]} jobs, '
                                    f'{early[2]} after {early[0]}')
         print(f'memory after {early[0]} jobs {early[1] / 1024:.0f} MiB, after {late[0]} jobs {late[1] / 1024:.0f} MiB')
+
+    def look_for_reports(self):
+        """Leaks are reported by the end of a process, so the server is made to end."""
+        if not processes.servers(self.room):
+            self.complaints.append('no server is left that could report what it has leaked')
+        processes.stop_servers(self.room)
+        reports = sorted(self.room.state.glob(REPORT + '.*'))
+        print(f'{len(reports)} reports of the sanitizers')
+        self.complaints += [report.read_text(errors='replace') for report in reports]
 
     def look_for_remains(self):
         if not processes.wait_until(lambda: not processes.inhabitants(self.room), IDLE_SECONDS + 10):

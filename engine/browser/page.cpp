@@ -58,7 +58,8 @@ Page::Place Page::opened(Session &browser, const std::optional<Proxy> &proxy)
 Page::Place Page::first(Session &browser)
 {
     const QJsonObject known = browser.call(u"Target.getTargets"_s);
-    for (const QJsonValue &target : known["targetInfos"_L1].toArray()) {
+    const QJsonArray targets = known["targetInfos"_L1].toArray();
+    for (const auto &target : targets) {
         if (target["type"_L1].toString() == "page"_L1)
             return attached(browser, {{}, target["targetId"_L1].toString(), {}});
     }

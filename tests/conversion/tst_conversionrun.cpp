@@ -1,11 +1,7 @@
-#include "tests/app/windowfixture.h"
+#include "tests/conversion/runfixture.h"
 
-#include <QDir>
-#include <QDropEvent>
 #include <QElapsedTimer>
 #include <QMessageBox>
-#include <QMimeData>
-#include <QTemporaryDir>
 
 #include <csignal>
 
@@ -13,62 +9,6 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-
-QString enginePlace()
-{
-    return QDir::cleanPath(QCoreApplication::applicationDirPath() +
-                           u"/../../quirelle/Contents/MacOS/quirelle"_s);
-}
-
-/// Puts a shell script at the engine's place. In it, $input and $output are the last two arguments, and $log
-/// is a folder that the test looks into.
-void installEngine(const QString &script, const QString &log)
-{
-    QDir().mkpath(QFileInfo(enginePlace()).path());
-    QFile::remove(enginePlace());
-    QFile file(enginePlace());
-    if (!file.open(QIODevice::WriteOnly))
-        qFatal("cannot write the engine");
-    file.write("#!/bin/sh\nfor argument; do input=$output; output=$argument; done\nlog='" + log.toUtf8() +
-               "'\n" + script.toUtf8() + "\n");
-    file.close();
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
-QStringList lines(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
-}
-
-/// Resident memory of this process in kilobytes; -1 where the system does not tell.
-qint64 residentMemory()
-{
-    for (const QString &line : lines(u"/proc/self/status"_s)) {
-        if (line.startsWith(u"VmRSS:"_s))
-            return line.simplified().split(u' ').at(1).toLongLong();
-    }
-    return -1;
-}
-
-int openDescriptors()
-{
-    return static_cast<int>(
-        QDir(u"/proc/self/fd"_s).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size());
-}
-
-struct RunFixture : WindowFixture {
-    RunFixture() { outputFolder.setText(out.path()); }
-
-    void start() { press("pushButton_Convert"); }
-    bool isRunning() const { return startButton.text() == u"Stop "_s; }
-    QString information(int row) const { return text(row, InformationColumn); }
-    QString pdf(const QString &name) const { return out.filePath(name + u".pdf"_s); }
-
-    QTemporaryDir out;
-};
 
 /// Answers the next message box with its only button, and keeps what it said.
 class BoxAnswer : public DialogAnswer
@@ -499,10 +439,7 @@ private slots:
         f.addRow(u"/a/1.html"_s);
         f.start();
         QVERIFY(isAlive(enginePid()));
-        QMimeData data;
-        data.setUrls({QUrl::fromLocalFile(dropped.fileName())});
-        QDropEvent event(QPointF(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        static_cast<QObject &>(f.window).event(&event);
+        f.drop({dropped.fileName()});
         QCOMPARE(f.table.rowCount(), 2);
         QFile go(logged(u"go"_s));
         QVERIFY(go.open(QIODevice::WriteOnly));

@@ -45,6 +45,12 @@ void keepLine(QtMsgType type, const QMessageLogContext &, const QString &line)
         thread->stopThread(true);
 }
 
+void stopAfter(int messages, MyThread &thread)
+{
+    g_stopAfter = messages;
+    g_threadToStop = &thread;
+}
+
 qsizetype lineCount()
 {
     const std::lock_guard<std::mutex> locker(g_linesLock);
@@ -68,7 +74,6 @@ private slots:
     {
         takeLines();
         g_threadToStop = nullptr;
-        g_stopAfter = 1;
         m_before = qInstallMessageHandler(keepLine);
     }
     void cleanup() { qInstallMessageHandler(m_before); }
@@ -76,7 +81,7 @@ private slots:
     void stoppedAfterItsFirstMessageItHasLoggedOneLine()
     {
         WatchedThread thread(QStringLiteral("A"));
-        g_threadToStop = &thread;
+        stopAfter(1, thread);
         thread.start();
         QVERIFY(thread.ends(10000));
         QCOMPARE(takeLines(), QStringList{QStringLiteral("Producing A:0")});
@@ -96,8 +101,7 @@ private slots:
     void messagesAreNumberedFromZero()
     {
         WatchedThread thread(QStringLiteral("B"));
-        g_threadToStop = &thread;
-        g_stopAfter = 3;
+        stopAfter(3, thread);
         thread.start();
         QVERIFY(thread.ends(20000));
         QCOMPARE(takeLines(), (QStringList{QStringLiteral("Producing B:0"), QStringLiteral("Producing B:1"),
@@ -118,7 +122,7 @@ private slots:
         WatchedThread thread(QStringLiteral("C"));
         thread.stopThread(true);
         thread.stopThread(false);
-        g_threadToStop = &thread;
+        stopAfter(1, thread);
         thread.start();
         QVERIFY(thread.ends(10000));
         QCOMPARE(takeLines(), QStringList{QStringLiteral("Producing C:0")});
@@ -131,7 +135,7 @@ private slots:
         const int sleep = std::rand() % 3000 + 1;
         std::srand(seed);
         WatchedThread thread(QStringLiteral("D"));
-        g_threadToStop = &thread;
+        stopAfter(1, thread);
         QElapsedTimer timer;
         timer.start();
         thread.start();

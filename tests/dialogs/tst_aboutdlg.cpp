@@ -13,7 +13,7 @@
 #include <QUrl>
 
 /// Stands in for the user's browser.
-class Browser : public QObject
+class UsersBrowser : public QObject
 {
     Q_OBJECT
 
@@ -165,7 +165,7 @@ private slots:
 
     void theButtonOpensTheHomepage()
     {
-        Browser browser;
+        UsersBrowser browser;
         QDesktopServices::setUrlHandler(QStringLiteral("https"), &browser, "open");
         AboutDlg dialog(nullptr);
         button(dialog)->click();
@@ -175,7 +175,7 @@ private slots:
 
     void enterPressesTheButtonAndEscapeCloses()
     {
-        Browser browser;
+        UsersBrowser browser;
         QDesktopServices::setUrlHandler(QStringLiteral("https"), &browser, "open");
         AboutDlg dialog(nullptr);
         dialog.show();

@@ -133,7 +133,7 @@ private:
                 ++m_guests;
                 say(connections.back(), answer);
             }
-            if (every > 0ms && next.passed()) {
+            if (every.count() > 0 && next.passed()) {
                 next = Deadline::in(every);
                 for (const int connection : connections)
                     say(connection, answer);
@@ -285,7 +285,7 @@ QString ServerTest::socketPath() const
 
 std::chrono::milliseconds ServerTest::coldBound()
 {
-    if (m_coldTime == 0ms) {
+    if (m_coldTime.count() == 0) {
         Engine engine;
         engine.setIdleSeconds(0);
         for (int i = 0; i < 3; ++i)

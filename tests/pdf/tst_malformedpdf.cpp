@@ -29,7 +29,7 @@ constexpr qint64 soon = 20000;
 /// Whether every edit ends, by itself or by an exception; the time is watched by the caller.
 void editAll(const QByteArray &pdf)
 {
-    for (void (*edit)(QPDF &) : {makeGray, lowerQuality, removeExternalLinks}) {
+    for (const auto edit : {makeGray, lowerQuality, removeExternalLinks}) {
         try {
             PdfDocument document(pdf);
             edit(document.pdf());

@@ -90,7 +90,7 @@ private slots:
     void liesBesideTheExecutable()
     {
         QCOMPARE(settingsFilePath(), QCoreApplication::applicationDirPath() + u"/quirelleinfo.ini"_s);
-        QCOMPARE(g_chSoftwareName, "quirelle");
+        QCOMPARE(QLatin1String(g_chSoftwareName), "quirelle"_L1);
     }
 
     void liesInTheConfigurationFolderWhereThatCannotBe()

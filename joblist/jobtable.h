@@ -16,7 +16,7 @@ inline constexpr char16_t OnlineFile[] = u"Online File";
 } // namespace JobSource
 
 /// One row as it is added.
-// cppcheck-suppress ctuOneDefinitionRuleViolation // the engine, which has a Job of its own, is another program
+// cppcheck-suppress ctuOneDefinitionRuleViolation // the engine's Job is another program's
 struct Job {
     QString input;  ///< absolute path, or the address as typed
     QString source; ///< one of JobSource, or empty

@@ -4,7 +4,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -70,7 +69,9 @@ long long memoryOfTree(const std::string &process, int depth)
 bool showsPages(const std::string &process)
 {
     std::ifstream file("/proc/" + process + "/cmdline");
-    const std::string line((std::istreambuf_iterator<char>(file)), {});
+    // Of a process that has just ended nothing can be read, which bare iterators would throw.
+    std::string line;
+    std::getline(file, line);
     return line.find("--type=renderer") != std::string::npos;
 }
 

@@ -66,7 +66,7 @@ void KeptBrowser::keepReady()
 
 void KeptBrowser::doOne(std::unique_lock<std::mutex> &lock)
 {
-    if (m_ready.empty()) {
+    if (m_ready.empty() || (!m_lookDue && m_done.empty())) {
         makeOne(lock);
     } else if (m_lookDue) {
         m_lookDue = false;
@@ -74,14 +74,12 @@ void KeptBrowser::doOne(std::unique_lock<std::mutex> &lock)
         const bool tooLarge = memoryOfTree(guardProcess()) > m_limits.memory;
         lock.lock();
         m_tooLarge = tooLarge;
-    } else if (!m_done.empty()) {
+    } else {
         const std::unique_ptr<Page> page = std::move(m_done.front());
         m_done.pop_front();
         lock.unlock();
         page->close();
         lock.lock();
-    } else {
-        makeOne(lock);
     }
 }
 

@@ -11,7 +11,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#ifndef __linux__
 extern char **environ;
+#endif
 
 namespace
 {

@@ -434,7 +434,7 @@ private slots:
             QCOMPARE(f.information(row), u"Success"_s);
         QVERIFY(openDescriptors() <= descriptors);
         QCOMPARE(runningEngines(), 0);
-        QVERIFY(gap.milliseconds() < 1000);
+        QVERIFY(gap.milliseconds() < 2000);
 #ifdef __SANITIZE_ADDRESS__
         // The sanitizer keeps what has been given back for a while.
         QVERIFY(grown < 250000);

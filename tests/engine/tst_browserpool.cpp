@@ -206,7 +206,8 @@ void BrowserPoolTest::memoryIsThatOfAllItsProcesses()
     QCOMPARE(printed(browser), QByteArray("%PDF"));
     const auto sum = [&] {
         long long bytes = 0;
-        for (const ProcessInfo &process : descendantsOf(browser.guardProcess())) {
+        for (const ProcessInfo &process :
+             descendantsOf(browser.guardProcess()) + QList{ProcessInfo{browser.guardProcess()}}) {
             std::ifstream statm("/proc/" + std::to_string(process.id) + "/statm");
             long long size = 0;
             long long resident = 0;

@@ -158,6 +158,10 @@ void addOperators()
     addRow("inline image in a named space",
            contentPdf("q 90 0 0 90 5 5 cm BI /W 2 /H 1 /BPC 8 /CS /Ink /F /AHx ID 40 ff> EI Q",
                       "/ColorSpace << /Ink " + spot + " >>"));
+    const QByteArray twice = QByteArray("ff000000ff000000ffffff00>").toHex();
+    addRow(
+        "inline image with two filters",
+        contentPdf("q 90 0 0 90 5 5 cm BI /W 2 /H 2 /BPC 8 /CS /RGB /F [/AHx /AHx] ID " + twice + "> EI Q"));
 }
 
 void addShadings()
@@ -278,6 +282,11 @@ void addImages()
     HandPdf masked = imagePdf("/ColorSpace /DeviceRGB /SMask 6 0 R", fourColours);
     masked.addStream(image + "/ColorSpace /DeviceGray", QByteArray("\xff\x80\x40\x00", 4));
     addRow("RGB with a soft mask", masked);
+    // The four colours, blended with red by the mask.
+    HandPdf blended = imagePdf("/ColorSpace /DeviceRGB /SMask 6 0 R",
+                               QByteArray("\xff\x00\x00\x7f\x80\x00\xbf\x00\x40\xff\x00\x00", 12));
+    blended.addStream(image + "/ColorSpace /DeviceGray /Matte [1 0 0]", QByteArray("\xff\x80\x40\x00", 4));
+    addRow("RGB blended with its soft mask beforehand", blended);
     addRow("RGB with colour key", imagePdf("/ColorSpace /DeviceRGB /Mask [0 0 200 255 0 10]", fourColours));
 }
 

@@ -13,6 +13,8 @@ private slots:
     void photographsGetSmaller();
     void imagesThatFitKeepTheirSize();
     void drawingsStaySharp();
+    void otherDepthsGetSmaller_data();
+    void otherDepthsGetSmaller();
     void palettesBecomeColours();
     void palettesOfGraysStayGray();
     void softMasksStayPlainGray();
@@ -98,6 +100,44 @@ void TestLowQualityPdf::drawingsStaySharp()
     QVERIFY(after.images().value(0).contains(QLatin1String("image")));
     const Difference found = difference(JudgedPdf(pdf).picture(96), after.picture(96));
     QCOMPARE(found.worst, 0.0);
+}
+
+void TestLowQualityPdf::otherDepthsGetSmaller_data()
+{
+    QTest::addColumn<int>("bits");
+    for (const int bits : {2, 4, 16})
+        QTest::addRow("%d bits", bits) << bits;
+}
+
+void TestLowQualityPdf::otherDepthsGetSmaller()
+{
+    QFETCH(int, bits);
+    // Rows that do not end with a whole byte.
+    constexpr int width = 399;
+    constexpr int height = 300;
+    const int largest = (1 << bits) - 1;
+    QByteArray samples;
+    for (int y = 0; y < height; ++y) {
+        unsigned gathered = 0;
+        int count = 0;
+        for (int x = 0; x < width || count % 8 != 0; ++x) {
+            const int value = x < width ? largest * (x / 40 + y / 30) / 20 : 0;
+            gathered = gathered << bits | static_cast<unsigned>(value);
+            for (count += bits; count >= 8; count -= 8)
+                samples.append(static_cast<char>(gathered >> (count - 8) & 255U));
+        }
+    }
+    const QByteArray pdf =
+        imagePdf("/Type /XObject /Subtype /Image /Width 399 /Height 300 /ColorSpace /DeviceGray "
+                 "/BitsPerComponent " +
+                     QByteArray::number(bits),
+                 samples, "75 0 0 56.4 5 5 cm /I Do")
+            .bytes();
+    const JudgedPdf after(edited(pdf, lowerQuality));
+    QCOMPARE(after.complaints(), QByteArray());
+    QCOMPARE(after.images().value(0).mid(3, 5).join(QLatin1Char(' ')), QStringLiteral("100 75 gray 1 8"));
+    const Difference found = difference(JudgedPdf(pdf).picture(72), after.picture(72));
+    QVERIFY2(found.average < 2, QByteArray::number(found.average).constData());
 }
 
 void TestLowQualityPdf::palettesBecomeColours()

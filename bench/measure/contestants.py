@@ -65,13 +65,14 @@ class Engine(Contestant):
     """Our engine, by its command line."""
 
     idle_seconds = 0
+    options = ()
 
     def __init__(self, room):
         super().__init__(room)
         self.environment = room.environment(self.idle_seconds)
 
     def convert(self, page, output, options=()):
-        run([str(places.ENGINE), *options, str(page), str(output)], self.environment)
+        run([str(places.ENGINE), *self.options, *options, str(page), str(output)], self.environment)
 
 
 class ColdEngine(Engine):
@@ -86,6 +87,12 @@ class WarmEngine(Engine):
 
     def stop(self):
         processes.stop_servers(self.room)
+
+
+class LikeTheWindow(WarmEngine):
+    """With the options that the window gives while nothing is set."""
+
+    options = ('--minimum-font-size', '10')
 
 
 class PrintToPdf(Contestant):

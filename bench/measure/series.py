@@ -184,9 +184,10 @@ def four_clients(bench):
 
 def window_list(bench):
     count = bench.extent.list_rows
+    engine = contestants.LikeTheWindow(bench.room)
     pages = documents.small_rows(bench.room.documents, count)
     screen = Screen(bench.room)
-    environment = bench.warm.environment | {'DISPLAY': screen.display}
+    environment = engine.environment | {'DISPLAY': screen.display}
 
     def through_window(_):
         answer = subprocess.run([str(places.WINDOW_RUN), str(bench.room.output), *map(str, pages)], env=environment,
@@ -196,11 +197,11 @@ def window_list(bench):
         return int(answer.stdout) / 1000
 
     try:
-        bench.warm.take_turn([bench.small])
-        times = interleaved({'window': through_window, 'loop': bench.warm.take_turn}, [pages], bench.extent.list_rounds)
+        engine.take_turn([bench.small])
+        times = interleaved({'window': through_window, 'loop': engine.take_turn}, [pages], bench.extent.list_rounds)
     finally:
         screen.close()
-        bench.warm.stop()
+        engine.stop()
     return [ratio_row(f'{count} small rows in the window, against the command line in a loop', times['window'],
                       times['loop'], 1.1)]
 

@@ -44,15 +44,15 @@ void Readiness::awaitWhole(const Job &job, Deadline bound)
 {
     m_bound = bound;
     awaitLoadEvent(bound);
-    settle(job);
+    const Settled settled = settle(job);
     if (bound.passed())
         takeAsItIs(job);
-    else if (job.minimumFontSize > 0)
+    else if (job.minimumFontSize > 0 && settled == Settled::SincePrepared)
         m_preparation.prepare(job, bound);
     m_preparation.prepareForeignPictures(job, Deadline::in(preparingTime));
 }
 
-void Readiness::settle(const Job &job)
+Readiness::Settled Readiness::settle(const Job &job)
 {
     m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
     // What comes in at the end of a round may be built into the page in the next; but a page that goes on for
@@ -64,9 +64,9 @@ void Readiness::settle(const Job &job)
         const int before = m_events.count();
         const Preparation::Findings now = prepare(job);
         if (rounds > 0 && !now.changed && !now.awaitsWorker && !cameLate)
-            return;
+            return Settled::WhenPrepared;
         if (!now.changed && !now.livesOn && !m_events.hasSuccessor() && m_events.isIdle())
-            return;
+            return Settled::WhenPrepared;
         if (now.animated)
             awaitFrame();
         // Before any time is passed, because a worker that is starting would hold it up.
@@ -81,9 +81,10 @@ void Readiness::settle(const Job &job)
         if (!m_events.isLoaded())
             awaitLoadEvent(m_bound);
         if (!now.changed && !now.hasScripts && m_events.count() == before)
-            return;
+            return Settled::SincePrepared;
         rounds = document == m_events.document() ? rounds + 1 : 0;
     }
+    return Settled::SincePrepared;
 }
 
 Preparation::Findings Readiness::prepare(const Job &job)

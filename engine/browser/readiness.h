@@ -19,7 +19,10 @@ public:
     void awaitWhole(const Job &job, Deadline bound);
 
 private:
-    void settle(const Job &job);
+    /// When nothing more came: by when the page was prepared last, or after that.
+    enum class Settled { WhenPrepared, SincePrepared };
+
+    Settled settle(const Job &job);
     void takeAsItIs(const Job &job);
     Preparation::Findings prepare(const Job &job);
     void letTimePass(std::chrono::milliseconds duration);

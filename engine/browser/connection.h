@@ -20,6 +20,7 @@
 struct Message : QJsonObject {
     /// The bytes that a large reply carries as base64 in its result's "data", which is then empty.
     QByteArray data;
+    bool cancels = false; ///< put by Session::cancel(); nothing that the browser says does this
 };
 
 /// In bytes. No message but one with a PDF is nearly as large.

@@ -1,13 +1,5 @@
 #include "engine/browser/session.h"
 
-namespace
-{
-
-/// Put among the browser's events by cancel().
-constexpr char cancelEvent[] = "cancel";
-
-} // namespace
-
 Session::Session(Connection &connection, const QString &id, Deadline deadline)
     : m_connection(connection), m_id(id), m_deadline(deadline), m_mailbox(std::make_shared<Mailbox>())
 {
@@ -137,7 +129,7 @@ bool Session::waitUntil(const std::function<bool()> &condition, Deadline bound)
 
 void Session::cancel()
 {
-    m_mailbox->put({{{QStringLiteral("method"), QLatin1String(cancelEvent)}}, {}});
+    m_mailbox->put({{}, {}, true});
 }
 
 void Session::fail(const Failure &failure)
@@ -163,11 +155,11 @@ std::optional<Message> Session::step(Deadline bound)
     if (!message)
         return m_deadline.passed() ? step(bound) : std::nullopt;
 
+    if (message->cancels)
+        throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled while %1").arg(m_activity));
     const QString event = message->value(QLatin1String("method")).toString();
     if (event.isEmpty())
         return message;
-    if (event == QLatin1String(cancelEvent))
-        throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled while %1").arg(m_activity));
     if (const auto handler = m_handlers.constFind(event); handler != m_handlers.constEnd())
         handler.value()(message->value(QLatin1String("params")).toObject(),
                         message->value(QLatin1String("sessionId")).toString());

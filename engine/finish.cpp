@@ -8,18 +8,28 @@
 #include <QFile>
 #include <QLibrary>
 
+using namespace Qt::StringLiterals;
+
 namespace
 {
+
+/// As the C library's loader puts it.
+bool isLackOfMemory(const QString &why)
+{
+    return why.contains("failed to map segment"_L1) ||
+           why.contains("cannot allocate memory"_L1, Qt::CaseInsensitive);
+}
 
 EditPdf loadedEdits()
 {
     const std::string executable = QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString();
     QLibrary module(QFile::decodeName(pdfModuleOf(executable).c_str()));
     const auto edit = reinterpret_cast<EditPdf>(module.resolve(editPdfName));
-    if (!edit)
-        throw Failure(ExitCode::Crashed,
-                      QStringLiteral("the installation is incomplete: %1").arg(module.errorString()));
-    return edit;
+    if (edit)
+        return edit;
+    const QString why = module.errorString();
+    throw Failure(ExitCode::Crashed, isLackOfMemory(why) ? u"there is too little memory: %1"_s.arg(why)
+                                                         : u"the installation is incomplete: %1"_s.arg(why));
 }
 
 EditPdf pdfEdits()

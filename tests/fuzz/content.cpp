@@ -122,10 +122,26 @@ bool isSound(const std::string &content)
     class Objects : public QPDFObjectHandle::ParserCallbacks
     {
     public:
-        void handleObject(QPDFObjectHandle object) override { areSound = areSound && !holdsOperator(object); }
-        void handleEOF() override {}
+        void handleObject(QPDFObjectHandle object) override
+        {
+            if (object.isOperator())
+                noteOperator(object.getOperatorValue());
+            else
+                areSound = areSound && !holdsOperator(object);
+        }
+        void handleEOF() override { areSound = areSound && !m_inDictionary; }
 
         bool areSound = true;
+
+    private:
+        /// Between those that begin an image and its data are no others.
+        void noteOperator(const std::string &name)
+        {
+            areSound = areSound && m_inDictionary == (name == "ID");
+            m_inDictionary = name == "BI";
+        }
+
+        bool m_inDictionary = false;
     };
     QPDF pdf;
     pdf.setSuppressWarnings(true);

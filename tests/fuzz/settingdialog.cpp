@@ -11,6 +11,12 @@
 
 // An input is the content of a settings file, which the dialog shows and saves.
 
+/// The font library keeps its patterns until the end.
+extern "C" const char *__lsan_default_suppressions() // NOLINT(bugprone-reserved-identifier)
+{
+    return "leak:libfontconfig";
+}
+
 namespace
 {
 

@@ -49,7 +49,7 @@ Preparation::Findings findingsIn(const QList<FrameResult> &results)
         findings.changed = says("loading") || says("animated") || findings.changed;
         findings.animated = says("animated") || findings.animated;
         findings.watchesScrolling = says("watchesScrolling") || findings.watchesScrolling;
-        findings.awaitsWorker = says("awaitsWorker") || findings.awaitsWorker;
+        findings.awaitsWork = says("awaitsWork") || findings.awaitsWork;
         findings.livesOn = says("livesOn") || findings.livesOn;
         findings.hasScripts = says("hasScripts") || findings.hasScripts;
     }

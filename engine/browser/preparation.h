@@ -19,8 +19,8 @@ public:
         bool changed = false; ///< something has been set going
         bool animated = false;
         bool watchesScrolling = false;
-        bool awaitsWorker = false;
-        bool livesOn = false; ///< something may happen in it as its time passes
+        bool awaitsWork = false; ///< of a worker, or of the browser
+        bool livesOn = false;    ///< something may happen in it as its time passes
         bool hasScripts = false;
     };
 

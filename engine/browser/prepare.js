@@ -234,7 +234,7 @@
         sheets,
         unreadable: unreadable > 0,
         watchesScrolling: Boolean(globalThis.watchesScrolling),
-        awaitsWorker: (globalThis.awaitedWorkers ?? 0) > 0,
+        awaitsWork: (globalThis.awaitedWork ?? 0) > 0,
         livesOn: Boolean(document.querySelector(lively)),
         hasScripts: document.scripts.length > 0,
     };

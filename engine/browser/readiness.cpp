@@ -20,8 +20,8 @@ constexpr auto preparingTime = 2s;
 constexpr std::chrono::milliseconds computingTime = 3s;
 /// After requests have ended: the time in which further ones are expected.
 constexpr auto quietTime = 100ms;
-/// How long workers are heard.
-constexpr auto workerTime = 3s;
+/// How long is waited for what goes on for the page elsewhere.
+constexpr auto workTime = 3s;
 /// How long a page may take to draw itself, where that is waited for.
 constexpr auto frameTime = 1s;
 /// In CSS pixels.
@@ -63,15 +63,16 @@ Readiness::Settled Readiness::settle(const Job &job)
         const QString document = m_events.document();
         const int before = m_events.count();
         const Preparation::Findings now = prepare(job);
-        if (rounds > 0 && !now.changed && !now.awaitsWorker && !cameLate)
+        const bool awaitsWork = now.awaitsWork && m_workEnds;
+        if (rounds > 0 && !now.changed && !awaitsWork && !cameLate)
             return Settled::WhenPrepared;
-        if (!now.changed && !now.livesOn && !m_events.hasSuccessor() && m_events.isIdle())
+        if (!now.changed && !now.livesOn && !awaitsWork && !m_events.hasSuccessor() && m_events.isIdle())
             return Settled::WhenPrepared;
         if (now.animated)
             awaitFrame();
         // Before any time is passed, because a worker that is starting would hold it up.
-        if (now.awaitsWorker)
-            awaitWorkers(job);
+        if (awaitsWork)
+            awaitWork(job);
         letTimePass(rounds == 0 ? pageTime : furtherPageTime);
         const int atEndOfTime = m_events.count();
         awaitRequests();
@@ -122,26 +123,32 @@ void Readiness::awaitRequests()
 {
     const auto quiet = [this] { return m_events.isQuiet(); };
     while (!quiet() && !m_bound.passed()) {
-        // With the page's time standing still, its requests would not be told of their ends.
-        m_time.pass(quietTime, PageTime::Requests::HoldTimeUp, Deadline::in(computingTime).earlier(m_bound),
-                    [&] { return !m_events.isLoaded() || quiet(); });
-        if (!quiet())
+        const auto noMore = [&] { return !m_events.isLoaded() || quiet(); };
+        const bool passed = m_time.pass(quietTime, PageTime::Requests::HoldTimeUp,
+                                        Deadline::in(quietTime).earlier(m_bound), noMore);
+        // With the page's time standing still, its requests would not be told of their ends, nor would
+        // anything else in it go on. While there are any, that time keeps to the real one.
+        if (!passed && !noMore())
+            m_time.pass(quietTime, PageTime::Requests::LetTimePass,
+                        Deadline::in(computingTime).earlier(m_bound), noMore);
+        else if (!quiet())
             m_session.waitUntil(quiet, Deadline::in(quietTime).earlier(m_bound));
         if (quiet())
             m_session.waitUntil([&] { return !quiet(); }, Deadline::in(quietTime).earlier(m_bound));
     }
 }
 
-/// Workers have a time of their own, which does not pass any faster.
-void Readiness::awaitWorkers(const Job &job)
+/// Workers and the browser have a time of their own, which does not pass any faster.
+void Readiness::awaitWork(const Job &job)
 {
-    const Deadline bound = Deadline::in(workerTime).earlier(m_bound);
+    const Deadline bound = Deadline::in(workTime).earlier(m_bound);
     while (!bound.passed()) {
         m_time.flow(flowInterval);
         m_session.waitUntil([] { return false; }, Deadline::in(flowInterval));
-        if (!prepare(job).awaitsWorker)
+        if (!prepare(job).awaitsWork)
             return;
     }
+    m_workEnds = false;
 }
 
 /// Waits until the page has been drawn anew, which is when it learns what is in view and what has been

@@ -27,7 +27,7 @@ private:
     Preparation::Findings prepare(const Job &job);
     void letTimePass(std::chrono::milliseconds duration);
     void awaitRequests();
-    void awaitWorkers(const Job &job);
+    void awaitWork(const Job &job);
     void awaitFrame();
     void showWhole();
 
@@ -37,4 +37,5 @@ private:
     PageTime &m_time;
     Preparation &m_preparation;
     Deadline m_bound = Deadline::in({});
+    bool m_workEnds = true; ///< what the page awaits from elsewhere
 };

@@ -1,5 +1,6 @@
 #include "tests/support/engine.h"
 #include "tests/support/pictures.h"
+#include "tests/support/silentserver.h"
 #include "tests/support/webserver.h"
 
 #include <QTest>
@@ -25,6 +26,9 @@ class ConvertScriptTest : public QObject
 private slots:
     void whatTimeBrings_data();
     void whatTimeBrings();
+    void whatTheBrowserDoesForThePage_data();
+    void whatTheBrowserDoesForThePage();
+    void whatIsDoneWhileARequestLasts();
     void dialogsAreDismissed_data();
     void dialogsAreDismissed();
     void pagesThatGoOnForEverArePrintedAsTheyAre();
@@ -105,6 +109,71 @@ void ConvertScriptTest::whatTimeBrings()
     const Conversion conversion = m_engine.convertText(html);
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(), text);
+}
+
+void ConvertScriptTest::whatTheBrowserDoesForThePage_data()
+{
+    QTest::addColumn<QByteArray>("work");
+    const auto row = [](const char *name, const QByteArray &work) { QTest::newRow(name) << work; };
+    row("a database", "const o=indexedDB.open('x',1);await new Promise(d=>{o.onsuccess=d;"
+                      "o.onupgradeneeded=()=>o.result.createObjectStore('s')});"
+                      "for(let i=0;i<9;++i){const t=o.result.transaction('s','readwrite');"
+                      "t.objectStore('s').put(i,i);await new Promise(d=>t.oncomplete=d)}");
+    row("a cache", "const c=await caches.open('x');for(let i=0;i<9;++i){"
+                   "await c.put('/'+i,new Response('y'));await(await c.match('/'+i)).text()}");
+    row("a file of its own",
+        "const f=await(await navigator.storage.getDirectory()).getFileHandle('f',{create:true});"
+        "const w=await f.createWritable();await w.write('x');await w.close();await(await "
+        "f.getFile()).text()");
+    row("a service worker",
+        "await navigator.serviceWorker.register('w.js');await navigator.serviceWorker.getRegistrations()");
+    row("a key from a password",
+        "const k=await crypto.subtle.importKey('raw',new Uint8Array(9),'PBKDF2',false,['deriveBits']);"
+        "await crypto.subtle.deriveBits({name:'PBKDF2',hash:'SHA-256',salt:new Uint8Array(9),"
+        "iterations:600000},k,256)");
+    row("a blob", "for(let i=0;i<9;++i)await new Blob(['x'.repeat(100000)]).text()");
+    row("a reader", "for(let i=0;i<9;++i){const r=new FileReader;r.readAsText(new Blob(['x']));"
+                    "await new Promise(d=>r.onload=d)}");
+    row("a packed stream", "await new Response(new Blob(['x'.repeat(1000000)]).stream()"
+                           ".pipeThrough(new CompressionStream('gzip'))).text()");
+    row("a lock", "for(let i=0;i<9;++i)await navigator.locks.request('x',()=>1)");
+    row("a picture of a canvas", "const c=document.createElement('canvas');c.width=c.height=2000;"
+                                 "await new Promise(d=>c.toBlob(d));await createImageBitmap(c)");
+    row("a program",
+        "for(let i=0;i<9;++i)await WebAssembly.instantiate(new Uint8Array([0,97,115,109,1,0,0,0]))");
+    row("sound", "await new OfflineAudioContext(1,441000,44100).startRendering()");
+    row("a timer, then a database", "await new Promise(d=>setTimeout(d,1000));await indexedDB.databases();"
+                                    "await new Promise(d=>setTimeout(d,500));await indexedDB.databases()");
+    row("what is refused", "await caches.open('x').then(c=>c.add('nowhere')).catch(()=>0);"
+                           "await navigator.mediaDevices.getUserMedia({video:true}).catch(()=>0)");
+}
+
+/// It takes real time, which a page's own does not stand for.
+void ConvertScriptTest::whatTheBrowserDoesForThePage()
+{
+    QFETCH(QByteArray, work);
+    const WebServer web({});
+    web.write(u"w.js"_s, "");
+    web.write(u"page.html"_s, "<!DOCTYPE html><p id=p>begin<script>(async()=>{" + work +
+                                  "})().then(()=>p.append(' built'),e=>p.append(' '+e))</script>");
+    const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"begin built"_s);
+}
+
+void ConvertScriptTest::whatIsDoneWhileARequestLasts()
+{
+    const WebServer web({});
+    const SilentServer silent;
+    web.write(u"page.html"_s,
+              "<!DOCTYPE html><p id=p>begin<script>const hold=new AbortController;fetch('" +
+                  silent.address().toLatin1() +
+                  "',{mode:'no-cors',signal:hold.signal}).catch(()=>0);(async()=>{"
+                  "for(let i=0;i<40;++i){await caches.open(i);await new Promise(d=>setTimeout(d,100))}"
+                  "p.append(' built');hold.abort()})()</script>");
+    const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"begin built"_s);
 }
 
 void ConvertScriptTest::dialogsAreDismissed_data()

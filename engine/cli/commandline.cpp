@@ -20,6 +20,13 @@ namespace
     throw Failure(ExitCode::BadArguments, message + QStringLiteral(" (see quirelle --help)"));
 }
 
+/// Throws if the text holds bytes that are none. `what` names it.
+void requireText(const QString &text, const QString &what)
+{
+    if (!text.isValidUtf16())
+        refuse(QStringLiteral("%1 is not text in UTF-8").arg(what));
+}
+
 /// The whole number that `value` spells out in decimal digits, within `low` … `high`.
 int wholeNumber(QLatin1String option, const QString &value, int low, int high)
 {
@@ -234,6 +241,8 @@ Request parseCommandLine(const QStringList &arguments)
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString &argument = arguments[i];
         if (optionsEnded || !argument.startsWith(QLatin1Char('-')) || argument == QLatin1String("-")) {
+            requireText(argument, QStringLiteral("\"%1\"").arg(
+                                      onOneLine(withoutCredentials(QString::fromUtf8(argument.toUtf8())))));
             positional += argument;
             continue;
         }
@@ -253,6 +262,7 @@ Request parseCommandLine(const QStringList &arguments)
             if (++i == arguments.size())
                 refuse(QStringLiteral("%1 lacks its value: %2").arg(argument, QLatin1String(option->help)));
             value = arguments[i];
+            requireText(value, QStringLiteral("the value of %1").arg(argument));
         }
         option->apply(job, nameOf(*option), value);
     }

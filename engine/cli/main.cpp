@@ -17,12 +17,21 @@
 namespace
 {
 
+/// An argument as text. Bytes that are none become half a character, which no text has.
+QString textOf(const char *argument)
+{
+    QString text = QString::fromLocal8Bit(argument);
+    if (text.toLocal8Bit() != argument)
+        text.replace(QChar(QChar::ReplacementCharacter), QChar(QChar::highSurrogate(0x10000)));
+    return text;
+}
+
 /// Takes the arguments over and blanks those that may hold a secret, so that no list of processes shows them.
 QStringList takeArguments(int argc, char *argv[])
 {
     QStringList arguments;
     for (int i = 1; i < argc; ++i)
-        arguments += QString::fromLocal8Bit(argv[i]);
+        arguments += textOf(argv[i]);
     const std::vector<bool> secrets = haveSecrets(arguments);
     for (size_t i = 0; i < secrets.size(); ++i) {
         if (secrets[i])

@@ -23,6 +23,8 @@ private slots:
     void helpAndVersion();
     void badArguments_data();
     void badArguments();
+    void namesThatAreNoText_data();
+    void namesThatAreNoText();
     void noBrowser_data();
     void noBrowser();
     void anIncompleteInstallation();
@@ -97,6 +99,28 @@ void ConvertFailureTest::badArguments()
     VERIFY_FAILED(conversion, 1);
     QVERIFY(!QFile::exists(conversion.output));
     QCOMPARE(m_engine->logLines().size(), 1);
+}
+
+void ConvertFailureTest::namesThatAreNoText_data()
+{
+    QTest::addColumn<QString>("arguments"); // of a shell
+    QTest::newRow("input") << uR"~("$(printf 'caf\351.html')" out.pdf)~"_s;
+    QTest::newRow("output") << uR"~(in.html "$(printf 'caf\351.pdf')")~"_s;
+    QTest::newRow("title") << uR"~(--title "$(printf 'caf\351')" in.html out.pdf)~"_s;
+}
+
+void ConvertFailureTest::namesThatAreNoText()
+{
+    QFETCH(QString, arguments);
+    m_engine->write(u"in.html"_s, "<p>x");
+    QProcess shell;
+    shell.setProcessEnvironment(m_engine->environment());
+    shell.setWorkingDirectory(m_engine->documents());
+    shell.start(u"sh"_s, {u"-c"_s, u"exec \"$0\" "_s + arguments, Engine::program()});
+    QVERIFY(shell.waitForFinished());
+    QCOMPARE(shell.exitCode(), 1);
+    QVERIFY(shell.readAllStandardError().contains(" is not text in UTF-8"));
+    QCOMPARE(QDir(m_engine->documents()).entryList(QDir::Files), QStringList{u"in.html"_s});
 }
 
 void ConvertFailureTest::noBrowser_data()

@@ -27,20 +27,10 @@
     };
     const awaitEvents = (target, types) => {
         const heard = begin();
-        for (const type of types) apply(addEventListener, target, [type, heard, { once: true }]);
+        for (let i = 0; i < types.length; ++i) apply(addEventListener, target, [types[i], heard, { once: true }]);
         return target;
     };
     const awaitPromise = (promise) => apply(promiseFinally, promise, [begin()]);
-    const awaitCallback = (parameters) => {
-        const position = parameters.findLastIndex((parameter) => typeof parameter === 'function');
-        if (position < 0) return;
-        const callback = parameters[position];
-        const heard = begin();
-        parameters[position] = function (...results) {
-            heard();
-            return apply(callback, this, results);
-        };
-    };
     const replace = (owner, names, by) => {
         for (const name of names) {
             const method = owner?.[name];
@@ -53,10 +43,21 @@
     const awaitEnds = (owner, types, ...names) => replace(owner, names, (method, name) => ({
         [name](...parameters) { return awaitEvents(apply(method, this, parameters) ?? this, types); },
     })[name]);
+    // The last function among the parameters is called in the end.
     const awaitCalls = (owner, ...names) => replace(owner, names, (method, name) => ({
         [name](...parameters) {
-            awaitCallback(parameters);
-            return apply(method, this, parameters);
+            let last = parameters.length - 1;
+            while (last >= 0 && typeof parameters[last] !== 'function') --last;
+            const callback = parameters[last];
+            if (!callback) return apply(method, this, parameters);
+            let heard;
+            parameters[last] = function (...results) {
+                heard();
+                return apply(callback, this, results);
+            };
+            const result = apply(method, this, parameters);
+            heard = begin();
+            return result;
         },
     })[name]);
     const {

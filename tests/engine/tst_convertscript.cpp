@@ -154,6 +154,7 @@ void ConvertScriptTest::whatTheBrowserDoesForThePage()
     QFETCH(QByteArray, work);
     const WebServer web({});
     web.write(u"w.js"_s, "");
+    web.write(u"i.svg"_s, "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>");
     web.write(u"page.html"_s, "<!DOCTYPE html><p id=p>begin<script>(async()=>{" + work +
                                   "})().then(()=>p.append(' built'),e=>p.append(' '+e))</script>");
     const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));

@@ -417,6 +417,10 @@ int runServer(int listening, const std::string &executable, int idleSeconds)
     for (const int descriptor : {listening, wakeEnds[0], wakeEnds[1]})
         ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
     std::signal(SIGTERM, stop);
+    // It has been held up since before this program began.
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
 #ifdef __linux__
     // What lists of processes call it, besides what its arguments say.
     ::prctl(PR_SET_NAME, serverName);

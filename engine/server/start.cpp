@@ -79,9 +79,11 @@ void closeFrom(int first)
     [[maybe_unused]] const int changed = ::chdir("/");
     for (const int number : {SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE, SIGCHLD})
         ::signal(number, SIG_DFL);
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    // The request to end waits until the server can take it and leave nothing.
+    sigset_t ending;
+    ::sigemptyset(&ending);
+    ::sigaddset(&ending, SIGTERM);
+    ::sigprocmask(SIG_SETMASK, &ending, nullptr);
     char name[sizeof(serverName)];
     std::char_traits<char>::copy(name, serverName, sizeof(serverName));
     char *arguments[] = {name, nullptr};

@@ -242,6 +242,7 @@ private slots:
     void aRuntimeFolderThatIsOfNoUse_data();
     void aRuntimeFolderThatIsOfNoUse();
 
+    void endedAtItsBeginning();
     void manyEnginesAtOnce();
     void manyEnginesAtItsEnd();
 
@@ -1120,6 +1121,23 @@ void ServerTest::manyEnginesAtOnce()
         QCOMPARE(conversion.pdf().text(), u"one of many"_s);
     }
     QCOMPARE(m_engine->servers().size(), 1);
+}
+
+void ServerTest::endedAtItsBeginning()
+{
+    const QString page = m_engine->write(u"page.html"_s, "<p>x");
+    for (int round = 0; round < 10; ++round) {
+        const QString output = m_engine->freshOutput();
+        const auto engine = m_engine->start({page, output});
+        while (m_engine->servers().isEmpty())
+            QVERIFY(engine->state() != QProcess::NotRunning);
+        const ProcessInfo server = m_engine->servers().value(0);
+        ::kill(static_cast<pid_t>(server.id), SIGTERM);
+        QVERIFY(engine->waitForFinished(20000));
+        QCOMPARE(engine->exitCode(), 0);
+        QVERIFY(waitUntil([&] { return m_engine->servers().isEmpty(); }));
+        QVERIFY(QDir(m_engine->runtimeFolder()).isEmpty());
+    }
 }
 
 void ServerTest::manyEnginesAtItsEnd()

@@ -148,7 +148,8 @@ void Readiness::awaitWork(const Job &job)
         if (!prepare(job).awaitsWork)
             return;
     }
-    m_workEnds = false;
+    // It may be waiting for the answer to a request.
+    m_workEnds = !m_events.isQuiet();
 }
 
 /// Waits until the page has been drawn anew, which is when it learns what is in view and what has been

@@ -29,6 +29,7 @@ private slots:
     void whatTheBrowserDoesForThePage_data();
     void whatTheBrowserDoesForThePage();
     void whatIsDoneWhileARequestLasts();
+    void whatIsDoneAfterASlowAnswer();
     void dialogsAreDismissed_data();
     void dialogsAreDismissed();
     void pagesThatGoOnForEverArePrintedAsTheyAre();
@@ -172,6 +173,19 @@ void ConvertScriptTest::whatIsDoneWhileARequestLasts()
                   "',{mode:'no-cors',signal:hold.signal}).catch(()=>0);(async()=>{"
                   "for(let i=0;i<40;++i){await caches.open(i);await new Promise(d=>setTimeout(d,100))}"
                   "p.append(' built');hold.abort()})()</script>");
+    const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"begin built"_s);
+}
+
+void ConvertScriptTest::whatIsDoneAfterASlowAnswer()
+{
+    const WebServer web("location /slow/ { limit_rate 1000; }");
+    web.write(u"slow/data.json"_s, QByteArray(5000, ' ') + "1");
+    web.write(u"page.html"_s,
+              "<!DOCTYPE html><p id=p>begin<script>(async()=>{await(await fetch('slow/data.json')).json();"
+              "for(let i=0;i<9;++i)await caches.open(i);for(let i=0;i<9;++i)await indexedDB.databases();"
+              "p.append(' built')})()</script>");
     const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(), u"begin built"_s);

@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -72,12 +73,12 @@ int main(int argc, char *argv[])
         printf("%lld\n", static_cast<long long>(timer.elapsed()));
         QApplication::exit(allSucceeded(table) ? 0 : 1);
     });
-    QMetaObject::invokeMethod(
-        &start,
-        [&] {
-            timer.start();
-            start.click();
-        },
-        Qt::QueuedConnection);
+    QTimer begin;
+    begin.setSingleShot(true);
+    QObject::connect(&begin, &QTimer::timeout, &start, [&] {
+        timer.start();
+        start.click();
+    });
+    begin.start(0);
     return QApplication::exec();
 }

@@ -1,4 +1,9 @@
 // Before any script of the page, in the engine's world: hears what notice.js says.
 document.addEventListener('quirelle-observe', () => { globalThis.watchesScrolling = true; });
-document.addEventListener('quirelle-await', () => { globalThis.awaitedWork = (globalThis.awaitedWork ?? 0) + 1; });
-document.addEventListener('quirelle-heard', () => { --globalThis.awaitedWork; });
+// How much work for the page is under way elsewhere, and how much it has heard the end of.
+globalThis.awaitedWork = globalThis.heardWork = 0;
+document.addEventListener('quirelle-await', () => { ++globalThis.awaitedWork; });
+document.addEventListener('quirelle-heard', () => {
+    --globalThis.awaitedWork;
+    ++globalThis.heardWork;
+});

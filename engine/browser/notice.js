@@ -14,7 +14,7 @@
     // What goes on elsewhere in the browser takes real time, which the page's own does not stand for: the page is
     // complete once it has heard of it, and has done what follows.
     const { setTimeout, clearTimeout, performance } = globalThis;
-    const { apply } = Reflect;
+    const { apply, construct } = Reflect;
     const { addEventListener } = EventTarget.prototype;
     const promiseFinally = Promise.prototype.finally;
     const begin = () => {
@@ -27,7 +27,7 @@
     };
     const awaitEvents = (target, types) => {
         const heard = begin();
-        for (let i = 0; i < types.length; ++i) apply(addEventListener, target, [types[i], heard, { once: true }]);
+        for (const type of types) apply(addEventListener, target, [type, heard, { once: true }]);
         return target;
     };
     const awaitPromise = (promise) => apply(promiseFinally, promise, [begin()]);
@@ -90,30 +90,48 @@
     awaitResults(Permissions?.prototype, 'query');
     awaitResults(MediaDevices?.prototype, 'enumerateDevices', 'getUserMedia');
 
-    // A worker that has been started, or sent something, is heard as well.
-    const { Worker } = globalThis;
-    const { postMessage } = Worker.prototype;
-    const awaited = new WeakSet();
-    const awaitFrom = (worker) => {
-        if (awaited.has(worker)) return;
-        awaited.add(worker);
-        say('quirelle-await');
-        const heard = () => {
-            if (awaited.delete(worker)) say('quirelle-heard');
+    // So is a worker or a server that has been called, or sent something.
+    const awaited = new WeakMap();
+    const awaitFrom = (source) => {
+        if (!awaited.get(source)) awaited.set(source, begin());
+    };
+    const listenTo = (source) => {
+        // Before any listener of the page, which may send the next.
+        const hear = () => {
+            awaited.get(source)?.();
+            awaited.delete(source);
         };
-        worker.addEventListener('message', () => setTimeout(heard), { once: true });
-        worker.addEventListener('error', heard, { once: true });
+        for (const type of ['message', 'error', 'close']) apply(addEventListener, source, [type, hear]);
+        awaitFrom(source);
     };
-    globalThis.Worker = class extends Worker {
-        constructor(...parameters) {
-            super(...parameters);
-            awaitFrom(this);
-        }
-        postMessage(...parameters) {
-            awaitFrom(this);
-            return postMessage.apply(this, parameters);
-        }
+    const awaitAnswers = (owner, name, mayAnswer) => replace(owner, [name], (method) => ({
+        [name](...parameters) {
+            if (mayAnswer(this)) awaitFrom(this);
+            return apply(method, this, parameters);
+        },
+    })[name]);
+    const awaitFirst = (name, channelOf) => {
+        const Source = globalThis[name];
+        if (!Source) return;
+        globalThis[name] = new Proxy(Source, {
+            construct(target, parameters, newTarget) {
+                const source = construct(target, parameters, newTarget);
+                listenTo(channelOf(source));
+                return source;
+            },
+        });
+        Source.prototype.constructor = globalThis[name];
     };
+    const shared = new WeakSet();
+    const sharedPort = ({ port }) => {
+        shared.add(port);
+        return port;
+    };
+    for (const name of ['Worker', 'WebSocket', 'EventSource']) awaitFirst(name, (source) => source);
+    awaitFirst('SharedWorker', sharedPort);
+    awaitAnswers(globalThis.Worker?.prototype, 'postMessage', () => true);
+    awaitAnswers(globalThis.WebSocket?.prototype, 'send', () => true);
+    awaitAnswers(MessagePort.prototype, 'postMessage', (port) => shared.has(port));
 
     // A shadow tree that is closed to the page's other scripts is open to the engine.
     const { attachShadow } = Element.prototype;

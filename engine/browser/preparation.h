@@ -20,6 +20,7 @@ public:
         bool animated = false;
         bool watchesScrolling = false;
         bool awaitsWork = false; ///< of a worker, or of the browser
+        int heardWork = 0;       ///< how often it has heard of such work so far
         bool livesOn = false;    ///< something may happen in it as its time passes
         bool hasScripts = false;
     };

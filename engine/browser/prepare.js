@@ -234,7 +234,8 @@
         sheets,
         unreadable: unreadable > 0,
         watchesScrolling: Boolean(globalThis.watchesScrolling),
-        awaitsWork: (globalThis.awaitedWork ?? 0) > 0,
+        awaitsWork: globalThis.awaitedWork > 0,
+        heardWork: globalThis.heardWork ?? 0,
         livesOn: Boolean(document.querySelector(lively)),
         hasScripts: document.scripts.length > 0,
     };

@@ -59,11 +59,14 @@ Readiness::Settled Readiness::settle(const Job &job)
     // ever is not followed for ever.
     int rounds = 0;
     bool cameLate = false;
+    int heardWork = 0;
     while (rounds < mostRounds && !m_bound.passed()) {
         const QString document = m_events.document();
         const int before = m_events.count();
         const Preparation::Findings now = prepare(job);
         const bool awaitsWork = now.awaitsWork && m_workEnds;
+        // Page time has run on while it was done.
+        cameLate = cameLate || now.heardWork != heardWork;
         if (rounds > 0 && !now.changed && !awaitsWork && !cameLate)
             return Settled::WhenPrepared;
         if (!now.changed && !now.livesOn && !awaitsWork && !m_events.hasSuccessor() && m_events.isIdle())
@@ -71,8 +74,7 @@ Readiness::Settled Readiness::settle(const Job &job)
         if (now.animated)
             awaitFrame();
         // Before any time is passed, because a worker that is starting would hold it up.
-        if (awaitsWork)
-            awaitWork(job);
+        heardWork = awaitsWork ? awaitWork(job).heardWork : now.heardWork;
         letTimePass(rounds == 0 ? pageTime : furtherPageTime);
         const int atEndOfTime = m_events.count();
         awaitRequests();
@@ -139,17 +141,20 @@ void Readiness::awaitRequests()
 }
 
 /// Workers and the browser have a time of their own, which does not pass any faster.
-void Readiness::awaitWork(const Job &job)
+Preparation::Findings Readiness::awaitWork(const Job &job)
 {
     const Deadline bound = Deadline::in(workTime).earlier(m_bound);
+    Preparation::Findings now;
     while (!bound.passed()) {
         m_time.flow(flowInterval);
         m_session.waitUntil([] { return false; }, Deadline::in(flowInterval));
-        if (!prepare(job).awaitsWork)
-            return;
+        now = prepare(job);
+        if (!now.awaitsWork)
+            return now;
     }
     // It may be waiting for the answer to a request.
     m_workEnds = !m_events.isQuiet();
+    return now;
 }
 
 /// Waits until the page has been drawn anew, which is when it learns what is in view and what has been

@@ -27,7 +27,7 @@ private:
     Preparation::Findings prepare(const Job &job);
     void letTimePass(std::chrono::milliseconds duration);
     void awaitRequests();
-    void awaitWork(const Job &job);
+    Preparation::Findings awaitWork(const Job &job);
     void awaitFrame();
     void showWhole();
 

@@ -3,7 +3,10 @@
 #include "tests/support/silentserver.h"
 #include "tests/support/webserver.h"
 
+#include <QCryptographicHash>
+#include <QRegularExpression>
 #include <QTest>
+#include <QUrl>
 
 using namespace Qt::StringLiterals;
 
@@ -30,6 +33,8 @@ private slots:
     void whatTheBrowserDoesForThePage();
     void whatIsDoneWhileARequestLasts();
     void whatIsDoneAfterASlowAnswer();
+    void whatServersPush_data();
+    void whatServersPush();
     void dialogsAreDismissed_data();
     void dialogsAreDismissed();
     void pagesThatGoOnForEverArePrintedAsTheyAre();
@@ -145,6 +150,8 @@ void ConvertScriptTest::whatTheBrowserDoesForThePage_data()
     row("sound", "await new OfflineAudioContext(1,441000,44100).startRendering()");
     row("a timer, then a database", "await new Promise(d=>setTimeout(d,1000));await indexedDB.databases();"
                                     "await new Promise(d=>setTimeout(d,500));await indexedDB.databases()");
+    row("a shared worker", "const w=new SharedWorker('s.js');w.port.start();for(let i=0;i<3;++i){"
+                           "w.port.postMessage(1);await new Promise(d=>w.port.onmessage=d)}");
     row("what is refused", "await caches.open('x').then(c=>c.add('nowhere')).catch(()=>0);"
                            "await navigator.mediaDevices.getUserMedia({video:true}).catch(()=>0)");
 }
@@ -155,6 +162,8 @@ void ConvertScriptTest::whatTheBrowserDoesForThePage()
     QFETCH(QByteArray, work);
     const WebServer web({});
     web.write(u"w.js"_s, "");
+    web.write(u"s.js"_s,
+              "onconnect=e=>{const p=e.ports[0];p.onmessage=()=>setTimeout(()=>p.postMessage(1),200)}");
     web.write(u"i.svg"_s, "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>");
     web.write(u"page.html"_s, "<!DOCTYPE html><p id=p>begin<script>(async()=>{" + work +
                                   "})().then(()=>p.append(' built'),e=>p.append(' '+e))</script>");
@@ -189,6 +198,50 @@ void ConvertScriptTest::whatIsDoneAfterASlowAnswer()
     const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(), u"begin built"_s);
+}
+
+void ConvertScriptTest::whatServersPush_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<QByteArray>("push");
+    QTest::newRow("events") << QByteArray("new EventSource('http://%1/').onmessage=e=>p.append(e.data)")
+                            << QByteArray("data: built\n\n");
+    // One frame of text (RFC 6455, 5.2).
+    QTest::newRow("a web socket") << QByteArray("new WebSocket('ws://%1/').onmessage=e=>p.append(e.data)")
+                                  << QByteArray("\x81\x05"
+                                                "built");
+}
+
+void ConvertScriptTest::whatServersPush()
+{
+    QFETCH(QByteArray, script);
+    QFETCH(QByteArray, push);
+    SilentServer server;
+    const QByteArray host = QUrl(server.address()).authority().toLatin1();
+    const QString page = m_engine.write(u"page.html"_s, "<!DOCTYPE html><p id=p><script>" +
+                                                            script.replace("%1", host) + "</script>");
+    const QString output = m_engine.freshOutput();
+    const auto engine = m_engine.start({page, output});
+    const QByteArray request = server.awaitRequest();
+    QVERIFY(!request.isNull());
+    QTest::qWait(300);
+    const QRegularExpressionMatch key =
+        QRegularExpression(u"Sec-WebSocket-Key: *(\\S+)"_s).match(QString::fromLatin1(request));
+    if (key.hasMatch()) {
+        const QByteArray accept = QCryptographicHash::hash(
+            key.captured(1).toLatin1() + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11", QCryptographicHash::Sha1);
+        server.answer("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                      "Sec-WebSocket-Accept: " +
+                      accept.toBase64() + "\r\n\r\n");
+    } else {
+        server.answer("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"
+                      "Access-Control-Allow-Origin: *\r\n\r\n");
+    }
+    QTest::qWait(300);
+    server.answer(push);
+    QVERIFY(engine->waitForFinished(30000));
+    QCOMPARE(engine->exitCode(), 0);
+    QCOMPARE(PdfFile(output).text(), u"built"_s);
 }
 
 void ConvertScriptTest::dialogsAreDismissed_data()

@@ -29,9 +29,9 @@ void MemoryTest::processesMayEndWhileTheyAreLookedAt()
         MemoryWatch watch{::getpid(), 1};
         WatchedJob job{watch};
     };
-    std::vector<std::unique_ptr<Watched>> watched;
-    for (int i = 0; i < 40; ++i)
-        watched.push_back(std::make_unique<Watched>());
+    std::vector<std::unique_ptr<Watched>> watched(40);
+    for (std::unique_ptr<Watched> &one : watched)
+        one = std::make_unique<Watched>();
     // Some hundred looks at processes of which each lives for about a millisecond.
     QTest::qWait(3000);
     for (const auto &one : watched)

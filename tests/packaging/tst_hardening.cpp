@@ -54,9 +54,9 @@ void HardeningTest::everySourceHasTheFlags()
         QJsonDocument::fromJson(contentOf(QStringLiteral(QUIRELLE_BUILD "/compile_commands.json"))).array();
     if (commands.isEmpty())
         QSKIP("the build keeps no commands");
-    for (const QJsonValue &entry : commands) {
-        const QString source = entry[u"file"_s].toString();
-        const QByteArrayList words = entry[u"command"_s].toString().toUtf8().split(' ');
+    for (const auto &entry : commands) {
+        const QString source = entry.toObject()[u"file"_s].toString();
+        const QByteArrayList words = entry.toObject()[u"command"_s].toString().toUtf8().split(' ');
         for (const QByteArray &flag : flags)
             QVERIFY2(words.contains(flag), qPrintable(source + u" lacks "_s + QLatin1String(flag)));
     }

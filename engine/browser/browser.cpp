@@ -7,6 +7,8 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -61,6 +63,9 @@ Failure Browser::explained(const Failure &failure) const
     }
     if (lines.last().isEmpty())
         return failure;
+    // What has ended it may be followed by what its other processes say of that.
+    constexpr qsizetype mostLines = 3;
+    const QByteArray reasons = lines.mid(std::max<qsizetype>(lines.size() - mostLines, 0)).join("; ");
     return {ExitCode::NoBrowser,
-            QStringLiteral("%1: %2").arg(failure.message(), QString::fromLocal8Bit(lines.last()))};
+            QStringLiteral("%1: %2").arg(failure.message(), QString::fromLocal8Bit(reasons))};
 }

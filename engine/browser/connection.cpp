@@ -25,6 +25,9 @@ namespace
 
 constexpr qsizetype keptErrorBytes = 4096;
 constexpr qsizetype longestLogged = 400;
+/// How long the next last words are waited for, in milliseconds.
+constexpr int lastWordsTime = 50;
+constexpr int mostLastReads = 20;
 
 void makeNonBlocking(int descriptor)
 {
@@ -258,10 +261,16 @@ void Connection::read()
             next = stop + 1;
         }
     }
-    // What the browser wrote just before it ended may say why.
-    const ssize_t count = errorsOpen ? ::read(m_errors, buffer.data(), buffer.size()) : 0;
-    if (count > 0)
+    // What the browser wrote just before it ended may say why. One that cannot start may have been started by
+    // a shell, which has the last word.
+    pollfd errors{m_errors, POLLIN, 0};
+    const int patience = m_heardOf ? 0 : lastWordsTime;
+    for (int reads = 0; errorsOpen && reads<mostLastReads && ::poll(&errors, 1, patience)> 0; ++reads) {
+        const ssize_t count = ::read(m_errors, buffer.data(), buffer.size());
+        if (count <= 0)
+            break;
         keepErrors(buffer.data(), static_cast<size_t>(count));
+    }
 
     const std::lock_guard lock(m_mutex);
     m_ended = true;

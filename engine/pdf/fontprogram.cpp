@@ -103,7 +103,7 @@ QPDFObjectHandle entry(QPDFObjectHandle holder, const char *key)
 }
 
 /// The fonts that a composite font, of those with glyph numbers for characters, is made of.
-std::vector<QPDFObjectHandle> descendantsOf(QPDFObjectHandle font)
+std::vector<QPDFObjectHandle> descendantsOf(const QPDFObjectHandle &font)
 {
     QPDFObjectHandle fonts = entry(font, "/DescendantFonts");
     return fonts.isArray() ? fonts.getArrayAsVector() : std::vector<QPDFObjectHandle>();
@@ -137,7 +137,7 @@ void trimFonts(QPDF &pdf)
         if (!fonts.isDictionary())
             continue;
         for (const auto &[name, font] : fonts.ditems()) {
-            for (QPDFObjectHandle descendant : descendantsOf(font)) {
+            for (const QPDFObjectHandle &descendant : descendantsOf(font)) {
                 QPDFObjectHandle program = entry(entry(descendant, "/FontDescriptor"), "/FontFile2");
                 if (program.isStream() && seen.insert(program.getObjGen()).second && hasPlainFilters(program))
                     trimProgram(program);

@@ -26,7 +26,7 @@ namespace
 constexpr qsizetype keptErrorBytes = 4096;
 constexpr qsizetype longestLogged = 400;
 /// How long the next last words are waited for, in milliseconds.
-constexpr int lastWordsTime = 50;
+constexpr int lastWordsTime = 200;
 constexpr int mostLastReads = 20;
 
 void makeNonBlocking(int descriptor)
@@ -222,6 +222,7 @@ void Connection::read()
     QByteArray message;
     bool passingOver = false;
     bool errorsOpen = true;
+    bool hasEnded = false;
     for (;;) {
         std::array<pollfd, 3> sources{{{m_fromBrowser, POLLIN, 0},
                                        {m_wakeReader[0], POLLIN, 0},
@@ -229,7 +230,7 @@ void Connection::read()
         if (::poll(sources.data(), sources.size(), -1) < 0 && errno != EINTR)
             break;
         if (sources[1].revents != 0)
-            break;
+            break; // nobody asks any more
         if (sources[2].revents != 0) {
             const ssize_t count = ::read(m_errors, buffer.data(), buffer.size());
             if (count > 0)
@@ -242,8 +243,10 @@ void Connection::read()
         const ssize_t count = ::read(m_fromBrowser, buffer.data(), buffer.size());
         if (count < 0 && (errno == EAGAIN || errno == EINTR))
             continue;
-        if (count <= 0)
+        if (count <= 0) {
+            hasEnded = true;
             break;
+        }
         const char *next = buffer.data();
         const char *end = next + count;
         while (next < end) {
@@ -264,8 +267,10 @@ void Connection::read()
     // What the browser wrote just before it ended may say why. One that cannot start may have been started by
     // a shell, which has the last word.
     pollfd errors{m_errors, POLLIN, 0};
-    const int patience = m_heardOf ? 0 : lastWordsTime;
-    for (int reads = 0; errorsOpen && reads<mostLastReads && ::poll(&errors, 1, patience)> 0; ++reads) {
+    const int patience = hasEnded && !m_heardOf ? lastWordsTime : 0;
+    for (int reads = 0; errorsOpen && reads < mostLastReads; ++reads) {
+        if (::poll(&errors, 1, patience) <= 0)
+            break;
         const ssize_t count = ::read(m_errors, buffer.data(), buffer.size());
         if (count <= 0)
             break;

@@ -164,7 +164,6 @@ void ConvertScriptTest::whatTheBrowserDoesForThePage()
     web.write(u"w.js"_s, "");
     web.write(u"s.js"_s,
               "onconnect=e=>{const p=e.ports[0];p.onmessage=()=>setTimeout(()=>p.postMessage(1),200)}");
-    web.write(u"i.svg"_s, "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>");
     web.write(u"page.html"_s, "<!DOCTYPE html><p id=p>begin<script>(async()=>{" + work +
                                   "})().then(()=>p.append(' built'),e=>p.append(' '+e))</script>");
     const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));

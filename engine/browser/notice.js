@@ -133,6 +133,19 @@
     awaitAnswers(globalThis.WebSocket?.prototype, 'send', () => true);
     awaitAnswers(MessagePort.prototype, 'postMessage', (port) => shared.has(port));
 
+    // These tell something, or go on, when the page is next drawn, which nothing else waits for.
+    const awaitDrawing = (owner, ...names) => replace(owner, names, (method, name) => ({
+        [name](...parameters) {
+            say('quirelle-draw');
+            return apply(method, this, parameters);
+        },
+    })[name]);
+    awaitDrawing(IntersectionObserver.prototype, 'observe');
+    awaitDrawing(ResizeObserver.prototype, 'observe');
+    awaitDrawing(Document.prototype, 'startViewTransition');
+    awaitDrawing(Element.prototype, 'scroll', 'scrollBy', 'scrollIntoView', 'scrollTo');
+    awaitDrawing(globalThis, 'scroll', 'scrollBy', 'scrollTo');
+
     // A shadow tree that is closed to the page's other scripts is open to the engine.
     const { attachShadow } = Element.prototype;
     const { defineProperty } = Object;
@@ -148,4 +161,13 @@
     const betweenFrames = 16; // milliseconds
     globalThis.requestAnimationFrame = (draw) => setTimeout(() => draw(performance.now()), betweenFrames);
     globalThis.cancelAnimationFrame = (id) => clearTimeout(id);
+    // So does what waits for the page to have nothing to do, which else it never has while its time passes at once.
+    // That time stands still meanwhile; who asks how much of it is left uses it up.
+    const idleTime = 50; // milliseconds
+    const forAsking = 0.05; // milliseconds
+    globalThis.requestIdleCallback = (work) => setTimeout(() => {
+        let left = idleTime;
+        work({ didTimeout: false, timeRemaining: () => (left = left > forAsking ? left - forAsking : 0) });
+    }, betweenFrames);
+    globalThis.cancelIdleCallback = (id) => clearTimeout(id);
 })();

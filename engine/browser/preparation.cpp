@@ -50,6 +50,7 @@ Preparation::Findings findingsIn(const QList<FrameResult> &results)
         findings.animated = says("animated") || findings.animated;
         findings.watchesScrolling = says("watchesScrolling") || findings.watchesScrolling;
         findings.awaitsWork = says("awaitsWork") || findings.awaitsWork;
+        findings.awaitedDrawings += result.value["awaitedDrawings"_L1].toInt();
         findings.heardWork += result.value["heardWork"_L1].toInt();
         findings.livesOn = says("livesOn") || findings.livesOn;
         findings.hasScripts = says("hasScripts") || findings.hasScripts;

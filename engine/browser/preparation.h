@@ -19,6 +19,7 @@ public:
         bool changed = false; ///< something has been set going
         bool animated = false;
         bool watchesScrolling = false;
+        int awaitedDrawings = 0; ///< how often it has begun what goes on when it is next drawn
         bool awaitsWork = false; ///< of a worker, or of the browser
         int heardWork = 0;       ///< how often it has heard of such work so far
         bool livesOn = false;    ///< something may happen in it as its time passes

@@ -234,6 +234,7 @@
         sheets,
         unreadable: unreadable > 0,
         watchesScrolling: Boolean(globalThis.watchesScrolling),
+        awaitedDrawings: globalThis.awaitedDrawings ?? 0,
         awaitsWork: globalThis.awaitedWork > 0,
         heardWork: globalThis.heardWork ?? 0,
         livesOn: Boolean(document.querySelector(lively)),

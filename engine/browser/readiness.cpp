@@ -4,6 +4,7 @@
 #include "engine/browser/waits.h"
 
 #include <algorithm>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -60,6 +61,8 @@ Readiness::Settled Readiness::settle(const Job &job)
     int rounds = 0;
     bool cameLate = false;
     int heardWork = 0;
+    int drawings = 0;
+    bool isShownWhole = false;
     while (rounds < mostRounds && !m_bound.passed()) {
         const QString document = m_events.document();
         const int before = m_events.count();
@@ -67,19 +70,21 @@ Readiness::Settled Readiness::settle(const Job &job)
         const bool awaitsWork = now.awaitsWork && m_workEnds;
         // Page time has run on while it was done.
         cameLate = cameLate || now.heardWork != heardWork;
-        if (rounds > 0 && !now.changed && !awaitsWork && !cameLate)
+        const bool awaitsDrawing = now.awaitedDrawings != drawings;
+        if (rounds > 0 && !now.changed && !awaitsWork && !cameLate && !awaitsDrawing)
             return Settled::WhenPrepared;
         if (!now.changed && !now.livesOn && !awaitsWork && !m_events.hasSuccessor() && m_events.isIdle())
             return Settled::WhenPrepared;
-        if (now.animated)
+        if (now.animated || awaitsDrawing)
             awaitFrame();
+        drawings = now.awaitedDrawings;
         // Before any time is passed, because a worker that is starting would hold it up.
         heardWork = awaitsWork ? awaitWork(job).heardWork : now.heardWork;
         letTimePass(rounds == 0 ? pageTime : furtherPageTime);
         const int atEndOfTime = m_events.count();
         awaitRequests();
         cameLate = m_events.count() != atEndOfTime;
-        if (rounds == 0 && now.watchesScrolling)
+        if (now.watchesScrolling && !std::exchange(isShownWhole, true))
             showWhole();
         if (!m_events.isLoaded())
             awaitLoadEvent(m_bound);

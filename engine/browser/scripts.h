@@ -6,11 +6,12 @@
 /// sheets}: `size` the paper as a CSS value or null, `orientation` "portrait", "landscape" or null,
 /// `background` and `images` booleans, `width` and `height` of the paper and `margin` for pages that set none
 /// in CSS pixels, `animationTime` in milliseconds, `sheets` texts of style sheets, or absent. Returns
-/// {loading, animated, textWidth, sheets, unreadable, watchesScrolling, awaitsWork, heardWork, livesOn,
-/// hasScripts}: whether this call has set anything loading or has ended an animation, how wide the text
-/// stands on paper in CSS pixels, `sheets` changed, and what is found: sheets that cannot be read, a page
-/// that watches what comes into view, that has not heard of what goes on for it elsewhere, how often it has,
-/// in which something may happen in time, that has scripts.
+/// {loading, animated, textWidth, sheets, unreadable, watchesScrolling, awaitedDrawings, awaitsWork,
+/// heardWork, livesOn, hasScripts}: whether this call has set anything loading or has ended an animation, how
+/// wide the text stands on paper in CSS pixels, `sheets` changed, and what is found: sheets that cannot be
+/// read, a page that watches what comes into view, how often it has begun what goes on when it is drawn, that
+/// has not heard of what goes on for it elsewhere, how often it has, in which something may happen in time,
+/// that has scripts.
 extern const char prepareScript[];
 
 /// enlarge.js, a function of {minimum, byBrowser}: the smallest text size wanted, and that which the browser

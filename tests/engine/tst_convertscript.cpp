@@ -70,6 +70,14 @@ void ConvertScriptTest::whatTimeBrings_data()
         "built')};requestAnimationFrame(f)",
         u"begin built"_s);
     row("an idle callback", "requestIdleCallback(()=>p.append(' built'))", u"begin built"_s);
+    row("an idle callback that begins late",
+        "setTimeout(()=>requestIdleCallback(()=>p.append(' built')),300)", u"begin built"_s);
+    row("idle callbacks that use their time",
+        "let n=0;const work=d=>{while(d.timeRemaining()>0&&n<3000)++n;"
+        "n<3000?requestIdleCallback(work):p.append(' built')};requestIdleCallback(work)",
+        u"begin built"_s);
+    row("an idle callback that is taken back",
+        "cancelIdleCallback(requestIdleCallback(()=>p.append(' built')))", u"begin"_s);
     row("a worker",
         "const w=new Worker(URL.createObjectURL(new Blob(['setTimeout(()=>postMessage(\"built\"),500)'])));"
         "w.onmessage=e=>p.append(' '+e.data)",
@@ -81,6 +89,21 @@ void ConvertScriptTest::whatTimeBrings_data()
     row("an observer of what is in view",
         "const d=document.createElement('div');d.style='height:100px';document.body.append(d);"
         "new IntersectionObserver(()=>p.append(' built')).observe(p)",
+        u"begin built"_s);
+    row("a late observer of what is in view",
+        "setTimeout(()=>new IntersectionObserver(()=>p.append(' built')).observe(p),200)", u"begin built"_s);
+    row("an observer of sizes", "new ResizeObserver((e,o)=>{o.disconnect();p.append(' built')}).observe(p)",
+        u"begin built"_s);
+    row("a late observer of sizes",
+        "setTimeout(()=>new ResizeObserver((e,o)=>{o.disconnect();p.append(' built')}).observe(p),200)",
+        u"begin built"_s);
+    row("an observer of sizes without an end",
+        "let n=0;new ResizeObserver(()=>{p.style.height=++n+'px';p.dataset.n=n}).observe(p)", u"begin"_s);
+    row("scrolling",
+        "document.body.style.height='5000px';onscroll=()=>{onscroll=null;p.append(' built')};"
+        "setTimeout(()=>scrollTo(0,500),200)",
+        u"begin built"_s);
+    row("a transition of views", "setTimeout(()=>document.startViewTransition(()=>p.append(' built')),200)",
         u"begin built"_s);
     row("an observer of changes",
         "new MutationObserver((m,o)=>{o.disconnect();p.append(' built')}).observe(p,{childList:true});"

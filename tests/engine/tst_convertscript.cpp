@@ -168,6 +168,10 @@ void ConvertScriptTest::whatTheBrowserDoesForThePage_data()
     row("a lock", "for(let i=0;i<9;++i)await navigator.locks.request('x',()=>1)");
     row("a picture of a canvas", "const c=document.createElement('canvas');c.width=c.height=2000;"
                                  "await new Promise(d=>c.toBlob(d));await createImageBitmap(c)");
+    row("a picture that may not be read",
+        "const i=new Image;i.src='http://localhost:'+location.port+'/i.svg';await i.decode();"
+        "const c=document.createElement('canvas');c.getContext('2d').drawImage(i,0,0);"
+        "let refused=false;try{c.toBlob(()=>0)}catch{refused=true}if(!refused)throw 'read'");
     row("a program",
         "for(let i=0;i<9;++i)await WebAssembly.instantiate(new Uint8Array([0,97,115,109,1,0,0,0]))");
     row("sound", "await new OfflineAudioContext(1,441000,44100).startRendering()");
@@ -185,6 +189,7 @@ void ConvertScriptTest::whatTheBrowserDoesForThePage()
     QFETCH(QByteArray, work);
     const WebServer web({});
     web.write(u"w.js"_s, "");
+    web.write(u"i.svg"_s, "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>");
     web.write(u"s.js"_s,
               "onconnect=e=>{const p=e.ports[0];p.onmessage=()=>setTimeout(()=>p.postMessage(1),200)}");
     web.write(u"page.html"_s, "<!DOCTYPE html><p id=p>begin<script>(async()=>{" + work +

@@ -27,8 +27,8 @@ constexpr const char *standingArguments[] = {
     "--disable-sync",
     // RenderDocument: each document gets a frame of its own in the same process, which is made, drawn and
     // thrown away twice for a single document.
-    "--disable-features=Translate,MediaRouter,OptimizationHints,DialMediaRouteProvider,HttpsUpgrades,"
-    "RenderDocument",
+    ("--disable-features=Translate,MediaRouter,OptimizationHints,DialMediaRouteProvider,HttpsUpgrades,"
+     "RenderDocument"),
     // On Linux the network's process has no sandbox that would be lost, and takes time to start.
     "--enable-features=NetworkServiceInProcess2",
     // It leaves nothing and asks nothing.

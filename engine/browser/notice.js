@@ -4,13 +4,6 @@
     const dispatch = document.dispatchEvent.bind(document);
     const say = (what) => dispatch(new Event(what));
 
-    // The page begins to watch what comes into view.
-    const { observe } = IntersectionObserver.prototype;
-    IntersectionObserver.prototype.observe = function (target) {
-        say('quirelle-observe');
-        return observe.call(this, target);
-    };
-
     // What goes on elsewhere in the browser takes real time, which the page's own does not stand for: the page is
     // complete once it has heard of it, and has done what follows.
     const { setTimeout, clearTimeout, performance } = globalThis;
@@ -134,17 +127,17 @@
     awaitAnswers(MessagePort.prototype, 'postMessage', (port) => shared.has(port));
 
     // These tell something, or go on, when the page is next drawn, which nothing else waits for.
-    const awaitDrawing = (owner, ...names) => replace(owner, names, (method, name) => ({
+    const announce = (what, owner, ...names) => replace(owner, names, (method, name) => ({
         [name](...parameters) {
-            say('quirelle-draw');
+            say(what);
             return apply(method, this, parameters);
         },
     })[name]);
-    awaitDrawing(IntersectionObserver.prototype, 'observe');
-    awaitDrawing(ResizeObserver.prototype, 'observe');
-    awaitDrawing(Document.prototype, 'startViewTransition');
-    awaitDrawing(Element.prototype, 'scroll', 'scrollBy', 'scrollIntoView', 'scrollTo');
-    awaitDrawing(globalThis, 'scroll', 'scrollBy', 'scrollTo');
+    announce('quirelle-observe', IntersectionObserver.prototype, 'observe');
+    announce('quirelle-draw', ResizeObserver.prototype, 'observe');
+    announce('quirelle-draw', Document.prototype, 'startViewTransition');
+    announce('quirelle-draw', Element.prototype, 'scroll', 'scrollBy', 'scrollIntoView', 'scrollTo');
+    announce('quirelle-draw', globalThis, 'scroll', 'scrollBy', 'scrollTo');
 
     // A shadow tree that is closed to the page's other scripts is open to the engine.
     const { attachShadow } = Element.prototype;

@@ -90,7 +90,11 @@ Readiness::Settled Readiness::settle(const Job &job)
             awaitLoadEvent(m_bound);
         if (!now.changed && !now.hasScripts && m_events.count() == before)
             return Settled::SincePrepared;
-        rounds = document == m_events.document() ? rounds + 1 : 0;
+        ++rounds;
+        if (document != m_events.document()) {
+            rounds = heardWork = drawings = 0;
+            isShownWhole = false;
+        }
     }
     return Settled::SincePrepared;
 }

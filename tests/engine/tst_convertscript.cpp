@@ -33,6 +33,7 @@ private slots:
     void whatTheBrowserDoesForThePage();
     void whatIsDoneWhileARequestLasts();
     void whatIsDoneAfterASlowAnswer();
+    void whatALaterDocumentWatches();
     void whatServersPush_data();
     void whatServersPush();
     void dialogsAreDismissed_data();
@@ -225,6 +226,20 @@ void ConvertScriptTest::whatIsDoneAfterASlowAnswer()
     const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(), u"begin built"_s);
+}
+
+/// What has been done for the document before does not count for it.
+void ConvertScriptTest::whatALaterDocumentWatches()
+{
+    const WebServer web({});
+    const QByteArray watch =
+        "<!DOCTYPE html><p id=p>begin<div id=d style='margin-top:9000px'>end</div><script>"
+        "new IntersectionObserver(e=>{if(e[0].isIntersecting)p.append(' built')}).observe(d)";
+    web.write(u"page.html"_s, watch + ";setTimeout(()=>location='later.html',4900)</script>");
+    web.write(u"later.html"_s, watch + "</script>");
+    const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().startsWith(u"begin built"_s));
 }
 
 void ConvertScriptTest::whatServersPush_data()

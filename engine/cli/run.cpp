@@ -1,15 +1,15 @@
 #include "engine/cli/run.h"
 
 #include "engine/cli/commandline.h"
+#include "engine/cli/help.h"
 #include "engine/cli/log.h"
 #include "engine/cli/progress.h"
 #include "engine/convert/convert.h"
 #include "engine/job/failure.h"
 
-#include <QElapsedTimer>
-
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <system_error>
 
 namespace
@@ -26,26 +26,26 @@ int report(const Failure &failure)
     return static_cast<int>(failure.code());
 }
 
-qsizetype convertShowingProgress(const Job &job)
+qsizetype convertShowingProgress(const Invocation &invocation, const Job &job)
 {
     Progress progress;
-    return convert(job, [&progress](const QString &activity) { progress.tell(activity); });
+    return convert(invocation, job, [&progress](const QString &activity) { progress.tell(activity); });
 }
 
-int runJob(const Job &job)
+int runJob(const Invocation &invocation, const Job &job)
 {
     const QString name =
         QStringLiteral("%1 -> %2").arg(onOneLine(withoutCredentials(job.input)), onOneLine(job.output));
-    QElapsedTimer timer;
-    timer.start();
     const auto fail = [&](const Failure &failure) {
         appendToLog(
             QStringLiteral("%1 %2: %3").arg(static_cast<int>(failure.code())).arg(name, failure.message()));
         return report(failure);
     };
     try {
-        const qsizetype size = convertShowingProgress(job);
-        appendToLog(QStringLiteral("0 %1: %2 bytes, %3 ms").arg(name).arg(size).arg(timer.elapsed()));
+        const qsizetype size = convertShowingProgress(invocation, job);
+        const auto milliseconds =
+            std::chrono::duration_cast<std::chrono::milliseconds>(Deadline::Clock::now() - invocation.begun);
+        appendToLog(QStringLiteral("0 %1: %2 bytes, %3 ms").arg(name).arg(size).arg(milliseconds.count()));
         return static_cast<int>(ExitCode::Written);
     } catch (const Failure &failure) {
         return fail(failure);
@@ -61,13 +61,13 @@ int runJob(const Job &job)
 
 } // namespace
 
-int runCommandLine(const QStringList &arguments)
+int runCommandLine(const Invocation &invocation)
 {
     try {
-        const Request request = parseCommandLine(arguments);
+        const Request request = parseCommandLine(invocation);
         if (const Job *job = std::get_if<Job>(&request))
-            return runJob(*job);
-        if (std::holds_alternative<HelpRequest>(request))
+            return runJob(invocation, *job);
+        if (std::get<Answer>(request) == Answer::Help)
             print(stdout, helpText());
         else
             print(stdout, QStringLiteral("quirelle %1\n").arg(QStringLiteral(QUIRELLE_VERSION)));
@@ -77,4 +77,13 @@ int runCommandLine(const QStringList &arguments)
             QStringLiteral("%1 refused: %2").arg(static_cast<int>(failure.code())).arg(failure.message()));
         return report(failure);
     }
+}
+
+Order orderFrom(const Invocation &invocation)
+{
+    const Request request = parseCommandLine(invocation);
+    const Job *job = std::get_if<Job>(&request);
+    if (!job)
+        throw std::runtime_error("no job");
+    return orderOf(invocation, *job);
 }

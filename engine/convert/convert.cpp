@@ -3,11 +3,11 @@
 #include "engine/job/output.h"
 #include "engine/server/client.h"
 
-qsizetype convert(const Job &job, const ActivityListener &listener)
+qsizetype convert(const Invocation &invocation, const Job &job, const ActivityListener &listener)
 {
     checkOutput(job.output);
-    const Order order{job, resolveInput(job.input), Deadline::in(job.timeout)};
-    std::optional<QByteArray> pdf = renderOnServer(order, listener);
+    const Order order = orderOf(invocation, job);
+    std::optional<QByteArray> pdf = renderOnServer(invocation, order.deadline, listener);
     if (!pdf)
         pdf = renderAlone(order, listener);
     writeOutput(job.output, *pdf);

@@ -8,7 +8,11 @@ class Deadline
 public:
     using Clock = std::chrono::steady_clock;
 
-    static Deadline in(std::chrono::milliseconds duration) { return Deadline(Clock::now() + duration); }
+    static Deadline in(std::chrono::milliseconds duration) { return after(Clock::now(), duration); }
+    static Deadline after(Clock::time_point start, std::chrono::milliseconds duration)
+    {
+        return Deadline(start + duration);
+    }
 
     Clock::time_point time() const { return m_time; }
     bool passed() const { return Clock::now() >= m_time; }

@@ -2,6 +2,7 @@
 
 #include "engine/job/failure.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QUrl>
@@ -33,9 +34,9 @@ QString schemeOf(const QString &address)
 
 } // namespace
 
-Address resolveInput(const QString &input)
+Address resolveInput(const QString &input, const QString &folder)
 {
-    const QFileInfo file(input);
+    const QFileInfo file(QDir(folder), input);
     if (file.exists()) {
         if (file.isDir())
             refuse(QStringLiteral("%1 is a folder, not a document").arg(input));

@@ -14,7 +14,7 @@ struct Address {
     QString password;
 };
 
-/// Resolves an input: a path if such a file exists, otherwise an address, which gets "http://" if it has no
-/// scheme. Throws Failure(NotLoaded) for a folder, a pipe or device, a file that cannot be read, and a scheme
-/// other than http, https and file.
-Address resolveInput(const QString &input);
+/// Resolves an input: a path if such a file exists, seen from `folder`, otherwise an address, which gets
+/// "http://" if it has no scheme. Throws Failure(NotLoaded) for a folder, a pipe or device, a file that
+/// cannot be read, and a scheme other than http, https and file.
+Address resolveInput(const QString &input, const QString &folder = QStringLiteral("."));

@@ -16,6 +16,8 @@ struct Job {
     QString input;
     /// The PDF's path. Written whole or not at all.
     QString output;
+    /// Where relative paths begin.
+    QString folder;
 
     /// The paper in points, as its name has it, before any turning. Without it the page's own size holds.
     std::optional<QSizeF> paper;

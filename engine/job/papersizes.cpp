@@ -1,7 +1,5 @@
 #include "engine/job/papersizes.h"
 
-#include <QStringList>
-
 namespace
 {
 
@@ -21,10 +19,10 @@ std::optional<QSizeF> paperSizeByName(const QString &name)
     return std::nullopt;
 }
 
-QString paperSizeNames()
+QStringList paperSizeNames()
 {
     QStringList names;
     for (const PaperSize &size : paperSizes)
         names += nameOf(size);
-    return names.join(QLatin1Char(' '));
+    return names;
 }

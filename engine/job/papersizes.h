@@ -2,6 +2,7 @@
 
 #include <QSizeF>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 #include <string_view>
@@ -53,5 +54,5 @@ inline constexpr double pointsPerMillimetre = 72.0 / 25.4;
 /// The paper of that name in points, whatever the case of its letters; nothing if there is none.
 std::optional<QSizeF> paperSizeByName(const QString &name);
 
-/// All names, separated by blanks, for help and messages.
-QString paperSizeNames();
+/// All names.
+QStringList paperSizeNames();

@@ -135,17 +135,18 @@ bool isServersFault(const Failure &failure)
 
 } // namespace
 
-std::optional<QByteArray> renderOnServer(const Order &order, const ActivityListener &listener)
+std::optional<QByteArray> renderOnServer(const Invocation &invocation, Deadline deadline,
+                                         const ActivityListener &listener)
 {
-    if (idleSeconds() == 0)
+    if (idleSeconds() == 0 || invocation.folder.empty())
         return std::nullopt;
     const Deadline firstWord = Deadline::in(longestSilence);
     Socket socket(connectOrStart(firstWord), firstWord);
-    if (!socket.connected() || !socket.send(frameBytes(FrameKind::Order, orderBody(order))))
+    if (!socket.connected() || !socket.send(frameBytes(FrameKind::Order, orderBody(invocation))))
         return std::nullopt;
-    const Deadline lost = Deadline::in(
-        std::chrono::ceil<std::chrono::milliseconds>(order.deadline.time() - Deadline::Clock::now()) +
-        longestDelay);
+    const Deadline lost =
+        Deadline::in(std::chrono::ceil<std::chrono::milliseconds>(deadline.time() - Deadline::Clock::now()) +
+                     longestDelay);
     QByteArray bytes;
     try {
         while (socket.receive(bytes)) {

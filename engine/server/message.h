@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/job/failure.h"
-#include "engine/job/order.h"
+#include "engine/job/invocation.h"
 
 #include <QByteArray>
 
@@ -11,7 +11,8 @@
 // order, one byte of kind, and a body of that length.
 
 enum class FrameKind : char {
-    Order = 'o', ///< client to server, once: the order, as CBOR
+    Order = 'o', ///< client to server, once: how the engine was called, each text
+                 ///< ended by a null character
     Alive = 'a', ///< server to client, several times a second until the result: what is being done, as UTF-8
     Refusal = 'n', ///< server to client: it does not take the order; no body
     Failure = 'f', ///< server to client: exit code and message, as CBOR
@@ -32,9 +33,9 @@ QByteArray frameBytes(FrameKind kind, const QByteArray &body = {});
 /// not exist and for a length above `largestBody`.
 std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype largestBody);
 
-QByteArray orderBody(const Order &order);
+QByteArray orderBody(const Invocation &invocation);
 /// Throws std::runtime_error if `body` is none.
-Order orderFrom(const QByteArray &body);
+Invocation invocationFrom(const QByteArray &body);
 
 QByteArray failureBody(const Failure &failure);
 /// Throws std::runtime_error if `body` is none.

@@ -244,7 +244,7 @@ public:
     }
 
     /// Deals with what can be read; false when the connection is to be closed.
-    bool read(Workers &workers)
+    bool read(Workers &workers, OrderReader readOrder)
     {
         char buffer[1 << 14];
         const ssize_t count = ::recv(m_socket, buffer, sizeof(buffer), 0);
@@ -259,7 +259,7 @@ public:
             return true;
         if (frame->kind != FrameKind::Order)
             return false;
-        m_task = std::make_shared<Task>(orderFrom(frame->body));
+        m_task = std::make_shared<Task>(readOrder(invocationFrom(frame->body)));
         workers.add(m_task);
         return true;
     }
@@ -315,10 +315,10 @@ private:
 };
 
 /// Whether the connection goes on.
-bool serve(Client &client, short events, Workers &workers)
+bool serve(Client &client, short events, Workers &workers, OrderReader readOrder)
 {
     try {
-        if ((events & (POLLIN | POLLHUP | POLLERR)) != 0 && !client.read(workers))
+        if ((events & (POLLIN | POLLHUP | POLLERR)) != 0 && !client.read(workers, readOrder))
             return false;
         client.takeResult();
         return client.write() && !client.isOverdue();
@@ -370,7 +370,8 @@ void drain(int descriptor)
 }
 
 /// Takes orders and sends results until there has been nothing to do for so long.
-void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::list<Client> &clients)
+void serveAll(int listening, Workers &workers, OrderReader readOrder, std::chrono::seconds idle,
+              std::list<Client> &clients)
 {
     Deadline idleEnd = Deadline::in(idle);
     Deadline nextSign = Deadline::in(betweenSignsOfLife);
@@ -391,7 +392,8 @@ void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::l
         for (auto client = clients.begin(); client != clients.end(); ++source) {
             if (signDue)
                 client->giveSignOfLife(workers);
-            client = serve(*client, source->revents, workers) ? std::next(client) : clients.erase(client);
+            client = serve(*client, source->revents, workers, readOrder) ? std::next(client)
+                                                                         : clients.erase(client);
         }
         if (sources[0].revents != 0)
             acceptAll(listening, clients);
@@ -402,7 +404,7 @@ void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::l
 
 } // namespace
 
-int runServer(int listening, const std::string &executable, int idleSeconds)
+int runServer(int listening, const std::string &executable, int idleSeconds, OrderReader readOrder)
 {
     const std::optional<Endpoint> endpoint = findEndpoint(executable);
     if (!endpoint || !isBoundTo(listening, endpoint->socket))
@@ -439,11 +441,11 @@ int runServer(int listening, const std::string &executable, int idleSeconds)
     }
     Workers &workers = *started;
     std::list<Client> clients;
-    serveAll(listening, workers, std::chrono::seconds(idleSeconds), clients);
+    serveAll(listening, workers, readOrder, std::chrono::seconds(idleSeconds), clients);
     // From here on the next engine starts a server anew; who has come in the meantime is still served.
     removeEndpoint(*endpoint, serverLock);
     acceptAll(listening, clients);
     ::close(listening);
-    serveAll(-1, workers, {}, clients);
+    serveAll(-1, workers, readOrder, {}, clients);
     return 0;
 }

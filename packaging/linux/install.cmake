@@ -26,8 +26,12 @@ endfunction()
 set(id example.quirelle.Quirelle)
 foreach(page quirelle.1 quirelle-window.1)
   configure_file(man/${page}.in ${page} @ONLY)
-  install_compressed("${CMAKE_CURRENT_BINARY_DIR}/${page}" ${page} "${CMAKE_INSTALL_MANDIR}/man1")
 endforeach()
+add_custom_command(OUTPUT options/quirelle.1
+  COMMAND quirelle_texts man "${CMAKE_CURRENT_BINARY_DIR}/quirelle.1" options/quirelle.1
+  DEPENDS "${CMAKE_CURRENT_BINARY_DIR}/quirelle.1" quirelle_texts VERBATIM)
+install_compressed("${CMAKE_CURRENT_BINARY_DIR}/options/quirelle.1" quirelle.1 "${CMAKE_INSTALL_MANDIR}/man1")
+install_compressed("${CMAKE_CURRENT_BINARY_DIR}/quirelle-window.1" quirelle-window.1 "${CMAKE_INSTALL_MANDIR}/man1")
 configure_file(linux/${id}.metainfo.xml.in ${id}.metainfo.xml @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${id}.metainfo.xml" DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo")
 install(FILES linux/${id}.desktop DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")
@@ -38,10 +42,17 @@ foreach(size 16 22 24 32 48 64 128 256 512)
 endforeach()
 install(FILES "${PROJECT_SOURCE_DIR}/app/images/svg/Main.svg" DESTINATION "${icons}/scalable/apps" RENAME quirelle.svg)
 
-install(FILES completions/quirelle.bash DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
-  RENAME quirelle)
-install(FILES completions/_quirelle DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
-install(FILES completions/quirelle.fish DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
+function(install_completion shell name destination)
+  add_custom_command(OUTPUT options/${shell} COMMAND quirelle_texts ${shell} options/${shell}
+    DEPENDS quirelle_texts VERBATIM)
+  add_custom_target(completion-${shell} ALL DEPENDS options/${shell})
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/options/${shell}" DESTINATION "${CMAKE_INSTALL_DATADIR}/${destination}"
+    RENAME ${name})
+endfunction()
+file(MAKE_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/options")
+install_completion(bash quirelle bash-completion/completions)
+install_completion(zsh _quirelle zsh/vendor-completions)
+install_completion(fish quirelle.fish fish/vendor_completions.d)
 
 set(documents "${CMAKE_INSTALL_DATADIR}/doc/quirelle")
 install(FILES debian/copyright DESTINATION "${documents}")

@@ -1,5 +1,6 @@
 #include "engine/cli/log.h"
 #include "engine/cli/run.h"
+#include "tests/support/invocation.h"
 #include "tests/support/temporaryfolder.h"
 
 #include <QDateTime>
@@ -161,7 +162,7 @@ void LogTest::entriesOfManyAtOnceDoNotMix()
 
 void LogTest::aRefusedCommandLineIsOneEntry()
 {
-    QCOMPARE(runCommandLine({u"--copies"_s, u"a\nb"_s}), 1);
+    QCOMPARE(runCommandLine(invocationOf({u"--copies"_s, u"a\nb"_s})), 1);
     const QStringList lines = linesOf(logPath());
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines[0].contains(u" 1 refused: "_s) && lines[0].contains(u"--copies"_s), qPrintable(lines[0]));

@@ -1,14 +1,11 @@
 #include "engine/server/message.h"
+#include "tests/support/invocation.h"
 
-#include <QCborArray>
 #include <QCborMap>
 #include <QCborValue>
 #include <QTest>
 
-#include <cmath>
-#include <limits>
 #include <stdexcept>
-#include <tuple>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -18,64 +15,24 @@ namespace
 
 constexpr qsizetype headerSize = 5;
 
-Order ordinaryOrder()
+Invocation ordinaryInvocation()
 {
-    return {Job(), Address{u"http://host.test/"_s, u"host.test"_s, false, {}, {}}, Deadline::in(10s)};
+    return invocationOf({u"page.html"_s, u"page.pdf"_s});
 }
 
-/// An order with every field away from its default.
-Order fullOrder()
+/// With texts of every kind.
+Invocation oddInvocation()
 {
-    Order order{Job(), Address{u"file:///töp/páge.html"_s, u"/töp/páge.html"_s, true, u"in"_s, u"thé key"_s},
-                Deadline::in(1h)};
-    Job &job = order.job;
-    job.paper = QSizeF(419.5, 595.25);
-    job.orientation = PaperOrientation::Landscape;
-    job.copies = 1000;
-    job.minimumFontSize = 1000;
-    job.title = u"Título \u0000 with a null"_s;
-    job.userName = u"user"_s;
-    job.password = u"pässwörd 密"_s;
-    job.proxy = Proxy{u"http://proxy.test:3128"_s, u"porter"_s, u"word"_s};
-    job.externalLinks = false;
-    job.grayscale = true;
-    job.javaScript = false;
-    job.images = false;
-    job.background = false;
-    job.lowQuality = true;
-    job.maximumMemory = 1 << 20;
-    job.maximumOutput = 4095;
-    return order;
+    Invocation invocation = invocationOf(
+        {u""_s, u" "_s, u"--title"_s, u"--"_s, u"pässwörd 密"_s, u"a\nb"_s, QString(100000, u'x'), u""_s});
+    invocation.arguments.emplace_back("\xff\xc3");
+    invocation.folder = "/töp/a\xff b";
+    return invocation;
 }
 
-bool sameOrder(const Order &one, const Order &other)
+bool same(const Invocation &one, const Invocation &other)
 {
-    const auto fields = [](const Order &order) {
-        const Job &job = order.job;
-        const Address &address = order.address;
-        const Proxy proxy = job.proxy.value_or(Proxy());
-        return std::make_tuple(address.url, address.shown, address.isFile, address.userName, address.password,
-                               job.paper, job.orientation, job.copies, job.minimumFontSize, job.title,
-                               job.userName, job.password, job.proxy.has_value(), proxy.server,
-                               proxy.userName, proxy.password, job.externalLinks, job.grayscale,
-                               job.javaScript, job.images, job.background, job.lowQuality, job.maximumMemory,
-                               job.maximumOutput);
-    };
-    return fields(one) == fields(other);
-}
-
-/// The body of an order with one of its values changed.
-QByteArray changedBody(const QString &name, const QCborValue &value)
-{
-    QCborMap map = QCborValue::fromCbor(orderBody(fullOrder())).toMap();
-    if (map.contains(name)) {
-        map[name] = value;
-    } else {
-        QCborMap job = map[u"job"_s].toMap();
-        job[name] = value;
-        map[u"job"_s] = job;
-    }
-    return QCborValue(map).toCbor();
+    return one.arguments == other.arguments && one.folder == other.folder;
 }
 
 } // namespace
@@ -90,11 +47,9 @@ private slots:
     void aFrameCutAnywhereIsAwaited();
     void aKindThatDoesNotExistIsRefused();
     void aBodyThatIsTooLongIsRefusedByItsHeader();
-    void anOrderArrivesAsItWas_data();
     void anOrderArrivesAsItWas();
-    void theTimeLeftArrives();
-    void anOrderWhoseTimeIsOverIsRefused();
-    void anOrderCutAnywhereIsRefused();
+    void theTimeThatHasPassedArrives();
+    void anOrderCutWithinATextIsRefused();
     void whatIsNoOrderIsRefused_data();
     void whatIsNoOrderIsRefused();
     void aFailureArrivesAsItWas();
@@ -149,41 +104,28 @@ void MessageTest::aBodyThatIsTooLongIsRefusedByItsHeader()
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(longest, largestOrder));
 }
 
-void MessageTest::anOrderArrivesAsItWas_data()
-{
-    QTest::addColumn<bool>("full");
-    QTest::newRow("nothing asked for") << false;
-    QTest::newRow("everything asked for") << true;
-}
-
 void MessageTest::anOrderArrivesAsItWas()
 {
-    QFETCH(bool, full);
-    const Order order = full ? fullOrder() : ordinaryOrder();
-    QVERIFY(sameOrder(orderFrom(orderBody(order)), order));
-    QVERIFY(!sameOrder(orderFrom(orderBody(order)), full ? ordinaryOrder() : fullOrder()));
+    for (const Invocation &invocation : {ordinaryInvocation(), oddInvocation(), invocationOf({})})
+        QVERIFY(same(invocationFrom(orderBody(invocation)), invocation));
+    QVERIFY(!same(invocationFrom(orderBody(ordinaryInvocation())), oddInvocation()));
 }
 
-void MessageTest::theTimeLeftArrives()
+void MessageTest::theTimeThatHasPassedArrives()
 {
-    Order order = ordinaryOrder();
-    const Order arrived = orderFrom(orderBody(order));
-    const auto difference = arrived.deadline.time() - order.deadline.time();
+    Invocation invocation = ordinaryInvocation();
+    invocation.begun -= 1h;
+    const auto difference = invocationFrom(orderBody(invocation)).begun - invocation.begun;
     QVERIFY(std::chrono::abs(difference) < 1s);
 }
 
-void MessageTest::anOrderWhoseTimeIsOverIsRefused()
+void MessageTest::anOrderCutWithinATextIsRefused()
 {
-    Order order = ordinaryOrder();
-    order.deadline = Deadline::in(std::chrono::seconds(-1));
-    QVERIFY_THROWS_EXCEPTION(std::runtime_error, orderFrom(orderBody(order)));
-}
-
-void MessageTest::anOrderCutAnywhereIsRefused()
-{
-    const QByteArray whole = orderBody(fullOrder());
-    for (qsizetype size = 0; size < whole.size(); ++size)
-        QVERIFY_THROWS_EXCEPTION(std::runtime_error, orderFrom(whole.left(size)));
+    const QByteArray whole = orderBody(ordinaryInvocation());
+    for (qsizetype size = 0; size < whole.size(); ++size) {
+        if (!whole.left(size).endsWith('\0') || whole.left(size).count('\0') < 2)
+            QVERIFY_THROWS_EXCEPTION(std::runtime_error, invocationFrom(whole.left(size)));
+    }
 }
 
 void MessageTest::whatIsNoOrderIsRefused_data()
@@ -191,33 +133,20 @@ void MessageTest::whatIsNoOrderIsRefused_data()
     QTest::addColumn<QByteArray>("body");
     QTest::newRow("nothing") << QByteArray();
     QTest::newRow("text") << QByteArray("GET / HTTP/1.1\r\n\r\n");
-    QTest::newRow("a number") << QCborValue(7).toCbor();
-    QTest::newRow("an empty map") << QCborValue(QCborMap()).toCbor();
-    QTest::newRow("a deep nest") << QByteArray(100000, '\x81');
-    QTest::newRow("no copies") << changedBody(u"copies"_s, 0);
-    QTest::newRow("too many copies") << changedBody(u"copies"_s, 1001);
-    QTest::newRow("copies in words") << changedBody(u"copies"_s, u"two"_s);
-    QTest::newRow("copies with a point") << changedBody(u"copies"_s, 2.0);
-    QTest::newRow("copies beyond all numbers") << changedBody(u"copies"_s, -1e300);
-    QTest::newRow("copies beyond an int") << changedBody(u"copies"_s, (1LL << 32) + 1);
-    QTest::newRow("a negative font size") << changedBody(u"minimumFontSize"_s, -1);
-    QTest::newRow("a huge font size") << changedBody(u"minimumFontSize"_s, 1001);
-    QTest::newRow("an empty paper") << changedBody(u"paper"_s, QCborArray{0, 100});
-    QTest::newRow("a huge paper") << changedBody(u"paper"_s, QCborArray{100, 1e6});
-    QTest::newRow("a paper without a number") << changedBody(u"paper"_s, QCborArray{100, std::nan("")});
-    QTest::newRow("a paper with one side") << changedBody(u"paper"_s, QCborArray{100});
-    QTest::newRow("no memory") << changedBody(u"maximumMemory"_s, 0);
-    QTest::newRow("endless memory") << changedBody(u"maximumMemory"_s, 1 << 21);
-    QTest::newRow("no output") << changedBody(u"maximumOutput"_s, 0);
-    QTest::newRow("an output beyond a frame") << changedBody(u"maximumOutput"_s, 4096);
-    QTest::newRow("a negative time") << changedBody(u"milliseconds"_s, -1);
-    QTest::newRow("an endless time") << changedBody(u"milliseconds"_s, std::numeric_limits<qint64>::max());
+    QTest::newRow("a null character") << QByteArray(1, '\0');
+    QTest::newRow("null characters") << QByteArray(100, '\0');
+    QTest::newRow("no folder") << QByteArray("1\0", 2);
+    QTest::newRow("no time") << QByteArray("\0/\0a\0", 5);
+    QTest::newRow("time in words") << QByteArray("soon\0/\0a\0", 9);
+    QTest::newRow("negative time") << QByteArray("-1\0/\0a\0", 7);
+    QTest::newRow("endless time") << QByteArray("9223372036854775807\0/\0a\0", 24);
+    QTest::newRow("time beyond all numbers") << QByteArray(100, '9') + QByteArray("\0/\0a\0", 5);
 }
 
 void MessageTest::whatIsNoOrderIsRefused()
 {
     QFETCH(QByteArray, body);
-    QVERIFY_THROWS_EXCEPTION(std::runtime_error, orderFrom(body));
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, invocationFrom(body));
 }
 
 void MessageTest::aFailureArrivesAsItWas()

@@ -1,5 +1,6 @@
 #include "engine/server/message.h"
 #include "tests/support/engine.h"
+#include "tests/support/invocation.h"
 #include "tests/support/processes.h"
 #include "tests/support/silentserver.h"
 #include "tests/support/waiting.h"
@@ -70,8 +71,7 @@ public:
     }
     void order(const QString &url) const
     {
-        send(frameBytes(FrameKind::Order,
-                        orderBody({Job(), Address{url, url, false, {}, {}}, Deadline::in(60s)})));
+        send(frameBytes(FrameKind::Order, orderBody(invocationOf({url, u"out.pdf"_s}))));
     }
     /// Reads until the other end closes; false if it does not by the bound. Signs of life are let pass.
     bool awaitEnd(std::chrono::milliseconds bound)

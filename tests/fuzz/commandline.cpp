@@ -4,6 +4,7 @@
 #include "engine/job/input.h"
 #include "engine/job/papersizes.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/support/invocation.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -30,11 +31,8 @@ QStringList argumentsIn(const QByteArray &bytes)
 
 bool takesValue(const QString &argument)
 {
-    const QStringList options = {
-        u"--page-size"_s, u"--orientation"_s, u"--minimum-font-size"_s, u"--copies"_s,
-        u"--title"_s,     u"--username"_s,    u"--password"_s,          u"-p"_s,
-        u"--timeout"_s};
-    return options.contains(argument);
+    const Option *option = findOption(argument);
+    return option && option->value;
 }
 
 /// An address with the secret as the end of the password in it; without a password the address itself.
@@ -87,7 +85,7 @@ void checkMessage(const Failure &failure)
 std::optional<Job> jobIn(const QStringList &arguments)
 {
     try {
-        const Request request = parseCommandLine(arguments);
+        const Request request = parseCommandLine(invocationOf(arguments));
         if (const Job *job = std::get_if<Job>(&request))
             return *job;
     } catch (const Failure &failure) {
@@ -183,13 +181,13 @@ void checkInput(const QString &input)
 
 void checkSecrecy(const QStringList &arguments)
 {
-    const std::vector<bool> secrets = haveSecrets(arguments);
+    const std::vector<bool> secrets = haveSecrets(invocationOf(arguments).arguments);
     for (qsizetype i = 0; i < arguments.size(); ++i)
         require(secrets.at(static_cast<size_t>(i)) || !arguments[i].contains(secret) ||
                     arguments[i].startsWith(u'-'),
                 "no list of processes shows a password");
     try {
-        const Request request = parseCommandLine(arguments);
+        const Request request = parseCommandLine(invocationOf(arguments));
         if (const Job *job = std::get_if<Job>(&request)) {
             require(!withoutCredentials(job->input).contains(secret), "no password of an input is shown");
             require(!resolveInput(job->input).shown.contains(secret), "no password of an address is shown");

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <tuple>
 #include <vector>
 
 // An input is what comes over the socket, cut into pieces of up to 64 bytes by its own bytes.
@@ -40,42 +39,12 @@ bool same(const std::vector<Frame> &one, const std::vector<Frame> &other)
                       [](const Frame &a, const Frame &b) { return a.kind == b.kind && a.body == b.body; });
 }
 
-auto texts(const Order &order)
-{
-    return std::tie(order.address.url, order.address.shown, order.address.isFile, order.address.userName,
-                    order.address.password, order.job.userName, order.job.password, order.job.title);
-}
-
-auto choices(const Order &order)
-{
-    const Job &job = order.job;
-    return std::tie(job.paper, job.orientation, job.copies, job.minimumFontSize, job.externalLinks,
-                    job.grayscale, job.javaScript, job.images, job.background, job.lowQuality);
-}
-
-bool sameProxy(const std::optional<Proxy> &one, const std::optional<Proxy> &other)
-{
-    if (!one || !other)
-        return one.has_value() == other.has_value();
-    return std::tie(one->server, one->userName, one->password) ==
-           std::tie(other->server, other->userName, other->password);
-}
-
 void checkOrder(const QByteArray &body)
 {
     try {
-        const Order order = orderFrom(body);
-        if (order.deadline.passed())
-            return;
-        require(order.job.copies >= 1 && order.job.copies <= 1000, "copies are in bounds");
-        // What is left of the time may be none by now.
-        const Order again = [&] {
-            Order later = order;
-            later.deadline = Deadline::in(std::chrono::minutes(1));
-            return orderFrom(orderBody(later));
-        }();
-        require(texts(again) == texts(order) && choices(again) == choices(order) &&
-                    sameProxy(again.job.proxy, order.job.proxy),
+        const Invocation invocation = invocationFrom(body);
+        const Invocation again = invocationFrom(orderBody(invocation));
+        require(again.arguments == invocation.arguments && again.folder == invocation.folder,
                 "an order arrives as it was");
     } catch (const std::runtime_error &) {
         return;

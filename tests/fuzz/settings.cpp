@@ -5,6 +5,7 @@
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/support/invocation.h"
 
 #include <QFile>
 #include <QProcess>
@@ -113,7 +114,7 @@ bool hasMarks(const QSettings &settings)
 std::optional<Request> requestOf(const QStringList &arguments)
 {
     try {
-        return parseCommandLine(arguments);
+        return parseCommandLine(invocationOf(arguments));
     } catch (const Failure &failure) {
         require(failure.code() == ExitCode::BadArguments && !failure.message().isEmpty(),
                 "the engine says what it refuses");

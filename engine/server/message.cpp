@@ -20,6 +20,7 @@ constexpr qint64 largestFont = 1000;   // points
 constexpr double longestSide = 1e5;    // points
 constexpr qint64 mostMemory = 1 << 20; // MiB
 constexpr qint64 largestOutput = 4095; // MiB
+static_assert(largestOutput << 20 <= maximumBody);
 constexpr std::chrono::milliseconds longestTime = std::chrono::hours(24 * 365);
 
 [[noreturn]] void refuse()
@@ -113,15 +114,20 @@ Job jobFrom(const QCborMap &map)
 
 } // namespace
 
-QByteArray frameBytes(FrameKind kind, const QByteArray &body)
+QByteArray frameHeader(FrameKind kind, qsizetype size)
 {
-    const auto size = static_cast<quint32>(body.size());
-    QByteArray bytes(reinterpret_cast<const char *>(&size), sizeof(size));
+    const auto length = static_cast<quint32>(size);
+    QByteArray bytes(reinterpret_cast<const char *>(&length), sizeof(length));
     bytes.append(static_cast<char>(kind));
-    return bytes + body;
+    return bytes;
 }
 
-std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype largestBody)
+QByteArray frameBytes(FrameKind kind, const QByteArray &body)
+{
+    return frameHeader(kind, body.size()) + body;
+}
+
+std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype limit)
 {
     if (bytes.size() < headerSize)
         return std::nullopt;
@@ -129,7 +135,7 @@ std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype largestBody)
     memcpy(&size, bytes.constData(), sizeof(size));
     const auto kind = static_cast<FrameKind>(bytes.at(sizeof(size)));
     if (std::string_view("oanfp").find(static_cast<char>(kind)) == std::string_view::npos ||
-        static_cast<qsizetype>(size) > largestBody)
+        static_cast<qsizetype>(size) > limit)
         refuse();
     if (bytes.size() < headerSize + static_cast<qsizetype>(size))
         return std::nullopt;

@@ -23,11 +23,11 @@ Q_LOGGING_CATEGORY(pipeLog, "quirelle.pipe", QtWarningMsg)
 namespace
 {
 
-constexpr qsizetype keptErrorBytes = 4096;
-constexpr qsizetype longestLogged = 400;
-/// How long the next last words are waited for, in milliseconds.
-constexpr int lastWordsTime = 200;
-constexpr int mostLastReads = 20;
+constexpr qsizetype maximumErrorBytes = 4096;
+constexpr qsizetype maximumLoggedBytes = 400;
+/// How long more lines on standard error are waited for once the browser has ended, in milliseconds.
+constexpr int finalErrorsTimeout = 200;
+constexpr int maximumFinalReads = 20;
 
 void makeNonBlocking(int descriptor)
 {
@@ -38,10 +38,11 @@ void makeNonBlocking(int descriptor)
 QByteArray logged(const QByteArray &message)
 {
     static const QRegularExpression secret(
-        QStringLiteral(R"re("(username|password|(?:proxy-)?authorization)":"(?:[^"\\]|\\.)*)re"),
+        QStringLiteral(R"re(("(?:username|password|(?:proxy-)?authorization)":|)re"
+                       R"re("name":"(?:proxy-)?authorization","value":)"(?:[^"\\]|\\.)*)re"),
         QRegularExpression::CaseInsensitiveOption);
-    QString text = QString::fromUtf8(message.left(longestLogged));
-    return text.replace(secret, QStringLiteral("\"\\1\":\"***")).toUtf8();
+    QString text = QString::fromUtf8(message.left(maximumLoggedBytes));
+    return text.replace(secret, QStringLiteral("\\1\"***")).toUtf8();
 }
 
 int millisecondsUntil(Deadline deadline)
@@ -54,12 +55,12 @@ int millisecondsUntil(Deadline deadline)
 /// stands for; nothing if there is none.
 QByteArray takeData(QByteArray &message)
 {
-    constexpr qsizetype large = 1 << 15;
-    constexpr qsizetype farthest = 100;
+    constexpr qsizetype minimumSize = 1 << 15;
+    constexpr qsizetype maximumOffset = 100;
     constexpr QByteArrayView key = "\"data\":\"";
-    if (message.size() < large || !message.startsWith("{\"id\":"))
+    if (message.size() < minimumSize || !message.startsWith("{\"id\":"))
         return {};
-    const qsizetype start = QByteArrayView(message).first(farthest).indexOf(key) + key.size();
+    const qsizetype start = QByteArrayView(message).first(maximumOffset).indexOf(key) + key.size();
     const qsizetype end = message.indexOf('"', start);
     if (start < key.size() || end < 0)
         return {};
@@ -77,6 +78,11 @@ int repliedTo(const QByteArray &beginning)
     return beginning.startsWith(key) ? std::atoi(beginning.constData() + key.size()) : 0;
 }
 
+Failure notTaken()
+{
+    return {ExitCode::OutOfTime, QStringLiteral("the browser takes no commands any more")};
+}
+
 QByteArray errorReply(int id)
 {
     return "{\"id\":" + QByteArray::number(id) + ",\"error\":{\"message\":\"" + tooLargeError + "\"}}";
@@ -85,7 +91,7 @@ QByteArray errorReply(int id)
 void enlarge(int pipe)
 {
 #ifdef __linux__
-    // The most that any user may have by default; a smaller one serves as well.
+    // The maximum for an ordinary user by default; without it the pipe works all the same.
     constexpr int pipeSize = 1 << 20;
     ::fcntl(pipe, F_SETPIPE_SZ, pipeSize);
 #endif
@@ -167,22 +173,39 @@ void Connection::detach(const QString &id, const std::shared_ptr<Mailbox> &mailb
 int Connection::send(const QString &session, const QString &method, const QJsonObject &parameters,
                      Deadline deadline, const std::shared_ptr<Mailbox> &replyTo)
 {
-    const std::lock_guard lock(m_sending);
+    std::unique_lock lock(m_sending, deadline.time());
+    if (!lock || !writePending(deadline))
+        throw notTaken();
     QJsonObject command{{QStringLiteral("id"), ++m_lastId}, {QStringLiteral("method"), method}};
     if (!parameters.isEmpty())
         command.insert(QStringLiteral("params"), parameters);
     if (!session.isEmpty())
         command.insert(QStringLiteral("sessionId"), session);
-    QByteArray bytes = QJsonDocument(command).toJson(QJsonDocument::Compact);
-    qCDebug(pipeLog) << ">" << logged(bytes).constData();
-    bytes.append('\0');
+    m_pending = QJsonDocument(command).toJson(QJsonDocument::Compact);
+    qCDebug(pipeLog) << ">" << logged(m_pending).constData();
+    m_pending.append('\0');
     if (replyTo) {
         const std::lock_guard awaitedLock(m_mutex);
         m_awaited.insert(m_lastId, replyTo);
     }
+    const qsizetype size = m_pending.size();
+    if (!writePending(deadline)) {
+        // Nobody waits for the reply any more.
+        const std::lock_guard awaitedLock(m_mutex);
+        m_awaited.remove(m_lastId);
+        if (m_pending.size() == size)
+            m_pending.clear();
+        throw notTaken();
+    }
+    return m_lastId;
+}
 
-    const char *next = bytes.constData();
-    const char *end = next + bytes.size();
+/// Writes m_pending, of which the rest remains if the deadline passes: then false. Drops it where the browser
+/// has gone.
+bool Connection::writePending(Deadline deadline)
+{
+    const char *next = m_pending.constData();
+    const char *end = next + m_pending.size();
     while (next < end) {
         const ssize_t written = ::write(m_toBrowser, next, static_cast<size_t>(end - next));
         if (written > 0) {
@@ -190,12 +213,13 @@ int Connection::send(const QString &session, const QString &method, const QJsonO
         } else if (errno == EAGAIN) {
             pollfd pipe{m_toBrowser, POLLOUT, 0};
             if (::poll(&pipe, 1, millisecondsUntil(deadline)) == 0)
-                throw Failure(ExitCode::OutOfTime, QStringLiteral("the browser takes no commands any more"));
+                break;
         } else if (errno != EINTR) {
-            break;
+            next = end;
         }
     }
-    return m_lastId;
+    m_pending.remove(0, next - m_pending.constData());
+    return m_pending.isEmpty();
 }
 
 bool Connection::ended() const
@@ -220,7 +244,7 @@ void Connection::read()
 {
     std::vector<char> buffer(size_t(1) << 18);
     QByteArray message;
-    bool passingOver = false;
+    bool skipping = false;
     bool errorsOpen = true;
     bool hasEnded = false;
     for (;;) {
@@ -230,7 +254,7 @@ void Connection::read()
         if (::poll(sources.data(), sources.size(), -1) < 0 && errno != EINTR)
             break;
         if (sources[1].revents != 0)
-            break; // nobody asks any more
+            break; // the object's end
         if (sources[2].revents != 0) {
             const ssize_t count = ::read(m_errors, buffer.data(), buffer.size());
             if (count > 0)
@@ -251,25 +275,25 @@ void Connection::read()
         const char *end = next + count;
         while (next < end) {
             const auto *stop = static_cast<const char *>(memchr(next, '\0', static_cast<size_t>(end - next)));
-            if (!passingOver)
+            if (!skipping)
                 message.append(next, (stop ? stop : end) - next);
             if (isTooLarge(message)) {
                 deliver(errorReply(repliedTo(std::exchange(message, {}))));
-                passingOver = true;
+                skipping = true;
             }
             if (!stop)
                 break;
-            if (!std::exchange(passingOver, false))
+            if (!std::exchange(skipping, false))
                 deliver(std::exchange(message, {}));
             next = stop + 1;
         }
     }
-    // What the browser wrote just before it ended may say why. One that cannot start may have been started by
-    // a shell, which has the last word.
+    // What the browser wrote just before it ended may say why. Where it cannot start, a shell script that was
+    // to start it may still write an error.
     pollfd errors{m_errors, POLLIN, 0};
-    const int patience = hasEnded && !m_heardOf ? lastWordsTime : 0;
-    for (int reads = 0; errorsOpen && reads < mostLastReads; ++reads) {
-        if (::poll(&errors, 1, patience) <= 0)
+    const int timeout = hasEnded && !m_heardOf ? finalErrorsTimeout : 0;
+    for (int reads = 0; errorsOpen && reads < maximumFinalReads; ++reads) {
+        if (::poll(&errors, 1, timeout) <= 0)
             break;
         const ssize_t count = ::read(m_errors, buffer.data(), buffer.size());
         if (count <= 0)
@@ -285,13 +309,13 @@ void Connection::read()
 
 bool Connection::isTooLarge(const QByteArray &beginning) const
 {
-    // Nearly all are small, and need no look at who waits for them.
+    // Nearly all are small, and need no lookup of their mailbox.
     constexpr qsizetype small = 1 << 18;
     if (beginning.size() <= small)
         return false;
     const std::lock_guard lock(m_mutex);
     const auto mailbox = m_awaited.value(repliedTo(beginning));
-    return beginning.size() > (mailbox ? mailbox->largestReply() : largestMessage);
+    return beginning.size() > (mailbox ? mailbox->maximumReply() : maximumMessageBytes);
 }
 
 void Connection::deliver(QByteArray text)
@@ -317,5 +341,5 @@ void Connection::keepErrors(const char *bytes, size_t count)
 {
     const std::lock_guard lock(m_mutex);
     m_lastErrors.append(bytes, static_cast<qsizetype>(count));
-    m_lastErrors = m_lastErrors.right(keptErrorBytes);
+    m_lastErrors = m_lastErrors.right(maximumErrorBytes);
 }

@@ -20,11 +20,11 @@
 struct Message : QJsonObject {
     /// The bytes that a large reply carries as base64 in its result's "data", which is then empty.
     QByteArray data;
-    bool cancels = false; ///< put by Session::cancel(); nothing that the browser says does this
+    bool cancels = false; ///< put by Session::cancel(), never by the browser
 };
 
 /// In bytes. No message but one with a PDF is nearly as large.
-inline constexpr qsizetype largestMessage = 512LL << 20;
+inline constexpr qsizetype maximumMessageBytes = 512LL << 20;
 
 /// Where the messages of one session wait until the thread that works for the session takes them.
 class Mailbox
@@ -38,17 +38,17 @@ public:
     std::optional<Message> take(Deadline deadline);
     bool closed() const;
 
-    /// A reply of more bytes than this, at first largestMessage, is not read to its end; an error takes its
-    /// place, tooLargeError.
-    void setLargestReply(qsizetype bytes) { m_largestReply = bytes; }
-    qsizetype largestReply() const { return m_largestReply; }
+    /// A reply of more bytes than this, at first maximumMessageBytes, is not read to its end; an error takes
+    /// its place, tooLargeError.
+    void setMaximumReply(qsizetype bytes) { m_maximumReply = bytes; }
+    qsizetype maximumReply() const { return m_maximumReply; }
 
 private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<Message> m_messages;
     bool m_closed = false;
-    std::atomic<qsizetype> m_largestReply = largestMessage;
+    std::atomic<qsizetype> m_maximumReply = maximumMessageBytes;
 };
 
 inline constexpr char tooLargeError[] = "the reply is too large";
@@ -71,7 +71,8 @@ public:
 
     /// Sends a command and returns its number, by which the reply is known; the reply goes to `replyTo`, or
     /// is dropped if that is null. A command to a browser that is gone is dropped: its mailboxes are closed.
-    /// Throws Failure(OutOfTime) when the browser does not take it by the deadline.
+    /// Throws Failure(OutOfTime) when the browser does not take it by the deadline. What the pipe holds of a
+    /// command by then is completed before the next one: the browser never gets half a message.
     int send(const QString &session, const QString &method, const QJsonObject &parameters, Deadline deadline,
              const std::shared_ptr<Mailbox> &replyTo);
 
@@ -83,6 +84,7 @@ public:
     QByteArray lastErrors() const;
 
 private:
+    bool writePending(Deadline deadline);
     void read();
     bool isTooLarge(const QByteArray &beginning) const;
     void deliver(QByteArray text);
@@ -92,7 +94,9 @@ private:
     int m_fromBrowser;
     int m_errors;
     int m_wakeReader[2]{-1, -1};
-    std::mutex m_sending;
+    std::timed_mutex m_sending;
+    /// The rest of a command of which the pipe has taken the beginning.
+    QByteArray m_pending;
     int m_lastId = 0;
     mutable std::mutex m_mutex;
     QMultiHash<QString, std::shared_ptr<Mailbox>> m_mailboxes;

@@ -156,7 +156,7 @@ std::optional<Message> Session::step(Deadline bound)
         return m_deadline.passed() ? step(bound) : std::nullopt;
 
     if (message->cancels)
-        throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled while %1").arg(m_activity));
+        throw Cancelled();
     const QString event = message->value(QLatin1String("method")).toString();
     if (event.isEmpty())
         return message;

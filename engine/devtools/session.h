@@ -6,9 +6,15 @@
 #include <QHash>
 #include <QStringList>
 
+#include <exception>
 #include <functional>
 #include <utility>
 #include <vector>
+
+/// Thrown by a wait that Session::cancel() has ended. No Failure: nobody is told of it.
+struct Cancelled : std::exception {
+    const char *what() const noexcept override { return "cancelled"; }
+};
 
 /// One conversation over the connection: with the browser itself (empty id) or with a page. Used by one
 /// thread, which sends commands and is handed events while it waits.
@@ -25,9 +31,10 @@ public:
     Session &operator=(const Session &) = delete;
     ~Session();
 
-    /// What is being done, for messages: "loading the page".
+    /// Empty for the browser itself.
     const QString &id() const { return m_id; }
 
+    /// What is being done, for messages: "loading the page".
     void setActivity(const QString &activity) { m_activity = activity; }
 
     /// What a command came back with: a result, or the browser's words for refusing it.
@@ -72,9 +79,9 @@ public:
 
     void setDeadline(Deadline deadline) { m_deadline = deadline; }
     /// In bytes; the reply to a command that has a larger one is the error tooLargeError.
-    void setLargestReply(qsizetype bytes) { m_mailbox->setLargestReply(bytes); }
+    void setMaximumReply(qsizetype bytes) { m_mailbox->setMaximumReply(bytes); }
 
-    /// Ends the wait at hand, or the next one, with Failure(OutOfTime). From any thread.
+    /// Ends the wait at hand, or the next one, with Cancelled. From any thread.
     void cancel();
 
     /// Ends every wait with this failure as soon as the events at hand are dealt with.

@@ -1,83 +1,178 @@
 #include "engine/page/authentication.h"
 
-#include <QSet>
-#include <QUrl>
+#include <QJsonArray>
+#include <QRandomGenerator>
 
 namespace
 {
 
 using namespace Qt::StringLiterals;
 
-struct Credentials {
-    QString userName;
-    QString password;
-
-    bool known() const { return !userName.isEmpty() || !password.isEmpty(); }
-};
-
-/// Whether `asking` is the server that the user has named: the same, or the same host gone over to a secure
+/// Whether `asked` is the server that the user has named: the same, or the same host gone over to a secure
 /// connection.
-bool isSameServer(const QUrl &named, const QUrl &asking)
+bool isSameServer(const QUrl &named, const QUrl &asked)
 {
     const auto port = [](const QUrl &url) { return url.port(url.scheme() == "https"_L1 ? 443 : 80); };
-    const bool same = named.scheme() == asking.scheme() && port(named) == port(asking);
-    const bool secured = named.scheme() == "http"_L1 && port(named) == 80 && asking.scheme() == "https"_L1 &&
-                         port(asking) == 443;
-    return named.host() == asking.host() && (same || secured);
+    const bool same = named.scheme() == asked.scheme() && port(named) == port(asked);
+    const bool secured = named.scheme() == "http"_L1 && port(named) == 80 && asked.scheme() == "https"_L1 &&
+                         port(asked) == 443;
+    return named.host() == asked.host() && (same || secured);
 }
 
-/// What is answered to whom.
-class Answers
+/// Whether a document with this address comes from a server; others are made by the document they are in.
+bool isFromServer(const QUrl &url)
 {
-public:
-    Answers(const QUrl &server, const Credentials &forServer, const Credentials &forProxy)
-        : m_server(server), m_forServer(forServer), m_forProxy(forProxy)
-    {
-    }
+    static const QStringList inner{u"about"_s, u"data"_s, u"blob"_s, u"javascript"_s};
+    return !inner.contains(url.scheme());
+}
 
-    QJsonObject answerTo(const QString &request, const QJsonObject &challenge)
-    {
-        const bool byProxy = challenge["source"_L1].toString() == "Proxy"_L1;
-        const Credentials &credentials = byProxy ? m_forProxy : m_forServer;
-        const bool trusted = byProxy || isSameServer(m_server, QUrl(challenge["origin"_L1].toString()));
-        // Asked again after an answer, the answer was wrong.
-        const QString question = request + (byProxy ? u"/proxy"_s : QString());
-        if (!credentials.known() || !trusted || m_answered.contains(question))
-            return {{u"response"_s, u"CancelAuth"_s}};
-        m_answered.insert(question);
-        return {{u"response"_s, u"ProvideCredentials"_s},
-                {u"username"_s, credentials.userName},
-                {u"password"_s, credentials.password}};
-    }
+/// The path and query of an address, as they are sent.
+QByteArray targetOf(const QString &url)
+{
+    const qsizetype path = url.indexOf(u'/', url.indexOf(u"://"_s) + 3);
+    return path < 0 ? QByteArray("/") : url.mid(path).toUtf8();
+}
 
-private:
-    QUrl m_server;
-    Credentials m_forServer;
-    Credentials m_forProxy;
-    QSet<QString> m_answered;
-};
+QByteArrayList challengesIn(const QJsonObject &event)
+{
+    QByteArrayList values;
+    const QJsonArray headers = event["responseHeaders"_L1].toArray();
+    for (const auto &header : headers) {
+        if (header["name"_L1].toString().compare("www-authenticate"_L1, Qt::CaseInsensitive) == 0)
+            values += header["value"_L1].toString().toUtf8();
+    }
+    return values;
+}
+
+bool hasAuthorization(const QJsonObject &request)
+{
+    return request["headers"_L1].toObject().keys().contains(u"authorization"_s, Qt::CaseInsensitive);
+}
 
 } // namespace
 
-void answerAuthentication(Session &session, const Job &job, const Address &address)
+QJsonObject Authentication::begin(const Job &job, const Address &address)
 {
     const bool byOptions = !job.userName.isEmpty() || !job.password.isEmpty();
-    const Credentials forServer{byOptions ? job.userName : address.userName,
-                                byOptions ? job.password : address.password};
-    const Credentials forProxy =
-        job.proxy ? Credentials{job.proxy->userName, job.proxy->password} : Credentials();
-    if (!forServer.known() && !forProxy.known())
+    m_server = QUrl(address.url);
+    m_forServer = {byOptions ? job.userName : address.userName, byOptions ? job.password : address.password};
+    if (job.proxy)
+        m_forProxy = {job.proxy->userName, job.proxy->password};
+    if (!m_forServer.known() && !m_forProxy.known())
+        return {};
+
+    m_session.on(u"Page.frameAttached"_s,
+                 [this](const QJsonObject &event, const QString &) { noteFrame(event); });
+    m_session.on(u"Fetch.requestPaused"_s, [this](const QJsonObject &event, const QString &from) {
+        if (event.contains("responseStatusCode"_L1) || event.contains("responseErrorReason"_L1))
+            noteResponse(event, from);
+        else
+            noteRequest(event, from);
+    });
+    m_session.on(u"Fetch.authRequired"_s,
+                 [this](const QJsonObject &event, const QString &from) { noteQuestion(event, from); });
+    QJsonArray patterns{QJsonObject{{u"requestStage"_s, u"Request"_s}}};
+    if (m_forServer.known())
+        patterns.append(
+            QJsonObject{{u"urlPattern"_s, u"http*://%1*"_s.arg(m_server.host(QUrl::FullyEncoded))},
+                        {u"requestStage"_s, u"Response"_s}});
+    return {{u"handleAuthRequests"_s, true}, {u"patterns"_s, patterns}};
+}
+
+void Authentication::noteFrame(const QJsonObject &event)
+{
+    m_parents.insert(event["frameId"_L1].toString(), event["parentFrameId"_L1].toString());
+}
+
+bool Authentication::isOfNamedServer(const QJsonObject &event) const
+{
+    return m_forServer.known() &&
+           isSameServer(m_server, QUrl(event["request"_L1].toObject()["url"_L1].toString()));
+}
+
+/// Whether the frame and those around it have shown documents of the named server alone.
+bool Authentication::isAmongOwnDocuments(const QString &frame) const
+{
+    QString each = frame;
+    while (!m_foreign.contains(each)) {
+        if (each == m_mainFrame)
+            return true;
+        const auto parent = m_parents.constFind(each);
+        // A worker, which may belong to any frame.
+        if (parent == m_parents.constEnd())
+            return m_foreign.isEmpty();
+        each = *parent;
+    }
+    return false;
+}
+
+QJsonObject Authentication::withAuthorization(const QJsonObject &request)
+{
+    const QByteArray nonce = QByteArray::number(QRandomGenerator::system()->generate64(), 16);
+    const QByteArray value =
+        authorizationFor(*m_challenge, m_forServer, request["method"_L1].toString().toUtf8(),
+                         targetOf(request["url"_L1].toString()), ++m_answers, nonce);
+    QJsonArray headers{QJsonObject{{u"name"_s, u"Authorization"_s}, {u"value"_s, QString::fromUtf8(value)}}};
+    const QJsonObject own = request["headers"_L1].toObject();
+    for (auto header = own.begin(); header != own.end(); ++header)
+        headers.append(QJsonObject{{u"name"_s, header.key()}, {u"value"_s, *header}});
+    return {{u"headers"_s, headers}};
+}
+
+void Authentication::noteRequest(const QJsonObject &event, const QString &session)
+{
+    const QJsonObject request = event["request"_L1].toObject();
+    const QString frame = event["frameId"_L1].toString();
+    const bool isNamed = isOfNamedServer(event);
+    if (event["resourceType"_L1].toString() == "Document"_L1 && !isNamed &&
+        isFromServer(QUrl(request["url"_L1].toString())))
+        m_foreign.insert(frame);
+    QJsonObject changes;
+    if (m_challenge && isNamed && isAmongOwnDocuments(frame) && !hasAuthorization(request))
+        changes = withAuthorization(request);
+    changes.insert(u"requestId"_s, event["requestId"_L1]);
+    m_session.post(u"Fetch.continueRequest"_s, changes, session);
+}
+
+/// Has a request that the server has refused made again, now with an answer.
+void Authentication::noteResponse(const QJsonObject &event, const QString &session)
+{
+    const QJsonObject request = event["request"_L1].toObject();
+    std::optional<Challenge> challenge;
+    if (event["responseStatusCode"_L1].toInt() == 401 && isOfNamedServer(event) &&
+        isAmongOwnDocuments(event["frameId"_L1].toString()))
+        challenge = challengeIn(challengesIn(event));
+    // Refused again after an answer, the answer was wrong, or only too old.
+    const bool isStale = challenge && challenge->parameters["stale"].toLower() == "true";
+    if (!challenge || (hasAuthorization(request) && !isStale)) {
+        m_session.post(u"Fetch.continueRequest"_s, {{u"requestId"_s, event["requestId"_L1]}}, session);
         return;
-    const auto answers = std::make_shared<Answers>(QUrl(address.url), forServer, forProxy);
-    session.on(u"Fetch.requestPaused"_s, [&session](const QJsonObject &event, const QString &from) {
-        session.post(u"Fetch.continueRequest"_s, {{u"requestId"_s, event["requestId"_L1]}}, from);
-    });
-    session.on(u"Fetch.authRequired"_s, [&session, answers](const QJsonObject &event, const QString &from) {
-        const QJsonValue request = event["requestId"_L1];
-        const QJsonObject answer =
-            answers->answerTo(request.toString(), event["authChallenge"_L1].toObject());
-        session.post(u"Fetch.continueWithAuth"_s,
-                     {{u"requestId"_s, request}, {u"authChallengeResponse"_s, answer}}, from);
-    });
-    session.post(u"Fetch.enable"_s, {{u"handleAuthRequests"_s, true}});
+    }
+    m_challenge = challenge;
+    m_answers = 0;
+    const QJsonObject location{{u"name"_s, u"Location"_s}, {u"value"_s, request["url"_L1]}};
+    m_session.post(u"Fetch.fulfillRequest"_s,
+                   {{u"requestId"_s, event["requestId"_L1]},
+                    {u"responseCode"_s, 307},
+                    {u"responseHeaders"_s, QJsonArray{location}},
+                    // Without one the browser would wait for it.
+                    {u"body"_s, QString()}},
+                   session);
+}
+
+/// What the browser asks for itself: the proxy's credentials, or the server's, which it is not to know.
+void Authentication::noteQuestion(const QJsonObject &event, const QString &session)
+{
+    const QString request = event["requestId"_L1].toString();
+    const bool byProxy = event["authChallenge"_L1].toObject()["source"_L1].toString() == "Proxy"_L1;
+    QJsonObject answer{{u"response"_s, u"CancelAuth"_s}};
+    // Asked again after an answer, the answer was wrong.
+    if (byProxy && m_forProxy.known() && !m_answeredForProxy.contains(request)) {
+        m_answeredForProxy.insert(request);
+        answer = {{u"response"_s, u"ProvideCredentials"_s},
+                  {u"username"_s, m_forProxy.userName},
+                  {u"password"_s, m_forProxy.password}};
+    }
+    m_session.post(u"Fetch.continueWithAuth"_s,
+                   {{u"requestId"_s, request}, {u"authChallengeResponse"_s, answer}}, session);
 }

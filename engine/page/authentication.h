@@ -3,8 +3,53 @@
 #include "engine/devtools/session.h"
 #include "engine/job/input.h"
 #include "engine/job/job.h"
+#include "engine/page/challenge.h"
 
-/// Answers the questions for a name and password that come up while the page of this session is loaded: those
-/// of the proxy, and those of the server that `address` names, of no other. Does nothing for a job without
-/// any, since intercepting requests has its price.
-void answerAuthentication(Session &session, const Job &job, const Address &address);
+#include <QHash>
+#include <QJsonObject>
+#include <QSet>
+#include <QUrl>
+
+/// Answers the proxy and the server that ask for a user name and password while the page of a session is
+/// loaded: the proxy always; the server only if it is the one that the address names, and asks for a request
+/// of its own documents.
+///
+/// The browser itself never learns the server's credentials: it would send them with every request to that
+/// server, whoever makes it. Instead each request is intercepted, and gets an Authorization header if its
+/// frame and all frames around it have shown nothing but documents of that server. What is not intercepted
+/// (web sockets, shared workers, new windows) gets none.
+class Authentication
+{
+public:
+    Authentication(Session &session, const QString &mainFrame) : m_session(session), m_mainFrame(mainFrame) {}
+    Authentication(const Authentication &) = delete;
+    Authentication &operator=(const Authentication &) = delete;
+
+    /// The parameters of the command Fetch.enable that each session of the page needs from now on; empty for
+    /// a job without credentials, since intercepting requests has its price.
+    QJsonObject begin(const Job &job, const Address &address);
+
+private:
+    void noteFrame(const QJsonObject &event);
+    void noteRequest(const QJsonObject &event, const QString &session);
+    void noteResponse(const QJsonObject &event, const QString &session);
+    void noteQuestion(const QJsonObject &event, const QString &session);
+    bool isOfNamedServer(const QJsonObject &event) const;
+    bool isAmongOwnDocuments(const QString &frame) const;
+    QJsonObject withAuthorization(const QJsonObject &request);
+
+    Session &m_session;
+    QString m_mainFrame;
+    QUrl m_server;
+    Credentials m_forServer;
+    Credentials m_forProxy;
+    /// The parents of frames.
+    QHash<QString, QString> m_parents;
+    /// Frames that have ever been about to show a document of another server.
+    QSet<QString> m_foreign;
+    std::optional<Challenge> m_challenge;
+    /// How often it has been answered.
+    int m_answers = 0;
+    /// Requests that have been answered for the proxy.
+    QSet<QString> m_answeredForProxy;
+};

@@ -2,7 +2,6 @@
 
 #include "engine/job/output.h"
 #include "engine/job/paper.h"
-#include "engine/page/authentication.h"
 #include "engine/page/frames.h"
 #include "engine/page/neterror.h"
 #include "engine/page/scripts.h"
@@ -27,7 +26,7 @@ constexpr auto printingTime = 5s;
 
 /// In bytes: the largest message that holds a PDF. What is edited afterwards gets smaller as a rule, so that
 /// a lower bound of the job is held to only then.
-qsizetype largestPrint(const Job &job)
+qsizetype maximumPrint(const Job &job)
 {
     constexpr int harmless = 256;
     constexpr qsizetype around = 1 << 10;
@@ -79,7 +78,8 @@ Page::Page(Connection &connection, Deadline deadline, const std::function<Place(
     : m_browser(connection, {}, deadline),
       m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
       m_session(connection, m_place.session, deadline), m_events(m_session, m_place.target),
-      m_time(m_session), m_preparation(m_session, m_place.target),
+      m_authentication(m_session, m_place.target), m_time(m_session),
+      m_preparation(m_session, m_place.target),
       m_readiness(m_session, m_place.target, m_events, m_time, m_preparation)
 {
     QJsonObject refusal{{u"behavior"_s, u"deny"_s}};
@@ -112,6 +112,19 @@ void Page::close()
     }
 }
 
+bool Page::closeWithin(std::chrono::milliseconds bound)
+{
+    if (std::exchange(m_closed, true) || m_place.context.isEmpty())
+        return true;
+    try {
+        m_browser.setDeadline(Deadline::in(bound));
+        m_browser.ask(u"Target.disposeBrowserContext"_s, {{u"browserContextId"_s, m_place.context}});
+        return true;
+    } catch (const Failure &) {
+        return false;
+    }
+}
+
 void Page::load(const Order &order)
 {
     m_shownAddress = order.address.shown;
@@ -120,7 +133,11 @@ void Page::load(const Order &order)
     m_session.setDeadline(order.deadline);
     const Deadline bound = Deadline::in(patience);
     configure(order.job);
-    answerAuthentication(m_session, order.job, order.address);
+    if (const QJsonObject interception = m_authentication.begin(order.job, order.address);
+        !interception.isEmpty()) {
+        m_session.post(u"Fetch.enable"_s, interception);
+        m_events.sendToChildren(u"Fetch.enable"_s, interception);
+    }
     navigate(order.address);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitWhole(order.job, bound);
@@ -183,7 +200,7 @@ QByteArray Page::print(const Job &job)
                          {u"generateDocumentOutline"_s, !job.lowQuality}};
     for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
         settings.insert(margin, usualMargin / pointsPerInch);
-    m_session.setLargestReply(largestPrint(job));
+    m_session.setMaximumReply(maximumPrint(job));
     Session::Reply reply = printed(settings);
     // A page that moves on in this very moment can be printed when it has arrived.
     for (int attempt = 0; !reply.error.isEmpty() && attempt < mostRounds && !m_events.isLoaded(); ++attempt) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/job/order.h"
+#include "engine/page/authentication.h"
 #include "engine/page/pageevents.h"
 #include "engine/page/pagetime.h"
 #include "engine/page/preparation.h"
@@ -42,8 +43,10 @@ public:
     void rest();
     /// Closes the context if it is the page's own, once; also done by the object's end.
     void close();
+    /// Same, and waits until the browser has; false if it does not in time.
+    bool closeWithin(std::chrono::milliseconds bound);
 
-    /// Ends what another thread is doing with this page, with Failure(OutOfTime) there.
+    /// Ends what another thread is doing with this page, with Cancelled there.
     void cancel() { m_session.cancel(); }
 
 private:
@@ -72,6 +75,7 @@ private:
     bool m_listensToScripts = false;
     bool m_closed = false;
     PageEvents m_events;
+    Authentication m_authentication;
     PageTime m_time;
     Preparation m_preparation;
     Readiness m_readiness;

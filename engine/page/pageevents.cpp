@@ -154,6 +154,8 @@ void PageEvents::noteChild(const QJsonObject &event)
         m_requests.remove(target["targetId"_L1].toString());
     m_session.post(u"Page.enable"_s, {}, child);
     m_session.post(u"Network.enable"_s, {}, child);
+    for (const auto &[method, parameters] : m_forChildren)
+        m_session.post(method, parameters, child);
     m_session.post(u"Runtime.runIfWaitingForDebugger"_s, {}, child);
 }
 

@@ -15,6 +15,12 @@ public:
     /// What messages call the page.
     void setShownAddress(const QString &address) { m_shownAddress = address; }
 
+    /// Sends this command to every child frame and worker from now on, before it runs.
+    void sendToChildren(const QString &method, const QJsonObject &parameters)
+    {
+        m_forChildren.emplace_back(method, parameters);
+    }
+
     /// Identifies the document that the main frame holds or is about to.
     const QString &document() const { return m_document; }
     /// Whether that document has had its load event.
@@ -53,6 +59,7 @@ private:
     QString m_document;
     bool m_loaded = false;
     bool m_hasSuccessor = false;
+    std::vector<std::pair<QString, QJsonObject>> m_forChildren;
     /// By request id.
     QHash<QString, Request> m_requests;
     int m_count = 0;

@@ -8,16 +8,14 @@ using namespace std::chrono_literals;
 namespace
 {
 
-/// How many jobs lie between two looks at its size.
-constexpr int jobsPerLook = 10;
-constexpr size_t mostBrowsers = 3;
-/// A job that comes within this time after another finds the browser at rest.
-constexpr auto betweenJobs = 50ms;
-/// Pages that have done their part are closed after this time, and when there are so many of them.
-constexpr auto longestRest = 500ms;
-constexpr size_t mostDone = 6;
-/// In this time a page is made ready, or the browser is taken for dead.
-constexpr auto pageMakingTime = 10s;
+/// The browser's memory is measured after so many jobs.
+constexpr int jobsPerMemoryCheck = 10;
+constexpr size_t maximumBrowsers = 3;
+/// Pages are made and closed after so long without a job, so that jobs in a row are not slowed down.
+constexpr auto idleDelay = 50ms;
+/// Pages of finished jobs are closed after this time at the latest, or when there are so many of them.
+constexpr auto maximumCloseDelay = 500ms;
+constexpr size_t maximumDonePages = 6;
 
 } // namespace
 
@@ -33,16 +31,16 @@ KeptBrowser::~KeptBrowser()
         m_closing = true;
     }
     m_changed.notify_all();
-    // What is being made ready in one that hangs would be waited for otherwise.
+    // Otherwise the maker would wait for a browser that hangs.
     m_browser.end();
     m_maker.join();
 }
 
-/// Whether something must be done now, though the jobs at hand are the slower for it.
+/// Whether something must be done now, although it slows down the jobs that are running.
 bool KeptBrowser::isUrgent() const
 {
-    const bool waitsLong = !m_done.empty() && Deadline::Clock::now() - m_lastEnd > longestRest;
-    return m_ready.empty() || m_lookDue || m_done.size() >= mostDone || waitsLong;
+    const bool isOverdue = !m_done.empty() && Deadline::Clock::now() - m_lastEnd > maximumCloseDelay;
+    return m_ready.empty() || m_memoryCheckDue || m_done.size() >= maximumDonePages || isOverdue;
 }
 
 bool KeptBrowser::hasWork() const
@@ -54,22 +52,22 @@ void KeptBrowser::keepReady()
 {
     std::unique_lock lock(m_mutex);
     while (!m_closing && !m_failure) {
-        const bool isIdle = m_running == 0 && Deadline::Clock::now() - m_lastEnd >= betweenJobs;
+        const bool isIdle = m_running == 0 && Deadline::Clock::now() - m_lastEnd >= idleDelay;
         if (isUrgent() || (hasWork() && isIdle))
             doOne(lock);
         else if (!hasWork() || (m_running > 0 && m_done.empty()))
             m_changed.wait(lock);
         else
-            m_changed.wait_until(lock, m_lastEnd + (m_running == 0 ? betweenJobs : longestRest));
+            m_changed.wait_until(lock, m_lastEnd + (m_running == 0 ? idleDelay : maximumCloseDelay));
     }
 }
 
 void KeptBrowser::doOne(std::unique_lock<std::mutex> &lock)
 {
-    if (m_ready.empty() || (!m_lookDue && m_done.empty())) {
+    if (m_ready.empty() || (!m_memoryCheckDue && m_done.empty())) {
         makeOne(lock);
-    } else if (m_lookDue) {
-        m_lookDue = false;
+    } else if (m_memoryCheckDue) {
+        m_memoryCheckDue = false;
         lock.unlock();
         const bool tooLarge = memoryOfTree(guardProcess()) > m_limits.memory;
         lock.lock();
@@ -89,7 +87,7 @@ void KeptBrowser::makeOne(std::unique_lock<std::mutex> &lock)
     std::unique_ptr<Page> page;
     std::optional<Failure> failure;
     try {
-        page = std::make_unique<Page>(connection(), std::nullopt, Deadline::in(pageMakingTime));
+        page = std::make_unique<Page>(connection(), std::nullopt, Deadline::in(m_limits.pageTimeout));
         page->expect(m_flags.javaScript);
     } catch (const Failure &caught) {
         failure = m_browser.explained(caught);
@@ -125,19 +123,19 @@ std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, D
     return page;
 }
 
-bool KeptBrowser::isWornOut() const
+bool KeptBrowser::needsReplacement() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_failure || m_distrusted || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
+    return m_failure || m_unresponsive || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
 }
 
-void KeptBrowser::distrust()
+void KeptBrowser::markUnresponsive()
 {
     const std::lock_guard lock(m_mutex);
-    m_distrusted = true;
+    m_unresponsive = true;
 }
 
-void KeptBrowser::noteJob(std::unique_ptr<Page> done)
+void KeptBrowser::finishJob(std::unique_ptr<Page> done)
 {
     if (done)
         done->rest();
@@ -146,29 +144,50 @@ void KeptBrowser::noteJob(std::unique_ptr<Page> done)
         m_done.push_back(std::move(done));
     --m_running;
     m_lastEnd = Deadline::Clock::now();
-    m_lookDue = ++m_jobs % jobsPerLook == 0 || m_lookDue;
+    m_memoryCheckDue = ++m_jobs % jobsPerMemoryCheck == 0 || m_memoryCheckDue;
     m_changed.notify_all();
+}
+
+bool BrowserPool::Entry::needsReplacement() const
+{
+    if (browser.wait_for(0s) != std::future_status::ready)
+        return false;
+    try {
+        return browser.get()->needsReplacement();
+    } catch (const std::exception &) {
+        // It could not be started.
+        return true;
+    }
 }
 
 std::shared_ptr<KeptBrowser> BrowserPool::browserFor(const LaunchFlags &flags)
 {
-    // Ended without holding others up: that takes a while.
-    std::vector<std::shared_ptr<KeptBrowser>> discarded;
-    const std::lock_guard lock(m_mutex);
-    const auto wornOut = std::stable_partition(m_browsers.begin(), m_browsers.end(),
-                                               [](const auto &browser) { return !browser->isWornOut(); });
-    discarded.assign(wornOut, m_browsers.end());
-    m_browsers.erase(wornOut, m_browsers.end());
-    auto found = std::find_if(m_browsers.begin(), m_browsers.end(),
-                              [&](const auto &browser) { return browser->flags() == flags; });
-    std::shared_ptr<KeptBrowser> browser =
-        found != m_browsers.end() ? *found : std::make_shared<KeptBrowser>(flags, m_spares, m_limits);
-    if (found != m_browsers.end())
+    // Started and ended without the lock, since both take a while.
+    std::promise<std::shared_ptr<KeptBrowser>> toStart;
+    std::vector<Entry> discarded;
+    std::unique_lock lock(m_mutex);
+    const auto unusable = std::stable_partition(m_browsers.begin(), m_browsers.end(),
+                                                [](const Entry &entry) { return !entry.needsReplacement(); });
+    discarded.assign(unusable, m_browsers.end());
+    m_browsers.erase(unusable, m_browsers.end());
+    const auto found = std::find_if(m_browsers.begin(), m_browsers.end(),
+                                    [&](const Entry &entry) { return entry.flags == flags; });
+    const bool isNew = found == m_browsers.end();
+    const Started browser = isNew ? toStart.get_future().share() : found->browser;
+    if (!isNew)
         m_browsers.erase(found);
-    m_browsers.push_back(browser);
-    if (m_browsers.size() > mostBrowsers) {
+    m_browsers.push_back({flags, browser});
+    if (m_browsers.size() > maximumBrowsers) {
         discarded.push_back(std::move(m_browsers.front()));
         m_browsers.pop_front();
     }
-    return browser;
+    lock.unlock();
+    if (isNew) {
+        try {
+            toStart.set_value(m_start(flags));
+        } catch (...) {
+            toStart.set_exception(std::current_exception());
+        }
+    }
+    return browser.get();
 }

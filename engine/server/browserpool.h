@@ -5,16 +5,20 @@
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
 
-/// When a browser has done its share.
+/// When a browser is replaced.
 struct BrowserLimits {
-    /// Every browser leaks; after so many jobs a new one takes over.
+    /// After so many jobs: every browser leaks.
     int jobs = 200;
     /// In bytes, of all its processes together.
     long long memory = 1500LL << 20;
+    /// A browser that makes no page in this time is taken for dead.
+    std::chrono::milliseconds pageTimeout = std::chrono::seconds(10);
 };
 
 /// A browser that is kept, with blank pages made ready ahead of the jobs that will need them.
@@ -35,14 +39,15 @@ public:
     /// A blank page in a fresh context: one made ready, or made now. Throws Failure as Page does, and
     /// Failure(NoBrowser) or Failure(Crashed) when the browser can make none.
     std::unique_ptr<Page> takePage(const std::optional<Proxy> &proxy, Deadline deadline);
-    /// Whether the browser should take no further jobs: it has ended, is distrusted, has served its number of
-    /// jobs, or grown too large.
-    bool isWornOut() const;
-    /// A job has not come to its end in its time, which may be the browser's fault: it may hang.
-    void distrust();
-    /// To be called after each job, however far it has come. A page that has done its part is closed in its
-    /// own time, soon; null if the job has ended another way, and closed its page.
-    void noteJob(std::unique_ptr<Page> done = nullptr);
+    /// Whether the browser should take no further jobs: it has ended, is unresponsive, has done its number of
+    /// jobs, or has grown too large.
+    bool needsReplacement() const;
+    /// Lets the browser take no further jobs: it may hang. For a job that has run out of time, and a page
+    /// that cannot be closed.
+    void markUnresponsive();
+    /// To be called after each job, however it has ended. `done` is the page of a job that has succeeded, and
+    /// is closed within half a second; a job that has failed closes its own.
+    void finishJob(std::unique_ptr<Page> done = nullptr);
 
 private:
     void keepReady();
@@ -64,30 +69,36 @@ private:
     int m_jobs = 0;
     int m_running = 0;
     Deadline::Clock::time_point m_lastEnd;
-    bool m_lookDue = false;
+    bool m_memoryCheckDue = false;
     bool m_tooLarge = false;
-    bool m_distrusted = false;
+    bool m_unresponsive = false;
     bool m_closing = false;
     std::thread m_maker;
 };
 
-/// The browsers of the server: one for each set of start flags that is asked for, the least used given up for
-/// a new one when there are too many. Usable from any thread.
+/// The browsers of the server: one for each set of start flags that is asked for, the least recently used
+/// ended when there are too many. Usable from any thread.
 class BrowserPool
 {
 public:
-    explicit BrowserPool(size_t sparesPerBrowser, const BrowserLimits &limits = {})
-        : m_spares(sparesPerBrowser), m_limits(limits)
-    {
-    }
+    using Starter = std::function<std::shared_ptr<KeptBrowser>(const LaunchFlags &flags)>;
+    explicit BrowserPool(Starter start) : m_start(std::move(start)) {}
 
-    /// The browser for these flags, started if need be. It lives at least as long as the pointer is held.
+    /// The browser for these flags, started if need be, which holds up only those who want the same. It lives
+    /// at least as long as the pointer is held. Throws what the starter throws.
     std::shared_ptr<KeptBrowser> browserFor(const LaunchFlags &flags);
 
 private:
-    size_t m_spares;
-    BrowserLimits m_limits;
+    using Started = std::shared_future<std::shared_ptr<KeptBrowser>>;
+    struct Entry {
+        LaunchFlags flags;
+        Started browser;
+
+        bool needsReplacement() const;
+    };
+
+    Starter m_start;
     std::mutex m_mutex;
-    /// The one used last stands last.
-    std::deque<std::shared_ptr<KeptBrowser>> m_browsers;
+    /// The most recently used stands last.
+    std::deque<Entry> m_browsers;
 };

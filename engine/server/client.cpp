@@ -12,7 +12,6 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <limits>
 #include <poll.h>
 #include <stdexcept>
 #include <unistd.h>
@@ -152,7 +151,7 @@ std::optional<QByteArray> renderOnServer(const Invocation &invocation, Deadline 
         while (socket.receive(bytes)) {
             if (lost.passed())
                 throw Failure(ExitCode::OutOfTime, QStringLiteral("out of time on the server"));
-            while (const std::optional<Frame> frame = takeFrame(bytes, std::numeric_limits<int>::max())) {
+            while (const std::optional<Frame> frame = takeFrame(bytes, maximumBody)) {
                 switch (frame->kind) {
                 case FrameKind::Alive:
                     listener(QString::fromUtf8(frame->body));

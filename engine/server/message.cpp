@@ -41,15 +41,20 @@ qint64 numberIn(const QCborMap &map, const QString &name, qint64 least, qint64 m
 
 } // namespace
 
-QByteArray frameBytes(FrameKind kind, const QByteArray &body)
+QByteArray frameHeader(FrameKind kind, qsizetype size)
 {
-    const auto size = static_cast<quint32>(body.size());
-    QByteArray bytes(reinterpret_cast<const char *>(&size), sizeof(size));
+    const auto length = static_cast<quint32>(size);
+    QByteArray bytes(reinterpret_cast<const char *>(&length), sizeof(length));
     bytes.append(static_cast<char>(kind));
-    return bytes + body;
+    return bytes;
 }
 
-std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype largestBody)
+QByteArray frameBytes(FrameKind kind, const QByteArray &body)
+{
+    return frameHeader(kind, body.size()) + body;
+}
+
+std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype limit)
 {
     if (bytes.size() < headerSize)
         return std::nullopt;
@@ -57,7 +62,7 @@ std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype largestBody)
     memcpy(&size, bytes.constData(), sizeof(size));
     const auto kind = static_cast<FrameKind>(bytes.at(sizeof(size)));
     if (std::string_view("oanfp").find(static_cast<char>(kind)) == std::string_view::npos ||
-        static_cast<qsizetype>(size) > largestBody)
+        static_cast<qsizetype>(size) > limit)
         refuse();
     if (bytes.size() < headerSize + static_cast<qsizetype>(size))
         return std::nullopt;

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 
+#include <limits>
 #include <optional>
 
 // What client and server say to each other over their socket: frames of a 4-byte length in the machine's byte
@@ -24,14 +25,18 @@ struct Frame {
     QByteArray body;
 };
 
-/// No order is larger than this many bytes.
-inline constexpr qsizetype largestOrder = 1 << 20;
+/// In bytes.
+inline constexpr qsizetype maximumOrder = 1 << 20;
+/// In bytes: what a frame's length can say.
+inline constexpr qsizetype maximumBody = std::numeric_limits<quint32>::max();
 
+/// What stands before a body of `size` bytes.
+QByteArray frameHeader(FrameKind kind, qsizetype size);
 QByteArray frameBytes(FrameKind kind, const QByteArray &body = {});
 
 /// Takes the first frame off `bytes`, if it is there whole. Throws std::runtime_error for a kind that does
-/// not exist and for a length above `largestBody`.
-std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype largestBody);
+/// not exist and for a length above `limit`.
+std::optional<Frame> takeFrame(QByteArray &bytes, qsizetype limit);
 
 QByteArray orderBody(const Invocation &invocation);
 /// Throws std::runtime_error if `body` is none.

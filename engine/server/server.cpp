@@ -32,18 +32,20 @@ using namespace std::chrono_literals;
 namespace
 {
 
-constexpr auto betweenSignsOfLife = 100ms;
+constexpr auto heartbeatInterval = 100ms;
 /// Pages kept ready in a browser, so that a few jobs in a row do not wait for them. Each takes some 7 MB.
 constexpr size_t sparePages = 6;
-/// Who comes beyond these is better off alone.
-constexpr size_t mostClients = 200;
-/// When an order has waited so long and none has been begun in this time, it is better off alone.
-constexpr auto longestStandstill = 250ms;
-/// In this time a client has said what it wants.
-constexpr auto orderingTime = 2s;
-/// In this time it has taken what it has got.
-constexpr auto takingTime = 30s;
-constexpr std::chrono::milliseconds longestSleep = 1h;
+/// Further clients are refused and run cold.
+constexpr size_t maximumClients = 200;
+/// An order that has waited so long, while no other has been begun either, is refused and runs cold.
+constexpr auto queueTimeout = 250ms;
+/// For a client to send its order.
+constexpr auto orderTimeout = 2s;
+/// For a client to read its result.
+constexpr auto resultTimeout = 30s;
+/// For the browser to close the page of a cancelled job.
+constexpr auto closeTimeout = 1s;
+constexpr std::chrono::milliseconds maximumPoll = 1h;
 
 /// An order between the thread that talks to its client and the one that works on it.
 struct Task {
@@ -56,12 +58,19 @@ struct Task {
         if (page)
             page->cancel();
     }
-    /// Makes `p` the page that cancel() stops; false if it has been called already.
-    bool enter(Page *p)
+    /// Makes `p` the page that cancel() stops; throws Cancelled if that has been called already.
+    void setPage(Page *p)
     {
         const std::lock_guard lock(mutex);
         page = p;
-        return !cancelled;
+        if (cancelled)
+            throw Cancelled();
+    }
+    /// To be called before the page goes.
+    void removePage()
+    {
+        const std::lock_guard lock(mutex);
+        page = nullptr;
     }
 
     void setActivity(const QString &activity)
@@ -81,8 +90,8 @@ struct Task {
     Page *page = nullptr;
     bool cancelled = false;
     QByteArray doing = "waiting for other jobs";
-    /// The frame to send, once done.
-    QByteArray result;
+    /// To be sent, once done; of no meaning if cancelled.
+    Frame result{FrameKind::Failure, {}};
     std::atomic<bool> done = false;
 };
 
@@ -90,16 +99,17 @@ struct Task {
 class Workers
 {
 public:
-    /// `wake` is written to whenever a task is done. Throws std::system_error if there is no thread to be
-    /// had.
-    Workers(size_t count, int wake) : m_pool(sparePages), m_wake(wake)
+    /// `wake` is written to whenever a task is done. Throws std::system_error if no thread can be made.
+    Workers(size_t count, int wake)
+        : m_pool([](const LaunchFlags &flags) { return std::make_shared<KeptBrowser>(flags, sparePages); }),
+          m_wake(wake)
     {
         m_threads.emplace_back([this] { work(); });
         try {
             while (m_threads.size() < count)
                 m_threads.emplace_back([this] { work(); });
         } catch (const std::system_error &) {
-            // Fewer do as well.
+            // Fewer are enough.
         }
     }
     Workers(const Workers &) = delete;
@@ -131,11 +141,11 @@ public:
         return std::erase(m_waiting, task) > 0;
     }
 
-    /// Whether this task has waited for too long because all threads are held up by others.
-    bool keepsWaiting(const Task &task)
+    /// Whether this task has waited for too long, because the tasks of all threads take long.
+    bool isStalled(const Task &task)
     {
         const std::lock_guard lock(m_mutex);
-        return Deadline::Clock::now() - std::max(task.arrival, m_lastBegun) > longestStandstill;
+        return Deadline::Clock::now() - std::max(task.arrival, m_lastBegun) > queueTimeout;
     }
 
 private:
@@ -156,31 +166,29 @@ private:
         }
     }
 
-    QByteArray resultOf(Task &task)
+    Frame resultOf(Task &task)
     {
         try {
-            return frameBytes(FrameKind::Pdf, finishPdf(printedOf(task), task.order.job));
+            return {FrameKind::Pdf, finishPdf(printedOf(task), task.order.job)};
         } catch (const Failure &failure) {
-            return frameBytes(FrameKind::Failure, failureBody(failure));
+            return {FrameKind::Failure, failureBody(failure)};
         } catch (const std::exception &error) {
-            return frameBytes(FrameKind::Failure,
-                              failureBody(Failure(ExitCode::Crashed, QString::fromUtf8(error.what()))));
+            return {FrameKind::Failure,
+                    failureBody(Failure(ExitCode::Crashed, QString::fromUtf8(error.what())))};
         }
     }
 
-    static Failure cancelled() { return {ExitCode::OutOfTime, QStringLiteral("cancelled")}; }
-
     QByteArray printedOf(Task &task)
     {
-        if (!task.enter(nullptr))
-            throw cancelled();
+        // It may have been cancelled while it was waiting.
+        task.setPage(nullptr);
         const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
         const WatchedJob watched(browser->memory());
         try {
             return printedBy(*browser, task);
         } catch (const Failure &failure) {
             if (failure.code() == ExitCode::OutOfTime)
-                browser->distrust();
+                browser->markUnresponsive();
             throw watched.explained(failure, task.order.address.shown);
         }
     }
@@ -196,19 +204,25 @@ private:
 
             ~Leave()
             {
-                task.enter(nullptr);
-                browser.noteJob(std::move(done));
+                task.removePage();
+                browser.finishJob(std::move(done));
             }
         } leave{task, browser, nullptr};
         page = browser.takePage(task.order.job.proxy, task.order.deadline);
-        if (!task.enter(page.get()))
-            throw cancelled();
-        task.setActivity(QStringLiteral("loading %1").arg(task.order.address.shown));
-        page->load(task.order);
-        task.setActivity(QStringLiteral("printing %1").arg(task.order.address.shown));
-        QByteArray printed = page->print(task.order.job);
-        leave.done = std::move(page);
-        return printed;
+        try {
+            task.setPage(page.get());
+            task.setActivity(QStringLiteral("loading %1").arg(task.order.address.shown));
+            page->load(task.order);
+            task.setActivity(QStringLiteral("printing %1").arg(task.order.address.shown));
+            QByteArray printed = page->print(task.order.job);
+            leave.done = std::move(page);
+            return printed;
+        } catch (const Cancelled &) {
+            // The browser is not to blame.
+            if (!page->closeWithin(closeTimeout))
+                browser.markUnresponsive();
+            throw;
+        }
     }
 
     BrowserPool m_pool;
@@ -235,12 +249,12 @@ public:
         ::close(m_socket);
     }
 
-    /// Whether it is waited for in vain.
-    bool isOverdue() const { return (!m_task || m_finished) && m_patience.passed(); }
+    /// Whether it has sent no order, or not read its result, in time.
+    bool isOverdue() const { return (!m_task || m_finished) && m_timeout.passed(); }
 
     pollfd toPoll() const
     {
-        return {m_socket, static_cast<short>(m_outgoing.isEmpty() ? POLLIN : POLLIN | POLLOUT), 0};
+        return {m_socket, static_cast<short>(m_outgoing.empty() ? POLLIN : POLLIN | POLLOUT), 0};
     }
 
     /// Deals with what can be read; false when the connection is to be closed.
@@ -250,11 +264,11 @@ public:
         const ssize_t count = ::recv(m_socket, buffer, sizeof(buffer), 0);
         if (count < 0)
             return errno == EAGAIN || errno == EINTR;
-        // An engine says one thing only.
+        // An engine sends one order only.
         if (count == 0 || m_task)
             return false;
         m_incoming.append(buffer, count);
-        const std::optional<Frame> frame = takeFrame(m_incoming, largestOrder);
+        const std::optional<Frame> frame = takeFrame(m_incoming, maximumOrder);
         if (!frame)
             return true;
         if (frame->kind != FrameKind::Order)
@@ -267,48 +281,57 @@ public:
     void takeResult()
     {
         if (m_task && m_task->done && !m_finished)
-            finish(m_task->result);
+            finish(std::move(m_task->result));
     }
 
-    /// Refuses what cannot be begun, and says that the rest is still being worked on.
-    void giveSignOfLife(Workers &workers)
+    /// Refuses an order that cannot be begun, and tells the other clients that theirs is being worked on.
+    void sendHeartbeat(Workers &workers)
     {
-        if (m_task && !m_finished && workers.keepsWaiting(*m_task) && workers.withdraw(m_task))
-            finish(frameBytes(FrameKind::Refusal));
-        // One that is not read need not be followed by another.
-        if (m_outgoing.isEmpty())
-            m_outgoing = frameBytes(FrameKind::Alive, m_task ? m_task->activity() : QByteArray());
+        if (m_task && !m_finished && workers.isStalled(*m_task) && workers.withdraw(m_task))
+            finish({FrameKind::Refusal, {}});
+        // Unless the last one has not been read yet.
+        if (m_outgoing.empty())
+            queue({FrameKind::Alive, m_task ? m_task->activity() : QByteArray()});
     }
 
     /// Sends what can be sent; false when the connection is to be closed.
     bool write()
     {
-        if (m_outgoing.isEmpty())
-            return true;
-        const ssize_t count = ::send(m_socket, m_outgoing.constData() + m_sent,
-                                     static_cast<size_t>(m_outgoing.size() - m_sent), MSG_NOSIGNAL);
-        if (count < 0)
-            return errno == EAGAIN || errno == EINTR;
-        m_sent += count;
-        if (m_sent < m_outgoing.size())
-            return true;
-        m_outgoing.clear();
-        m_sent = 0;
+        while (!m_outgoing.empty()) {
+            const QByteArray &bytes = m_outgoing.front();
+            const ssize_t count = ::send(m_socket, bytes.constData() + m_sent,
+                                         static_cast<size_t>(bytes.size() - m_sent), MSG_NOSIGNAL);
+            if (count < 0)
+                return errno == EAGAIN || errno == EINTR;
+            m_sent += count;
+            if (m_sent < bytes.size())
+                return true;
+            m_outgoing.pop_front();
+            m_sent = 0;
+        }
         return !m_finished;
     }
 
 private:
-    void finish(const QByteArray &frame)
+    /// Without copying the body: while gigabytes are copied, no other client would get its heartbeat.
+    void queue(Frame frame)
     {
-        m_outgoing += frame;
+        m_outgoing.push_back(frameHeader(frame.kind, frame.body.size()));
+        if (!frame.body.isEmpty())
+            m_outgoing.push_back(std::move(frame.body));
+    }
+    void finish(Frame frame)
+    {
+        queue(std::move(frame));
         m_finished = true;
-        m_patience = Deadline::in(takingTime);
+        m_timeout = Deadline::in(resultTimeout);
     }
 
     int m_socket;
-    Deadline m_patience = Deadline::in(orderingTime);
+    Deadline m_timeout = Deadline::in(orderTimeout);
     QByteArray m_incoming;
-    QByteArray m_outgoing;
+    std::deque<QByteArray> m_outgoing;
+    /// Of the first of them.
     qsizetype m_sent = 0;
     std::shared_ptr<Task> m_task;
     bool m_finished = false;
@@ -323,23 +346,23 @@ bool serve(Client &client, short events, Workers &workers, OrderReader readOrder
         client.takeResult();
         return client.write() && !client.isOverdue();
     } catch (const std::exception &) {
-        // It says what no engine says, or there is no memory for it.
+        // No message of an engine, or no memory for it.
         return false;
     }
 }
 
-/// Takes in who is waiting to be.
+/// Accepts the clients that are waiting.
 void acceptAll(int listening, std::list<Client> &clients)
 {
     for (int socket = ::accept(listening, nullptr, nullptr); socket >= 0;
          socket = ::accept(listening, nullptr, nullptr)) {
         ::fcntl(socket, F_SETFD, FD_CLOEXEC);
-        if (clients.size() < mostClients && peerIsSameUser(socket))
+        if (clients.size() < maximumClients && peerIsSameUser(socket))
             clients.emplace_back(socket);
         else
             ::close(socket);
     }
-    // Out of descriptors: who is waiting will still be waiting in a moment.
+    // Out of descriptors: the clients can be accepted in a moment.
     if (errno != EAGAIN)
         ::usleep(10000);
 }
@@ -358,8 +381,10 @@ std::atomic<bool> stopping = false;
 
 void stop(int)
 {
+    const int error = errno;
     stopping = true;
     [[maybe_unused]] const ssize_t written = ::write(wakeEnds[1], "", 1);
+    errno = error;
 }
 
 void drain(int descriptor)
@@ -369,29 +394,29 @@ void drain(int descriptor)
     }
 }
 
-/// Takes orders and sends results until there has been nothing to do for so long.
+/// Takes orders and sends results until there has been nothing to do for `idle`.
 void serveAll(int listening, Workers &workers, OrderReader readOrder, std::chrono::seconds idle,
               std::list<Client> &clients)
 {
     Deadline idleEnd = Deadline::in(idle);
-    Deadline nextSign = Deadline::in(betweenSignsOfLife);
+    Deadline nextHeartbeat = Deadline::in(heartbeatInterval);
     while (!stopping && (!clients.empty() || !idleEnd.passed())) {
         std::vector<pollfd> sources{{listening, POLLIN, 0}, {wakeEnds[0], POLLIN, 0}};
         for (const Client &client : clients)
             sources.push_back(client.toPoll());
-        const auto until = clients.empty() ? idleEnd : nextSign;
+        const auto until = clients.empty() ? idleEnd : nextHeartbeat;
         const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until.time() - Deadline::Clock::now());
         ::poll(sources.data(), sources.size(),
-               static_cast<int>(std::clamp(wait, std::chrono::milliseconds(0), longestSleep).count()));
+               static_cast<int>(std::clamp(wait, std::chrono::milliseconds(0), maximumPoll).count()));
 
         drain(wakeEnds[0]);
-        const bool signDue = nextSign.passed();
-        if (signDue)
-            nextSign = Deadline::in(betweenSignsOfLife);
+        const bool heartbeatDue = nextHeartbeat.passed();
+        if (heartbeatDue)
+            nextHeartbeat = Deadline::in(heartbeatInterval);
         auto source = sources.cbegin() + 2;
         for (auto client = clients.begin(); client != clients.end(); ++source) {
-            if (signDue)
-                client->giveSignOfLife(workers);
+            if (heartbeatDue)
+                client->sendHeartbeat(workers);
             client = serve(*client, source->revents, workers, readOrder) ? std::next(client)
                                                                          : clients.erase(client);
         }
@@ -418,12 +443,12 @@ int runServer(int listening, const std::string &executable, int idleSeconds, Ord
     for (const int descriptor : {listening, wakeEnds[0], wakeEnds[1]})
         ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
     std::signal(SIGTERM, stop);
-    // It has been held up since before this program began.
+    // SIGTERM has been blocked since before this program began.
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 #ifdef __linux__
-    // What lists of processes call it, besides what its arguments say.
+    // For lists of processes that do not show arguments.
     ::prctl(PR_SET_NAME, serverName);
 #endif
 #ifdef __GLIBC__
@@ -435,14 +460,14 @@ int runServer(int listening, const std::string &executable, int idleSeconds, Ord
     try {
         started.emplace(std::max(std::thread::hardware_concurrency(), 1U), wakeEnds[1]);
     } catch (const std::system_error &) {
-        // There are no threads to be had.
+        // No thread can be made.
         removeEndpoint(*endpoint, serverLock);
         return 1;
     }
     Workers &workers = *started;
     std::list<Client> clients;
     serveAll(listening, workers, readOrder, std::chrono::seconds(idleSeconds), clients);
-    // From here on the next engine starts a server anew; who has come in the meantime is still served.
+    // From here on the next engine starts a new server; clients that have connected by now are still served.
     removeEndpoint(*endpoint, serverLock);
     acceptAll(listening, clients);
     ::close(listening);

@@ -6,8 +6,10 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <atomic>
 #include <csignal>
 #include <fstream>
+#include <future>
 #include <set>
 #include <unistd.h>
 
@@ -22,6 +24,12 @@ LaunchFlags withMinimumFont(int pixels)
     LaunchFlags flags;
     flags.minimumFontPixels = pixels;
     return flags;
+}
+
+/// Starts browsers with so many pages ready.
+BrowserPool::Starter keeping(size_t spares, const BrowserLimits &limits = {})
+{
+    return [=](const LaunchFlags &flags) { return std::make_shared<KeptBrowser>(flags, spares, limits); };
 }
 
 /// The process of this id.
@@ -40,7 +48,7 @@ void doJob(KeptBrowser &browser)
     {
         const std::unique_ptr<Page> page = browser.takePage(std::nullopt, Deadline::in(20s));
     }
-    browser.noteJob();
+    browser.finishJob();
 }
 
 ExitCode codeOf(KeptBrowser &browser, Deadline deadline)
@@ -83,6 +91,9 @@ private slots:
     void aBrowserThatCannotStart();
     void aBrowserThatSaysNothing();
     void oneThatHangsIsReplacedAtOnce();
+    void aPageOfOneThatHangsCannotBeClosed();
+    void whileOneStartsOthersCanBeHad();
+    void oneThatStartsIsSharedAlready();
     void cleanup();
 };
 
@@ -99,7 +110,7 @@ void BrowserPoolTest::cleanup()
 
 void BrowserPoolTest::equalFlagsShareABrowser()
 {
-    BrowserPool pool(1);
+    BrowserPool pool(keeping(1));
     const auto usual = pool.browserFor({});
     QCOMPARE(pool.browserFor({}), usual);
     const auto large = pool.browserFor(withMinimumFont(40));
@@ -116,7 +127,7 @@ void BrowserPoolTest::equalFlagsShareABrowser()
 
 void BrowserPoolTest::theOneUsedLeastIsGivenUp()
 {
-    BrowserPool pool(1);
+    BrowserPool pool(keeping(1));
     QList<ProcessInfo> guards;
     for (const int pixels : {0, 10, 20})
         guards += guardOf(*pool.browserFor(withMinimumFont(pixels)));
@@ -149,7 +160,7 @@ void BrowserPoolTest::pagesAreNeverGivenTwice()
 
 void BrowserPoolTest::afterSoManyJobsANewOneTakesOver()
 {
-    BrowserPool pool(1);
+    BrowserPool pool(keeping(1));
     const ProcessInfo first = guardOf(*pool.browserFor({}));
     for (int job = 0; job < 199; ++job)
         doJob(*pool.browserFor({}));
@@ -163,11 +174,11 @@ void BrowserPoolTest::afterSoManyJobsANewOneTakesOver()
 
 void BrowserPoolTest::itStaysWhileItIsUsed()
 {
-    BrowserPool pool(1, {1, 1LL << 40});
+    BrowserPool pool(keeping(1, {1, 1LL << 40}));
     const auto first = pool.browserFor({});
     const auto page = first->takePage(std::nullopt, Deadline::in(20s));
     doJob(*first);
-    QVERIFY(first->isWornOut());
+    QVERIFY(first->needsReplacement());
     const auto next = pool.browserFor({});
     QVERIFY(next != first);
     page->load({Job(), Address{u"about:blank"_s, u"about:blank"_s, false, {}, {}}, Deadline::in(20s)});
@@ -176,13 +187,13 @@ void BrowserPoolTest::itStaysWhileItIsUsed()
 
 void BrowserPoolTest::afterACrashANewOneTakesOver()
 {
-    BrowserPool pool(1);
+    BrowserPool pool(keeping(1));
     const auto first = pool.browserFor({});
     QCOMPARE(printed(*first), QByteArray("%PDF"));
     const ProcessInfo main = browsersIn(descendantsOf(first->guardProcess())).value(0);
     QVERIFY(main.id > 0);
     ::kill(static_cast<pid_t>(main.id), SIGKILL);
-    QVERIFY(waitUntil([&] { return first->isWornOut(); }));
+    QVERIFY(waitUntil([&] { return first->needsReplacement(); }));
     const auto next = pool.browserFor({});
     QVERIFY(next != first);
     QCOMPARE(printed(*next), QByteArray("%PDF"));
@@ -190,13 +201,13 @@ void BrowserPoolTest::afterACrashANewOneTakesOver()
 
 void BrowserPoolTest::oneThatHasGrownIsReplaced()
 {
-    BrowserPool pool(1, {200, 1});
+    BrowserPool pool(keeping(1, {200, 1}));
     const auto first = pool.browserFor({});
     for (int job = 0; job < 10; ++job) {
-        QVERIFY(!first->isWornOut());
+        QVERIFY(!first->needsReplacement());
         doJob(*first);
     }
-    QVERIFY(waitUntil([&] { return first->isWornOut(); }));
+    QVERIFY(waitUntil([&] { return first->needsReplacement(); }));
     QVERIFY(pool.browserFor({}) != first);
 }
 
@@ -227,17 +238,19 @@ void BrowserPoolTest::memoryIsThatOfAllItsProcesses()
 void BrowserPoolTest::aBrowserThatCannotStart()
 {
     qputenv("QUIRELLE_BROWSER", "/bin/false");
-    BrowserPool pool(1);
+    BrowserPool pool(keeping(1));
     const auto browser = pool.browserFor({});
     qunsetenv("QUIRELLE_BROWSER");
     QCOMPARE(codeOf(*browser, Deadline::in(20s)), ExitCode::NoBrowser);
-    QVERIFY(browser->isWornOut());
+    QVERIFY(browser->needsReplacement());
     QCOMPARE(printed(*pool.browserFor({})), QByteArray("%PDF"));
 }
 
 void BrowserPoolTest::aBrowserThatSaysNothing()
 {
-    BrowserPool pool(1);
+    BrowserLimits limits;
+    limits.pageTimeout = 2s;
+    BrowserPool pool(keeping(1, limits));
     const auto browser = pool.browserFor({});
     QCOMPARE(codeOf(*browser, Deadline::in(20s)), ExitCode::Written);
     const ProcessInfo main = browsersIn(descendantsOf(browser->guardProcess())).value(0);
@@ -248,26 +261,93 @@ void BrowserPoolTest::aBrowserThatSaysNothing()
     QCOMPARE(codeOf(*browser, Deadline::in(100ms)), ExitCode::OutOfTime);
     // That of the making: the browser's fault.
     QCOMPARE(codeOf(*browser, Deadline::in(60s)), ExitCode::Crashed);
-    QVERIFY(browser->isWornOut());
+    QVERIFY(browser->needsReplacement());
 }
 
 void BrowserPoolTest::oneThatHangsIsReplacedAtOnce()
 {
-    BrowserPool pool(3);
+    BrowserPool pool(keeping(3));
     auto first = pool.browserFor({});
     QCOMPARE(printed(*first), QByteArray("%PDF"));
     ::kill(static_cast<pid_t>(browsersIn(descendantsOf(first->guardProcess())).value(0).id), SIGSTOP);
     // Whoever takes the last page lets another be made, which will not be.
     for (int i = 0; i < 4; ++i)
         codeOf(*first, Deadline::in(100ms));
-    first->distrust();
-    QVERIFY(first->isWornOut());
+    first->markUnresponsive();
+    QVERIFY(first->needsReplacement());
     first.reset();
     QElapsedTimer timer;
     timer.start();
     const auto next = pool.browserFor({});
     QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(printed(*next), QByteArray("%PDF"));
+}
+
+void BrowserPoolTest::aPageOfOneThatHangsCannotBeClosed()
+{
+    KeptBrowser browser({}, 2);
+    const auto first = browser.takePage(std::nullopt, Deadline::in(20s));
+    const auto second = browser.takePage(std::nullopt, Deadline::in(20s));
+    QVERIFY(first->closeWithin(20s));
+    const ProcessInfo main = browsersIn(descendantsOf(browser.guardProcess())).value(0);
+    ::kill(static_cast<pid_t>(main.id), SIGSTOP);
+    QVERIFY(!second->closeWithin(100ms));
+}
+
+void BrowserPoolTest::whileOneStartsOthersCanBeHad()
+{
+    std::promise<void> goOn;
+    std::promise<void> starting;
+    BrowserPool pool([&](const LaunchFlags &flags) {
+        if (flags.minimumFontPixels > 0) {
+            starting.set_value();
+            goOn.get_future().wait();
+        }
+        return std::make_shared<KeptBrowser>(flags, 1);
+    });
+    const auto usual = pool.browserFor({});
+    auto slow = std::async(std::launch::async, [&] { return pool.browserFor(withMinimumFont(40)); });
+    starting.get_future().wait();
+    auto other = std::async(std::launch::async, [&] { return pool.browserFor({}); });
+    const bool isThere = other.wait_for(20s) == std::future_status::ready;
+    goOn.set_value();
+    QVERIFY(isThere);
+    QCOMPARE(other.get(), usual);
+    QCOMPARE(slow.get(), pool.browserFor(withMinimumFont(40)));
+}
+
+void BrowserPoolTest::oneThatStartsIsSharedAlready()
+{
+    std::atomic<int> starts = 0;
+    std::promise<void> starting;
+    std::promise<void> goOn;
+    BrowserPool pool([&](const LaunchFlags &flags) -> std::shared_ptr<KeptBrowser> {
+        if (++starts == 1) {
+            starting.set_value();
+            goOn.get_future().wait();
+            throw Failure(ExitCode::NoBrowser, u"none"_s);
+        }
+        return std::make_shared<KeptBrowser>(flags, 1);
+    });
+    const auto codeOfStart = [&] {
+        try {
+            pool.browserFor({});
+        } catch (const Failure &failure) {
+            return failure.code();
+        }
+        return ExitCode::Written;
+    };
+    auto first = std::async(std::launch::async, codeOfStart);
+    starting.get_future().wait();
+    auto second = std::async(std::launch::async, codeOfStart);
+    QVERIFY(second.wait_for(100ms) == std::future_status::timeout);
+    goOn.set_value();
+    QCOMPARE(first.get(), ExitCode::NoBrowser);
+    QCOMPARE(second.get(), ExitCode::NoBrowser);
+    QCOMPARE(starts.load(), 1);
+    // The next one is started anew.
+    QCOMPARE(codeOfStart(), ExitCode::Written);
+    QCOMPARE(starts.load(), 2);
 }
 
 QTEST_GUILESS_MAIN(BrowserPoolTest)

@@ -1,7 +1,9 @@
 #include "engine/devtools/connection.h"
 #include "engine/devtools/session.h"
 #include "engine/job/failure.h"
+#include "tests/support/waiting.h"
 
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QTest>
 
@@ -65,6 +67,15 @@ public:
         return command;
     }
 
+    /// Waits until commands fill their pipe; false if they do not.
+    bool awaitFullPipe() const
+    {
+        return waitUntil([this] {
+            pollfd commands{m_commands[1], POLLOUT, 0};
+            return ::poll(&commands, 1, 0) == 0;
+        });
+    }
+
     void hangUp()
     {
         for (int *end : {&m_replies[1], &m_errors[1]})
@@ -121,6 +132,8 @@ private slots:
     void aHalfMessageAtTheEndIsDropped();
     void lastErrorsAreKeptAndBounded();
     void aBrowserThatTakesNothingEndsTheSend();
+    void aCommandIsNeverTorn();
+    void noSenderWaitsForTheTimeOfAnother();
     void commandsToAGoneBrowserAreDropped();
     void manyThreadsMaySend();
     void takingWaitsNoLongerThanItsDeadline();
@@ -132,6 +145,7 @@ private slots:
     void aSessionIsNotReleasedFromItself();
     void aFloodOfEventsDoesNotOutlastTheDeadline();
     void aFailureInAHandlerEndsTheWait();
+    void cancellingIsNoFailure();
 };
 
 void ConnectionTest::commandsAreNumberedNullTerminatedJson()
@@ -257,7 +271,7 @@ void ConnectionTest::aReplyThatIsTooLargeIsNotKept()
 {
     Peer peer;
     const auto modest = std::make_shared<Mailbox>();
-    modest->setLargestReply(1 << 20);
+    modest->setMaximumReply(1 << 20);
     const auto other = std::make_shared<Mailbox>();
     const auto answer = [&](int id, qsizetype size) {
         peer.sayMessage("{\"id\":" + QByteArray::number(id) + R"(,"result":{"x":")" + QByteArray(size, 'x') +
@@ -375,6 +389,45 @@ void ConnectionTest::aBrowserThatTakesNothingEndsTheSend()
     } catch (const Failure &failure) {
         QCOMPARE(failure.code(), ExitCode::OutOfTime);
     }
+}
+
+/// Neither is one of which the pipe could take nothing sent later.
+void ConnectionTest::aCommandIsNeverTorn()
+{
+    Peer peer;
+    const QJsonObject large{{u"x"_s, QString(1 << 20, u'x')}};
+    const auto mailbox = std::make_shared<Mailbox>();
+    QVERIFY_THROWS_EXCEPTION(Failure,
+                             peer.connection().send({}, u"first"_s, large, Deadline::in(100ms), mailbox));
+    QVERIFY_THROWS_EXCEPTION(Failure,
+                             peer.connection().send({}, u"second"_s, large, Deadline::in(100ms), mailbox));
+    std::thread sender([&] { peer.connection().send({}, u"third"_s, {}, soon(), mailbox); });
+    const QJsonObject first = peer.hear();
+    const QJsonObject third = peer.hear();
+    sender.join();
+    QCOMPARE(first[u"method"_s].toString(), u"first"_s);
+    QCOMPARE(first[u"params"_s].toObject(), large);
+    QCOMPARE(third[u"method"_s].toString(), u"third"_s);
+    // The reply to what its sender has given up goes to nobody.
+    for (const QJsonObject &command : {first, third})
+        peer.sayMessage("{\"id\":" + QByteArray::number(command[u"id"_s].toInt()) + "}");
+    QCOMPARE(mailbox->take(soon())->value(u"id"_s), third[u"id"_s]);
+}
+
+void ConnectionTest::noSenderWaitsForTheTimeOfAnother()
+{
+    Peer peer;
+    const QJsonObject large{{u"x"_s, QString(1 << 20, u'x')}};
+    std::thread patient([&] { peer.connection().send({}, u"first"_s, large, soon(), nullptr); });
+    // The pipe is full now, as long as nobody reads.
+    QVERIFY(peer.awaitFullPipe());
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY_THROWS_EXCEPTION(Failure,
+                             peer.connection().send({}, u"second"_s, {}, Deadline::in(100ms), nullptr));
+    QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(peer.hear()[u"method"_s].toString(), u"first"_s);
+    patient.join();
 }
 
 void ConnectionTest::commandsToAGoneBrowserAreDropped()
@@ -571,6 +624,14 @@ void ConnectionTest::aFailureInAHandlerEndsTheWait()
         QCOMPARE(failure.code(), ExitCode::NotLoaded);
         QCOMPARE(failure.message(), u"first"_s);
     }
+}
+
+void ConnectionTest::cancellingIsNoFailure()
+{
+    Peer peer;
+    Session session(peer.connection(), {}, soon());
+    session.cancel();
+    QVERIFY_THROWS_EXCEPTION(Cancelled, session.ask(u"A.b"_s));
 }
 
 QTEST_GUILESS_MAIN(ConnectionTest)

@@ -101,7 +101,7 @@ void MessageTest::aBodyThatIsTooLongIsRefusedByItsHeader()
     QByteArray tooLong = frameBytes(FrameKind::Order, QByteArray(101, 'x')).left(headerSize);
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(tooLong, 100));
     QByteArray longest("\xff\xff\xff\xffo", headerSize);
-    QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(longest, largestOrder));
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(longest, maximumOrder));
 }
 
 void MessageTest::anOrderArrivesAsItWas()

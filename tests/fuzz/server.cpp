@@ -24,7 +24,7 @@ Conversation heard(const QByteArray &bytes, qsizetype step)
     try {
         for (qsizetype at = 0; at < bytes.size(); at += step) {
             waiting += bytes.mid(at, step);
-            while (const std::optional<Frame> frame = takeFrame(waiting, largestOrder))
+            while (const std::optional<Frame> frame = takeFrame(waiting, maximumOrder))
                 conversation.frames.push_back(*frame);
         }
     } catch (const std::runtime_error &) {

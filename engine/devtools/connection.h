@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/job/deadline.h"
+#include "engine/job/descriptor.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -91,7 +92,8 @@ private:
     int m_toBrowser;
     int m_fromBrowser;
     int m_errors;
-    int m_wakeReader[2]{-1, -1};
+    /// Ends the reader when its write end closes.
+    Pipe m_wakeReader;
     std::mutex m_sending;
     int m_lastId = 0;
     mutable std::mutex m_mutex;

@@ -4,7 +4,6 @@
 
 #include <sys/wait.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -12,7 +11,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <unistd.h>
+#include <utility>
 #ifdef __linux__
 #include <sys/prctl.h>
 #else
@@ -22,43 +23,16 @@ extern char **environ;
 namespace
 {
 
-/// A pipe whose ends lie above the descriptors that the program expects, and are closed in other programs.
-class Pipe
+/// A pipe whose ends lie above the descriptors that the program expects.
+Pipe newPipe()
 {
-public:
-    Pipe()
-    {
-        std::array<int, 2> ends{};
-        if (::pipe(ends.data()) != 0)
-            throw Failure(
-                ExitCode::NoBrowser,
-                QStringLiteral("cannot make a pipe: %1").arg(QString::fromLocal8Bit(strerror(errno))));
-        for (size_t i = 0; i < ends.size(); ++i) {
-            m_ends[i] = ::fcntl(ends[i], F_DUPFD_CLOEXEC, firstFreeDescriptor);
-            ::close(ends[i]);
-        }
-        if (m_ends[0] < 0 || m_ends[1] < 0)
-            throw Failure(ExitCode::NoBrowser, QStringLiteral("no file descriptor left"));
-    }
-    Pipe(const Pipe &) = delete;
-    Pipe &operator=(const Pipe &) = delete;
-    ~Pipe()
-    {
-        for (const int end : m_ends) {
-            if (end >= 0)
-                ::close(end);
-        }
-    }
-
-    int readEnd() const { return m_ends[0]; }
-    int writeEnd() const { return m_ends[1]; }
-    int takeReadEnd() { return std::exchange(m_ends[0], -1); }
-    int takeWriteEnd() { return std::exchange(m_ends[1], -1); }
-
-private:
-    static constexpr int firstFreeDescriptor = 5;
-    std::array<int, 2> m_ends{-1, -1};
-};
+    constexpr int firstFreeDescriptor = 5;
+    std::optional<Pipe> pipe = makePipe(firstFreeDescriptor);
+    if (!pipe)
+        throw Failure(ExitCode::NoBrowser,
+                      QStringLiteral("cannot make a pipe: %1").arg(QString::fromLocal8Bit(strerror(errno))));
+    return std::move(*pipe);
+}
 
 struct Program {
     std::string path;
@@ -107,16 +81,6 @@ void say(int descriptor, const std::string &line)
     [[maybe_unused]] const ssize_t written = ::write(descriptor, line.data(), line.size());
 }
 
-void closeFrom(int first)
-{
-#ifdef __linux__
-    ::close_range(static_cast<unsigned>(first), ~0U, 0);
-#else
-    for (int descriptor = first; descriptor < ::getdtablesize(); ++descriptor)
-        ::close(descriptor);
-#endif
-}
-
 [[noreturn]] void becomeProgram(Program &program, int input, int output, int errors)
 {
 #ifdef __linux__
@@ -131,7 +95,7 @@ void closeFrom(int first)
     ::dup2(errors, STDERR_FILENO);
     ::dup2(input, 3);
     ::dup2(output, 4);
-    closeFrom(5);
+    closeDescriptorsFrom(5);
     ::execve(program.path.c_str(), pointersTo(program.arguments).data(),
              pointersTo(program.environment).data());
     say(STDERR_FILENO, program.path + ": " + strerror(errno) + "\n");
@@ -174,7 +138,7 @@ void closeAllBut(int keptDescriptor)
     ::close(STDERR_FILENO);
     for (int descriptor = STDERR_FILENO + 1; descriptor < keptDescriptor; ++descriptor)
         ::close(descriptor);
-    closeFrom(keptDescriptor + 1);
+    closeDescriptorsFrom(keptDescriptor + 1);
 }
 
 /// The guard's whole life, in a process forked from one that may have several threads: only system calls and
@@ -191,7 +155,8 @@ void closeAllBut(int keptDescriptor)
     ::prctl(PR_SET_NAME, "quirelle-guard");
 #endif
     if (!::mkdtemp(folder.data())) {
-        say(errors.writeEnd(), "cannot make a temporary folder (" + folder + "): " + strerror(errno) + "\n");
+        say(errors.writeEnd.get(),
+            "cannot make a temporary folder (" + folder + "): " + strerror(errno) + "\n");
         ::_exit(1);
     }
     replaceAll(program.arguments, "%DIR%", folder);
@@ -200,10 +165,10 @@ void closeAllBut(int keptDescriptor)
     const pid_t child = ::fork();
     if (child == 0) {
         ::setpgid(0, 0);
-        becomeProgram(program, input.readEnd(), output.writeEnd(), errors.writeEnd());
+        becomeProgram(program, input.readEnd.get(), output.writeEnd.get(), errors.writeEnd.get());
     }
     ::setpgid(child, child);
-    const int held = leash.readEnd();
+    const int held = leash.readEnd.get();
     closeAllBut(held);
     [[maybe_unused]] const int changed = ::chdir("/");
     char byte = 0;
@@ -229,10 +194,10 @@ GuardedProcess::GuardedProcess(const std::string &program, const std::vector<std
 {
     Program toStart{program, {program}, environmentWith(environment)};
     toStart.arguments.insert(toStart.arguments.end(), arguments.begin(), arguments.end());
-    Pipe input;
-    Pipe output;
-    Pipe errors;
-    Pipe leash;
+    Pipe input = newPipe();
+    Pipe output = newPipe();
+    Pipe errors = newPipe();
+    Pipe leash = newPipe();
     m_guard = ::fork();
     if (m_guard < 0)
         throw Failure(
@@ -240,23 +205,20 @@ GuardedProcess::GuardedProcess(const std::string &program, const std::vector<std
             QStringLiteral("cannot start a process: %1").arg(QString::fromLocal8Bit(strerror(errno))));
     if (m_guard == 0)
         guard(toStart, temporaryFolder + "/quirelle-XXXXXX", input, output, errors, leash);
-    m_toProgram = input.takeWriteEnd();
-    m_fromProgram = output.takeReadEnd();
-    m_standardError = errors.takeReadEnd();
-    m_leash = leash.takeWriteEnd();
+    m_toProgram = std::move(input.writeEnd);
+    m_fromProgram = std::move(output.readEnd);
+    m_standardError = std::move(errors.readEnd);
+    m_leash = std::move(leash.writeEnd);
 }
 
 void GuardedProcess::end()
 {
-    if (m_leash >= 0)
-        ::close(std::exchange(m_leash, -1));
+    m_leash.reset();
 }
 
 GuardedProcess::~GuardedProcess()
 {
     end();
-    for (const int descriptor : {m_toProgram, m_fromProgram, m_standardError})
-        ::close(descriptor);
     while (::waitpid(m_guard, nullptr, 0) < 0 && errno == EINTR) {
     }
 }

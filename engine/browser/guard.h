@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/job/descriptor.h"
+
 #include <string>
 #include <vector>
 
@@ -26,19 +28,19 @@ public:
     void end();
 
     /// This end of the pipe that the program reads.
-    int toProgram() const { return m_toProgram; }
+    int toProgram() const { return m_toProgram.get(); }
     /// This end of the pipe that the program writes.
-    int fromProgram() const { return m_fromProgram; }
+    int fromProgram() const { return m_fromProgram.get(); }
     /// This end of the program's standard error.
-    int standardError() const { return m_standardError; }
+    int standardError() const { return m_standardError.get(); }
     /// The guard, parent of the program.
     int process() const { return m_guard; }
 
 private:
-    int m_toProgram = -1;
-    int m_fromProgram = -1;
-    int m_standardError = -1;
+    Descriptor m_toProgram;
+    Descriptor m_fromProgram;
+    Descriptor m_standardError;
     /// Held open as long as the program may live; the guard acts when it closes.
-    int m_leash = -1;
+    Descriptor m_leash;
     int m_guard = -1;
 };

@@ -137,10 +137,10 @@ bool Mailbox::closed() const
 Connection::Connection(int toBrowser, int fromBrowser, int errors)
     : m_toBrowser(toBrowser), m_fromBrowser(fromBrowser), m_errors(errors)
 {
-    if (::pipe(m_wakeReader) != 0)
+    std::optional<Pipe> wakeReader = makePipe();
+    if (!wakeReader)
         throw Failure(ExitCode::NoBrowser, QStringLiteral("no file descriptor left"));
-    for (const int end : m_wakeReader)
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    m_wakeReader = std::move(*wakeReader);
     makeNonBlocking(m_toBrowser);
     makeNonBlocking(m_fromBrowser);
     makeNonBlocking(m_errors);
@@ -151,9 +151,8 @@ Connection::Connection(int toBrowser, int fromBrowser, int errors)
 
 Connection::~Connection()
 {
-    ::close(m_wakeReader[1]);
+    m_wakeReader.writeEnd.reset();
     m_reader.join();
-    ::close(m_wakeReader[0]);
 }
 
 void Connection::attach(const QString &id, const std::shared_ptr<Mailbox> &mailbox)
@@ -249,7 +248,7 @@ void Connection::read()
     bool hasEnded = false;
     for (;;) {
         std::array<pollfd, 3> sources{{{m_fromBrowser, POLLIN, 0},
-                                       {m_wakeReader[0], POLLIN, 0},
+                                       {m_wakeReader.readEnd.get(), POLLIN, 0},
                                        {errorsOpen ? m_errors : -1, POLLIN, 0}}};
         if (::poll(sources.data(), sources.size(), -1) < 0 && errno != EINTR)
             break;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/job/deadline.h"
+#include "engine/job/descriptor.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -93,7 +94,8 @@ private:
     int m_toBrowser;
     int m_fromBrowser;
     int m_errors;
-    int m_wakeReader[2]{-1, -1};
+    /// Ends the reader when its write end closes.
+    Pipe m_wakeReader;
     std::timed_mutex m_sending;
     /// The rest of a command of which the pipe has taken the beginning.
     QByteArray m_pending;

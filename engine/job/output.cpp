@@ -1,26 +1,53 @@
 #include "engine/job/output.h"
 
+#include "engine/job/descriptor.h"
+#include "engine/job/kernelfiles.h"
+
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
-#include <QTemporaryFile>
 
 #include <sys/stat.h>
+#ifdef __linux__
+#include <sys/xattr.h>
+#endif
 
+#include <array>
 #include <cerrno>
-#include <fcntl.h>
+#include <climits>
+#include <cstdio>
+#include <optional>
 #include <poll.h>
-#include <unistd.h>
+#include <random>
+#include <string>
 
 namespace
 {
 
+#ifdef O_PATH
+constexpr int toPointAt = O_PATH;
+#else
+constexpr int toPointAt = O_RDONLY;
+#endif
+constexpr mode_t allPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
+/// As many as systems follow.
+constexpr int maximumLinks = 40;
+
 bool isStandardOutput(const QString &path)
 {
-    return path == QLatin1String("-");
+    return path == QLatin1String("-") || path == QLatin1String("/dev/stdout");
 }
 
 [[noreturn]] void refuse(const QString &path, const QString &reason)
 {
     throw Failure(ExitCode::NotWritten, QStringLiteral("%1 cannot be written: %2").arg(path, reason));
+}
+
+/// The system's reason, and what to do.
+[[noreturn]] void refuseFor(const QString &path, int error, const QString &remedy)
+{
+    const QString reason = error == EACCES ? QStringLiteral("permission denied") : qt_error_string(error);
+    refuse(path, QStringLiteral("%1; %2").arg(reason, remedy));
 }
 
 void checkStandardOutput()
@@ -33,35 +60,128 @@ void checkStandardOutput()
                QStringLiteral("it is a terminal; name a file, or send it on with > or |"));
 }
 
-void awaitReader()
-{
-    pollfd output{STDOUT_FILENO, POLLOUT, 0};
-    ::poll(&output, 1, -1);
-}
-
-void writeToStandardOutput(const QByteArray &bytes)
+/// Writes all of it; false, with errno, if that fails.
+bool writeAll(int descriptor, const QByteArray &bytes)
 {
     for (qsizetype done = 0; done < bytes.size();) {
         const ssize_t written =
-            ::write(STDOUT_FILENO, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
-        if (written >= 0)
+            ::write(descriptor, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        if (written >= 0) {
             done += written;
-        else if (errno == EAGAIN)
-            awaitReader();
-        else if (errno != EINTR)
-            refuse(QStringLiteral("standard output"), qt_error_string(errno));
+        } else if (errno == EAGAIN) {
+            pollfd output{descriptor, POLLOUT, 0};
+            ::poll(&output, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
     }
+    return true;
 }
 
-/// Writes all of it, or refuses with the system's reason.
-void writeAll(QFileDevice &file, const QByteArray &bytes, const QString &path)
+/// A name in a folder, and what lies there.
+struct Place {
+    /// Ends with a slash.
+    std::string folderPath;
+    Descriptor folder;
+    std::string name;
+    /// One file's owner, kind and permissions, read at once: whatever happens to the name, they belong
+    /// together.
+    std::optional<struct stat> older;
+    /// On Linux the same file, not opened for reading or writing.
+    Descriptor olderFile;
+
+    bool isLink() const { return older && S_ISLNK(older->st_mode); }
+};
+
+QString absolute(const std::string &path)
 {
-    // What is written is buffered, so the end may be the first to tell.
-    errno = 0;
-    const bool written = file.write(bytes) == bytes.size() && file.flush();
-    const QString reason = errno != 0 ? qt_error_string(errno) : file.errorString();
-    if (!written)
-        refuse(path, reason);
+    return QDir::cleanPath(QFileInfo(QFile::decodeName(path.c_str())).absoluteFilePath());
+}
+
+/// What stands at `file`, not followed if it is a link. Throws for `shown` if that cannot be told.
+Place lookAt(const std::string &file, const QString &shown)
+{
+    const size_t slash = file.rfind('/');
+    Place place;
+    place.folderPath = slash == std::string::npos ? "./" : file.substr(0, slash + 1);
+    place.name = slash == std::string::npos ? file : file.substr(slash + 1);
+    if (place.name.empty())
+        refuse(shown, QStringLiteral("it is a folder; name a file in it"));
+    place.folder.reset(::open(place.folderPath.c_str(), toPointAt | O_DIRECTORY | O_CLOEXEC));
+    if (!place.folder && (errno == ENOENT || errno == ENOTDIR))
+        refuse(shown, QStringLiteral("there is no folder %1; make it first").arg(absolute(place.folderPath)));
+    if (!place.folder)
+        refuseFor(shown, errno, QStringLiteral("choose another folder"));
+    struct stat info {
+    };
+#ifdef O_PATH
+    place.olderFile.reset(::openat(place.folder.get(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    const bool found = place.olderFile && ::fstat(place.olderFile.get(), &info) == 0;
+#else
+    const bool found = ::fstatat(place.folder.get(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+#endif
+    if (found)
+        place.older = info;
+    else if (errno == ENAMETOOLONG)
+        refuseFor(shown, errno, QStringLiteral("choose a shorter name"));
+    else if (errno != ENOENT)
+        refuseFor(shown, errno, QStringLiteral("choose another folder"));
+    return place;
+}
+
+/// Where the link at `place` leads.
+std::string targetOf(const Place &place, const QString &shown)
+{
+    std::array<char, PATH_MAX> target{};
+#ifdef O_PATH
+    const ssize_t size = ::readlinkat(place.olderFile.get(), "", target.data(), target.size());
+#else
+    const ssize_t size = ::readlinkat(place.folder.get(), place.name.c_str(), target.data(), target.size());
+#endif
+    if (size < 0)
+        refuseFor(shown, errno, QStringLiteral("remove it, or choose another name"));
+    const std::string text(target.data(), static_cast<size_t>(size));
+    return text.starts_with('/') ? text : place.folderPath + text;
+}
+
+/// Where a file of this name is to be written: behind all links.
+Place placeOf(const QString &path)
+{
+    Place place = lookAt(QFile::encodeName(path).toStdString(), path);
+    for (int links = 0; place.isLink() && !isKernelFile(place.folder.get()); ++links) {
+        // Others could lead this user to a file of this user's that way.
+        if (place.older->st_uid != ::geteuid() && place.older->st_uid != 0)
+            refuse(path, QStringLiteral("it is another user's link; choose another name"));
+        if (links == maximumLinks)
+            refuseFor(path, ELOOP, QStringLiteral("remove it, or choose another name"));
+        place = lookAt(targetOf(place, path), path);
+    }
+    return place;
+}
+
+/// Whether the folder lets its files be replaced only by their owners, and the older one has another.
+bool belongsToAnother(const Place &place, const struct stat &folder)
+{
+    const uid_t user = ::geteuid();
+    return place.older && (folder.st_mode & S_ISVTX) != 0 && user != 0 && user != folder.st_uid &&
+           user != place.older->st_uid;
+}
+
+/// Throws if it can be told that no file can be put there.
+void check(const Place &place, const QString &path)
+{
+    if (place.older && S_ISDIR(place.older->st_mode))
+        refuse(path, QStringLiteral("it is a folder; name a file in it"));
+    if ((place.older && !S_ISREG(place.older->st_mode)) || isKernelFile(place.folder.get()))
+        refuse(path, QStringLiteral("it is no ordinary file; choose another name"));
+    if (::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
+        refuseFor(path, errno, QStringLiteral("choose another folder"));
+    struct stat folder {
+    };
+    if (::fstat(place.folder.get(), &folder) != 0 || belongsToAnother(place, folder))
+        refuse(path, QStringLiteral("it belongs to another user; choose another name"));
+    if (place.older && ::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0)
+        refuseFor(path, errno, QStringLiteral("choose another name"));
 }
 
 /// The permissions of a file that a program makes without asking for any.
@@ -72,79 +192,151 @@ mode_t usualPermissions()
     return (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH) & ~withheld;
 }
 
-/// A file beside `path`, without a name for as long as possible: what has none is not left behind by a
-/// process that is killed.
-class NewFile : public QTemporaryFile
+/// Gives the file `made` the access list of `older`, or none if that has none; false if it is not known
+/// whether they are the same.
+bool takeOverAccessList([[maybe_unused]] int made, [[maybe_unused]] int older)
+{
+#ifdef __linux__
+    constexpr char list[] = "system.posix_acl_access";
+    constexpr size_t maximumSize = 1 << 16;
+    std::string content(maximumSize, '\0');
+    const std::string file = "/proc/self/fd/" + std::to_string(older);
+    const ssize_t size = ::getxattr(file.c_str(), list, content.data(), content.size());
+    if (size > 0)
+        return ::fsetxattr(made, list, content.data(), static_cast<size_t>(size), 0) == 0;
+    if (errno != ENODATA && errno != EOPNOTSUPP)
+        return false;
+    // The folder may have given it one.
+    return ::fremovexattr(made, list) == 0 || errno == ENODATA || errno == EOPNOTSUPP;
+#else
+    return true;
+#endif
+}
+
+/// Gives the file `made` the permissions of the older one if that is this user's own. What other users have
+/// put there, or have lent another name, opens nothing.
+bool setPermissions(int made, const Place &place)
+{
+    struct stat info {
+    };
+    if (::fstat(made, &info) != 0)
+        return false;
+    if (!place.older || place.older->st_uid != ::geteuid())
+        return ::fchmod(made, usualPermissions()) == 0;
+    mode_t mode = place.older->st_mode & allPermissions;
+    if (place.older->st_nlink != 1)
+        mode &= usualPermissions();
+    // What the group may do is said of that group, and with an access list of those who stand in it.
+    const bool sameGroup = info.st_gid == place.older->st_gid ||
+                           ::fchown(made, static_cast<uid_t>(-1), place.older->st_gid) == 0;
+    if (!sameGroup || !takeOverAccessList(made, place.olderFile.get()))
+        mode &= ~static_cast<mode_t>(S_IRWXG);
+    return ::fchmod(made, mode) == 0;
+}
+
+/// A file in the folder of a place, without a name for as long as possible: what has none is not left behind
+/// by a process that is killed.
+class NewFile
 {
 public:
-    /// Writes all of it, or refuses.
-    NewFile(const QString &path, const QByteArray &bytes, mode_t mode)
-        : QTemporaryFile(path + QStringLiteral(".XXXXXX"))
+    NewFile(const Place &place, const QString &path) : m_folder(place.folder.get()), m_path(path)
     {
-        if (!open())
-            refuse(path, errorString());
-        writeAll(*this, bytes, path);
-        ::fchmod(handle(), mode);
+#ifdef O_TMPFILE
+        // What has no name gets one through /proc.
+        if (::access("/proc/self/fd", X_OK) == 0)
+            m_file.reset(::openat(m_folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
+#endif
+        if (!m_file) {
+            m_name = newName();
+            m_file.reset(::openat(m_folder, m_name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC,
+                                  S_IRUSR | S_IWUSR));
+        }
+        if (!m_file) {
+            m_name.clear();
+            refuseFor(path, errno, QStringLiteral("choose another folder"));
+        }
+    }
+    NewFile(const NewFile &) = delete;
+    NewFile &operator=(const NewFile &) = delete;
+    ~NewFile()
+    {
+        if (!m_name.empty())
+            ::unlinkat(m_folder, m_name.c_str(), 0);
     }
 
-    /// False if there is such a file by now.
-    bool becomeNew(const QString &path)
+    void write(const QByteArray &bytes, const Place &place)
     {
-        const bool done = rename(path);
-        if (!done && !QFileInfo::exists(path))
-            refuse(path, errorString());
-        setAutoRemove(!done);
-        return done;
+        require(setPermissions(m_file.get(), place) && writeAll(m_file.get(), bytes));
     }
-    void replace(const QString &path)
+
+    void moveTo(const Place &place)
     {
+        if (!place.older && m_name.empty() && link(place.name))
+            return;
         // The older file gives way only when the new one has come to the disk, which takes a while.
-        const bool done = ::fsync(handle()) == 0 && ::rename(QFile::encodeName(fileName()).constData(),
-                                                             QFile::encodeName(path).constData()) == 0;
-        if (!done)
-            refuse(path, qt_error_string(errno));
-        setAutoRemove(false);
+        require(!place.older || ::fsync(m_file.get()) == 0);
+        if (m_name.empty()) {
+            const std::string name = newName();
+            require(link(name));
+            m_name = name;
+        }
+        require(::renameat(m_folder, m_name.c_str(), m_folder, place.name.c_str()) == 0);
+        m_name.clear();
     }
-};
 
-/// Through a link, as it is the file behind it that is meant.
-void replaceFile(const QString &path, const QByteArray &bytes)
-{
-    const QString target = QFileInfo(path).canonicalFilePath();
-    struct stat older {
-    };
-    if (::stat(QFile::encodeName(target).constData(), &older) != 0)
-        refuse(path, qt_error_string(errno));
-    constexpr mode_t permissions = 07777;
-    NewFile(target, bytes, older.st_mode & permissions).replace(target);
-}
+private:
+    /// Not made of the output's name, which may be as long as names can be.
+    static std::string newName()
+    {
+        std::array<char, 32> name{};
+        std::random_device random;
+        std::snprintf(name.data(), name.size(), ".quirelle-%08x%08x", random(), random());
+        return name.data();
+    }
+
+    /// False, with errno, if it cannot get this name: there is such a file by now, for example.
+    bool link(const std::string &name) const
+    {
+        const std::string file = "/proc/self/fd/" + std::to_string(m_file.get());
+        return ::linkat(AT_FDCWD, file.c_str(), m_folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    }
+
+    void require(bool done) const
+    {
+        if (!done)
+            refuseFor(m_path, errno, QStringLiteral("choose another folder"));
+    }
+
+    int m_folder;
+    QString m_path;
+    Descriptor m_file;
+    /// Empty for none.
+    std::string m_name;
+};
 
 } // namespace
 
 void checkOutput(const QString &path)
 {
     if (isStandardOutput(path))
-        return checkStandardOutput();
-    const QFileInfo file(path);
-    const QFileInfo folder(file.absolutePath());
-    if (file.isDir() || path.endsWith(QLatin1Char('/')))
-        refuse(path, QStringLiteral("it is a folder; name a file in it"));
-    if (file.exists() && !file.isFile())
-        refuse(path, QStringLiteral("it is no ordinary file; choose another name"));
-    if (!folder.isDir())
-        refuse(path, QStringLiteral("there is no folder %1; make it first").arg(folder.filePath()));
-    if (!folder.isWritable() || (file.exists() && !file.isWritable()))
-        refuse(path, QStringLiteral("permission denied; choose another folder"));
+        checkStandardOutput();
+    else
+        check(placeOf(path), path);
 }
 
 void writeOutput(const QString &path, const QByteArray &bytes)
 {
-    if (isStandardOutput(path))
-        return writeToStandardOutput(bytes);
+    if (isStandardOutput(path)) {
+        if (!writeAll(STDOUT_FILENO, bytes))
+            refuse(QStringLiteral("standard output"), qt_error_string(errno));
+        return;
+    }
     // Much may have happened since the job began.
-    checkOutput(path);
-    if (QFileInfo::exists(path) || !NewFile(path, bytes, usualPermissions()).becomeNew(path))
-        replaceFile(path, bytes);
+    const Place place = placeOf(path);
+    check(place, path);
+    NewFile file(place, path);
+    file.write(bytes, place);
+    file.moveTo(place);
 }
 
 Failure tooLargeForOutput(int mebibytes)

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
+#include <utility>
+
+/// Owns a file descriptor: it is closed with the object, once. Where the engine keeps a descriptor, it keeps
+/// it in one of these; a bare number is borrowed for a call.
+class Descriptor
+{
+public:
+    Descriptor() = default;
+    /// Takes over what a system call has returned; below zero it is none.
+    explicit Descriptor(int number) : m_number(number) {}
+    Descriptor(Descriptor &&other) noexcept : m_number(other.release()) {}
+    Descriptor &operator=(Descriptor &&other) noexcept
+    {
+        reset(other.release());
+        return *this;
+    }
+    ~Descriptor() { reset(); }
+
+    explicit operator bool() const { return m_number >= 0; }
+    /// -1 for none.
+    int get() const { return m_number; }
+    /// Gives it up without closing it.
+    [[nodiscard]] int release() { return std::exchange(m_number, -1); }
+    /// Closes it, and takes over another one. Keeps errno, so that a failed call can be reported after it.
+    void reset(int number = -1)
+    {
+        const int error = errno;
+        if (m_number >= 0)
+            ::close(m_number);
+        m_number = number;
+        errno = error;
+    }
+
+private:
+    int m_number = -1;
+};
+
+struct Pipe {
+    Descriptor readEnd;
+    Descriptor writeEnd;
+};
+
+/// A pipe whose ends no other program gets, numbered `lowest` or higher; nothing, with errno, when there is
+/// none to be had.
+inline std::optional<Pipe> makePipe(int lowest = 0)
+{
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0)
+        return std::nullopt;
+    const Pipe made{Descriptor(ends[0]), Descriptor(ends[1])};
+    Pipe pipe{Descriptor(::fcntl(ends[0], F_DUPFD_CLOEXEC, lowest)),
+              Descriptor(::fcntl(ends[1], F_DUPFD_CLOEXEC, lowest))};
+    if (!pipe.readEnd || !pipe.writeEnd)
+        return std::nullopt;
+    return pipe;
+}
+
+/// Closes all descriptors of this process from `first` on.
+inline void closeDescriptorsFrom(int first)
+{
+#ifdef __linux__
+    ::close_range(static_cast<unsigned>(first), ~0U, 0);
+#else
+    for (int descriptor = first; descriptor < ::getdtablesize(); ++descriptor)
+        ::close(descriptor);
+#endif
+}

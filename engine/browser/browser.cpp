@@ -1,8 +1,9 @@
 #include "engine/browser/browser.h"
 
+#include "engine/browser/environment.h"
 #include "engine/browser/locate.h"
+#include "engine/job/temporary.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <sys/resource.h>
@@ -12,10 +13,13 @@
 namespace
 {
 
-/// Where the browser's private folder is made.
-std::string temporaryFolder()
+/// Files that the browser makes in the temporary folder lie in its private one, and go with it.
+std::vector<std::string> browserEnvironment()
 {
-    return QFile::encodeName(QDir::tempPath()).toStdString();
+    std::vector<std::string> environment = passedEnvironment();
+    std::erase_if(environment, [](const std::string &variable) { return variable.starts_with("TMPDIR="); });
+    environment.emplace_back("TMPDIR=%DIR%");
+    return environment;
 }
 
 /// The browser's path. A browser with few file descriptors hangs instead of saying so.
@@ -40,9 +44,8 @@ std::string browserWithDescriptors()
 } // namespace
 
 Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
-    // Files that the browser makes in the temporary folder lie in its private one, and go with it.
     : m_process(browserWithDescriptors(), browserArguments(flags, runsWithoutSandbox(), firstPage),
-                {"TMPDIR=%DIR%"}, temporaryFolder()),
+                browserEnvironment(), temporaryFolder()),
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
       m_memory(m_process.process(), flags.maximumMemory)
 {

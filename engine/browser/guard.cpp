@@ -1,23 +1,22 @@
 #include "engine/browser/guard.h"
 
+#include "engine/browser/environment.h"
+#include "engine/browser/profilefolder.h"
 #include "engine/job/failure.h"
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <unistd.h>
 #include <utility>
 #ifdef __linux__
 #include <sys/prctl.h>
-#else
-extern char **environ;
 #endif
 
 namespace
@@ -47,33 +46,6 @@ void replaceAll(std::vector<std::string> &texts, const std::string &what, const 
         if (place != std::string::npos)
             text.replace(place, what.size(), by);
     }
-}
-
-std::vector<char *> pointersTo(std::vector<std::string> &texts)
-{
-    std::vector<char *> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string &text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-/// This process's environment with `changes` (NAME=value each) made to it.
-std::vector<std::string> environmentWith(const std::vector<std::string> &changes)
-{
-    std::vector<std::string> result;
-    for (char **entry = environ; *entry; ++entry) {
-        const std::string text = *entry;
-        const std::string name = text.substr(0, text.find('=') + 1);
-        bool changed = false;
-        for (const std::string &change : changes)
-            changed = changed || change.compare(0, name.size(), name) == 0;
-        if (!changed)
-            result.push_back(text);
-    }
-    result.insert(result.end(), changes.begin(), changes.end());
-    return result;
 }
 
 void say(int descriptor, const std::string &line)
@@ -131,20 +103,20 @@ void killToTheLast()
     }
 }
 
-void closeAllBut(int keptDescriptor)
+void closeAllBut(int leash, int lock)
 {
-    ::close(STDIN_FILENO);
-    ::close(STDOUT_FILENO);
-    ::close(STDERR_FILENO);
-    for (int descriptor = STDERR_FILENO + 1; descriptor < keptDescriptor; ++descriptor)
-        ::close(descriptor);
-    closeDescriptorsFrom(keptDescriptor + 1);
+    const int last = std::max(leash, lock);
+    for (int descriptor = 0; descriptor < last; ++descriptor) {
+        if (descriptor != leash && descriptor != lock)
+            ::close(descriptor);
+    }
+    closeDescriptorsFrom(last + 1);
 }
 
 /// The guard's whole life, in a process forked from one that may have several threads: only system calls and
 /// memory allocation, which the C library keeps usable after a fork.
-[[noreturn]] void guard(Program &program, std::string folder, const Pipe &input, const Pipe &output,
-                        const Pipe &errors, const Pipe &leash)
+[[noreturn]] void guard(Program &program, const std::string &temporaryFolder, const Pipe &input,
+                        const Pipe &output, const Pipe &errors, const Pipe &leash)
 {
     ::setsid();
     for (const int number : {SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE})
@@ -154,13 +126,14 @@ void closeAllBut(int keptDescriptor)
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     ::prctl(PR_SET_NAME, "quirelle-guard");
 #endif
-    if (!::mkdtemp(folder.data())) {
-        say(errors.writeEnd.get(),
-            "cannot make a temporary folder (" + folder + "): " + strerror(errno) + "\n");
+    const ProfileFolder folder(temporaryFolder);
+    if (!folder) {
+        say(errors.writeEnd.get(), "cannot make a temporary folder in " + temporaryFolder + " (" +
+                                       strerror(errno) + "): name another one in TMPDIR\n");
         ::_exit(1);
     }
-    replaceAll(program.arguments, "%DIR%", folder);
-    replaceAll(program.environment, "%DIR%", folder);
+    replaceAll(program.arguments, "%DIR%", folder.path());
+    replaceAll(program.environment, "%DIR%", folder.path());
 
     const pid_t child = ::fork();
     if (child == 0) {
@@ -169,20 +142,21 @@ void closeAllBut(int keptDescriptor)
     }
     ::setpgid(child, child);
     const int held = leash.readEnd.get();
-    closeAllBut(held);
+    closeAllBut(held, folder.lock());
     [[maybe_unused]] const int changed = ::chdir("/");
+    // While the program starts.
+    removeLeftProfileFolders(temporaryFolder);
     char byte = 0;
     while (::read(held, &byte, 1) < 0 && errno == EINTR) {
     }
-    std::error_code ignored;
     if (child > 0) {
         ::kill(-child, SIGKILL);
         killChildren();
         // Their ends take a while; what they still write meanwhile is removed after it.
-        std::filesystem::remove_all(folder, ignored);
+        folder.remove();
         killToTheLast();
     }
-    std::filesystem::remove_all(folder, ignored);
+    folder.remove();
     ::_exit(0);
 }
 
@@ -192,7 +166,7 @@ GuardedProcess::GuardedProcess(const std::string &program, const std::vector<std
                                const std::vector<std::string> &environment,
                                const std::string &temporaryFolder)
 {
-    Program toStart{program, {program}, environmentWith(environment)};
+    Program toStart{program, {program}, environment};
     toStart.arguments.insert(toStart.arguments.end(), arguments.begin(), arguments.end());
     Pipe input = newPipe();
     Pipe output = newPipe();
@@ -204,7 +178,7 @@ GuardedProcess::GuardedProcess(const std::string &program, const std::vector<std
             ExitCode::NoBrowser,
             QStringLiteral("cannot start a process: %1").arg(QString::fromLocal8Bit(strerror(errno))));
     if (m_guard == 0)
-        guard(toStart, temporaryFolder + "/quirelle-XXXXXX", input, output, errors, leash);
+        guard(toStart, temporaryFolder, input, output, errors, leash);
     m_toProgram = std::move(input.writeEnd);
     m_fromProgram = std::move(output.readEnd);
     m_standardError = std::move(errors.readEnd);

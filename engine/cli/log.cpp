@@ -1,5 +1,6 @@
 #include "engine/cli/log.h"
 
+#include "engine/job/descriptor.h"
 #include "engine/job/failure.h"
 
 #include <QDateTime>
@@ -7,14 +8,13 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 namespace
 {
 
 /// A log of this size is set aside as engine.log.1 and a new one begun.
-constexpr qint64 largestLog = 512LL * 1024;
+constexpr qint64 maximumSize = 512LL * 1024;
 /// In characters: two names and a reason, each of which is cut before.
 constexpr qsizetype longestEntry = 2000;
 
@@ -39,16 +39,19 @@ void appendToLog(const QString &line)
         QStringLiteral("%1 %2\n")
             .arg(QDateTime::currentDateTime().toString(Qt::ISODateWithMs), onOneLine(line, longestEntry))
             .toUtf8();
-    if (QFileInfo(path).size() > largestLog)
+    const QFileInfo log(path);
+    if (log.isFile() && log.size() > maximumSize)
         ::rename(QFile::encodeName(path).constData(),
                  QFile::encodeName(path + QStringLiteral(".1")).constData());
-    QDir().mkpath(QFileInfo(path).path());
-    const int file =
-        ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    if (file < 0)
+    QDir().mkpath(log.path());
+    // A pipe or device that lies there may have nobody who reads it.
+    const Descriptor file(::open(QFile::encodeName(path).constData(),
+                                 O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
+    struct stat info {
+    };
+    if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
         return;
     // One write, so that the lines of engines that run at the same time do not mix.
     [[maybe_unused]] const ssize_t written =
-        ::write(file, bytes.constData(), static_cast<size_t>(bytes.size()));
-    ::close(file);
+        ::write(file.get(), bytes.constData(), static_cast<size_t>(bytes.size()));
 }

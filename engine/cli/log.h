@@ -9,5 +9,6 @@
 /// ~/Library/Logs/quirelle/engine.log.
 QString logPath();
 
-/// Appends `line` with the time in front of it. A log that cannot be written is done without.
+/// Appends `line` with the time in front of it. Where that cannot be done, also because there is no
+/// ordinary file, the line is lost.
 void appendToLog(const QString &line);

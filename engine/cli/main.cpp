@@ -1,13 +1,12 @@
 #include "engine/cli/commandline.h"
 #include "engine/cli/run.h"
+#include "engine/job/nodump.h"
 #include "engine/server/endpoint.h"
 #include "engine/server/server.h"
 #include "engine/server/start.h"
 
 #include <QCoreApplication>
 #include <QFile>
-
-#include <sys/resource.h>
 
 #include <csignal>
 #include <cstring>
@@ -42,14 +41,6 @@ void holdUsualDescriptors()
         descriptor = ::open("/dev/null", O_RDONLY);
     while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     ::close(descriptor);
-}
-
-/// The memory of the engine, its server and its browser holds passwords and pages. It is in no file, even
-/// when one of them crashes.
-void dumpNoMemory()
-{
-    const rlimit none{0, 0};
-    ::setrlimit(RLIMIT_CORE, &none);
 }
 
 } // namespace

@@ -1,13 +1,23 @@
 #include "engine/job/input.h"
 
+#include "engine/job/descriptor.h"
 #include "engine/job/failure.h"
+#include "engine/job/kernelfiles.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QUrl>
 
+#include <sys/stat.h>
+#ifdef __linux__
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#endif
+
 #include <algorithm>
+#include <climits>
 
 namespace
 {
@@ -17,11 +27,84 @@ namespace
     throw Failure(ExitCode::NotLoaded, message);
 }
 
-/// Whether this path means whatever the process that opens it has open, and so something else to the browser.
-bool isDescriptor(const QString &absolutePath)
+/// A descriptor that stands for the file at `path` without reading it; none if a link of the kernel's is on
+/// the way, such as /dev/stdin, which leads the browser to something else than this process.
+Descriptor pointAt(const QByteArray &path)
 {
-    static const QRegularExpression pattern(QStringLiteral("^/(dev/(stdin$|fd/)|proc/)"));
-    return pattern.match(absolutePath).hasMatch();
+#ifdef __linux__
+    open_how how{};
+    how.flags = O_PATH | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_MAGICLINKS;
+    const long descriptor = ::syscall(SYS_openat2, AT_FDCWD, path.constData(), &how, sizeof(how));
+    // Not everywhere may it be called.
+    if (descriptor >= 0 || (errno != ENOSYS && errno != EPERM))
+        return Descriptor(static_cast<int>(descriptor));
+    return Descriptor(::open(path.constData(), O_PATH | O_CLOEXEC));
+#else
+    return Descriptor(::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+#endif
+}
+
+/// Whether it is a file with a content of its own, which is the same for everybody and has an end.
+bool isOrdinaryFile(const QString &path)
+{
+    const Descriptor file = pointAt(QFile::encodeName(path));
+    struct stat info {
+    };
+    return file && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) && !isKernelFile(file.get());
+}
+
+/// The address of the file at `path`, which exists, with a query and fragment to come after it. Throws if it
+/// is no document that can be read.
+Address fileAddress(const QString &path, const QString &rest, const QString &shown)
+{
+    const QFileInfo file(path);
+    if (file.isDir())
+        refuse(QStringLiteral("%1 is a folder, not a document").arg(shown));
+    if (!file.isFile() || (file.isReadable() && !isOrdinaryFile(path)))
+        refuse(QStringLiteral("%1 is no ordinary file: write the document to one first").arg(shown));
+    if (!file.isReadable())
+        refuse(QStringLiteral("%1 cannot be read: permission denied").arg(shown));
+    const QString url = QUrl::fromLocalFile(file.absoluteFilePath()).toString(QUrl::FullyEncoded);
+    return {url + rest, shown, true, {}, {}};
+}
+
+QRegularExpression queryOrFragment()
+{
+    return QRegularExpression(QStringLiteral("[?#]"));
+}
+
+/// Where the query or fragment of `input` begins, if what stands before it is the path of a file; the longest
+/// such path counts. -1 for none.
+qsizetype endOfPath(const QString &input)
+{
+    const QRegularExpression mark = queryOrFragment();
+    for (qsizetype end = input.left(PATH_MAX).lastIndexOf(mark); end > 0;
+         end = input.lastIndexOf(mark, end - 1)) {
+        const QFileInfo file(input.left(end));
+        if (file.exists() && !file.isDir())
+            return end;
+    }
+    return -1;
+}
+
+/// As browsers read it, apart from other machines' files.
+Address fromFileAddress(const QString &address, const QString &shown)
+{
+    const qsizetype mark = address.indexOf(queryOrFragment());
+    const qsizetype end = mark < 0 ? address.size() : mark;
+    const QUrl url(address.left(end));
+    if (!url.host().isEmpty() && url.host() != QLatin1String("localhost"))
+        refuse(QStringLiteral("%1 is a file of another machine: copy it here first").arg(shown));
+    QString path = url.path(QUrl::FullyDecoded);
+    if (!path.startsWith(u'/'))
+        path.prepend(u'/');
+    if (path.contains(QChar(QChar::Null)))
+        refuse(QStringLiteral("there is no file %1").arg(shown));
+    if (QFileInfo::exists(path))
+        return fileAddress(path, address.mid(end), shown);
+    // Why it cannot be had the browser says.
+    return {QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded), shown, true, {}, {}};
 }
 
 /// The scheme that an address begins with, in small letters; empty for none. "localhost:8080" has none.
@@ -36,17 +119,11 @@ QString schemeOf(const QString &address)
 
 Address resolveInput(const QString &input, const QString &folder)
 {
-    const QFileInfo file(QDir(folder), input);
-    if (file.exists()) {
-        if (file.isDir())
-            refuse(QStringLiteral("%1 is a folder, not a document").arg(input));
-        if (!file.isFile() || isDescriptor(file.absoluteFilePath()))
-            refuse(QStringLiteral("%1 is no ordinary file: write the document to one first").arg(input));
-        if (!file.isReadable())
-            refuse(QStringLiteral("%1 cannot be read: permission denied").arg(input));
-        return {
-            QUrl::fromLocalFile(file.absoluteFilePath()).toString(QUrl::FullyEncoded), input, true, {}, {}};
-    }
+    const QString path = QDir(folder).filePath(input);
+    if (QFileInfo::exists(path))
+        return fileAddress(path, {}, input);
+    if (const qsizetype end = endOfPath(path); end > 0)
+        return fileAddress(path.left(end), path.mid(end), input);
 
     const QString address = input.trimmed();
     const QString shown = withoutCredentials(address);
@@ -72,11 +149,5 @@ Address resolveInput(const QString &input, const QString &folder)
     if (scheme != QLatin1String("http") && scheme != QLatin1String("https") &&
         scheme != QLatin1String("file"))
         refuse(QStringLiteral("%1: only http, https and file addresses can be converted").arg(shown));
-    const bool isFile = scheme == QLatin1String("file");
-    // The browser would print its listing of the folder.
-    if (isFile && QFileInfo(QUrl(address).toLocalFile()).isDir())
-        refuse(QStringLiteral("%1 is a folder, not a document").arg(shown));
-    if (!isFile)
-        return web(address);
-    return {address, shown, true, {}, {}};
+    return scheme == QLatin1String("file") ? fromFileAddress(address, shown) : web(address);
 }

@@ -14,7 +14,8 @@ struct Address {
     QString password;
 };
 
-/// Resolves an input: a path if such a file exists, seen from `folder`, otherwise an address, which gets
-/// "http://" if it has no scheme. Throws Failure(NotLoaded) for a folder, a pipe or device, a file that
-/// cannot be read, and a scheme other than http, https and file.
+/// Resolves an input: a path if such a file exists, seen from `folder` and also with a query and fragment
+/// after it (`page.html?a#b`), otherwise an address, which gets "http://" if it has no scheme. Throws
+/// Failure(NotLoaded) for a folder, a pipe, device or file of the kernel's, a file that cannot be read
+/// (whether by its path or its address), and a scheme other than http, https and file.
 Address resolveInput(const QString &input, const QString &folder = QStringLiteral("."));

@@ -1,10 +1,10 @@
 #include "engine/server/endpoint.h"
 
+#include "engine/browser/environment.h"
 #include "engine/finish/finish.h"
+#include "engine/job/temporary.h"
 
 #include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
 
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -15,52 +15,24 @@
 #include <cstdlib>
 #include <filesystem>
 #include <unistd.h>
+#include <vector>
 
 namespace
 {
 
-/// What changes how a browser started here behaves.
-constexpr const char *telltaleVariables[] = {
-    "HOME",
-    "PATH",
-    "TMPDIR",
-    "TZ",
-    "LANG",
-    "LANGUAGE",
-    "LC_ALL",
-    "LC_CTYPE",
-    "LC_MESSAGES",
-    "LC_NUMERIC",
-    "LC_TIME",
-    "LC_MEASUREMENT",
-    "DISPLAY",
-    "CHROMIUM_FLAGS",
-    "LD_LIBRARY_PATH",
-    "QUIRELLE_BROWSER",
-    "QUIRELLE_NO_SANDBOX",
-    "QUIRELLE_IDLE_SECONDS",
-    "XDG_CONFIG_HOME",
-    "XDG_CACHE_HOME",
-    "XDG_DATA_HOME",
-    "XDG_DATA_DIRS",
-    "FONTCONFIG_FILE",
-    "FONTCONFIG_PATH",
-    "SSL_CERT_FILE",
-    "SSL_CERT_DIR",
-    "http_proxy",
-    "https_proxy",
-    "all_proxy",
-    "no_proxy",
-    "HTTP_PROXY",
-    "HTTPS_PROXY",
-    "ALL_PROXY",
-    "NO_PROXY",
-    "auto_proxy",
-};
-
 /// What the system grants a process, and so what it starts.
 constexpr int tellingLimits[] = {RLIMIT_AS,    RLIMIT_CPU,    RLIMIT_DATA,
                                  RLIMIT_FSIZE, RLIMIT_NOFILE, RLIMIT_NPROC};
+
+/// Those by whose leave this process, and what it starts, can open files.
+std::vector<gid_t> groups()
+{
+    std::vector<gid_t> result(static_cast<size_t>(std::max(::getgroups(0, nullptr), 0)));
+    result.resize(
+        static_cast<size_t>(std::max(::getgroups(static_cast<int>(result.size()), result.data()), 0)));
+    result.push_back(::getegid());
+    return result;
+}
 
 QByteArray identity(const std::string &executable)
 {
@@ -83,10 +55,11 @@ QByteArray identity(const std::string &executable)
         const ssize_t size = ::readlink(space, target, sizeof(target));
         hash.addData(QByteArray(target, std::max<ssize_t>(size, 0)) + '\0');
     }
-    for (const char *name : telltaleVariables) {
-        const char *value = ::getenv(name);
-        hash.addData(QByteArray(name) + '=' + (value ? value : "") + '\0');
-    }
+    // A server has no other variables than these.
+    for (const std::string &variable : passedEnvironment())
+        hash.addData(QByteArray::fromStdString(variable) + '\0');
+    for (const gid_t group : groups())
+        hash.addData(QByteArray::number(group) + ' ');
     for (const int kind : tellingLimits) {
         rlimit limit{};
         // The other one can be changed, up to this.
@@ -105,31 +78,34 @@ bool isPrivateFolder(const std::string &path)
            (info.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
-std::optional<std::string> privateFolder()
+/// Where it may be, the best first.
+std::vector<std::string> folders()
 {
+    std::vector<std::string> result;
     const char *runtime = ::getenv("XDG_RUNTIME_DIR");
-    const bool hasRuntime = runtime && *runtime == '/' && isPrivateFolder(runtime);
-    const std::string path = hasRuntime ? std::string(runtime) + "/quirelle"
-                                        : QFile::encodeName(QDir::tempPath()).toStdString() + "/quirelle-" +
-                                              std::to_string(::geteuid());
-    ::mkdir(path.c_str(), S_IRWXU);
-    if (!isPrivateFolder(path))
-        return std::nullopt;
-    return path;
+    if (runtime && *runtime == '/' && isPrivateFolder(runtime))
+        result.push_back(std::string(runtime) + "/quirelle");
+    for (const std::string &folder : {temporaryFolder(), systemTemporaryFolder()})
+        result.push_back(folder + "/quirelle-" + std::to_string(::geteuid()));
+    return result;
 }
 
 } // namespace
 
 std::optional<Endpoint> findEndpoint(const std::string &executable)
 {
-    const std::optional<std::string> folder = privateFolder();
-    if (!folder)
-        return std::nullopt;
-    const std::string base = *folder + "/" + identity(executable).toStdString();
-    Endpoint endpoint{base + ".socket", base + ".lock"};
-    if (endpoint.socket.size() >= sizeof(sockaddr_un::sun_path))
-        return std::nullopt;
-    return endpoint;
+    const std::string name = identity(executable).toStdString();
+    for (const std::string &folder : folders()) {
+        const std::string base = folder + "/" + name;
+        Endpoint endpoint{base + ".socket", base + ".lock"};
+        // Sockets have short names.
+        if (endpoint.socket.size() >= sizeof(sockaddr_un::sun_path))
+            continue;
+        ::mkdir(folder.c_str(), S_IRWXU);
+        if (isPrivateFolder(folder))
+            return endpoint;
+    }
+    return std::nullopt;
 }
 
 bool isFileAt(int descriptor, const std::string &path)

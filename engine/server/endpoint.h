@@ -11,9 +11,9 @@ struct Endpoint {
 };
 
 /// The place for the engine at `executable`, its folder made if need be: below XDG_RUNTIME_DIR, else below
-/// the temporary folder. Its name tells builds of the engine apart, and environments and namespaces in which
-/// a browser would behave differently. Nothing if there is no folder that belongs to this user and is closed
-/// to all others.
+/// the temporary folder, or the system's own if that has too long a path. Its name tells builds of the engine
+/// apart, and environments, groups and namespaces in which a browser would behave differently. Nothing if
+/// there is no folder that belongs to this user and is closed to all others.
 std::optional<Endpoint> findEndpoint(const std::string &executable);
 
 /// Whether the open file `descriptor` is the one that lies at `path` now.

@@ -1,5 +1,7 @@
 #include "engine/server/start.h"
 
+#include "engine/browser/environment.h"
+
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -9,11 +11,9 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <string>
 #include <unistd.h>
-
-#ifndef __linux__
-extern char **environ;
-#endif
+#include <vector>
 
 namespace
 {
@@ -87,7 +87,8 @@ void closeFrom(int first)
     char name[sizeof(serverName)];
     std::char_traits<char>::copy(name, serverName, sizeof(serverName));
     char *arguments[] = {name, nullptr};
-    ::execve(executable.c_str(), arguments, environ);
+    std::vector<std::string> environment = passedEnvironment();
+    ::execve(executable.c_str(), arguments, pointersTo(environment).data());
     ::_exit(127);
 }
 

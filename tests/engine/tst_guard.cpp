@@ -1,3 +1,4 @@
+#include "engine/browser/environment.h"
 #include "engine/browser/guard.h"
 #include "engine/job/failure.h"
 #include "tests/support/processes.h"
@@ -11,6 +12,9 @@
 #include <QProcess>
 #include <QTest>
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
@@ -44,7 +48,7 @@ QByteArray readUntil(int descriptor, const QByteArray &stop = {})
 std::unique_ptr<GuardedProcess> guardedScript(const char *script, const TemporaryFolder &folder)
 {
     return std::make_unique<GuardedProcess>("/bin/sh", std::vector<std::string>{"-c", script, "sh", "%DIR%"},
-                                            std::vector<std::string>{},
+                                            passedEnvironment(),
                                             QFile::encodeName(folder.path()).toStdString());
 }
 
@@ -88,7 +92,8 @@ private slots:
     void theProgramTalksOnDescriptors3And4();
     void standardInputAndOutputAreEmpty();
     void itsPlaceholderBecomesThePrivateFolder();
-    void itsEnvironmentIsOursWithTheChanges();
+    void itsEnvironmentIsWhatItIsGiven();
+    void browsersGetWhatIsInTheTable();
     void noOtherDescriptorIsPassedOn();
     void noSignalIsIgnored();
     void theFolderGoesWithTheObject();
@@ -100,6 +105,9 @@ private slots:
     void aProgramThatCannotBeStarted();
     void aTemporaryFolderThatCannotBeUsed();
     void manyAtOnce();
+    void aFolderThatAKilledGuardLeftGoesAtTheNextStart();
+    void onlyLeftFoldersGo();
+    void nothingGoesWhereOthersCanRename();
 };
 
 void GuardTest::theProgramTalksOnDescriptors3And4()
@@ -137,18 +145,39 @@ void GuardTest::itsPlaceholderBecomesThePrivateFolder()
     QCOMPARE(lines[3], QByteArray("700"));
 }
 
-void GuardTest::itsEnvironmentIsOursWithTheChanges()
+void GuardTest::itsEnvironmentIsWhatItIsGiven()
 {
     const TemporaryFolder folder;
-    qputenv("QUIRELLE_TEST_KEPT", "kept");
-    qputenv("QUIRELLE_TEST_CHANGED", "before");
-    qputenv("QUIRELLE_TEST_CHANGED_NOT", "other");
-    const GuardedProcess process("/bin/sh", {"-c", "env | grep ^QUIRELLE_TEST | sort >&4"},
-                                 {"QUIRELLE_TEST_CHANGED=after"},
+    qputenv("QUIRELLE_TEST", "ours");
+    ProcessInfo program;
+    const GuardedProcess sleeper("/bin/sleep", {"1000"}, {"PLACE=x%DIR%y", "EMPTY="},
                                  QFile::encodeName(folder.path()).toStdString());
-    QCOMPARE(readUntil(process.fromProgram()),
-             QByteArray(
-                 "QUIRELLE_TEST_CHANGED=after\nQUIRELLE_TEST_CHANGED_NOT=other\nQUIRELLE_TEST_KEPT=kept\n"));
+    QVERIFY(waitUntil([&] { return findSleep(&program); }));
+    const QList<QByteArray> variables = contentOf(u"/proc/%1/environ"_s.arg(program.id)).split('\0');
+    QCOMPARE(variables.size(), 3);
+    QVERIFY2(variables[0].startsWith("PLACE=x" + QFile::encodeName(folder.path())) &&
+                 variables[0].endsWith('y'),
+             variables[0].constData());
+    QCOMPARE(variables[1], QByteArray("EMPTY="));
+}
+
+void GuardTest::browsersGetWhatIsInTheTable()
+{
+    const auto isPassed = [](const char *name) {
+        qputenv(name, "some value");
+        const std::vector<std::string> passed = passedEnvironment();
+        qunsetenv(name);
+        return std::count(passed.begin(), passed.end(), name + std::string("=some value")) == 1;
+    };
+    for (const char *name :
+         {"LC_PAPER", "TZ", "https_proxy", "FONTCONFIG_FILE", "LD_LIBRARY_PATH", "XDG_DATA_DIRS"})
+        QVERIFY2(isPassed(name), name);
+    for (const char *name : {"SSLKEYLOGFILE", "NSS_DEBUG_PKCS11_MODULE", "GTK_MODULES", "QT_PLUGIN_PATH",
+                             "LD_AUDIT", "DBUS_SESSION_BUS_ADDRESS", "CHROME_LOG_FILE", "QUIRELLE_PASSWORD",
+                             "QUIRELLE_PROXY", "AWS_SECRET_ACCESS_KEY", "HOMEX", "LC", "XLC_ALL"})
+        QVERIFY2(!isPassed(name), name);
+    const std::vector<std::string> passed = passedEnvironment();
+    QVERIFY(std::is_sorted(passed.begin(), passed.end()));
 }
 
 void GuardTest::noOtherDescriptorIsPassedOn()
@@ -298,10 +327,81 @@ void GuardTest::manyAtOnce()
     QVERIFY(foldersIn(folder).isEmpty());
 }
 
+void GuardTest::aFolderThatAKilledGuardLeftGoesAtTheNextStart()
+{
+    const TemporaryFolder folder;
+    const auto alive = guardedScript("echo kept >$1/file; echo ready >&4; cat <&3", folder);
+    readUntil(alive->fromProgram(), "ready");
+    QString left;
+    {
+        const auto killed = guardedScript(
+            "mkdir -p $1/a/b; : >$1/a/b/file; chmod 0 $1/a/b; chmod 500 $1/a; echo $1 ready >&4; cat <&3",
+            folder);
+        left = QString::fromUtf8(readUntil(killed->fromProgram(), "ready")).section(u' ', 0, 0);
+        ::kill(killed->process(), SIGKILL);
+    }
+    QVERIFY(QFileInfo::exists(left));
+    QCOMPARE(foldersIn(folder).size(), 2);
+    {
+        const auto next = guardedScript("echo ready >&4; cat <&3", folder);
+        readUntil(next->fromProgram(), "ready");
+    }
+    QVERIFY(!QFileInfo::exists(left));
+    const QStringList folders = foldersIn(folder);
+    QCOMPARE(folders.size(), 1);
+    QCOMPARE(contentOf(folder.path(folders[0] + u"/file"_s)), QByteArray("kept\n"));
+}
+
+void GuardTest::onlyLeftFoldersGo()
+{
+    const TemporaryFolder folder;
+    const TemporaryFolder elsewhere;
+    elsewhere.write(u"file"_s, "mine");
+    folder.write(u"quirelle-browser-abcdef/sub/file"_s, "left");
+    QVERIFY(QFile::link(elsewhere.path(), folder.path(u"quirelle-browser-abcdef/link"_s)));
+    QStringList kept{u"quirelle-browser-abcde/file"_s, u"quirelle-browser-abcdefg/file"_s,
+                     u"quirelle-brows-abcdef/file"_s,  u"quirelle-browser-/file"_s,
+                     u"quirelle-browser-afilex"_s,     u"xquirelle-browser-abcdef/file"_s};
+    for (const QString &name : kept)
+        folder.write(name, "mine");
+    QVERIFY(QFile::link(elsewhere.path(), folder.path(u"quirelle-browser-linked"_s)));
+    kept += u"quirelle-browser-linked/file"_s;
+    if (::geteuid() == 0) {
+        folder.write(u"quirelle-browser-theirs/file"_s, "theirs");
+        QCOMPARE(
+            ::chown(QFile::encodeName(folder.path(u"quirelle-browser-theirs"_s)).constData(), 12345, 12345),
+            0);
+        kept += u"quirelle-browser-theirs/file"_s;
+    }
+    {
+        const auto process = guardedScript("echo ready >&4; cat <&3", folder);
+        readUntil(process->fromProgram(), "ready");
+    }
+    QVERIFY(!QFileInfo::exists(folder.path(u"quirelle-browser-abcdef"_s)));
+    for (const QString &name : kept)
+        QVERIFY2(QFileInfo::exists(folder.path(name)), qPrintable(name));
+    QCOMPARE(contentOf(elsewhere.path(u"file"_s)), QByteArray("mine"));
+}
+
+void GuardTest::nothingGoesWhereOthersCanRename()
+{
+    for (const auto &[mode, goes] :
+         {std::pair(0777U, false), std::pair(0770U, false), std::pair(01777U, true)}) {
+        const TemporaryFolder folder;
+        folder.write(u"quirelle-browser-abcdef/file"_s, "mine, and renamed by somebody else");
+        QCOMPARE(::chmod(QFile::encodeName(folder.path()).constData(), mode), 0);
+        {
+            const auto process = guardedScript("echo ready >&4; cat <&3", folder);
+            readUntil(process->fromProgram(), "ready");
+        }
+        QCOMPARE(QFileInfo::exists(folder.path(u"quirelle-browser-abcdef"_s)), !goes);
+    }
+}
+
 /// The test program itself, run as "hold FOLDER": holds a guarded process until it is killed.
 static int hold(const QString &path)
 {
-    const GuardedProcess process("/bin/sh", {"-c", stubbornHelpers}, {},
+    const GuardedProcess process("/bin/sh", {"-c", stubbornHelpers}, passedEnvironment(),
                                  QFile::encodeName(path).toStdString());
     if (!readUntil(process.fromProgram(), "ready").endsWith("ready\n"))
         return 1;

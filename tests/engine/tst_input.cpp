@@ -1,3 +1,4 @@
+#include "engine/job/descriptor.h"
 #include "engine/job/failure.h"
 #include "engine/job/input.h"
 #include "engine/page/neterror.h"
@@ -8,7 +9,7 @@
 #include <QTest>
 #include <QUrl>
 
-#include <unistd.h>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -45,6 +46,11 @@ private slots:
     void foldersAreRefused();
     void whatIsNoOrdinaryFileIsRefused_data();
     void whatIsNoOrdinaryFileIsRefused();
+    void fragmentsAndQueries_data();
+    void fragmentsAndQueries();
+    void whatIsNoFileWithAFragmentIsAnAddress();
+    void fileAddresses_data();
+    void fileAddresses();
     void unreadableFilesAreRefused();
     void networkErrorsAreExplained();
 };
@@ -168,6 +174,9 @@ void InputTest::refused_data()
     QTest::newRow("view-source") << u"view-source:http://example.com"_s;
     QTest::newRow("blob") << u"blob:http://example.com/1"_s;
     QTest::newRow("capitals") << u"JavaScript:alert(1)"_s;
+    QTest::newRow("a file of another machine") << u"file://server/share/page.html"_s;
+    QTest::newRow("a file's name that ends early") << u"file:///etc/hostname%00.html"_s;
+    QTest::newRow("a folder by its address") << u"file:///etc"_s;
 }
 
 void InputTest::refused()
@@ -186,15 +195,138 @@ void InputTest::foldersAreRefused()
 void InputTest::whatIsNoOrdinaryFileIsRefused_data()
 {
     QTest::addColumn<QString>("path");
-    // To the browser these are its own, and empty.
-    for (const char *path : {"/dev/null", "/dev/stdin", "/dev/fd/0", "/proc/self/fd/0"})
+    for (const char *path :
+         {"/dev/null", "/dev/zero", "/dev/stdin", "/dev/fd/0", "/proc/self/fd/0", "/proc/self/comm",
+          "/proc/self/environ", "/proc/version", "/proc/self/cwd/page.html", "/proc/self/root@/page.html",
+          "/sys/kernel/uevent_seqnum", "@/pipe", "@/socket", "@/link to a pipe", "@/link to a device",
+          "@/link to a process", "@/links/version", "@/link to a descriptor", "@/folder link/fd/0"})
         QTest::newRow(path) << QString::fromLatin1(path);
 }
 
 void InputTest::whatIsNoOrdinaryFileIsRefused()
 {
     QFETCH(QString, path);
-    QVERIFY(refusalOf(path).startsWith(path + u" is no ordinary file"_s));
+    const TemporaryFolder folder;
+    const QString before = QDir::currentPath();
+    // Whatever the standard input of this test is: to the browser it is another file.
+    const QByteArray page = QFile::encodeName(folder.write(u"page.html"_s, "x"));
+    const Descriptor held(::dup(STDIN_FILENO));
+    const Descriptor opened(::open(page.constData(), O_RDONLY));
+    QVERIFY(::dup2(opened.get(), STDIN_FILENO) == STDIN_FILENO);
+    QCOMPARE(::mkfifo(QFile::encodeName(folder.path(u"pipe"_s)).constData(), 0600), 0);
+    QCOMPARE(::mknod(QFile::encodeName(folder.path(u"socket"_s)).constData(), S_IFSOCK | 0600, 0), 0);
+    for (const auto &[name, target] :
+         {std::pair("link to a pipe", "pipe"), std::pair("link to a device", "/dev/null"),
+          std::pair("link to a process", "/proc/self/status"), std::pair("links", "/proc"),
+          std::pair("link to a descriptor", "/dev/stdin"), std::pair("folder link", "/proc/self")})
+        QVERIFY(QFile::link(QLatin1String(target), folder.path(QLatin1String(name))));
+    QVERIFY(QDir::setCurrent(folder.path()));
+    path.replace(u"@"_s, folder.path());
+    const QString byPath = refusalOf(path);
+    const QString withFragment = refusalOf(path + u"#x"_s);
+    const QString byAddress = refusalOf(QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded));
+    const QString byOtherAddress = refusalOf(
+        u"FILE://localhost"_s + QString::fromLatin1(QUrl::toPercentEncoding(path, "/")) + u"?a#b"_s);
+    QDir::setCurrent(before);
+    QVERIFY(::dup2(held.get(), STDIN_FILENO) == STDIN_FILENO);
+    for (const QString &reason : {byPath, withFragment, byAddress, byOtherAddress})
+        QVERIFY2(reason.contains(u"is no ordinary file"_s), qPrintable(reason));
+}
+
+void InputTest::fragmentsAndQueries_data()
+{
+    QTest::addColumn<QString>("input");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("rest");
+    QTest::newRow("fragment") << u"page.html#part"_s << u"page.html"_s << u"#part"_s;
+    QTest::newRow("query") << u"page.html?a=1"_s << u"page.html"_s << u"?a=1"_s;
+    QTest::newRow("both") << u"page.html?a=1&b=%20#part"_s << u"page.html"_s << u"?a=1&b=%20#part"_s;
+    QTest::newRow("a question in the fragment") << u"page.html#a?b#c"_s << u"page.html"_s << u"#a?b#c"_s;
+    QTest::newRow("empty ones") << u"page.html?#"_s << u"page.html"_s << u"?#"_s;
+    QTest::newRow("a path in the query") << u"page.html?u=/a/b.html"_s << u"page.html"_s << u"?u=/a/b.html"_s;
+    QTest::newRow("an address in the query")
+        << u"page.html?u=http://a.b/#c"_s << u"page.html"_s << u"?u=http://a.b/#c"_s;
+    QTest::newRow("in a folder") << u"sub/page.html#part"_s << u"sub/page.html"_s << u"#part"_s;
+    QTest::newRow("from here") << u"./page.html#part"_s << u"page.html"_s << u"#part"_s;
+    QTest::newRow("a folder with a #") << u"c#/page.html#part"_s << u"c#/page.html"_s << u"#part"_s;
+    QTest::newRow("a folder with a ?") << u"why?/page.html?a#b"_s << u"why?/page.html"_s << u"?a#b"_s;
+    QTest::newRow("a name with blanks and %")
+        << u"100% of it.html#part"_s << u"100% of it.html"_s << u"#part"_s;
+    QTest::newRow("a name that looks encoded") << u"%41.html?x"_s << u"%41.html"_s << u"?x"_s;
+    QTest::newRow("a name with letters") << u"日本 ä.html#ü"_s << u"日本 ä.html"_s << u"#ü"_s;
+    QTest::newRow("a file of that very name") << u"page.html#very"_s << u"page.html#very"_s << QString();
+    QTest::newRow("a file of that very name, and more")
+        << u"page.html#very#part"_s << u"page.html#very"_s << u"#part"_s;
+    QTest::newRow("a file with a query's name")
+        << u"page.html?v=2#part"_s << u"page.html?v=2"_s << u"#part"_s;
+}
+
+void InputTest::fragmentsAndQueries()
+{
+    QFETCH(QString, input);
+    QFETCH(QString, file);
+    QFETCH(QString, rest);
+    const TemporaryFolder folder;
+    for (const char *name : {"page.html", "sub/page.html", "c#/page.html", "why?/page.html",
+                             "100% of it.html", "%41.html", "日本 ä.html", "page.html#very", "page.html?v=2"})
+        folder.write(QString::fromUtf8(name), "x");
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(folder.path()));
+    const Address relative = resolveInput(input);
+    QDir::setCurrent(before);
+    const Address absolute = resolveInput(folder.path() + u'/' + input);
+    for (const Address &address : {relative, absolute}) {
+        QVERIFY(address.isFile);
+        QVERIFY2(address.url.endsWith(rest), qPrintable(address.url));
+        const QUrl url(address.url.chopped(rest.size()), QUrl::StrictMode);
+        QVERIFY(!url.hasQuery() && !url.hasFragment());
+        QCOMPARE(QDir::cleanPath(url.toLocalFile()), folder.path(file));
+    }
+    QCOMPARE(relative.shown, input);
+}
+
+void InputTest::whatIsNoFileWithAFragmentIsAnAddress()
+{
+    const TemporaryFolder folder;
+    folder.makeFolder(u"example.com"_s);
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(folder.path()));
+    const Address address = resolveInput(u"example.com/#part"_s);
+    const Address other = resolveInput(u"#part"_s);
+    QDir::setCurrent(before);
+    QCOMPARE(address.url, u"http://example.com/#part"_s);
+    QVERIFY(!other.isFile);
+    QVERIFY(refusalOf(folder.path(u"missing.html#part"_s)).contains(u"no file"_s));
+}
+
+void InputTest::fileAddresses_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("rest");
+    for (const char *address :
+         {"file://@/a b.html", "file://@/a%20b.html", "FILE://@/a%20b.html", "file:@/a%20b.html",
+          "file://localhost@/a%20b.html", "file://LOCALHOST@/a%20b.html"})
+        QTest::newRow(address) << QString::fromLatin1(address) << u"@/a b.html"_s << QString();
+    QTest::newRow("query and fragment")
+        << u"file://@/a%20b.html?x=%20#y"_s << u"@/a b.html"_s << u"?x=%20#y"_s;
+    QTest::newRow("a # in the name") << u"file://@/c%23.html#d"_s << u"@/c#.html"_s << u"#d"_s;
+    QTest::newRow("a missing file") << u"file://@/missing.html"_s << u"@/missing.html"_s << QString();
+}
+
+void InputTest::fileAddresses()
+{
+    QFETCH(QString, address);
+    QFETCH(QString, path);
+    QFETCH(QString, rest);
+    const TemporaryFolder folder;
+    folder.write(u"a b.html"_s, "x");
+    folder.write(u"c#.html"_s, "x");
+    const Address resolved = resolveInput(address.replace(u"@"_s, folder.path()));
+    QVERIFY(resolved.isFile);
+    QCOMPARE(resolved.url,
+             QUrl::fromLocalFile(path.replace(u"@"_s, folder.path())).toString(QUrl::FullyEncoded) + rest);
+    QCOMPARE(resolved.shown, address);
 }
 
 void InputTest::unreadableFilesAreRefused()

@@ -1,5 +1,6 @@
 #include "engine/cli/log.h"
 #include "engine/cli/run.h"
+#include "engine/job/descriptor.h"
 #include "tests/support/invocation.h"
 #include "tests/support/temporaryfolder.h"
 
@@ -9,6 +10,11 @@
 #include <QFileInfo>
 #include <QTest>
 
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -40,6 +46,8 @@ private slots:
     void belongsToItsOwnerAlone();
     void isKeptSmall();
     void aLogThatCannotBeWrittenIsDoneWithout();
+    void whatIsNoFileIsDoneWithout_data();
+    void whatIsNoFileIsDoneWithout();
     void entriesOfManyAtOnceDoNotMix();
     void aRefusedCommandLineIsOneEntry();
 
@@ -138,6 +146,54 @@ void LogTest::aLogThatCannotBeWrittenIsDoneWithout()
     m_folder->write(u"quirelle"_s, "in the way");
     appendToLog(u"first"_s);
     QCOMPARE(contentOf(m_folder->path(u"quirelle"_s)), QByteArray("in the way"));
+}
+
+void LogTest::whatIsNoFileIsDoneWithout_data()
+{
+    QTest::addColumn<QString>("what");
+    for (const char *what :
+         {"a pipe", "a pipe with a reader", "a link to a pipe", "a folder", "a device", "a socket"})
+        QTest::newRow(what) << QString::fromLatin1(what);
+}
+
+void LogTest::whatIsNoFileIsDoneWithout()
+{
+    QFETCH(QString, what);
+    m_folder->makeFolder(u"quirelle"_s);
+    const QByteArray path = QFile::encodeName(logPath());
+    const QByteArray pipe = QFile::encodeName(m_folder->path(u"pipe"_s));
+    Descriptor reader;
+    Descriptor listener;
+    if (what.contains(u"link"_s)) {
+        QCOMPARE(::mkfifo(pipe.constData(), 0600), 0);
+        QCOMPARE(::symlink(pipe.constData(), path.constData()), 0);
+    } else if (what.contains(u"pipe"_s)) {
+        QCOMPARE(::mkfifo(path.constData(), 0600), 0);
+        if (what.contains(u"reader"_s))
+            reader.reset(::open(path.constData(), O_RDONLY | O_NONBLOCK));
+    } else if (what == u"a folder"_s) {
+        m_folder->write(u"quirelle/engine.log/file"_s, "x");
+    } else if (what == u"a device"_s) {
+        QCOMPARE(::symlink("/dev/full", path.constData()), 0);
+    } else {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::copy_n(path.constData(), std::min<size_t>(size_t(path.size()), sizeof(address.sun_path) - 1),
+                    address.sun_path);
+        listener.reset(::socket(AF_UNIX, SOCK_STREAM, 0));
+        QCOMPARE(::bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
+    }
+    struct stat before {
+    };
+    QCOMPARE(::lstat(path.constData(), &before), 0);
+    appendToLog(u"first"_s);
+    struct stat after {
+    };
+    QCOMPARE(::lstat(path.constData(), &after), 0);
+    QCOMPARE(after.st_ino, before.st_ino);
+    char byte = 0;
+    if (reader)
+        QCOMPARE(::read(reader.get(), &byte, 1), 0);
 }
 
 void LogTest::entriesOfManyAtOnceDoNotMix()

@@ -217,6 +217,9 @@ private slots:
     void nobodyElseIsLetIn();
     void aNewBuildHasAServerOfItsOwn();
     void anotherEnvironmentHasAServerOfItsOwn();
+    void whatNoBrowserGetsMakesNoDifference();
+    void whatBrowsersGetTellsServersApart();
+    void aServerHasNoOtherVariables();
 
     void jobsLeaveNothingForOthers();
     void jobsAtTheSameTimeDoNotMeet();
@@ -373,17 +376,18 @@ void ServerTest::itHoldsNothingOfWhoStartedIt()
         QCOMPARE(result.exitCode, 0);
         const QList<ProcessInfo> servers = m_engine->servers();
         QCOMPARE(servers.size(), 1);
-        QCOMPARE(folderOf(servers[0]), u"/"_s);
         QVERIFY(sessionOf(servers[0]) != ::getsid(0));
         QCOMPARE(terminalOf(servers[0]), 0);
-        QVERIFY(servers[0].parent != ::getpid());
         for (const ProcessInfo &process : descendantsOf(servers[0].id) + servers) {
             const QStringList files = openFilesOf(process);
             QVERIFY2(files.filter(secret).isEmpty(), qPrintable(files.join(u'\n')));
         }
-        const QStringList files = openFilesOf(servers[0]);
-        for (const QString &standard : {u"0 /dev/null"_s, u"1 /dev/null"_s, u"2 /dev/null"_s})
-            QVERIFY2(files.contains(standard), qPrintable(files.join(u'\n')));
+        if (isOpen(servers[0])) {
+            QCOMPARE(folderOf(servers[0]), u"/"_s);
+            const QStringList files = openFilesOf(servers[0]);
+            for (const QString &standard : {u"0 /dev/null"_s, u"1 /dev/null"_s, u"2 /dev/null"_s})
+                QVERIFY2(files.contains(standard), qPrintable(files.join(u'\n')));
+        }
         // With the signals ignored above it still ends when it is asked to.
         QVERIFY(m_engine->endServers());
     }
@@ -538,6 +542,41 @@ void ServerTest::anotherEnvironmentHasAServerOfItsOwn()
     QCOMPARE(m_engine->servers().size(), 2);
 }
 
+void ServerTest::whatNoBrowserGetsMakesNoDifference()
+{
+    const ProcessInfo server = warmUp();
+    for (const char *name : {"SSLKEYLOGFILE", "QT_LOGGING_RULES", "GTK_MODULES", "DISPLAY", "MY_TOKEN"})
+        m_engine->setVariable(QString::fromLatin1(name), u"x"_s);
+    VERIFY_WRITTEN(m_engine->convertText("<p>x"));
+    QCOMPARE(m_engine->servers(), QList{server});
+}
+
+void ServerTest::whatBrowsersGetTellsServersApart()
+{
+    warmUp();
+    int servers = 1;
+    for (const char *name : {"LC_PAPER", "FREETYPE_PROPERTIES", "LD_PRELOAD", "https_proxy", "USER"}) {
+        m_engine->setVariable(QString::fromLatin1(name), u""_s);
+        VERIFY_WRITTEN(m_engine->convertText("<p>x"));
+        m_engine->setVariable(QString::fromLatin1(name), {});
+        QCOMPARE(m_engine->servers().size(), ++servers);
+    }
+}
+
+void ServerTest::aServerHasNoOtherVariables()
+{
+    m_engine->setVariable(u"QT_LOGGING_RULES"_s, u"x=true"_s);
+    m_engine->setVariable(u"MY_TOKEN"_s, u"hunter2"_s);
+    const ProcessInfo server = warmUp();
+    if (!isOpen(server))
+        QSKIP("whose variables nobody can read");
+    for (const ProcessInfo &process : descendantsOf(server.id) + QList{server}) {
+        const QByteArray variables = contentOf(u"/proc/%1/environ"_s.arg(process.id));
+        QVERIFY2(!variables.contains("hunter2") && !variables.contains("QT_LOGGING_RULES"),
+                 variables.constData());
+    }
+}
+
 void ServerTest::jobsLeaveNothingForOthers()
 {
     const WebServer web("location / { expires max; }\n"
@@ -682,6 +721,8 @@ void ServerTest::warmAndColdAreAlike()
 void ServerTest::nothingPilesUp()
 {
     const ProcessInfo server = warmUp();
+    if (!isOpen(server))
+        QSKIP("whose descriptors nobody can count");
     const auto work = [&](int jobs) {
         for (int i = 0; i < jobs; ++i) {
             VERIFY_WRITTEN(m_engine->convertText("<p>x"));
@@ -1038,7 +1079,7 @@ void ServerTest::aRuntimeFolderThatIsOfNoUse_data()
     QTest::newRow("a file") << u"file"_s << true;
     QTest::newRow("open to others") << u"open"_s << true;
     QTest::newRow("somebody else's") << u"foreign"_s << true;
-    QTest::newRow("a path too long") << u"long"_s << false;
+    QTest::newRow("a path too long") << u"long"_s << true;
     QTest::newRow("with a file for our folder") << u"file within"_s << false;
     QTest::newRow("with our folder open to others") << u"open within"_s << false;
     QTest::newRow("with somebody else's folder") << u"foreign within"_s << false;
@@ -1093,7 +1134,7 @@ void ServerTest::aRuntimeFolderThatIsOfNoUse()
         verifyStillConverts(bound);
     // The runtime folder may be none that a server could be known by.
     QList<ProcessInfo> servers;
-    for (const ProcessInfo &process : processesMentioning(QFile::encodeName(m_engine->temporaryFolder()))) {
+    for (const ProcessInfo &process : processesOf(m_engine->temporaryFolder())) {
         if (commandLineOf(process) == "quirelle-server" && nameOf(process) != "quirelle-guard")
             servers += process;
     }

@@ -1,21 +1,38 @@
 """A look at the running processes through /proc."""
 
+import ctypes
+import os
 import pathlib
+
+PR_SET_CHILD_SUBREAPER = 36
+# Servers then descend from this process.
+ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1)
 
 
 def processes_of(folder):
     """The /proc folders of those that have `folder` for their temporary files, and of all that descend from them. Browsers'
-    helpers write their names over their environment."""
-    mark, marked, parents = f"TMPDIR={folder}".encode(), set(), {}
+    helpers write their names over their environment; that of the engine's own processes is closed to ordinary users."""
+    mark, marked, closed, parents = f"TMPDIR={folder}".encode(), set(), set(), {}
     for entry in pathlib.Path("/proc").iterdir():
         if not entry.name.isdigit():
             continue
         try:
-            parents[entry] = pathlib.Path("/proc") / (entry / "stat").read_text().rsplit(")", 1)[1].split()[1]
+            state, parent = (entry / "stat").read_text().rsplit(")", 1)[1].split()[:2]
+            if state in "ZX":
+                continue
+            parents[entry] = pathlib.Path("/proc") / parent
             if mark in (entry / "environ").read_bytes():
                 marked.add(entry)
+        except PermissionError:
+            closed.add(entry)
         except OSError:
             pass
+    ours = family({pathlib.Path("/proc") / str(os.getpid())}, parents)
+    return family(marked | {entry for entry in closed & ours if name_of(entry).startswith("quirelle")}, parents)
+
+
+def family(marked, parents):
+    """These and all that descend from them."""
     found = set()
     while marked:
         found |= marked

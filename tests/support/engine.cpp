@@ -32,6 +32,7 @@ QByteArray Conversion::flawAsFailure(int exitCode) const
 
 Engine::Engine() : m_environment(QProcessEnvironment::systemEnvironment())
 {
+    adoptOrphans();
     setVariable(QStringLiteral("TMPDIR"), m_folder.makeFolder(QStringLiteral("tmp")));
     setVariable(QStringLiteral("XDG_STATE_HOME"), m_folder.makeFolder(QStringLiteral("state")));
     setVariable(QStringLiteral("HOME"), m_folder.makeFolder(QStringLiteral("home")));
@@ -124,7 +125,7 @@ void Engine::setIdleSeconds(int seconds)
 QList<ProcessInfo> Engine::servers() const
 {
     QList<ProcessInfo> found;
-    for (const ProcessInfo &process : processesMentioning(QFile::encodeName(runtimeFolder()))) {
+    for (const ProcessInfo &process : processesOf(runtimeFolder())) {
         // The guards of its browsers have its command line, too.
         if (commandLineOf(process) == "quirelle-server" && nameOf(process) != "quirelle-guard")
             found += process;
@@ -162,11 +163,11 @@ QStringList Engine::leftBehind() const
     const auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
     for (const QString &name : QDir(temporaryFolder()).entryList(everything))
         found += QStringLiteral("in the temporary folder: ") + name;
-    for (const QString &name : QDir(documents()).entryList({QStringLiteral("*.pdf.*")}, everything))
+    for (const QString &name : QDir(documents()).entryList({QStringLiteral(".quirelle-*")}, everything))
         found += QStringLiteral("beside the documents: ") + name;
     for (const QString &name : QDir(runtimeFolder()).entryList(everything))
         found += QStringLiteral("in the runtime folder: ") + name;
-    for (const ProcessInfo &process : processesMentioning(QFile::encodeName(temporaryFolder())))
+    for (const ProcessInfo &process : processesOf(temporaryFolder()))
         found += QStringLiteral("process %1").arg(process.id);
     return found;
 }

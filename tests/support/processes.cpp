@@ -6,6 +6,8 @@
 #include <QFileInfo>
 #include <QSet>
 
+#include <sys/prctl.h>
+
 #include <optional>
 #include <unistd.h>
 
@@ -177,4 +179,25 @@ QList<ProcessInfo> processesMentioning(const QByteArray &text)
             result += process;
     }
     return result;
+}
+
+QList<ProcessInfo> processesOf(const QString &folder)
+{
+    QList<ProcessInfo> result = processesMentioning(QFile::encodeName(folder));
+    for (const ProcessInfo &process : descendantsOf(::getpid())) {
+        if (isRunning(process) && !isOpen(process) && nameOf(process).startsWith("quirelle") &&
+            !result.contains(process))
+            result += process;
+    }
+    return result;
+}
+
+void adoptOrphans()
+{
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+}
+
+bool isOpen(const ProcessInfo &process)
+{
+    return QFile(fileOf(process.id, "environ")).open(QFile::ReadOnly);
 }

@@ -49,3 +49,13 @@ QList<int> listeningPortsOf(const QList<ProcessInfo> &processes);
 
 /// All processes whose arguments or environment hold `text`.
 QList<ProcessInfo> processesMentioning(const QByteArray &text);
+
+/// All processes of engines that have `folder` for their temporary or runtime files. As an ordinary user it
+/// cannot be read whose those of the engine itself are: then they are all that descend from this program,
+/// which adopts servers for that once it has called adoptOrphans().
+QList<ProcessInfo> processesOf(const QString &folder);
+void adoptOrphans();
+
+/// Whether the environment, descriptors and folder of this process can be read: not of the engine's own by an
+/// ordinary user.
+bool isOpen(const ProcessInfo &process);

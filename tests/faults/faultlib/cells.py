@@ -13,8 +13,8 @@ import time
 from collections.abc import Callable
 from pathlib import Path
 
-from .room import (SLACK, Complaint, browser_in, descendants_of, renderers_in, send, ticks_of,
-                   wait_until)
+from .room import (SLACK, Complaint, browser_in, descendants_of, name_of, renderers_in, send,
+                   ticks_of, wait_until)
 
 COLD, WARM = 'cold', 'warm'
 BOTH = (COLD, WARM)
@@ -101,12 +101,15 @@ def at(room, moment, *options, **more):
 
 
 def await_writing(room, job):
-    folder = str(room.output.parent)
+    # A file that has no name yet, or a name of its own. What lies there is looked at before, too.
+    names = tuple(f'{room.output.parent}/{name}' for name in ('#', '.quirelle-'))
 
     def writes():
         try:
             return job.process.poll() is not None or any(
-                os.readlink(entry.path).startswith(folder) for entry in os.scandir(f'/proc/{job.pid}/fd'))
+                os.readlink(entry.path).startswith(names) for entry in os.scandir(f'/proc/{job.pid}/fd'))
+        except PermissionError:
+            raise Skip('an ordinary user cannot see what the engine writes') from None
         except OSError:
             return False
     end = time.monotonic() + 30
@@ -184,6 +187,22 @@ for MOMENT in ('load', 'print'):
     add('renderer killed', MOMENT, BOTH, browser_hit(MOMENT, KILLED, 'renderers'), {COLD: 6, WARM: 0}, 'crash',
         written={COLD: False, WARM: True})
     add('renderer stopped', MOMENT, BOTH, browser_hit(MOMENT, STOPPED, 'renderers'), 4, 'time')
+
+
+def guard_killed(moment):
+    def act(room):
+        job = at(room, moment)
+        worker = engine_has(room, job)
+        for guard in (p for p in descendants_of(worker) if name_of(p) == 'quirelle-guard'):
+            send(guard, KILLED)
+        return done(room, job)
+    return act
+
+
+# The folder that it leaves goes with the next job.
+for MOMENT in ('load', 'print'):
+    add('guard killed', MOMENT, BOTH, guard_killed(MOMENT), {COLD: 6, WARM: 0}, 'browser',
+        written={COLD: False, WARM: True}, small=BOTH if MOMENT == 'load' else ())
 
 
 # ---- the server
@@ -402,6 +421,40 @@ for MOMENT in ('start', 'load', 'print', 'edit'):
         small=SMALL)
     add('output read-only', MOMENT, BOTH, file_closed(MOMENT), 5, ('ermission denied', 'write'), user=True)
     add('output a folder', MOMENT, BOTH, folder_in_its_place(MOMENT), 5, ('folder', 'directory'))
+
+
+def output_at(change, page='/plain', browser=None):
+    """`change` puts something where the output goes."""
+    def act(room):
+        room.older = None
+        room.output.unlink(missing_ok=True)
+        change(room.output)
+        if room.user and os.geteuid() == 0:
+            os.chown(room.output, 65534, 65534, follow_symlinks=False)
+        more = {'environment': changed(room, QUIRELLE_BROWSER=room.base / 'none')} if browser is False else {}
+        job = room.run(room.web.address + page, **more)
+        kept = room.output.is_symlink() and room.output.parent / os.readlink(room.output)
+        if not room.output.is_dir():
+            room.output.unlink(missing_ok=True)
+        if job.code == 0:
+            shutil.move(kept, room.output)
+        return job
+    return act
+
+
+def link_to(target):
+    return lambda output: output.symlink_to(target)
+
+
+# Said before a browser is started: there is none here.
+for WHAT, MAKE, WORDS in (('a pipe', os.mkfifo, 'no ordinary file'),
+                          ('a link to a device', link_to('/dev/null'), 'no ordinary file'),
+                          ('a link to a process', link_to('/proc/self/comm'), 'no ordinary file'),
+                          ('a link to no folder', link_to('none/a.pdf'), 'no folder'),
+                          ('a link to itself', link_to('page.pdf'), 'symbolic links')):
+    add(f'output {WHAT}', 'start', (COLD,), output_at(MAKE, browser=False), 5, WORDS, older=False, user=True)
+add('output a link to nothing yet', 'write', BOTH, output_at(link_to('later.pdf')), 0, written=True, older=False, user=True,
+    small=(COLD,))
 add('disk full, older output', 'write', BOTH, full_disk(True), 5, 'No space left', small=(COLD,))
 add('disk full', 'write', BOTH, full_disk(False), 5, 'No space left', older=False)
 
@@ -465,6 +518,7 @@ def with_environment(**variables):
     def act(room):
         values = {name: value and value.format(base=room.base) for name, value in variables.items()}
         environment = changed(room, **values)
+        in_root = set(os.listdir('/'))
         job = room.run(room.web.address + '/plain', environment=environment)
         folder = Path(values.get('TMPDIR') or room.tmp)
         fallback = folder / f'quirelle-{os.geteuid() if not room.user or os.geteuid() else 65534}'
@@ -472,31 +526,72 @@ def with_environment(**variables):
         wait_until(lambda: not room.processes())
         if fallback.exists():
             raise Complaint(f'{fallback} is left')
+        if any(name.startswith('quirelle') for name in set(os.listdir('/')) - in_root):
+            raise Complaint('left in the root folder')
         return job
     return act
 
 
-def closed_folder(variable, code, words):
+def log_in_its_place(make):
+    def act(room):
+        log = room.base / 'state' / 'quirelle' / 'engine.log'
+        log.parent.mkdir(exist_ok=True)
+        make(log)
+        if room.user and os.geteuid() == 0:
+            os.chown(log.parent, 65534, 65534)
+            os.chown(log, 65534, 65534, follow_symlinks=False)
+        return room.run(room.web.address + '/plain')
+    return act
+
+
+def closed_folder(variable):
     def act(room):
         folder = room.base / 'home'
         folder.chmod(0o500)
         return room.run(room.web.address + '/plain', environment=changed(room, **{variable: folder}))
-    add(f'{variable} not writable', 'start', BOTH, act, code, words, written=code == 0, user=True)
+    add(f'{variable} not writable', 'start', BOTH, act, 0, written=True, user=True)
 
 
-# /tmp takes the place of one that is not there.
-add('TMPDIR missing', 'start', BOTH, with_environment(TMPDIR='{base}/none'), 0, written=True, small=(COLD,))
-add('TMPDIR a file', 'start', BOTH, with_environment(TMPDIR='/etc/hostname'), (0, 2), '/etc/hostname', written=None)
-closed_folder('TMPDIR', 2, 'ermission denied')
+def long_folder(room):
+    folder = room.tmp / ('n' * 200)
+    folder.mkdir(0o700)
+    if room.user and os.geteuid() == 0:
+        os.chown(folder, 65534, 65534)
+    # Without another place for its socket the server goes to the system's own folder.
+    job = room.run(room.web.address + '/plain', environment=changed(room, TMPDIR=folder, XDG_RUNTIME_DIR=None))
+    if room.warm and not room.servers():
+        raise Complaint('no server')
+    room.end_servers()
+    if not wait_until(lambda: not room.processes() and not os.listdir(folder)):
+        raise Complaint('left in the long folder')
+    folder.rmdir()
+    return job
+
+
+# The system's own folder takes the place of one that is of no use, and never the root folder.
+for USER in (False, True):
+    WHO = ', ordinary user' if USER else ''
+    for WHAT, FOLDER in (('missing', '{base}/none'), ('a file', '/etc/hostname'), ('relative', 'tmp'), ('empty', '')):
+        add(f'TMPDIR {WHAT}{WHO}', 'start', BOTH, with_environment(TMPDIR=FOLDER), 0, written=True, user=USER,
+            small=(COLD,) if WHAT == 'missing' else ())
+    add(f'TMPDIR of 200 letters{WHO}', 'start', BOTH, long_folder, 0, written=True, user=USER,
+        small=(WARM,) if not USER else ())
+closed_folder('TMPDIR')
 add('XDG_RUNTIME_DIR missing', 'start', BOTH, with_environment(XDG_RUNTIME_DIR='{base}/none'), 0, written=True,
     small=(WARM,))
 add('XDG_RUNTIME_DIR unset', 'start', BOTH, with_environment(XDG_RUNTIME_DIR=None), 0, written=True)
 add('XDG_RUNTIME_DIR relative', 'start', BOTH, with_environment(XDG_RUNTIME_DIR='run'), 0, written=True)
-closed_folder('XDG_RUNTIME_DIR', 0, ())
+closed_folder('XDG_RUNTIME_DIR')
 add('no HOME', 'start', BOTH, with_environment(HOME=None, XDG_STATE_HOME=None), 0, written=True, user=True,
     small=(COLD,))
 add('HOME missing', 'start', BOTH, with_environment(HOME='{base}/none', XDG_STATE_HOME=None), 0, written=True)
 add('log cannot be written', 'start', BOTH, with_environment(XDG_STATE_HOME='/proc/none'), 0, written=True)
+for USER in (False, True):
+    WHO = ', ordinary user' if USER else ''
+    for WHAT, MAKE in (('a pipe', os.mkfifo), ('a folder', os.mkdir),
+                       ('a device', lambda path: path.symlink_to('/dev/full'))):
+        add(f'log {WHAT}{WHO}', 'start', BOTH, log_in_its_place(MAKE), 0, written=True, user=USER,
+            small=(COLD,) if WHAT == 'a pipe' and not USER else ())
 add('an empty environment', 'start', (COLD,),
     lambda room: room.run(room.web.address + '/plain', environment={
         name: room.environment[name] for name in ('QUIRELLE_NO_SANDBOX', 'QUIRELLE_IDLE_SECONDS', 'TMPDIR')

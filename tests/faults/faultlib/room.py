@@ -1,5 +1,6 @@
 """One cell's folders, its engine runs, and what they leave behind."""
 
+import ctypes
 import os
 import resource
 import shutil
@@ -10,6 +11,10 @@ import time
 from pathlib import Path
 
 from .web import Web
+
+PR_SET_CHILD_SUBREAPER = 36
+# Servers then descend from this process.
+ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1)
 
 NOBODY = 65534
 # For what the machine does besides.
@@ -214,13 +219,18 @@ class Room:
         """Those of this room."""
         mark = str(self.base).encode()
         found = []
+        ours = None
         for process in all_processes():
             try:
-                held = (Path(f'/proc/{process}/environ').read_bytes()
-                        + Path(f'/proc/{process}/cmdline').read_bytes())
+                of_room = mark in Path(f'/proc/{process}/cmdline').read_bytes()
+                of_room = of_room or mark in Path(f'/proc/{process}/environ').read_bytes()
+            except PermissionError:
+                # The engine's own, which let no ordinary user look into them.
+                ours = descendants_of(os.getpid()) if ours is None else ours
+                of_room = process in ours and name_of(process).startswith('quirelle')
             except OSError:
                 continue
-            if mark in held and process != os.getpid() and is_running(process):
+            if of_room and process != os.getpid() and is_running(process):
                 found.append(process)
         return found
 

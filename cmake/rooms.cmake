@@ -1,8 +1,8 @@
-# quirelle_room(NAME SOURCES … [USES FOLDER…] [LIBRARIES …] [PRIVATE …]): the static library quirelle_NAME of the sources
+# quirelle_room(NAME [NO_QT] SOURCES … [USES FOLDER…] [LIBRARIES …] [PRIVATE …]): the static library quirelle_NAME of the sources
 # of this folder. It may include headers of its own folder and of those it USES (paths from the repository's root), and
 # links their libraries; the build fails at any other include. LIBRARIES are linked publicly, PRIVATE privately.
 function(quirelle_room name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBRARIES;PRIVATE" ${ARGN})
+  cmake_parse_arguments(ARG "NO_QT" "" "SOURCES;USES;LIBRARIES;PRIVATE" ${ARGN})
   file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
   set(sources ${ARG_SOURCES})
   list(FILTER sources EXCLUDE REGEX "^/")
@@ -16,6 +16,6 @@ function(quirelle_room name)
   set_target_properties(quirelle_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   list(TRANSFORM ARG_USES REPLACE ".*/" "quirelle_")
   target_link_libraries(quirelle_${name}
-    PUBLIC ${ARG_USES} ${ARG_LIBRARIES} Qt6::Core quirelle_usage
+    PUBLIC ${ARG_USES} ${ARG_LIBRARIES} $<$<NOT:$<BOOL:${ARG_NO_QT}>>:Qt6::Core> quirelle_usage
     PRIVATE ${ARG_PRIVATE} quirelle_flags)
 endfunction()

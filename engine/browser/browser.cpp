@@ -1,8 +1,8 @@
 #include "engine/browser/browser.h"
 
-#include "engine/browser/environment.h"
+#include "engine/base/environment.h"
+#include "engine/base/temporary.h"
 #include "engine/browser/locate.h"
-#include "engine/job/temporary.h"
 
 #include <QFile>
 

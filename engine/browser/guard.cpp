@@ -1,6 +1,6 @@
 #include "engine/browser/guard.h"
 
-#include "engine/browser/environment.h"
+#include "engine/base/environment.h"
 #include "engine/browser/profilefolder.h"
 #include "engine/job/failure.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/job/descriptor.h"
+#include "engine/base/descriptor.h"
 
 #include <string>
 

@@ -7,12 +7,24 @@
 
 #include <algorithm>
 #include <numeric>
+#include <string_view>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
+
+/// Throws if the bytes are no text. `what` names them, unless they can name themselves.
+QString textOf(const std::string &bytes, const QString &what)
+{
+    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decode(bytes);
+    if (decode.hasError())
+        refuse(u"%1 is not text in UTF-8"_s.arg(
+            what.isEmpty() ? u"\"%1\""_s.arg(onOneLine(withoutCredentials(text))) : what));
+    return text;
+}
 
 /// The arguments from one on: options with their values, and names.
 class Arguments
@@ -22,15 +34,7 @@ public:
 
     bool atEnd() const { return m_next == m_arguments.size(); }
     /// `what` names the argument if it is no text.
-    QString take(const QString &what = {})
-    {
-        QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        const QString text = decode(m_arguments[m_next++]);
-        if (decode.hasError())
-            refuse(u"%1 is not text in UTF-8"_s.arg(
-                what.isEmpty() ? u"\"%1\""_s.arg(onOneLine(withoutCredentials(text))) : what));
-        return text;
-    }
+    QString take(const QString &what = {}) { return textOf(m_arguments[m_next++], what); }
 
 private:
     const std::vector<std::string> &m_arguments;
@@ -108,6 +112,21 @@ void applyOption(Job &job, const Option &option, Arguments &arguments)
     option.apply(job, nameOf(option), value);
 }
 
+/// Of the options that are not given as arguments.
+void applyVariables(Job &job, const Invocation &invocation, const std::vector<const Option *> &given)
+{
+    for (const auto &[name, value] : invocation.variables) {
+        const auto isNamed = [name = std::string_view(name)](const Option &option) {
+            return name == option.variable;
+        };
+        const auto option = std::ranges::find_if(allOptions(), isNamed);
+        if (option == allOptions().end() || std::ranges::find(given, &*option) != given.end())
+            continue;
+        const QString variable = QString::fromStdString(name);
+        option->apply(job, variable, textOf(value, variable));
+    }
+}
+
 void setNames(Job &job, const QStringList &names)
 {
     if (names.isEmpty() || names[0].isEmpty())
@@ -126,6 +145,7 @@ void setNames(Job &job, const QStringList &names)
 Request parseCommandLine(const Invocation &invocation)
 {
     Job job;
+    std::vector<const Option *> given;
     job.folder = QFile::decodeName(invocation.folder.c_str());
     QStringList names;
     bool optionsEnded = false;
@@ -141,27 +161,10 @@ Request parseCommandLine(const Invocation &invocation)
             return *option->answer;
         } else {
             applyOption(job, *option, arguments);
+            given.push_back(option);
         }
     }
+    applyVariables(job, invocation, given);
     setNames(job, names);
     return job;
-}
-
-std::vector<bool> haveSecrets(const std::vector<std::string> &arguments)
-{
-    std::vector<bool> secrets;
-    const Option *option = nullptr;
-    bool optionsEnded = false;
-    for (const std::string &bytes : arguments) {
-        const QString argument = QString::fromStdString(bytes);
-        if (option && option->value) {
-            secrets.push_back(option->isSecret);
-            option = nullptr;
-            continue;
-        }
-        option = optionsEnded ? nullptr : findOption(argument);
-        secrets.push_back(!option && (argument.contains(u'@') || (!optionsEnded && joinedSecret(argument))));
-        optionsEnded = optionsEnded || argument == "--"_L1;
-    }
-    return secrets;
 }

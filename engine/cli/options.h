@@ -41,6 +41,8 @@ struct Option {
     bool isRepeatable = false;
     /// No list of processes and no message may show its value.
     bool isSecret = false;
+    /// The variable of the environment whose value it takes if it is not among the arguments; empty for none.
+    const char *variable = "";
 };
 
 /// All options, those of a group together.

@@ -1,89 +1,77 @@
 #include "engine/cli/run.h"
 
+#include "engine/base/output.h"
 #include "engine/cli/commandline.h"
 #include "engine/cli/help.h"
-#include "engine/cli/log.h"
-#include "engine/cli/progress.h"
-#include "engine/convert/convert.h"
+#include "engine/client/progress.h"
+#include "engine/client/report.h"
 #include "engine/job/failure.h"
 
 #include <cstdio>
 #include <exception>
-#include <stdexcept>
 #include <system_error>
 
 namespace
 {
 
-void print(FILE *stream, const QString &text)
+int report(const Failure &failure, const std::string &name)
 {
-    fputs(text.toLocal8Bit().constData(), stream);
+    return reportFailure(failure.code(), name, failure.message().toStdString());
 }
 
-int report(const Failure &failure)
+size_t convertShowingProgress(const Invocation &invocation, const Job &job, UseServer useServer)
 {
-    print(stderr, QStringLiteral("quirelle: %1\n").arg(failure.message()));
-    return static_cast<int>(failure.code());
+    Progress progress(invocation.begun);
+    return convert(invocation, job, useServer,
+                   [&progress](std::string_view activity) { progress.tell(activity); });
 }
 
-qsizetype convertShowingProgress(const Invocation &invocation, const Job &job)
+int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
 {
-    Progress progress;
-    return convert(invocation, job, [&progress](const QString &activity) { progress.tell(activity); });
-}
-
-int runJob(const Invocation &invocation, const Job &job)
-{
-    const QString name =
-        QStringLiteral("%1 -> %2").arg(onOneLine(withoutCredentials(job.input)), onOneLine(job.output));
-    const auto fail = [&](const Failure &failure) {
-        appendToLog(
-            QStringLiteral("%1 %2: %3").arg(static_cast<int>(failure.code())).arg(name, failure.message()));
-        return report(failure);
-    };
+    const std::string name = nameOf(job).toStdString();
     try {
-        const qsizetype size = convertShowingProgress(invocation, job);
-        const auto milliseconds =
-            std::chrono::duration_cast<std::chrono::milliseconds>(Deadline::Clock::now() - invocation.begun);
-        appendToLog(QStringLiteral("0 %1: %2 bytes, %3 ms").arg(name).arg(size).arg(milliseconds.count()));
-        return static_cast<int>(ExitCode::Written);
+        return reportWritten(invocation, name, convertShowingProgress(invocation, job, useServer));
     } catch (const Failure &failure) {
-        return fail(failure);
+        return report(failure, name);
+    } catch (const OutputError &error) {
+        return reportFailure(ExitCode::NotWritten, name, error.what());
     } catch (const std::bad_alloc &) {
-        return fail(Failure(ExitCode::Crashed, QStringLiteral("out of memory")));
+        return reportFailure(ExitCode::Crashed, name, "out of memory");
     } catch (const std::system_error &error) {
         // There is no thread or lock to be had.
-        return fail(
-            Failure(ExitCode::Crashed, QStringLiteral("the system gives no more memory or threads: %1")
-                                           .arg(QString::fromLocal8Bit(error.what()))));
+        return reportFailure(ExitCode::Crashed, name,
+                             std::string("the system gives no more memory or threads: ") + error.what());
     }
+}
+
+std::string textOf(Answer answer)
+{
+    return answer == Answer::Help ? helpText().toStdString() : "quirelle " QUIRELLE_VERSION "\n";
 }
 
 } // namespace
 
-int runCommandLine(const Invocation &invocation)
+int runCommandLine(const Invocation &invocation, UseServer useServer)
 {
     try {
         const Request request = parseCommandLine(invocation);
         if (const Job *job = std::get_if<Job>(&request))
-            return runJob(invocation, *job);
-        if (std::get<Answer>(request) == Answer::Help)
-            print(stdout, helpText());
-        else
-            print(stdout, QStringLiteral("quirelle %1\n").arg(QStringLiteral(QUIRELLE_VERSION)));
+            return runJob(invocation, *job, useServer);
+        fputs(textOf(std::get<Answer>(request)).c_str(), stdout);
         return fflush(stdout) == 0 ? 0 : static_cast<int>(ExitCode::NotWritten);
     } catch (const Failure &failure) {
-        appendToLog(
-            QStringLiteral("%1 refused: %2").arg(static_cast<int>(failure.code())).arg(failure.message()));
-        return report(failure);
+        return report(failure, "refused");
     }
 }
 
-Order orderFrom(const Invocation &invocation)
+std::optional<Job> jobFrom(const Invocation &invocation)
 {
-    const Request request = parseCommandLine(invocation);
-    const Job *job = std::get_if<Job>(&request);
-    if (!job)
-        throw std::runtime_error("no job");
-    return orderOf(invocation, *job);
+    try {
+        Request request = parseCommandLine(invocation);
+        if (Job *job = std::get_if<Job>(&request))
+            return std::move(*job);
+    } catch (const Failure &) {
+        // The engine says why itself.
+    }
+    return std::nullopt;
 }

@@ -1,11 +1,13 @@
 #pragma once
 
-#include "engine/job/invocation.h"
-#include "engine/job/order.h"
+#include "engine/base/invocation.h"
+#include "engine/convert/convert.h"
+
+#include <optional>
 
 /// The whole program: does what the invocation asks for and returns the exit code.
 /// Every failure of a job becomes one line on standard error, one in the log, and its exit code here.
-int runCommandLine(const Invocation &invocation);
+int runCommandLine(const Invocation &invocation, UseServer useServer = UseServer::Yes);
 
-/// For the server: the order that an engine called so has. Throws Failure; std::runtime_error if it has none.
-Order orderFrom(const Invocation &invocation);
+/// The job that the invocation asks for; nothing if there is none, or if it is refused.
+std::optional<Job> jobFrom(const Invocation &invocation);

@@ -1,15 +1,39 @@
 #include "engine/convert/convert.h"
 
-#include "engine/job/output.h"
-#include "engine/server/client.h"
+#include "engine/base/output.h"
+#include "engine/client/client.h"
+#include "engine/job/failure.h"
 
-qsizetype convert(const Invocation &invocation, const Job &job, const ActivityListener &listener)
+namespace
 {
-    checkOutput(job.output);
+
+/// Nothing if the server is of no use.
+std::optional<std::string> printedByServer(const Invocation &invocation, const ActivityListener &listener)
+{
+    ServerReply reply = askServer(invocation, IfNone::Start, listener);
+    if (reply.kind == ServerReply::Kind::Failed)
+        throw Failure(reply.code, QString::fromStdString(reply.message));
+    if (reply.kind == ServerReply::Kind::Printed)
+        return std::move(reply.pdf);
+    return std::nullopt;
+}
+
+} // namespace
+
+size_t convert(const Invocation &invocation, const Job &job, UseServer useServer,
+               const ActivityListener &listener)
+{
+    const std::string output = job.output.toStdString();
+    checkOutput(output);
     const Order order = orderOf(invocation, job);
-    std::optional<QByteArray> pdf = renderOnServer(invocation, order.deadline, listener);
-    if (!pdf)
-        pdf = renderAlone(order, listener);
-    writeOutput(job.output, *pdf);
-    return pdf->size();
+    const auto write = [&output](std::string_view pdf) {
+        writeOutput(output, pdf);
+        return pdf.size();
+    };
+    if (useServer == UseServer::Yes) {
+        if (const std::optional<std::string> pdf = printedByServer(invocation, listener))
+            return write(*pdf);
+    }
+    const QByteArray pdf = renderAlone(order, listener);
+    return write({pdf.constData(), static_cast<size_t>(pdf.size())});
 }

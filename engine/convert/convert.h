@@ -1,10 +1,14 @@
 #pragma once
 
+#include "engine/base/invocation.h"
 #include "engine/convert/render.h"
-#include "engine/job/invocation.h"
 #include "engine/job/job.h"
 
-/// Does the job that the invocation asks for from beginning to end: on the warm server where there is one,
-/// else with a browser of its own, which is gone when this returns. Returns the size of the PDF in bytes.
-/// Throws Failure; the output is then as it was before.
-qsizetype convert(const Invocation &invocation, const Job &job, const ActivityListener &listener);
+/// Whether the warm server is asked to do the job, and started if there is none.
+enum class UseServer { No, Yes };
+
+/// Does the job that the invocation asks for from beginning to end: on the warm server, or with a browser of
+/// its own, which is gone when this returns. Returns the size of the PDF in bytes. Throws Failure, and
+/// OutputError as checkOutput() and writeOutput() do; the output is then as it was before.
+size_t convert(const Invocation &invocation, const Job &job, UseServer useServer,
+               const ActivityListener &listener);

@@ -16,9 +16,9 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
         const std::unique_ptr<Page> page =
             order.job.proxy ? std::make_unique<Page>(browser.connection(), order.job.proxy, order.deadline)
                             : std::make_unique<Page>(browser.connection(), order.deadline);
-        listener(QStringLiteral("loading %1").arg(order.address.shown));
+        listener("loading " + order.address.shown.toStdString());
         page->load(order);
-        listener(QStringLiteral("printing %1").arg(order.address.shown));
+        listener("printing " + order.address.shown.toStdString());
         QByteArray printed = page->print(order.job);
         // Its end takes longer than the edits do.
         browser.end();
@@ -32,11 +32,11 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
 
 QByteArray renderAlone(const Order &order, const ActivityListener &listener)
 {
-    listener(QStringLiteral("starting the browser"));
+    listener("starting the browser");
     Browser browser(launchFlagsFor(order.job), order.job.proxy ? FirstPage::None : FirstPage::Blank);
     // While it starts.
     loadPdfEdits();
     const QByteArray printed = printedBy(browser, order, listener);
-    listener(QStringLiteral("finishing the PDF"));
+    listener("finishing the PDF");
     return finishPdf(printed, order.job);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/base/activity.h"
 #include "engine/job/order.h"
 
 #include <QByteArray>

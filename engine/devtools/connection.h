@@ -1,7 +1,7 @@
 #pragma once
 
-#include "engine/job/deadline.h"
-#include "engine/job/descriptor.h"
+#include "engine/base/deadline.h"
+#include "engine/base/descriptor.h"
 
 #include <QByteArray>
 #include <QHash>

@@ -1,10 +1,9 @@
 #include "engine/finish/finish.h"
 
+#include "engine/base/modules.h"
 #include "engine/finish/module.h"
 #include "engine/job/failure.h"
-#include "engine/job/output.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QLibrary>
 
@@ -22,8 +21,7 @@ bool isLackOfMemory(const QString &why)
 
 EditPdf loadedEdits()
 {
-    const std::string executable = QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString();
-    QLibrary module(QFile::decodeName(pdfModuleOf(executable).c_str()));
+    QLibrary module(QFile::decodeName(pdfModuleOf(executablePath()).c_str()));
     const auto edit = reinterpret_cast<EditPdf>(module.resolve(editPdfName));
     if (edit)
         return edit;
@@ -54,9 +52,4 @@ QByteArray finishPdf(const QByteArray &printed, const Job &job)
     if (pdf.size() > static_cast<qsizetype>(job.maximumOutput) << 20)
         throw tooLargeForOutput(job.maximumOutput);
     return pdf;
-}
-
-std::string pdfModuleOf(const std::string &executable)
-{
-    return executable.substr(0, executable.rfind('/') + 1) + QUIRELLE_PDF_MODULE;
 }

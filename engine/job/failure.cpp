@@ -1,49 +1,23 @@
 #include "engine/job/failure.h"
 
+#include "engine/base/text.h"
+
 #include <QRegularExpression>
-
-namespace
-{
-
-bool breaksTheLine(QChar c)
-{
-    switch (c.category()) {
-    case QChar::Other_Control:
-    case QChar::Other_Format:
-    case QChar::Separator_Line:
-    case QChar::Separator_Paragraph:
-        return true;
-    default:
-        return false;
-    }
-}
-
-} // namespace
 
 Failure::Failure(ExitCode code, const QString &message, Retry retry)
     : m_code(code), m_message(onOneLine(message)), m_utf8(m_message.toUtf8()), m_retry(retry)
 {
 }
 
-QString onOneLine(const QString &text, qsizetype longest)
+Failure tooLargeForOutput(int mebibytes)
 {
-    QString line;
-    for (const QChar c : text) {
-        if (breaksTheLine(c))
-            line += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-        else
-            line += c;
-    }
-    if (line.size() <= longest)
-        return line;
-    // Names stand in front, reasons at the end. Not between the two halves of a character.
-    qsizetype head = longest / 3;
-    qsizetype tail = line.size() - (longest - head);
-    if (line[head].isLowSurrogate())
-        --head;
-    if (line[tail].isLowSurrogate())
-        ++tail;
-    return line.left(head) + QChar(0x2026) + line.mid(tail);
+    return {ExitCode::NotWritten,
+            QStringLiteral("the PDF is larger than %1 MiB; --max-output allows more").arg(mebibytes)};
+}
+
+QString onOneLine(const QString &text)
+{
+    return QString::fromStdString(onOneLine(text.toStdString()));
 }
 
 QString withoutCredentials(const QString &address)

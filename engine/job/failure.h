@@ -1,19 +1,10 @@
 #pragma once
 
+#include "engine/base/exitcode.h"
+
 #include <QString>
 
 #include <exception>
-
-/// How an engine process ends: its exit code.
-enum class ExitCode {
-    Written = 0,      ///< the PDF is there
-    BadArguments = 1, ///< the command line is refused; nothing was started
-    NoBrowser = 2,    ///< no browser was found, or it cannot start
-    NotLoaded = 3,    ///< the page cannot be loaded
-    OutOfTime = 4,    ///< the job's time is used up
-    NotWritten = 5,   ///< the output cannot be written
-    Crashed = 6,      ///< the page or the browser crashed
-};
 
 /// Why a job cannot be done: what went wrong and what the user can do, on one line. Thrown by every step of a
 /// job and turned into message, log line and exit code in one place, runCommandLine().
@@ -37,9 +28,11 @@ private:
     Retry m_retry;
 };
 
-/// `text` as it may stand on one line of a terminal or log: control characters, line and paragraph separators
-/// become "\u" escapes, and of a text of more characters than `longest` the middle is left out.
-QString onOneLine(const QString &text, qsizetype longest = 500);
+/// Why a PDF that is larger than this many MiB is given up.
+Failure tooLargeForOutput(int mebibytes);
+
+/// As of engine/base/text.h.
+QString onOneLine(const QString &text);
 
 /// `address` without the user name and password that may stand in it, for messages and logs.
 QString withoutCredentials(const QString &address);

@@ -1,8 +1,8 @@
 #include "engine/job/input.h"
 
-#include "engine/job/descriptor.h"
+#include "engine/base/descriptor.h"
+#include "engine/base/kernelfiles.h"
 #include "engine/job/failure.h"
-#include "engine/job/kernelfiles.h"
 
 #include <QDir>
 #include <QFile>

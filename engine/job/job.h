@@ -48,3 +48,6 @@ struct Job {
     /// MiB that the PDF may be large: 1 to 4095.
     int maximumOutput = 1024;
 };
+
+/// "page.html -> page.pdf", on one line and without passwords: for the log.
+QString nameOf(const Job &job);

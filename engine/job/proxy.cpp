@@ -20,20 +20,20 @@ QString decoded(QStringView text)
 
 } // namespace
 
-Proxy parseProxy(const QString &text)
+Proxy parseProxy(const QString &text, const QString &name)
 {
     static const QRegularExpression pattern(QStringLiteral("^(?:(\\w+)://)?(?:(.*)@)?([^@/]+?)/?$"));
     const QRegularExpressionMatch match = pattern.match(text.trimmed());
     const QString scheme = match.hasCaptured(1) ? match.captured(1).toLower() : QStringLiteral("http");
     if (!QStringList{QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("socks5")}.contains(
             scheme))
-        refuse(QStringLiteral("-p takes an http, https or socks5 proxy, not \"%1\"").arg(scheme));
+        refuse(QStringLiteral("%1 takes an http, https or socks5 proxy, not \"%2\"").arg(name, scheme));
 
     const QUrl address(scheme + QStringLiteral("://") + match.captured(3), QUrl::StrictMode);
     if (!match.hasMatch() || !address.isValid() || address.host().isEmpty() || !address.path().isEmpty() ||
         address.hasQuery() || address.hasFragment())
-        refuse(QStringLiteral("-p takes [http://|https://|socks5://][user:password@]host[:port], not \"%1\"")
-                   .arg(text.section(QLatin1Char('@'), -1)));
+        refuse(QStringLiteral("%1 takes [http://|https://|socks5://][user:password@]host[:port], not \"%2\"")
+                   .arg(name, text.section(QLatin1Char('@'), -1)));
 
     Proxy proxy;
     proxy.server = address.toString(QUrl::FullyEncoded);

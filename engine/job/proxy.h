@@ -14,5 +14,6 @@ struct Proxy {
 
 /// Reads [http://|https://|socks5://][user:password@]host[:port]; percent-encoded characters in the name and
 /// password are decoded. Throws Failure(BadArguments), without repeating the password, for anything else, and
-/// for a name and password to a SOCKS proxy, for which browsers have no means.
-Proxy parseProxy(const QString &text);
+/// for a name and password to a SOCKS proxy, for which browsers have no means. `name` is what messages call
+/// it.
+Proxy parseProxy(const QString &text, const QString &name = QStringLiteral("-p"));

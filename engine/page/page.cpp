@@ -1,6 +1,5 @@
 #include "engine/page/page.h"
 
-#include "engine/job/output.h"
 #include "engine/job/paper.h"
 #include "engine/page/frames.h"
 #include "engine/page/neterror.h"

@@ -1,10 +1,10 @@
 #include "engine/server/server.h"
 
+#include "engine/client/endpoint.h"
+#include "engine/client/message.h"
+#include "engine/client/start.h"
 #include "engine/finish/finish.h"
 #include "engine/server/browserpool.h"
-#include "engine/server/endpoint.h"
-#include "engine/server/message.h"
-#include "engine/server/start.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -47,9 +47,25 @@ constexpr auto resultTimeout = 30s;
 constexpr auto closeTimeout = 1s;
 constexpr std::chrono::milliseconds maximumPoll = 1h;
 
+struct Reply {
+    FrameKind kind;
+    QByteArray body;
+};
+
+QByteArray bytesOf(const std::string &text)
+{
+    return QByteArray::fromStdString(text);
+}
+
+Reply replyOf(const Failure &failure)
+{
+    return {FrameKind::Failure,
+            bytesOf(failureBody({failure.code(), failure.isFinal(), failure.message().toStdString()}))};
+}
+
 /// An order between the thread that talks to its client and the one that works on it.
 struct Task {
-    explicit Task(Order o) : order(std::move(o)) {}
+    Task(Job j, Deadline d) : job(std::move(j)), deadline(d) {}
 
     void cancel()
     {
@@ -84,14 +100,15 @@ struct Task {
         return doing;
     }
 
-    const Order order;
+    const Job job;
+    const Deadline deadline;
     const Deadline::Clock::time_point arrival = Deadline::Clock::now();
     std::mutex mutex;
     Page *page = nullptr;
     bool cancelled = false;
     QByteArray doing = "waiting for other jobs";
     /// To be sent, once done; of no meaning if cancelled.
-    Frame result{FrameKind::Failure, {}};
+    Reply result{FrameKind::Failure, {}};
     std::atomic<bool> done = false;
 };
 
@@ -166,15 +183,14 @@ private:
         }
     }
 
-    Frame resultOf(Task &task)
+    Reply resultOf(Task &task)
     {
         try {
-            return {FrameKind::Pdf, finishPdf(printedOf(task), task.order.job)};
+            return {FrameKind::Pdf, finishPdf(printedOf(task), task.job)};
         } catch (const Failure &failure) {
-            return {FrameKind::Failure, failureBody(failure)};
+            return replyOf(failure);
         } catch (const std::exception &error) {
-            return {FrameKind::Failure,
-                    failureBody(Failure(ExitCode::Crashed, QString::fromUtf8(error.what())))};
+            return replyOf(Failure(ExitCode::Crashed, QString::fromUtf8(error.what())));
         }
     }
 
@@ -182,18 +198,19 @@ private:
     {
         // It may have been cancelled while it was waiting.
         task.setPage(nullptr);
-        const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(task.order.job));
+        const Order order{task.job, resolveInput(task.job.input, task.job.folder), task.deadline};
+        const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(order.job));
         const WatchedJob watched(browser->memory());
         try {
-            return printedBy(*browser, task);
+            return printedBy(*browser, order, task);
         } catch (const Failure &failure) {
             if (failure.code() == ExitCode::OutOfTime)
                 browser->markUnresponsive();
-            throw watched.explained(failure, task.order.address.shown);
+            throw watched.explained(failure, order.address.shown);
         }
     }
 
-    static QByteArray printedBy(KeptBrowser &browser, Task &task)
+    static QByteArray printedBy(KeptBrowser &browser, const Order &order, Task &task)
     {
         std::unique_ptr<Page> page;
         // Whatever comes of it, the page is not cancelled after its end.
@@ -208,13 +225,13 @@ private:
                 browser.finishJob(std::move(done));
             }
         } leave{task, browser, nullptr};
-        page = browser.takePage(task.order.job.proxy, task.order.deadline);
+        page = browser.takePage(order.job.proxy, order.deadline);
         try {
             task.setPage(page.get());
-            task.setActivity(QStringLiteral("loading %1").arg(task.order.address.shown));
-            page->load(task.order);
-            task.setActivity(QStringLiteral("printing %1").arg(task.order.address.shown));
-            QByteArray printed = page->print(task.order.job);
+            task.setActivity(QStringLiteral("loading %1").arg(order.address.shown));
+            page->load(order);
+            task.setActivity(QStringLiteral("printing %1").arg(order.address.shown));
+            QByteArray printed = page->print(order.job);
             leave.done = std::move(page);
             return printed;
         } catch (const Cancelled &) {
@@ -258,23 +275,26 @@ public:
     }
 
     /// Deals with what can be read; false when the connection is to be closed.
-    bool read(Workers &workers, OrderReader readOrder)
+    bool read(Workers &workers, JobReader readJob)
     {
         char buffer[1 << 14];
         const ssize_t count = ::recv(m_socket, buffer, sizeof(buffer), 0);
         if (count < 0)
             return errno == EAGAIN || errno == EINTR;
         // An engine sends one order only.
-        if (count == 0 || m_task)
+        if (count == 0 || m_task || m_finished)
             return false;
-        m_incoming.append(buffer, count);
+        m_incoming.append(buffer, static_cast<size_t>(count));
         const std::optional<Frame> frame = takeFrame(m_incoming, maximumOrder);
         if (!frame)
             return true;
         if (frame->kind != FrameKind::Order)
             return false;
-        m_task = std::make_shared<Task>(readOrder(invocationFrom(frame->body)));
-        workers.add(m_task);
+        const Invocation invocation = invocationFrom(frame->body);
+        if (std::optional<Job> job = readJob(invocation))
+            begin(std::move(*job), invocation.begun, workers);
+        else
+            finish({FrameKind::Refusal, {}});
         return true;
     }
 
@@ -290,8 +310,8 @@ public:
         if (m_task && !m_finished && workers.isStalled(*m_task) && workers.withdraw(m_task))
             finish({FrameKind::Refusal, {}});
         // Unless the last one has not been read yet.
-        if (m_outgoing.empty())
-            queue({FrameKind::Alive, m_task ? m_task->activity() : QByteArray()});
+        if (m_outgoing.empty() && m_task)
+            queue({FrameKind::Alive, m_task->activity()});
     }
 
     /// Sends what can be sent; false when the connection is to be closed.
@@ -313,23 +333,37 @@ public:
     }
 
 private:
-    /// Without copying the body: while gigabytes are copied, no other client would get its heartbeat.
-    void queue(Frame frame)
+    /// A small body goes with its header, which wakes the client once. A large one is not copied: while gigabytes
+    /// are, no other client would get its heartbeat.
+    void queue(Reply reply)
     {
-        m_outgoing.push_back(frameHeader(frame.kind, frame.body.size()));
-        if (!frame.body.isEmpty())
-            m_outgoing.push_back(std::move(frame.body));
+        constexpr qsizetype smallBody = 1 << 16;
+        m_outgoing.push_back(bytesOf(frameHeader(reply.kind, static_cast<size_t>(reply.body.size()))));
+        if (reply.body.size() <= smallBody)
+            m_outgoing.back() += reply.body;
+        else
+            m_outgoing.push_back(std::move(reply.body));
     }
-    void finish(Frame frame)
+    void begin(Job job, Deadline::Clock::time_point begun, Workers &workers)
     {
-        queue(std::move(frame));
+        const Deadline deadline = Deadline::after(begun, job.timeout);
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline.time() - Deadline::Clock::now());
+        queue({FrameKind::Accepted, bytesOf(acceptanceBody({std::max(left, 0ms), job.output.toStdString(),
+                                                            nameOf(job).toStdString()}))});
+        m_task = std::make_shared<Task>(std::move(job), deadline);
+        workers.add(m_task);
+    }
+    void finish(Reply reply)
+    {
+        queue(std::move(reply));
         m_finished = true;
         m_timeout = Deadline::in(resultTimeout);
     }
 
     int m_socket;
     Deadline m_timeout = Deadline::in(orderTimeout);
-    QByteArray m_incoming;
+    std::string m_incoming;
     std::deque<QByteArray> m_outgoing;
     /// Of the first of them.
     qsizetype m_sent = 0;
@@ -338,10 +372,10 @@ private:
 };
 
 /// Whether the connection goes on.
-bool serve(Client &client, short events, Workers &workers, OrderReader readOrder)
+bool serve(Client &client, short events, Workers &workers, JobReader readJob)
 {
     try {
-        if ((events & (POLLIN | POLLHUP | POLLERR)) != 0 && !client.read(workers, readOrder))
+        if ((events & (POLLIN | POLLHUP | POLLERR)) != 0 && !client.read(workers, readJob))
             return false;
         client.takeResult();
         return client.write() && !client.isOverdue();
@@ -395,7 +429,7 @@ void drain(int descriptor)
 }
 
 /// Takes orders and sends results until there has been nothing to do for `idle`.
-void serveAll(int listening, Workers &workers, OrderReader readOrder, std::chrono::seconds idle,
+void serveAll(int listening, Workers &workers, JobReader readJob, std::chrono::seconds idle,
               std::list<Client> &clients)
 {
     Deadline idleEnd = Deadline::in(idle);
@@ -417,8 +451,8 @@ void serveAll(int listening, Workers &workers, OrderReader readOrder, std::chron
         for (auto client = clients.begin(); client != clients.end(); ++source) {
             if (heartbeatDue)
                 client->sendHeartbeat(workers);
-            client = serve(*client, source->revents, workers, readOrder) ? std::next(client)
-                                                                         : clients.erase(client);
+            client =
+                serve(*client, source->revents, workers, readJob) ? std::next(client) : clients.erase(client);
         }
         if (sources[0].revents != 0)
             acceptAll(listening, clients);
@@ -429,7 +463,7 @@ void serveAll(int listening, Workers &workers, OrderReader readOrder, std::chron
 
 } // namespace
 
-int runServer(int listening, const std::string &executable, int idleSeconds, OrderReader readOrder)
+int runServer(int listening, const std::string &executable, int idleSeconds, JobReader readJob)
 {
     const std::optional<Endpoint> endpoint = findEndpoint(executable);
     if (!endpoint || !isBoundTo(listening, endpoint->socket))
@@ -466,11 +500,11 @@ int runServer(int listening, const std::string &executable, int idleSeconds, Ord
     }
     Workers &workers = *started;
     std::list<Client> clients;
-    serveAll(listening, workers, readOrder, std::chrono::seconds(idleSeconds), clients);
+    serveAll(listening, workers, readJob, std::chrono::seconds(idleSeconds), clients);
     // From here on the next engine starts a new server; clients that have connected by now are still served.
     removeEndpoint(*endpoint, serverLock);
     acceptAll(listening, clients);
     ::close(listening);
-    serveAll(-1, workers, readOrder, {}, clients);
+    serveAll(-1, workers, readJob, {}, clients);
     return 0;
 }

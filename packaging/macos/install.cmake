@@ -9,13 +9,17 @@ install(FILES "${QUIRELLE_BUNDLE}/quirelle/Contents/Info.plist" DESTINATION "${e
 
 # Qt's libraries and plugins go into the window's bundle, and the engine takes its own from there.
 set_target_properties(Quirelle PROPERTIES INSTALL_RPATH "@executable_path/../Frameworks")
-set_target_properties(quirelle PROPERTIES INSTALL_RPATH "@executable_path/../../../Contents/Frameworks")
+set_target_properties(quirelle_engine_module quirelle_pdf_module PROPERTIES
+  INSTALL_RPATH "@loader_path/../../../Contents/Frameworks")
 set(script "${CMAKE_CURRENT_BINARY_DIR}/deploy.cmake")
 file(GENERATE OUTPUT "${script}" CONTENT "
 include(\"${QT_DEPLOY_SUPPORT}\")
 qt_deploy_runtime_dependencies(
   EXECUTABLE ${QUIRELLE_INSTALLED_BUNDLE}
-  ADDITIONAL_EXECUTABLES ${QUIRELLE_INSTALLED_ENGINE_DIR}/quirelle)
+  ADDITIONAL_EXECUTABLES ${QUIRELLE_INSTALLED_ENGINE_DIR}/quirelle
+  ADDITIONAL_MODULES
+    ${QUIRELLE_INSTALLED_ENGINE_DIR}/$<TARGET_FILE_NAME:quirelle_engine_module>
+    ${QUIRELLE_INSTALLED_ENGINE_DIR}/$<TARGET_FILE_NAME:quirelle_pdf_module>)
 ")
 install(SCRIPT "${script}")
 

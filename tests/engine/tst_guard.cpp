@@ -1,4 +1,4 @@
-#include "engine/browser/environment.h"
+#include "engine/base/environment.h"
 #include "engine/browser/guard.h"
 #include "engine/job/failure.h"
 #include "tests/support/processes.h"

@@ -1,4 +1,4 @@
-#include "engine/job/descriptor.h"
+#include "engine/base/descriptor.h"
 #include "engine/job/failure.h"
 #include "engine/job/input.h"
 #include "engine/page/neterror.h"

@@ -1,6 +1,6 @@
-#include "engine/cli/log.h"
+#include "engine/base/descriptor.h"
 #include "engine/cli/run.h"
-#include "engine/job/descriptor.h"
+#include "engine/client/log.h"
 #include "tests/support/invocation.h"
 #include "tests/support/temporaryfolder.h"
 
@@ -26,6 +26,11 @@ namespace
 QStringList linesOf(const QString &path)
 {
     return QString::fromUtf8(contentOf(path)).split(u'\n', Qt::SkipEmptyParts);
+}
+
+QString logFile()
+{
+    return QString::fromStdString(logPath());
 }
 
 } // namespace
@@ -70,11 +75,11 @@ void LogTest::cleanup()
 void LogTest::liesInTheStateFolder()
 {
 #ifdef Q_OS_MACOS
-    QCOMPARE(logPath(), QDir::homePath() + u"/Library/Logs/quirelle/engine.log"_s);
+    QCOMPARE(logFile(), QDir::homePath() + u"/Library/Logs/quirelle/engine.log"_s);
 #else
-    QCOMPARE(logPath(), m_folder->path(u"quirelle/engine.log"_s));
+    QCOMPARE(logFile(), m_folder->path(u"quirelle/engine.log"_s));
     qunsetenv("XDG_STATE_HOME");
-    QCOMPARE(logPath(), QDir::homePath() + u"/.local/state/quirelle/engine.log"_s);
+    QCOMPARE(logFile(), QDir::homePath() + u"/.local/state/quirelle/engine.log"_s);
 #endif
 }
 
@@ -82,23 +87,23 @@ void LogTest::aRelativeStateFolderCountsAsNone()
 {
     for (const char *folder : {"", "state", "./state"}) {
         qputenv("XDG_STATE_HOME", folder);
-        QVERIFY(logPath().startsWith(QDir::homePath()));
+        QVERIFY(logFile().startsWith(QDir::homePath()));
     }
 }
 
 void LogTest::makesItsFolder()
 {
     qputenv("XDG_STATE_HOME", QFile::encodeName(m_folder->path(u"a/b"_s)));
-    appendToLog(u"first"_s);
+    appendToLog("first");
     QCOMPARE(linesOf(m_folder->path(u"a/b/quirelle/engine.log"_s)).size(), 1);
 }
 
 void LogTest::oneLineAnEntryWithTheTime()
 {
     const QDateTime before = QDateTime::currentDateTime();
-    appendToLog(u"first"_s);
-    appendToLog(u"second ä 🌊"_s);
-    const QStringList lines = linesOf(logPath());
+    appendToLog("first");
+    appendToLog("second ä 🌊");
+    const QStringList lines = linesOf(logFile());
     QCOMPARE(lines.size(), 2);
     QVERIFY(lines[0].endsWith(u" first"_s));
     QVERIFY(lines[1].endsWith(u" second ä 🌊"_s));
@@ -109,9 +114,9 @@ void LogTest::oneLineAnEntryWithTheTime()
 
 void LogTest::anEntryCannotForgeAnother()
 {
-    appendToLog(u"a\n2026-01-01T00:00:00.000 0 forged"_s);
-    appendToLog(u"b\r0 forged\u2028 0 forged\u0085 0 forged"_s);
-    const QByteArray content = contentOf(logPath());
+    appendToLog("a\n2026-01-01T00:00:00.000 0 forged");
+    appendToLog("b\r0 forged\u2028 0 forged\u0085 0 forged");
+    const QByteArray content = contentOf(logFile());
     QCOMPARE(content.count('\n'), 2);
     QVERIFY(!content.contains('\r'));
     QCOMPARE(QString::fromUtf8(content).split(QChar(0x2028)).size(), 1);
@@ -120,31 +125,31 @@ void LogTest::anEntryCannotForgeAnother()
 
 void LogTest::belongsToItsOwnerAlone()
 {
-    appendToLog(u"first"_s);
+    appendToLog("first");
     const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
-    QVERIFY(!(QFileInfo(logPath()).permissions() & others));
+    QVERIFY(!(QFileInfo(logFile()).permissions() & others));
 }
 
 void LogTest::isKeptSmall()
 {
     const QString line(400, u'x');
     for (int i = 0; i < 4000; ++i)
-        appendToLog(line);
+        appendToLog(line.toStdString());
     qint64 sum = 0;
-    const QDir folder(QFileInfo(logPath()).path());
+    const QDir folder(QFileInfo(logFile()).path());
     for (const QFileInfo &file : folder.entryInfoList(QDir::Files))
         sum += file.size();
     QVERIFY2(sum <= qint64(1200) * 1024, qPrintable(QString::number(sum)));
     QVERIFY(sum >= qint64(512) * 1024);
     QVERIFY(folder.entryList(QDir::Files).size() <= 2);
-    appendToLog(u"the newest"_s);
-    QVERIFY(linesOf(logPath()).last().endsWith(u"the newest"_s));
+    appendToLog("the newest");
+    QVERIFY(linesOf(logFile()).last().endsWith(u"the newest"_s));
 }
 
 void LogTest::aLogThatCannotBeWrittenIsDoneWithout()
 {
     m_folder->write(u"quirelle"_s, "in the way");
-    appendToLog(u"first"_s);
+    appendToLog("first");
     QCOMPARE(contentOf(m_folder->path(u"quirelle"_s)), QByteArray("in the way"));
 }
 
@@ -160,7 +165,7 @@ void LogTest::whatIsNoFileIsDoneWithout()
 {
     QFETCH(QString, what);
     m_folder->makeFolder(u"quirelle"_s);
-    const QByteArray path = QFile::encodeName(logPath());
+    const QByteArray path = QFile::encodeName(logFile());
     const QByteArray pipe = QFile::encodeName(m_folder->path(u"pipe"_s));
     Descriptor reader;
     Descriptor listener;
@@ -186,7 +191,7 @@ void LogTest::whatIsNoFileIsDoneWithout()
     struct stat before {
     };
     QCOMPARE(::lstat(path.constData(), &before), 0);
-    appendToLog(u"first"_s);
+    appendToLog("first");
     struct stat after {
     };
     QCOMPARE(::lstat(path.constData(), &after), 0);
@@ -203,12 +208,12 @@ void LogTest::entriesOfManyAtOnceDoNotMix()
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([i] {
             for (int n = 0; n < 100; ++n)
-                appendToLog(QString(100 + i, QChar(u'a' + i)));
+                appendToLog(QString(100 + i, QChar(u'a' + i)).toStdString());
         });
     }
     for (std::thread &thread : threads)
         thread.join();
-    const QStringList lines = linesOf(logPath());
+    const QStringList lines = linesOf(logFile());
     QCOMPARE(lines.size(), 800);
     for (const QString &line : lines) {
         const QString text = line.section(u' ', 1);
@@ -219,7 +224,7 @@ void LogTest::entriesOfManyAtOnceDoNotMix()
 void LogTest::aRefusedCommandLineIsOneEntry()
 {
     QCOMPARE(runCommandLine(invocationOf({u"--copies"_s, u"a\nb"_s})), 1);
-    const QStringList lines = linesOf(logPath());
+    const QStringList lines = linesOf(logFile());
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines[0].contains(u" 1 refused: "_s) && lines[0].contains(u"--copies"_s), qPrintable(lines[0]));
 }

@@ -1,10 +1,9 @@
-#include "engine/server/message.h"
+#include "engine/client/message.h"
 #include "tests/support/invocation.h"
 
-#include <QCborMap>
-#include <QCborValue>
 #include <QTest>
 
+#include <algorithm>
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
@@ -13,7 +12,7 @@ using namespace std::chrono_literals;
 namespace
 {
 
-constexpr qsizetype headerSize = 5;
+constexpr size_t headerSize = 5;
 
 Invocation ordinaryInvocation()
 {
@@ -27,12 +26,13 @@ Invocation oddInvocation()
         {u""_s, u" "_s, u"--title"_s, u"--"_s, u"pässwörd 密"_s, u"a\nb"_s, QString(100000, u'x'), u""_s});
     invocation.arguments.emplace_back("\xff\xc3");
     invocation.folder = "/töp/a\xff b";
+    invocation.variables = {{"QUIRELLE_PASSWORD", "a\nb"}, {"QUIRELLE_PROXY", ""}};
     return invocation;
 }
 
 bool same(const Invocation &one, const Invocation &other)
 {
-    return one.arguments == other.arguments && one.folder == other.folder;
+    return one.arguments == other.arguments && one.variables == other.variables && one.folder == other.folder;
 }
 
 } // namespace
@@ -52,6 +52,7 @@ private slots:
     void anOrderCutWithinATextIsRefused();
     void whatIsNoOrderIsRefused_data();
     void whatIsNoOrderIsRefused();
+    void anAcceptanceArrivesAsItWas();
     void aFailureArrivesAsItWas();
     void whatIsNoFailureIsRefused_data();
     void whatIsNoFailureIsRefused();
@@ -59,35 +60,35 @@ private slots:
 
 void MessageTest::framesComeOneByOne()
 {
-    const QByteArray large(100000, 'x');
-    QByteArray bytes = frameBytes(FrameKind::Alive) + frameBytes(FrameKind::Pdf, large) +
-                       frameBytes(FrameKind::Refusal) + "o";
+    const std::string large(100000, 'x');
+    std::string bytes = frameBytes(FrameKind::Alive) + frameBytes(FrameKind::Pdf, large) +
+                        frameBytes(FrameKind::Refusal) + "o";
     auto frame = takeFrame(bytes, large.size());
-    QVERIFY(frame && frame->kind == FrameKind::Alive && frame->body.isEmpty());
+    QVERIFY(frame && frame->kind == FrameKind::Alive && frame->body.empty());
     frame = takeFrame(bytes, large.size());
     QVERIFY(frame && frame->kind == FrameKind::Pdf);
-    QCOMPARE(frame->body, large);
+    QVERIFY(frame->body == large);
     frame = takeFrame(bytes, large.size());
-    QVERIFY(frame && frame->kind == FrameKind::Refusal && frame->body.isEmpty());
+    QVERIFY(frame && frame->kind == FrameKind::Refusal && frame->body.empty());
     QVERIFY(!takeFrame(bytes, large.size()));
-    QCOMPARE(bytes, QByteArray("o"));
+    QVERIFY(bytes == "o");
 }
 
 void MessageTest::aFrameCutAnywhereIsAwaited()
 {
-    const QByteArray whole = frameBytes(FrameKind::Order, "body");
-    for (qsizetype size = 0; size < whole.size(); ++size) {
-        QByteArray part = whole.left(size);
+    const std::string whole = frameBytes(FrameKind::Order, "body");
+    for (size_t size = 0; size < whole.size(); ++size) {
+        std::string part = whole.substr(0, size);
         QVERIFY2(!takeFrame(part, 100), qPrintable(QString::number(size)));
-        QCOMPARE(part, whole.left(size));
+        QVERIFY(part == whole.substr(0, size));
     }
 }
 
 void MessageTest::aKindThatDoesNotExistIsRefused()
 {
     for (int kind = 0; kind < 256; ++kind) {
-        QByteArray bytes = frameBytes(static_cast<FrameKind>(kind), "body");
-        if (kind != 0 && QByteArray("oanfp").contains(static_cast<char>(kind)))
+        std::string bytes = frameBytes(static_cast<FrameKind>(kind), "body");
+        if (kind != 0 && QByteArray("onyafp").contains(static_cast<char>(kind)))
             QVERIFY(takeFrame(bytes, 4));
         else
             QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(bytes, 4));
@@ -96,11 +97,11 @@ void MessageTest::aKindThatDoesNotExistIsRefused()
 
 void MessageTest::aBodyThatIsTooLongIsRefusedByItsHeader()
 {
-    QByteArray fitting = frameBytes(FrameKind::Order, QByteArray(100, 'x')).left(headerSize);
+    std::string fitting = frameHeader(FrameKind::Order, 100);
     QVERIFY(!takeFrame(fitting, 100));
-    QByteArray tooLong = frameBytes(FrameKind::Order, QByteArray(101, 'x')).left(headerSize);
+    std::string tooLong = frameHeader(FrameKind::Order, 101);
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(tooLong, 100));
-    QByteArray longest("\xff\xff\xff\xffo", headerSize);
+    std::string longest("\xff\xff\xff\xffo", headerSize);
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(longest, maximumOrder));
 }
 
@@ -121,10 +122,11 @@ void MessageTest::theTimeThatHasPassedArrives()
 
 void MessageTest::anOrderCutWithinATextIsRefused()
 {
-    const QByteArray whole = orderBody(ordinaryInvocation());
-    for (qsizetype size = 0; size < whole.size(); ++size) {
-        if (!whole.left(size).endsWith('\0') || whole.left(size).count('\0') < 2)
-            QVERIFY_THROWS_EXCEPTION(std::runtime_error, invocationFrom(whole.left(size)));
+    const std::string whole = orderBody(ordinaryInvocation());
+    for (size_t size = 0; size < whole.size(); ++size) {
+        const std::string part = whole.substr(0, size);
+        if (!part.ends_with('\0') || std::count(part.begin(), part.end(), '\0') < 3)
+            QVERIFY_THROWS_EXCEPTION(std::runtime_error, invocationFrom(part));
     }
 }
 
@@ -136,30 +138,55 @@ void MessageTest::whatIsNoOrderIsRefused_data()
     QTest::newRow("a null character") << QByteArray(1, '\0');
     QTest::newRow("null characters") << QByteArray(100, '\0');
     QTest::newRow("no folder") << QByteArray("1\0", 2);
-    QTest::newRow("no time") << QByteArray("\0/\0a\0", 5);
-    QTest::newRow("time in words") << QByteArray("soon\0/\0a\0", 9);
-    QTest::newRow("negative time") << QByteArray("-1\0/\0a\0", 7);
-    QTest::newRow("endless time") << QByteArray("9223372036854775807\0/\0a\0", 24);
-    QTest::newRow("time beyond all numbers") << QByteArray(100, '9') + QByteArray("\0/\0a\0", 5);
+    QTest::newRow("no time") << QByteArray("\0/\0"
+                                           "0\0a\0",
+                                           7);
+    QTest::newRow("time in words") << QByteArray("soon\0/\0"
+                                                 "0\0a\0",
+                                                 11);
+    QTest::newRow("negative time") << QByteArray("-1\0/\0"
+                                                 "0\0a\0",
+                                                 9);
+    QTest::newRow("endless time") << QByteArray("9223372036854775807\0/\0"
+                                                "0\0a\0",
+                                                26);
+    QTest::newRow("time beyond all numbers") << QByteArray(100, '9') + QByteArray("\0/\0"
+                                                                                  "0\0a\0",
+                                                                                  7);
+    QTest::newRow("no number of variables") << QByteArray("1\0/\0a\0", 6);
+    QTest::newRow("fewer variables than said") << QByteArray("1\0/\0"
+                                                             "2\0a\0b\0",
+                                                             10);
+    QTest::newRow("endless variables") << QByteArray("1\0/\0"
+                                                     "99999999\0a\0b\0",
+                                                     17);
 }
 
 void MessageTest::whatIsNoOrderIsRefused()
 {
     QFETCH(QByteArray, body);
-    QVERIFY_THROWS_EXCEPTION(std::runtime_error, invocationFrom(body));
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, invocationFrom(body.toStdString()));
+}
+
+void MessageTest::anAcceptanceArrivesAsItWas()
+{
+    const Acceptance acceptance{1234ms, "töp/a\nb.pdf", "page -> page.pdf"};
+    const std::string body = acceptanceBody(acceptance);
+    const Acceptance arrived = acceptanceFrom(body);
+    QVERIFY(arrived.left == acceptance.left && arrived.output == acceptance.output &&
+            arrived.name == acceptance.name);
+    for (size_t size = 0; size < body.size(); ++size)
+        QVERIFY_THROWS_EXCEPTION(std::runtime_error, acceptanceFrom(body.substr(0, size)));
 }
 
 void MessageTest::aFailureArrivesAsItWas()
 {
     for (int code = 1; code <= 6; ++code) {
-        const Failure failure(static_cast<ExitCode>(code), u"Grund %1: läßt sich nicht laden"_s.arg(code));
-        const Failure arrived = failureFrom(failureBody(failure));
-        QCOMPARE(arrived.code(), failure.code());
-        QCOMPARE(arrived.message(), failure.message());
-        QVERIFY(!arrived.isFinal());
+        const FailureReply failure{static_cast<ExitCode>(code), code == 6, "Grund: läßt sich nicht laden"};
+        const FailureReply arrived = failureFrom(failureBody(failure));
+        QVERIFY(arrived.code == failure.code && arrived.isFinal == failure.isFinal &&
+                arrived.message == failure.message);
     }
-    const Failure final(ExitCode::Crashed, u"x"_s, Failure::Retry::IsInVain);
-    QVERIFY(failureFrom(failureBody(final)).isFinal());
 }
 
 void MessageTest::whatIsNoFailureIsRefused_data()
@@ -167,16 +194,22 @@ void MessageTest::whatIsNoFailureIsRefused_data()
     QTest::addColumn<QByteArray>("body");
     QTest::newRow("nothing") << QByteArray();
     QTest::newRow("text") << QByteArray("failure");
-    QTest::newRow("an empty map") << QCborValue(QCborMap()).toCbor();
     for (const int code : {-1, 0, 7, 1 << 20})
-        QTest::addRow("code %d", code)
-            << QCborValue(QCborMap{{u"code"_s, code}, {u"message"_s, u"x"_s}}).toCbor();
+        QTest::addRow("code %d", code) << QByteArray::number(code) + QByteArray("\0"
+                                                                                "0\0x\0",
+                                                                                5);
+    QTest::newRow("no message") << QByteArray("3\0"
+                                              "0\0",
+                                              4);
+    QTest::newRow("neither final nor not") << QByteArray("3\0"
+                                                         "2\0x\0",
+                                                         6);
 }
 
 void MessageTest::whatIsNoFailureIsRefused()
 {
     QFETCH(QByteArray, body);
-    QVERIFY_THROWS_EXCEPTION(std::runtime_error, failureFrom(body));
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, failureFrom(body.toStdString()));
 }
 
 QTEST_GUILESS_MAIN(MessageTest)

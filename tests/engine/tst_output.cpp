@@ -1,5 +1,4 @@
-#include "engine/job/failure.h"
-#include "engine/job/output.h"
+#include "engine/base/output.h"
 #include "tests/support/temporaryfolder.h"
 
 #include <QDir>
@@ -21,13 +20,23 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// The reason why `action` fails with the exit code for outputs; null if it does not.
+void checkOutput(const QString &path)
+{
+    ::checkOutput(path.toStdString());
+}
+
+void writeOutput(const QString &path, const QByteArray &bytes)
+{
+    ::writeOutput(path.toStdString(), {bytes.constData(), static_cast<size_t>(bytes.size())});
+}
+
+/// The reason why `action` cannot write an output; null if it can.
 QString refusalOf(const std::function<void()> &action)
 {
     try {
         action();
-    } catch (const Failure &failure) {
-        return failure.code() == ExitCode::NotWritten ? failure.message() : QString();
+    } catch (const OutputError &error) {
+        return QString::fromUtf8(error.what());
     }
     return {};
 }

@@ -1,4 +1,4 @@
-#include "engine/server/message.h"
+#include "engine/client/message.h"
 #include "tests/support/engine.h"
 #include "tests/support/invocation.h"
 #include "tests/support/processes.h"
@@ -33,6 +33,11 @@ namespace
 {
 
 constexpr auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+
+QByteArray bytesOf(FrameKind kind, std::string_view body = {})
+{
+    return QByteArray::fromStdString(frameBytes(kind, body));
+}
 
 bool makeFile(const QString &path)
 {
@@ -71,7 +76,7 @@ public:
     }
     void order(const QString &url) const
     {
-        send(frameBytes(FrameKind::Order, orderBody(invocationOf({url, u"out.pdf"_s}))));
+        send(bytesOf(FrameKind::Order, orderBody(invocationOf({url, u"out.pdf"_s}))));
     }
     /// Reads until the other end closes; false if it does not by the bound. Signs of life are let pass.
     bool awaitEnd(std::chrono::milliseconds bound)
@@ -447,15 +452,15 @@ void ServerTest::whoSaysNothingDoesNotKeepIt()
     const ProcessInfo server = warmUp();
     RawClient silent(socketPath());
     RawClient halfway(socketPath());
-    halfway.send(frameBytes(FrameKind::Order, "an order").left(8));
+    halfway.send(bytesOf(FrameKind::Order, "an order").left(8));
     RawClient garbage(socketPath());
     garbage.send("GET / HTTP/1.1\r\n\r\n");
     RawClient greedy(socketPath());
     greedy.send(QByteArray("\xff\xff\xff\xffo", 5));
     RawClient confused(socketPath());
-    confused.send(frameBytes(FrameKind::Alive) + frameBytes(FrameKind::Alive));
+    confused.send(bytesOf(FrameKind::Alive) + bytesOf(FrameKind::Alive));
     RawClient wrong(socketPath());
-    wrong.send(frameBytes(FrameKind::Order, "no order"));
+    wrong.send(bytesOf(FrameKind::Order, "no order"));
     for (RawClient *client : {&garbage, &greedy, &confused, &wrong}) {
         QVERIFY(client->isConnected());
         QVERIFY(client->awaitEnd(1500ms));
@@ -1011,7 +1016,7 @@ void ServerTest::whatLiesInItsPlace()
     else if (what == u"promise"_s)
         impostor = std::make_unique<Impostor>(socket, QByteArray("\xff\xff\xff\x7fp%PDF", 9));
     else if (what == u"refusal"_s)
-        impostor = std::make_unique<Impostor>(socket, frameBytes(FrameKind::Refusal));
+        impostor = std::make_unique<Impostor>(socket, bytesOf(FrameKind::Refusal));
     QVERIFY(!impostor || impostor->listens());
 
     for (int i = 0; i < 2; ++i)

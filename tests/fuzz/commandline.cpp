@@ -3,6 +3,7 @@
 #include "engine/job/failure.h"
 #include "engine/job/input.h"
 #include "engine/job/papersizes.h"
+#include "engine/main/secrets.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/support/invocation.h"
 

@@ -68,7 +68,8 @@ void HardeningTest::programs_data()
     QTest::addColumn<bool>("starts");
     QTest::newRow("window") << QStringLiteral(QUIRELLE_WINDOW) << true;
     QTest::newRow("engine") << QStringLiteral(QUIRELLE_ENGINE) << true;
-    QTest::newRow("the engine's module") << QStringLiteral(QUIRELLE_PDF_MODULE) << false;
+    QTest::newRow("the engine's module") << QStringLiteral(QUIRELLE_ENGINE_MODULE) << false;
+    QTest::newRow("the module for PDFs") << QStringLiteral(QUIRELLE_PDF_MODULE) << false;
 }
 
 void HardeningTest::programs()
@@ -95,8 +96,9 @@ void HardeningTest::programs()
 void HardeningTest::theEngineChecksItsBuffers()
 {
     // The window calls nothing that could be checked.
-    QVERIFY(readElf(QStringLiteral(QUIRELLE_ENGINE))
-                .contains(QRegularExpression(u"\\b__mem(cpy|set|move)_chk\\b"_s)));
+    const QRegularExpression checked(u"\\b__(mem(cpy|set|move)|snprintf)_chk\\b"_s);
+    for (const QString &program : {QStringLiteral(QUIRELLE_ENGINE), QStringLiteral(QUIRELLE_ENGINE_MODULE)})
+        QVERIFY2(readElf(program).contains(checked), qPrintable(program));
 }
 
 QTEST_GUILESS_MAIN(HardeningTest)

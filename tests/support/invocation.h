@@ -1,13 +1,13 @@
 #pragma once
 
-#include "engine/job/invocation.h"
+#include "engine/base/invocation.h"
 
 #include <QStringList>
 
-/// A call with these arguments that begins now, in the root folder.
+/// A call with these arguments that begins now, in the root folder and with no variables.
 inline Invocation invocationOf(const QStringList &arguments)
 {
-    Invocation invocation{{}, "/", Deadline::Clock::now()};
+    Invocation invocation{{}, {}, "/", Deadline::Clock::now()};
     for (const QString &argument : arguments)
         invocation.arguments.push_back(argument.toStdString());
     return invocation;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/server/endpoint.h"
+#include "engine/client/endpoint.h"
 
 enum class StartOutcome {
     Started,      ///< connections are taken from now on

@@ -1,19 +1,22 @@
-#include "engine/server/endpoint.h"
+#include "engine/client/endpoint.h"
 
-#include "engine/browser/environment.h"
-#include "engine/finish/finish.h"
-#include "engine/job/temporary.h"
-
-#include <QCryptographicHash>
+#include "engine/base/environment.h"
+#include "engine/base/modules.h"
+#include "engine/base/temporary.h"
 
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <ctime>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -34,39 +37,77 @@ std::vector<gid_t> groups()
     return result;
 }
 
-QByteArray identity(const std::string &executable)
+/// The hash FNV-1a of all that it is given.
+class Hash
 {
-    QCryptographicHash hash(QCryptographicHash::Sha1);
-    for (const std::string &file : {executable, pdfModuleOf(executable)}) {
+public:
+    void add(std::string_view text)
+    {
+        for (const char byte : text)
+            addByte(static_cast<unsigned char>(byte));
+        addByte(0);
+    }
+    template <typename Number>
+    void addNumber(Number number)
+    {
+        add(std::to_string(number));
+    }
+    std::string hex() const
+    {
+        char text[17];
+        std::snprintf(text, sizeof(text), "%016llx", static_cast<unsigned long long>(m_value));
+        return text;
+    }
+
+private:
+    void addByte(unsigned char byte) { m_value = (m_value ^ byte) * 0x100000001b3; }
+
+    uint64_t m_value = 0xcbf29ce484222325;
+};
+
+/// When the content of the file was changed.
+timespec changeTime(const struct stat &info)
+{
+#ifdef __APPLE__
+    return info.st_mtimespec;
+#else
+    return info.st_mtim;
+#endif
+}
+
+std::string identity(const std::string &executable)
+{
+    Hash hash;
+    for (const std::string &file : {executable, engineModuleOf(executable), pdfModuleOf(executable)}) {
         struct stat info {
         };
         if (::stat(file.c_str(), &info) != 0)
             continue;
-        std::error_code ignored;
-        const auto written = std::filesystem::last_write_time(file, ignored).time_since_epoch();
-        for (const auto number : {static_cast<qint64>(info.st_dev), static_cast<qint64>(info.st_ino),
-                                  static_cast<qint64>(info.st_size), static_cast<qint64>(info.st_ctime),
-                                  static_cast<qint64>(written.count())})
-            hash.addData(QByteArray::number(number) + ' ');
+        hash.addNumber(info.st_dev);
+        hash.addNumber(info.st_ino);
+        hash.addNumber(info.st_size);
+        hash.addNumber(info.st_ctime);
+        hash.addNumber(changeTime(info).tv_sec);
+        hash.addNumber(changeTime(info).tv_nsec);
     }
     for (const char *space :
          {"/proc/self/ns/mnt", "/proc/self/ns/net", "/proc/self/ns/user", "/proc/self/root"}) {
         char target[PATH_MAX];
         const ssize_t size = ::readlink(space, target, sizeof(target));
-        hash.addData(QByteArray(target, std::max<ssize_t>(size, 0)) + '\0');
+        hash.add({target, static_cast<size_t>(std::max<ssize_t>(size, 0))});
     }
     // A server has no other variables than these.
     for (const std::string &variable : passedEnvironment())
-        hash.addData(QByteArray::fromStdString(variable) + '\0');
+        hash.add(variable);
     for (const gid_t group : groups())
-        hash.addData(QByteArray::number(group) + ' ');
+        hash.addNumber(group);
     for (const int kind : tellingLimits) {
         rlimit limit{};
         // The other one can be changed, up to this.
         if (::getrlimit(kind, &limit) == 0)
-            hash.addData(QByteArray::number(static_cast<qulonglong>(limit.rlim_max)) + ' ');
+            hash.addNumber(limit.rlim_max);
     }
-    return hash.result().toHex().left(16);
+    return hash.hex();
 }
 
 /// Whether this is a folder of this user's that nobody else can enter.
@@ -94,7 +135,7 @@ std::vector<std::string> folders()
 
 std::optional<Endpoint> findEndpoint(const std::string &executable)
 {
-    const std::string name = identity(executable).toStdString();
+    const std::string name = identity(executable);
     for (const std::string &folder : folders()) {
         const std::string base = folder + "/" + name;
         Endpoint endpoint{base + ".socket", base + ".lock"};
@@ -144,7 +185,14 @@ bool peerIsSameUser(int socket)
 
 int idleSeconds()
 {
-    bool isNumber = false;
-    const int seconds = qEnvironmentVariableIntValue("QUIRELLE_IDLE_SECONDS", &isNumber);
-    return isNumber ? std::max(seconds, 0) : 30;
+    constexpr int usual = 30;
+    const char *text = ::getenv("QUIRELLE_IDLE_SECONDS");
+    if (!text || !*text)
+        return usual;
+    char *end = nullptr;
+    errno = 0;
+    const long seconds = std::strtol(text, &end, 10);
+    if (*end || errno != 0 || seconds > INT_MAX)
+        return usual;
+    return static_cast<int>(std::max(seconds, 0L));
 }

@@ -1,6 +1,6 @@
-#include "engine/server/start.h"
+#include "engine/client/start.h"
 
-#include "engine/browser/environment.h"
+#include "engine/base/environment.h"
 
 #include <sys/file.h>
 #include <sys/socket.h>

@@ -1,11 +1,8 @@
-#include "engine/job/output.h"
+#include "engine/base/output.h"
 
-#include "engine/job/descriptor.h"
-#include "engine/job/kernelfiles.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include "engine/base/descriptor.h"
+#include "engine/base/kernelfiles.h"
+#include "engine/base/text.h"
 
 #include <sys/stat.h>
 #ifdef __linux__
@@ -16,6 +13,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 #include <poll.h>
 #include <random>
@@ -33,41 +31,39 @@ constexpr mode_t allPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
 /// As many as systems follow.
 constexpr int maximumLinks = 40;
 
-bool isStandardOutput(const QString &path)
+bool isStandardOutput(const std::string &path)
 {
-    return path == QLatin1String("-") || path == QLatin1String("/dev/stdout");
+    return path == "-" || path == "/dev/stdout";
 }
 
-[[noreturn]] void refuse(const QString &path, const QString &reason)
+[[noreturn]] void refuse(const std::string &path, const std::string &reason)
 {
-    throw Failure(ExitCode::NotWritten, QStringLiteral("%1 cannot be written: %2").arg(path, reason));
+    throw OutputError(onOneLine(path + " cannot be written: " + reason));
 }
 
 /// The system's reason, and what to do.
-[[noreturn]] void refuseFor(const QString &path, int error, const QString &remedy)
+[[noreturn]] void refuseFor(const std::string &path, int error, const std::string &remedy)
 {
-    const QString reason = error == EACCES ? QStringLiteral("permission denied") : qt_error_string(error);
-    refuse(path, QStringLiteral("%1; %2").arg(reason, remedy));
+    const std::string reason = error == EACCES ? "permission denied" : strerror(error);
+    refuse(path, reason + "; " + remedy);
 }
 
 void checkStandardOutput()
 {
     const int mode = ::fcntl(STDOUT_FILENO, F_GETFL);
     if (mode < 0 || (mode & O_ACCMODE) == O_RDONLY)
-        refuse(QStringLiteral("standard output"), QStringLiteral("it is closed"));
+        refuse("standard output", "it is closed");
     if (::isatty(STDOUT_FILENO) == 1)
-        refuse(QStringLiteral("standard output"),
-               QStringLiteral("it is a terminal; name a file, or send it on with > or |"));
+        refuse("standard output", "it is a terminal; name a file, or send it on with > or |");
 }
 
 /// Writes all of it; false, with errno, if that fails.
-bool writeAll(int descriptor, const QByteArray &bytes)
+bool writeAll(int descriptor, std::string_view bytes)
 {
-    for (qsizetype done = 0; done < bytes.size();) {
-        const ssize_t written =
-            ::write(descriptor, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
         if (written >= 0) {
-            done += written;
+            bytes.remove_prefix(static_cast<size_t>(written));
         } else if (errno == EAGAIN) {
             pollfd output{descriptor, POLLOUT, 0};
             ::poll(&output, 1, -1);
@@ -93,25 +89,30 @@ struct Place {
     bool isLink() const { return older && S_ISLNK(older->st_mode); }
 };
 
-QString absolute(const std::string &path)
+std::string absolute(const std::string &path)
 {
-    return QDir::cleanPath(QFileInfo(QFile::decodeName(path.c_str())).absoluteFilePath());
+    std::array<char, PATH_MAX> folder{};
+    const bool isRelative = !path.starts_with('/') && ::getcwd(folder.data(), folder.size());
+    std::string text = isRelative ? folder.data() + ('/' + path) : path;
+    while (text.size() > 1 && text.ends_with('/'))
+        text.pop_back();
+    return text;
 }
 
 /// What stands at `file`, not followed if it is a link. Throws for `shown` if that cannot be told.
-Place lookAt(const std::string &file, const QString &shown)
+Place lookAt(const std::string &file, const std::string &shown)
 {
     const size_t slash = file.rfind('/');
     Place place;
     place.folderPath = slash == std::string::npos ? "./" : file.substr(0, slash + 1);
     place.name = slash == std::string::npos ? file : file.substr(slash + 1);
     if (place.name.empty())
-        refuse(shown, QStringLiteral("it is a folder; name a file in it"));
+        refuse(shown, "it is a folder; name a file in it");
     place.folder.reset(::open(place.folderPath.c_str(), toPointAt | O_DIRECTORY | O_CLOEXEC));
     if (!place.folder && (errno == ENOENT || errno == ENOTDIR))
-        refuse(shown, QStringLiteral("there is no folder %1; make it first").arg(absolute(place.folderPath)));
+        refuse(shown, "there is no folder " + absolute(place.folderPath) + "; make it first");
     if (!place.folder)
-        refuseFor(shown, errno, QStringLiteral("choose another folder"));
+        refuseFor(shown, errno, "choose another folder");
     struct stat info {
     };
 #ifdef O_PATH
@@ -123,14 +124,14 @@ Place lookAt(const std::string &file, const QString &shown)
     if (found)
         place.older = info;
     else if (errno == ENAMETOOLONG)
-        refuseFor(shown, errno, QStringLiteral("choose a shorter name"));
+        refuseFor(shown, errno, "choose a shorter name");
     else if (errno != ENOENT)
-        refuseFor(shown, errno, QStringLiteral("choose another folder"));
+        refuseFor(shown, errno, "choose another folder");
     return place;
 }
 
 /// Where the link at `place` leads.
-std::string targetOf(const Place &place, const QString &shown)
+std::string targetOf(const Place &place, const std::string &shown)
 {
     std::array<char, PATH_MAX> target{};
 #ifdef O_PATH
@@ -139,21 +140,21 @@ std::string targetOf(const Place &place, const QString &shown)
     const ssize_t size = ::readlinkat(place.folder.get(), place.name.c_str(), target.data(), target.size());
 #endif
     if (size < 0)
-        refuseFor(shown, errno, QStringLiteral("remove it, or choose another name"));
+        refuseFor(shown, errno, "remove it, or choose another name");
     const std::string text(target.data(), static_cast<size_t>(size));
     return text.starts_with('/') ? text : place.folderPath + text;
 }
 
 /// Where a file of this name is to be written: behind all links.
-Place placeOf(const QString &path)
+Place placeOf(const std::string &path)
 {
-    Place place = lookAt(QFile::encodeName(path).toStdString(), path);
+    Place place = lookAt(path, path);
     for (int links = 0; place.isLink() && !isKernelFile(place.folder.get()); ++links) {
         // Others could lead this user to a file of this user's that way.
         if (place.older->st_uid != ::geteuid() && place.older->st_uid != 0)
-            refuse(path, QStringLiteral("it is another user's link; choose another name"));
+            refuse(path, "it is another user's link; choose another name");
         if (links == maximumLinks)
-            refuseFor(path, ELOOP, QStringLiteral("remove it, or choose another name"));
+            refuseFor(path, ELOOP, "remove it, or choose another name");
         place = lookAt(targetOf(place, path), path);
     }
     return place;
@@ -168,20 +169,20 @@ bool belongsToAnother(const Place &place, const struct stat &folder)
 }
 
 /// Throws if it can be told that no file can be put there.
-void check(const Place &place, const QString &path)
+void check(const Place &place, const std::string &path)
 {
     if (place.older && S_ISDIR(place.older->st_mode))
-        refuse(path, QStringLiteral("it is a folder; name a file in it"));
+        refuse(path, "it is a folder; name a file in it");
     if ((place.older && !S_ISREG(place.older->st_mode)) || isKernelFile(place.folder.get()))
-        refuse(path, QStringLiteral("it is no ordinary file; choose another name"));
+        refuse(path, "it is no ordinary file; choose another name");
     if (::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
-        refuseFor(path, errno, QStringLiteral("choose another folder"));
+        refuseFor(path, errno, "choose another folder");
     struct stat folder {
     };
     if (::fstat(place.folder.get(), &folder) != 0 || belongsToAnother(place, folder))
-        refuse(path, QStringLiteral("it belongs to another user; choose another name"));
+        refuse(path, "it belongs to another user; choose another name");
     if (place.older && ::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0)
-        refuseFor(path, errno, QStringLiteral("choose another name"));
+        refuseFor(path, errno, "choose another name");
 }
 
 /// The permissions of a file that a program makes without asking for any.
@@ -239,7 +240,7 @@ bool setPermissions(int made, const Place &place)
 class NewFile
 {
 public:
-    NewFile(const Place &place, const QString &path) : m_folder(place.folder.get()), m_path(path)
+    NewFile(const Place &place, const std::string &path) : m_folder(place.folder.get()), m_path(path)
     {
 #ifdef O_TMPFILE
         // What has no name gets one through /proc.
@@ -253,7 +254,7 @@ public:
         }
         if (!m_file) {
             m_name.clear();
-            refuseFor(path, errno, QStringLiteral("choose another folder"));
+            refuseFor(path, errno, "choose another folder");
         }
     }
     NewFile(const NewFile &) = delete;
@@ -264,7 +265,7 @@ public:
             ::unlinkat(m_folder, m_name.c_str(), 0);
     }
 
-    void write(const QByteArray &bytes, const Place &place)
+    void write(std::string_view bytes, const Place &place)
     {
         require(setPermissions(m_file.get(), place) && writeAll(m_file.get(), bytes));
     }
@@ -304,11 +305,11 @@ private:
     void require(bool done) const
     {
         if (!done)
-            refuseFor(m_path, errno, QStringLiteral("choose another folder"));
+            refuseFor(m_path, errno, "choose another folder");
     }
 
     int m_folder;
-    QString m_path;
+    std::string m_path;
     Descriptor m_file;
     /// Empty for none.
     std::string m_name;
@@ -316,7 +317,7 @@ private:
 
 } // namespace
 
-void checkOutput(const QString &path)
+void checkOutput(const std::string &path)
 {
     if (isStandardOutput(path))
         checkStandardOutput();
@@ -324,11 +325,11 @@ void checkOutput(const QString &path)
         check(placeOf(path), path);
 }
 
-void writeOutput(const QString &path, const QByteArray &bytes)
+void writeOutput(const std::string &path, std::string_view bytes)
 {
     if (isStandardOutput(path)) {
         if (!writeAll(STDOUT_FILENO, bytes))
-            refuse(QStringLiteral("standard output"), qt_error_string(errno));
+            refuse("standard output", strerror(errno));
         return;
     }
     // Much may have happened since the job began.
@@ -337,10 +338,4 @@ void writeOutput(const QString &path, const QByteArray &bytes)
     NewFile file(place, path);
     file.write(bytes, place);
     file.moveTo(place);
-}
-
-Failure tooLargeForOutput(int mebibytes)
-{
-    return {ExitCode::NotWritten,
-            QStringLiteral("the PDF is larger than %1 MiB; --max-output allows more").arg(mebibytes)};
 }

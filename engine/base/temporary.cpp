@@ -1,4 +1,4 @@
-#include "engine/job/temporary.h"
+#include "engine/base/temporary.h"
 
 #include <sys/stat.h>
 

@@ -1,8 +1,9 @@
-#include "engine/cli/progress.h"
+#include "engine/client/progress.h"
 
-#include "engine/job/failure.h"
+#include "engine/base/text.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <unistd.h>
 
 using namespace std::chrono_literals;
@@ -19,7 +20,8 @@ constexpr char wrap[] = "\x1b[?7h";
 
 bool isTerminal()
 {
-    return ::isatty(STDERR_FILENO) == 1 && qgetenv("TERM") != "dumb";
+    const char *kind = ::getenv("TERM");
+    return ::isatty(STDERR_FILENO) == 1 && (!kind || std::string_view(kind) != "dumb");
 }
 
 bool isInForeground()
@@ -28,19 +30,12 @@ bool isInForeground()
 }
 
 /// In one piece, so that a job that is killed does not leave the terminal in between.
-void write(const QByteArray &bytes)
+void write(const std::string &bytes)
 {
-    [[maybe_unused]] const ssize_t written =
-        ::write(STDERR_FILENO, bytes.constData(), static_cast<size_t>(bytes.size()));
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
 }
 
 } // namespace
-
-Progress::Progress()
-{
-    if (isTerminal())
-        m_thread = std::jthread([this](const std::stop_token &end) { keepShowing(end); });
-}
 
 Progress::~Progress()
 {
@@ -52,26 +47,28 @@ Progress::~Progress()
         write(wipe);
 }
 
-void Progress::tell(const QString &activity)
+void Progress::tell(std::string_view activity)
 {
+    if (!isTerminal())
+        return;
     const std::lock_guard lock(m_mutex);
     m_activity = onOneLine(activity);
+    if (!m_thread.joinable())
+        m_thread = std::jthread([this](const std::stop_token &end) { keepShowing(end); });
 }
 
 void Progress::keepShowing(const std::stop_token &end)
 {
-    const auto start = std::chrono::steady_clock::now();
     std::unique_lock lock(m_mutex);
-    for (auto seconds = interval; !m_wake.wait_until(lock, end, start + seconds, [] { return false; });
+    for (auto seconds = interval; !m_wake.wait_until(lock, end, m_begun + seconds, [] { return false; });
          seconds += interval) {
         if (end.stop_requested())
             return;
-        if (m_activity.isEmpty() || !isInForeground())
+        if (!isInForeground())
             continue;
         // A line longer than the terminal is wide is cut by the terminal, which alone knows how wide letters
         // are.
-        const QString line = QStringLiteral("%1 s, %2").arg(seconds.count()).arg(m_activity);
-        write(wipe + QByteArray(dontWrap) + line.toLocal8Bit() + wrap);
+        write(std::string(wipe) + dontWrap + std::to_string(seconds.count()) + " s, " + m_activity + wrap);
         m_shown = true;
     }
 }

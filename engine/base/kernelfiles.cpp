@@ -1,4 +1,4 @@
-#include "engine/job/kernelfiles.h"
+#include "engine/base/kernelfiles.h"
 
 #ifdef __linux__
 #include <linux/magic.h>

@@ -1,4 +1,4 @@
-#include "engine/browser/environment.h"
+#include "engine/base/environment.h"
 
 #include <algorithm>
 #include <string_view>

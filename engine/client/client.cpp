@@ -1,0 +1,207 @@
+#include "engine/client/client.h"
+
+#include "engine/base/descriptor.h"
+#include "engine/base/modules.h"
+#include "engine/base/output.h"
+#include "engine/client/endpoint.h"
+#include "engine/client/message.h"
+#include "engine/client/start.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <stdexcept>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+/// A server that sends nothing for this long is given up.
+constexpr auto maximumSilence = 400ms;
+/// A job that the server has not ended so long after its time is over has got lost there.
+constexpr auto maximumDelay = 5s;
+
+class Socket
+{
+public:
+    /// The first frame must come by `nextFrame`.
+    Socket(Descriptor descriptor, Deadline nextFrame)
+        : m_descriptor(std::move(descriptor)), m_nextFrame(nextFrame)
+    {
+    }
+
+    bool connected() const { return static_cast<bool>(m_descriptor); }
+
+    bool send(std::string_view bytes) const
+    {
+        while (!bytes.empty()) {
+            const ssize_t count = ::send(m_descriptor.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            if (count > 0)
+                bytes.remove_prefix(static_cast<size_t>(count));
+            else if ((errno != EAGAIN && errno != EINTR) || !wait(POLLOUT))
+                return false;
+        }
+        return true;
+    }
+
+    /// Appends what has come to `bytes`; false at the end of the connection and after the maximum silence.
+    bool receive(std::string &bytes)
+    {
+        char buffer[1 << 16];
+        if (!wait(POLLIN))
+            return false;
+        const ssize_t count = ::recv(m_descriptor.get(), buffer, sizeof(buffer), 0);
+        if (count > 0) {
+            bytes.append(buffer, static_cast<size_t>(count));
+            m_nextFrame = Deadline::in(maximumSilence);
+        }
+        return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
+    }
+
+private:
+    /// Waits until it can be read or written (POLLIN, POLLOUT); false if the next frame is overdue.
+    bool wait(short events) const
+    {
+        pollfd poll{m_descriptor.get(), events, 0};
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(m_nextFrame.time() - Deadline::Clock::now());
+        const int ready = ::poll(&poll, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
+        return ready > 0 || (ready < 0 && errno == EINTR);
+    }
+
+    Descriptor m_descriptor;
+    Deadline m_nextFrame;
+};
+
+Descriptor connectTo(const Endpoint &endpoint)
+{
+    Descriptor descriptor(::socket(AF_UNIX, SOCK_STREAM, 0));
+    if (!descriptor)
+        return descriptor;
+    ::fcntl(descriptor.get(), F_SETFD, FD_CLOEXEC);
+    ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    endpoint.socket.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    if (::connect(descriptor.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 ||
+        !peerIsSameUser(descriptor.get()))
+        descriptor.reset();
+    return descriptor;
+}
+
+/// A connection to the server, which is started if that is asked for; none if there is none to be had by the
+/// bound.
+Descriptor connection(IfNone ifNone, Deadline bound)
+{
+    const std::string executable = executablePath();
+    bool started = false;
+    for (;;) {
+        const std::optional<Endpoint> endpoint = findEndpoint(executable);
+        if (!endpoint)
+            return {};
+        Descriptor connection = connectTo(*endpoint);
+        // One that cannot be met although it has just been started will not be the next time.
+        if (connection || ifNone == IfNone::GiveUp || started || bound.passed())
+            return connection;
+        const StartOutcome outcome = startServer(*endpoint, executable);
+        if (outcome == StartOutcome::Impossible)
+            return {};
+        started = outcome == StartOutcome::Started;
+        // Who holds the lock is about to listen, or about to end.
+        if (!started)
+            ::usleep(2000);
+    }
+}
+
+/// Whether the job may come out better with a browser of its own.
+bool isServersFault(const FailureReply &failure)
+{
+    return !failure.isFinal && (failure.code == ExitCode::NoBrowser || failure.code == ExitCode::Crashed);
+}
+
+/// What the server says of the job.
+class Conversation
+{
+public:
+    Conversation(Socket &socket, const ActivityListener &listener) : m_socket(socket), m_listener(listener) {}
+
+    ServerReply reply()
+    {
+        const Frame answer = nextFrame();
+        if (answer.kind != FrameKind::Accepted)
+            return useless();
+        Acceptance job = acceptanceFrom(answer.body);
+        checkOutput(job.output);
+        m_lost = Deadline::in(job.left + maximumDelay);
+        for (;;) {
+            Frame frame = nextFrame();
+            switch (frame.kind) {
+            case FrameKind::Alive:
+                m_listener(frame.body);
+                break;
+            case FrameKind::Pdf:
+                return {ServerReply::Kind::Printed, ExitCode::Written, {},
+                        std::move(frame.body),      job.output,        job.name};
+            case FrameKind::Failure:
+                if (const FailureReply failure = failureFrom(frame.body); !isServersFault(failure))
+                    return failed(job, failure.code, failure.message);
+                return useless();
+            default:
+                return useless();
+            }
+            if (m_lost->passed())
+                return failed(job, ExitCode::OutOfTime, "out of time on the server");
+        }
+    }
+
+    static ServerReply useless() { return {ServerReply::Kind::Useless}; }
+
+private:
+    static ServerReply failed(const Acceptance &job, ExitCode code, const std::string &message)
+    {
+        return {ServerReply::Kind::Failed, code, message, {}, job.output, job.name};
+    }
+
+    Frame nextFrame()
+    {
+        for (;;) {
+            if (std::optional<Frame> frame = takeFrame(m_received, maximumBody))
+                return std::move(*frame);
+            if (!m_socket.receive(m_received))
+                throw std::runtime_error("the server is gone");
+        }
+    }
+
+    Socket &m_socket;
+    const ActivityListener &m_listener;
+    std::string m_received;
+    std::optional<Deadline> m_lost;
+};
+
+} // namespace
+
+ServerReply askServer(const Invocation &invocation, IfNone ifNone, const ActivityListener &listener)
+{
+    const std::string order = frameBytes(FrameKind::Order, orderBody(invocation));
+    // Without a folder relative paths mean nothing there.
+    if (idleSeconds() == 0 || invocation.folder.empty() || order.size() > maximumOrder)
+        return {};
+    const Deadline bound = Deadline::in(maximumSilence);
+    Socket socket(connection(ifNone, bound), bound);
+    if (!socket.connected())
+        return {};
+    try {
+        return socket.send(order) ? Conversation(socket, listener).reply() : Conversation::useless();
+    } catch (const OutputError &) {
+        throw;
+    } catch (const std::runtime_error &) {
+        // It ends, or is no server of ours.
+        return Conversation::useless();
+    }
+}

@@ -1,0 +1,109 @@
+#include "engine/base/modules.h"
+#include "engine/base/nodump.h"
+#include "engine/base/output.h"
+#include "engine/cli/module.h"
+#include "engine/client/client.h"
+#include "engine/client/message.h"
+#include "engine/client/progress.h"
+#include "engine/client/report.h"
+#include "engine/client/start.h"
+#include "engine/main/secrets.h"
+
+#include <csignal>
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
+
+namespace
+{
+
+/// Some callers leave the three usual descriptors closed. What is opened next would take their numbers, and
+/// be written to in their stead. Open for reading, they refuse what is written.
+void holdUsualDescriptors()
+{
+    int descriptor = 0;
+    do
+        descriptor = ::open("/dev/null", O_RDONLY);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    ::close(descriptor);
+}
+
+/// Null, after saying why, if it cannot be loaded.
+template <typename Function>
+Function engineFunction(const char *name)
+{
+    void *module = ::dlopen(engineModuleOf(executablePath()).c_str(), RTLD_NOW | RTLD_LOCAL);
+    void *function = module ? ::dlsym(module, name) : nullptr;
+    if (!function) {
+        const std::string why = ::dlerror();
+        const bool lacksMemory = why.find("failed to map segment") != std::string::npos ||
+                                 why.find("annot allocate memory") != std::string::npos;
+        reportFailure(ExitCode::Crashed, "refused",
+                      (lacksMemory ? "there is too little memory: " : "the installation is incomplete: ") +
+                          why);
+    }
+    return reinterpret_cast<Function>(function);
+}
+
+ServerReply askServerShowingProgress(const Invocation &invocation)
+{
+    Progress progress(invocation.begun);
+    return askServer(invocation, IfNone::GiveUp,
+                     [&progress](std::string_view activity) { progress.tell(activity); });
+}
+
+int writePdf(const Invocation &invocation, const ServerReply &reply)
+{
+    try {
+        writeOutput(reply.output, reply.pdf);
+        return reportWritten(invocation, reply.name, reply.pdf.size());
+    } catch (const OutputError &error) {
+        return reportFailure(ExitCode::NotWritten, reply.name, error.what());
+    }
+}
+
+int runEngine(const Invocation &invocation, int argc, char *argv[], bool serverTried)
+{
+    const std::string order = orderBody(invocation);
+    const auto run = engineFunction<RunEngine>(runEngineName);
+    return run ? run(argc, argv, order.data(), order.size(), serverTried)
+               : static_cast<int>(ExitCode::Crashed);
+}
+
+int runJob(const Invocation &invocation, int argc, char *argv[])
+{
+    std::optional<ServerReply> reply;
+    try {
+        reply = askServerShowingProgress(invocation);
+    } catch (const OutputError &) {
+        // So the engine finds, too, and says it.
+    } catch (const std::exception &) {
+        // There is no memory, or no thread.
+    }
+    if (reply && reply->kind == ServerReply::Kind::Printed)
+        return writePdf(invocation, *reply);
+    if (reply && reply->kind == ServerReply::Kind::Failed)
+        return reportFailure(reply->code, reply->name, reply->message);
+    return runEngine(invocation, argc, argv, !reply || reply->kind == ServerReply::Kind::Useless);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // First of all: others can see them until then.
+    const Invocation invocation = takeInvocation(argc, argv);
+    holdUsualDescriptors();
+    dumpNoMemory();
+    // A browser or reader that goes away shows in the result of a write, not in the engine's end.
+    std::signal(SIGPIPE, SIG_IGN);
+    // So does a file that may not grow any larger.
+    std::signal(SIGXFSZ, SIG_IGN);
+    if (argc > 0 && strcmp(argv[0], serverName) == 0) {
+        const auto serve = engineFunction<ServeOrders>(serveOrdersName);
+        return serve ? serve(argc, argv) : static_cast<int>(ExitCode::Crashed);
+    }
+    return runJob(invocation, argc, argv);
+}

@@ -102,7 +102,7 @@ Descriptor connection(IfNone ifNone, Deadline bound)
     const std::string executable = executablePath();
     bool started = false;
     for (;;) {
-        const std::optional<Endpoint> endpoint = findEndpoint(executable);
+        const std::optional<Endpoint> endpoint = findEndpoint(executable, ifNone);
         if (!endpoint)
             return {};
         Descriptor connection = connectTo(*endpoint);

@@ -3,11 +3,9 @@
 #include "engine/base/activity.h"
 #include "engine/base/exitcode.h"
 #include "engine/base/invocation.h"
+#include "engine/client/endpoint.h"
 
 #include <string>
-
-/// What is done if there is no server.
-enum class IfNone { Start, GiveUp };
 
 /// What has come of asking the server.
 struct ServerReply {

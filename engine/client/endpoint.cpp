@@ -133,7 +133,7 @@ std::vector<std::string> folders()
 
 } // namespace
 
-std::optional<Endpoint> findEndpoint(const std::string &executable)
+std::optional<Endpoint> findEndpoint(const std::string &executable, IfNone ifNone)
 {
     const std::string name = identity(executable);
     for (const std::string &folder : folders()) {
@@ -142,7 +142,8 @@ std::optional<Endpoint> findEndpoint(const std::string &executable)
         // Sockets have short names.
         if (endpoint.socket.size() >= sizeof(sockaddr_un::sun_path))
             continue;
-        ::mkdir(folder.c_str(), S_IRWXU);
+        if (ifNone == IfNone::Start)
+            ::mkdir(folder.c_str(), S_IRWXU);
         if (isPrivateFolder(folder))
             return endpoint;
     }

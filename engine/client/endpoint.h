@@ -10,11 +10,14 @@ struct Endpoint {
     std::string lock;
 };
 
-/// The place for the engine at `executable`, its folder made if need be: below XDG_RUNTIME_DIR, else below
-/// the temporary folder, or the system's own if that has too long a path. Its name tells builds of the engine
-/// apart, and environments, groups and namespaces in which a browser would behave differently. Nothing if
-/// there is no folder that belongs to this user and is closed to all others.
-std::optional<Endpoint> findEndpoint(const std::string &executable);
+/// What is done if there is no server.
+enum class IfNone { Start, GiveUp };
+
+/// The place for the engine at `executable`, its folder made if a server is to be started there: below
+/// XDG_RUNTIME_DIR, else below the temporary folder, or the system's own if that has too long a path. Its
+/// name tells builds of the engine apart, and environments, groups and namespaces in which a browser would
+/// behave differently. Nothing if there is no folder that belongs to this user and is closed to all others.
+std::optional<Endpoint> findEndpoint(const std::string &executable, IfNone ifNone);
 
 /// Whether the open file `descriptor` is the one that lies at `path` now.
 bool isFileAt(int descriptor, const std::string &path);

@@ -333,8 +333,8 @@ public:
     }
 
 private:
-    /// A small body goes with its header, which wakes the client once. A large one is not copied: while gigabytes
-    /// are, no other client would get its heartbeat.
+    /// A small body goes with its header, which wakes the client once. A large one is not copied: while
+    /// gigabytes are, no other client would get its heartbeat.
     void queue(Reply reply)
     {
         constexpr qsizetype smallBody = 1 << 16;
@@ -465,7 +465,7 @@ void serveAll(int listening, Workers &workers, JobReader readJob, std::chrono::s
 
 int runServer(int listening, const std::string &executable, int idleSeconds, JobReader readJob)
 {
-    const std::optional<Endpoint> endpoint = findEndpoint(executable);
+    const std::optional<Endpoint> endpoint = findEndpoint(executable, IfNone::GiveUp);
     if (!endpoint || !isBoundTo(listening, endpoint->socket))
         return 1;
     if (::pipe(wakeEnds) != 0) {

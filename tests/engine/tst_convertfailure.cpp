@@ -27,6 +27,7 @@ private slots:
     void namesThatAreNoText();
     void noBrowser_data();
     void noBrowser();
+    void anIncompleteInstallation_data();
     void anIncompleteInstallation();
     void rootNeedsLeave();
     void notLoaded_data();
@@ -156,17 +157,29 @@ void ConvertFailureTest::noBrowser()
     QVERIFY(!QFile::exists(conversion.output));
 }
 
+void ConvertFailureTest::anIncompleteInstallation_data()
+{
+    QTest::addColumn<QStringList>("there");
+    QTest::addColumn<QByteArray>("missing");
+    QTest::newRow("the program alone") << QStringList() << QByteArray("quirelle-engine");
+    QTest::newRow("no module for PDFs") << QStringList{u"quirelle-engine.so"_s} << QByteArray("quirelle-pdf");
+}
+
 void ConvertFailureTest::anIncompleteInstallation()
 {
+    QFETCH(QStringList, there);
+    QFETCH(QByteArray, missing);
     const QString alone = m_engine->path(u"alone"_s);
     QVERIFY(QFile::copy(Engine::program(), alone));
+    for (const QString &module : there)
+        QVERIFY(QFile::copy(QFileInfo(Engine::program()).path() + u'/' + module, m_engine->path(module)));
     ProgramOptions options;
     options.environment = m_engine->environment();
     const QString output = m_engine->freshOutput();
     const ProgramResult result = runProgram(alone, {m_engine->write(u"page.html"_s, "x"), output}, options);
     QCOMPARE(result.exitCode, 6);
     QVERIFY2(result.errors.contains("the installation is incomplete"), result.errors.constData());
-    QVERIFY(result.errors.contains("quirelle-pdf"));
+    QVERIFY2(result.errors.contains(missing), result.errors.constData());
     QVERIFY(!QFile::exists(output));
 }
 

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #ifdef __linux__
 #include <sys/xattr.h>
+#else
+#include <sys/random.h>
 #endif
 
 #include <array>
@@ -16,7 +18,6 @@
 #include <cstring>
 #include <optional>
 #include <poll.h>
-#include <random>
 #include <string>
 
 namespace
@@ -290,8 +291,9 @@ private:
     static std::string newName()
     {
         std::array<char, 32> name{};
-        std::random_device random;
-        std::snprintf(name.data(), name.size(), ".quirelle-%08x%08x", random(), random());
+        unsigned long long number = 0;
+        [[maybe_unused]] const int failed = ::getentropy(&number, sizeof(number));
+        std::snprintf(name.data(), name.size(), ".quirelle-%016llx", number);
         return name.data();
     }
 

@@ -193,6 +193,24 @@ private slots:
                          u"Two words"_s, u"--grayscale"_s, u"/some folder/a b.html"_s, f.pdf(u"a b"_s)}));
     }
 
+    void aNameCannotAddArguments()
+    {
+        useEngine(u"for argument; do echo \"$argument\"; done > \"$log/arguments\"; echo x > \"$output\""_s);
+        RunFixture f;
+        const QString precious = f.out.filePath(u"precious"_s);
+        const QString folder = f.out.filePath(u"a \"quoted\" folder"_s);
+        QVERIFY(QDir().mkpath(folder));
+        f.outputFolder.setText(folder);
+        const QString name = u"x.html\" \"../precious\" \"--title"_s;
+        f.addRow(u"/a/"_s + name);
+        f.start();
+        QTRY_VERIFY(!f.isRunning());
+        QCOMPARE(lines(logged(u"arguments"_s)),
+                 (QStringList{u"--copies"_s, u"1"_s, u"--minimum-font-size"_s, u"10"_s, u"/a/"_s + name,
+                              folder + u"/precious\" \"--title.pdf"_s}));
+        QVERIFY(!QFile::exists(precious));
+    }
+
     void aPercentSignInAnAddressIsFilled()
     {
         useEngine(u"echo \"$input\" > \"$log/input\"; echo \"$output\" > \"$log/output\""_s);

@@ -342,8 +342,8 @@ private slots:
         addPage(u"closing"_s, "<p>x<script>close(); open('about:blank')</script>", success);
         addPage(u"endless"_s, "<p>x<script>for(;;);</script>", failed);
         addPage(u"occupied"_s, "<p>x", failed);
-        // The double quote ends the argument that it stands in.
-        addPage(u"quo\"ted"_s, "<p>x", failed);
+        addPage(u"quo\"ted"_s, "<p>x", success);
+        addPage(u"\" \"--title\" \"x"_s, "<p>x", success);
         add(engine.path(u"missing.html"_s), JobSource::LocalFile, failed);
         add(engine.makeFolder(u"folder.html"_s), JobSource::LocalFile, failed);
         for (const char *path : {"/missing", "/circle", "/nothing", "/busy", "/closed", "/file"})

@@ -17,7 +17,6 @@
 #include <QFile>
 #include <QMessageBox>
 #include <QProcess>
-#include <QSettings>
 
 #include <algorithm>
 #include <array>
@@ -51,13 +50,6 @@ void discardOutput(QProcess &process)
 #endif
 }
 
-void storeOutputFolder(const QString &folder)
-{
-    ensurePrivateSettingsFile();
-    QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    settings.setValue(SettingKey::OutputFolder, folder);
-}
-
 } // namespace
 
 void MainWindow::StartConvert()
@@ -79,7 +71,7 @@ void MainWindow::StartConvert()
                                  QMessageBox::Yes);
         return;
     }
-    storeOutputFolder(outputFolder);
+    storeSettings({{SettingKey::OutputFolder, outputFolder}});
 
     if (ui->pushButton_Convert->text() == startText()) {
         m_nCurrentJob = 0;
@@ -172,7 +164,7 @@ void MainWindow::ClearAllInfo()
 
 QString MainWindow::GetCmdArg()
 {
-    return engineOptions(QSettings(settingsFilePath(), QSettings::IniFormat));
+    return engineOptions(storedSettings());
 }
 
 void MainWindow::on_MainWindow_destroyed()

@@ -7,28 +7,15 @@
 
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QLayout>
 #include <QPushButton>
-#include <QSettings>
 #include <QTextStream>
 
 #include <algorithm>
 
 namespace
 {
-
-QString storedListFolder()
-{
-    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    return settings.value(QString::fromUtf16(SettingKey::ListFilePath), QString()).toString();
-}
-
-void storeListFolder(const QString &folder)
-{
-    ensurePrivateSettingsFile();
-    QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    settings.setValue(QString::fromUtf16(SettingKey::ListFilePath), folder);
-}
 
 /// A list may hold megabytes in one line, which is laid out as a whole.
 void layOutQuickly(QTextEdit *box)
@@ -98,16 +85,18 @@ void addurl::on_buttonBox_LoadTXT()
 {
     // The filter's odd spelling is meant.
     const QString path = QFileDialog::getOpenFileName(
-        this, tr("Select one or more files to open"), storedListFolder(),
+        this, tr("Select one or more files to open"),
+        storedSettings().value(SettingKey::ListFilePath, QString()).toString(),
         tr("ALl Supported Files(*. rtf *.txt *.ini *.);;RTF File(*.rtf);;TXT File(*.txt);;"
            "INI File(*.ini);;All Files(*.*)"));
     if (path.isEmpty())
         return;
     QFile file(path);
-    if (file.open(QIODevice::ReadOnly))
+    // Opening a FIFO would block, and a device may have no end.
+    if (QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly))
         ui->textEdit_URL->setText(QTextStream(&file).readAll());
     // The folder is remembered whether or not the file could be read.
-    storeListFolder(path.left(path.lastIndexOf(QLatin1Char('/'))));
+    storeSettings({{SettingKey::ListFilePath, path.left(path.lastIndexOf(QLatin1Char('/')))}});
 }
 
 void addurl::on_buttonBox_Clear()

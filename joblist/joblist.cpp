@@ -12,7 +12,6 @@
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QMimeData>
-#include <QSettings>
 #include <QUrl>
 
 #include <functional>
@@ -26,17 +25,14 @@ namespace
 
 QString storedInputFolder()
 {
-    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    return settings.value(SettingKey::InputFolder, QString()).toString();
+    return storedSettings().value(SettingKey::InputFolder, QString()).toString();
 }
 
 void storeInputFolder(const QString &file)
 {
-    ensurePrivateSettingsFile();
-    QSettings settings(settingsFilePath(), QSettings::IniFormat);
     // Only a backslash ends the folder. Paths with "/" are kept whole, and a dialog started on a file opens
     // its folder: this is meant.
-    settings.setValue(SettingKey::InputFolder, file.left(file.lastIndexOf(u'\\')));
+    storeSettings({{SettingKey::InputFolder, file.left(file.lastIndexOf(u'\\'))}});
 }
 
 QList<Job> jobsOf(const QStringList &inputs, const char16_t *source)

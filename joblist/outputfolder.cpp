@@ -6,15 +6,13 @@
 
 #include <QFile>
 #include <QFileDialog>
-#include <QSettings>
 
 namespace
 {
 
 QString lastFolderConvertedTo()
 {
-    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    const QString folder = settings.value(SettingKey::OutputFolder, QString()).toString();
+    const QString folder = storedSettings().value(SettingKey::OutputFolder, QString()).toString();
     return QFile::exists(folder) ? folder : QString();
 }
 

@@ -11,7 +11,6 @@
 #include <QAbstractItemView>
 #include <QEvent>
 #include <QMessageBox>
-#include <QSettings>
 #include <QtMath>
 
 #include <algorithm>
@@ -180,7 +179,7 @@ void SettingDialog::IniAllChoice()
 
 void SettingDialog::LoadInfo()
 {
-    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    const QSettings settings = storedSettings();
     ui->comboBox_PageSize->setCurrentIndex(
         readIndex(settings, SettingKey::PaperSizeModel, ui->comboBox_PageSize->count()));
     // Measures of one's own paper and the number of copies have no control: read and checked, then dropped.
@@ -224,7 +223,7 @@ void SettingDialog::SaveInfo()
     const bool paperChosen = paper >= 0 && paper < ui->comboBox_PageSize->count();
     const int fontSize = ui->comboBox_FontSize->currentText().toInt();
     const QString empty = QLatin1String("");
-    const std::pair<const char16_t *, QString> values[] = {
+    storeSettings({
         {SettingKey::PaperSizeModel, paperChosen ? QString::number(paper) : empty},
         {SettingKey::PaperWidth, empty},
         {SettingKey::PaperHeight, empty},
@@ -241,12 +240,7 @@ void SettingDialog::SaveInfo()
         {SettingKey::NoImages, flagText(ui->checkBox_NotLoadImages->isChecked())},
         {SettingKey::LowQuality, flagText(ui->checkBox_LowQuality->isChecked())},
         {SettingKey::NoBackground, flagText(ui->checkBox_NoBackground->isChecked())},
-    };
-
-    ensurePrivateSettingsFile();
-    QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    for (const auto &[key, value] : values)
-        settings.setValue(QString::fromUtf16(key), value);
+    });
 }
 
 bool SettingDialog::eventFilter(QObject *watched, QEvent *event)

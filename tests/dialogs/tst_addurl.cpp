@@ -18,6 +18,7 @@
 #include <QTimer>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <functional>
@@ -376,6 +377,17 @@ private slots:
             QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
         QVERIFY(QFile::exists(settingsFilePath()));
         QVERIFY(!(QFile::permissions(settingsFilePath()) & others));
+    }
+
+    void aFifoIsNotWaitedFor()
+    {
+        const QString path = m_folder.filePath(QStringLiteral("fifo.txt"));
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        addurl dialog(nullptr);
+        box(dialog)->setPlainText(QStringLiteral("a.bc"));
+        load(dialog, path);
+        QCOMPARE(box(dialog)->toPlainText(), QStringLiteral("a.bc"));
+        QCOMPARE(storedListFolder(), m_folder.path());
     }
 
     void anUnreadableFileLeavesTheTextButIsRemembered()

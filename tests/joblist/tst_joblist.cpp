@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTextEdit>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -224,6 +226,17 @@ private slots:
         QCOMPARE(f.inputs(), (QStringList{folder.path(), folder.filePath(u"missing"_s)}));
         QCOMPARE(f.text(0, SourceColumn), QString());
         QCOMPARE(f.text(1, SourceColumn), QString());
+    }
+
+    void aDroppedFifoHasNoSource()
+    {
+        const QTemporaryDir folder;
+        const QString fifo = folder.filePath(u"fifo.html"_s);
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        WindowFixture f;
+        drop(f.window, {QUrl::fromLocalFile(fifo)});
+        QCOMPARE(f.inputs(), QStringList{fifo});
+        QCOMPARE(f.text(0, SourceColumn), QString());
     }
 
     void validAddressesAreAddedInTheOrderTyped()

@@ -1,6 +1,6 @@
 // What Start does: one engine process after another, each started from the end of the one before.
 
-#include "app/icons.h"
+#include "ui/icons.h"
 #include "app/mainwindow.h"
 #include "conversion/enginecommand.h"
 #include "conversion/engineoptions.h"
@@ -8,7 +8,7 @@
 #include "conversion/outputname.h"
 #include "conversion/sizetext.h"
 #include "joblist/filesize.h"
-#include "joblist/jobtable.h"
+#include "ui/jobtable.h"
 #include "settings/settingsfile.h"
 #include "ui_mainwindow.h"
 

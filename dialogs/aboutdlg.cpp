@@ -1,10 +1,9 @@
 #include "dialogs/aboutdlg.h"
 
-#include "app/contextmenu.h"
-#include "app/fittext.h"
-#include "app/images.h"
-#include "app/lightpalette.h"
-#include "app/product.h"
+#include "ui/contextmenu.h"
+#include "ui/fittext.h"
+#include "ui/lightpalette.h"
+#include "dialogs/product.h"
 #include "ui_aboutdlg.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -45,7 +44,6 @@ QImage pointSizedSurface()
 
 AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(new Ui_AboutDlg)
 {
-    registerImages();
     ui->setupUi(this);
     setFixedSize(360, 200);
     // The text's colours are made for a light ground. A widget with a style sheet of its own does not follow.

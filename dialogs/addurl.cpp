@@ -1,7 +1,6 @@
 #include "dialogs/addurl.h"
 
-#include "app/fittext.h"
-#include "app/images.h"
+#include "ui/fittext.h"
 #include "settings/settingsfile.h"
 #include "ui_addurl.h"
 
@@ -42,7 +41,6 @@ bool hasRoomForTexts(const QWidget &row)
 
 addurl::addurl(QWidget *parent) : QDialog(parent), ui(new Ui_addurl)
 {
-    registerImages();
     ui->setupUi(this);
     setFixedSize(401, 300);
     layOutQuickly(ui->textEdit_URL);

@@ -3,7 +3,7 @@
 #include "app/mainwindow.h"
 #include "joblist/address.h"
 #include "joblist/filesize.h"
-#include "joblist/jobtable.h"
+#include "ui/jobtable.h"
 #include "settings/settingsfile.h"
 #include "ui_mainwindow.h"
 

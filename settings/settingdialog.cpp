@@ -1,9 +1,8 @@
 #include "settings/settingdialog.h"
 
-#include "app/contextmenu.h"
-#include "app/fittext.h"
-#include "app/images.h"
-#include "app/lightpalette.h"
+#include "ui/contextmenu.h"
+#include "ui/fittext.h"
+#include "ui/lightpalette.h"
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
 #include "ui_settingdialog.h"
@@ -81,7 +80,6 @@ bool isFontSize(int points)
 
 SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(new Ui_SettingDialog)
 {
-    registerImages();
     ui->setupUi(this);
     // Completion would turn a typed 7 into the listed 72.
     ui->comboBox_FontSize->setCompleter(nullptr);

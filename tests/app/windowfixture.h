@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/mainwindow.h"
-#include "joblist/jobtable.h"
+#include "ui/jobtable.h"
 #include "settings/settingsfile.h"
 
 #include <QAbstractButton>

@@ -1,4 +1,4 @@
-#include "app/product.h"
+#include "dialogs/product.h"
 #include "dialogs/aboutdlg.h"
 
 #include <QDesktopServices>

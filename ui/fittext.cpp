@@ -1,4 +1,4 @@
-#include "app/fittext.h"
+#include "ui/fittext.h"
 
 #include <QCheckBox>
 #include <QComboBox>

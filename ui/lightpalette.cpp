@@ -1,4 +1,4 @@
-#include "app/lightpalette.h"
+#include "ui/lightpalette.h"
 
 namespace
 {

@@ -1,4 +1,4 @@
-#include "joblist/jobtable.h"
+#include "ui/jobtable.h"
 
 #include <QTableWidget>
 

@@ -4,8 +4,8 @@
 #include "ui/contextmenu.h"
 #include "ui/fittext.h"
 #include "ui/icons.h"
-#include "ui/lightpalette.h"
 #include "ui/jobtable.h"
+#include "ui/lightpalette.h"
 #include "ui_mainwindow.h"
 
 #include <QApplication>
@@ -54,6 +54,8 @@ MainWindow::MainWindow(QWidget *parent)
     setAcceptDrops(true);
     connectControls();
     showBackground();
+    setUpCells(*ui->tableWidget);
+    acceptFolderDrops();
     keepMenuUnstyled(*ui->lineEdit_OutPutPath);
 }
 

@@ -1,6 +1,5 @@
 // What Start does: one engine process after another, each started from the end of the one before.
 
-#include "ui/icons.h"
 #include "app/mainwindow.h"
 #include "conversion/enginecommand.h"
 #include "conversion/engineoptions.h"
@@ -8,8 +7,10 @@
 #include "conversion/outputname.h"
 #include "conversion/sizetext.h"
 #include "joblist/filesize.h"
-#include "ui/jobtable.h"
 #include "settings/settingsfile.h"
+#include "ui/icons.h"
+#include "ui/jobtable.h"
+#include "ui/lightpalette.h"
 #include "ui_mainwindow.h"
 
 #include <QCoreApplication>
@@ -50,6 +51,14 @@ void discardOutput(QProcess &process)
 #endif
 }
 
+/// A message with a single button, light like the windows.
+void warn(QWidget &window, const QString &title, const QString &text)
+{
+    QMessageBox box(QMessageBox::Information, title, text, QMessageBox::Yes, &window);
+    box.setPalette(lightPalette(box.palette()));
+    box.exec();
+}
+
 } // namespace
 
 void MainWindow::StartConvert()
@@ -57,7 +66,7 @@ void MainWindow::StartConvert()
     // These checks come before the button is looked at, so they guard Stop as well: this is meant.
     m_nFileCount = ui->tableWidget->rowCount();
     if (m_nFileCount < 1) {
-        QMessageBox::information(this, tr("Warning"), tr("No File!"), QMessageBox::Yes);
+        warn(*this, tr("Warning"), tr("No File!"));
         return;
     }
     m_listInputFiles.reserve(m_listInputFiles.size() + m_nFileCount);
@@ -67,8 +76,7 @@ void MainWindow::StartConvert()
         return;
     const QString outputFolder = ui->lineEdit_OutPutPath->text();
     if (!QFile::exists(outputFolder)) {
-        QMessageBox::information(this, tr("Warning"), tr("Please select a correct output folder."),
-                                 QMessageBox::Yes);
+        warn(*this, tr("Warning"), tr("Please select a correct output folder."));
         return;
     }
     storeSettings({{SettingKey::OutputFolder, outputFolder}});

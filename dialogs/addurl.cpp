@@ -1,7 +1,8 @@
 #include "dialogs/addurl.h"
 
-#include "ui/fittext.h"
 #include "settings/settingsfile.h"
+#include "ui/fittext.h"
+#include "ui/lightpalette.h"
 #include "ui_addurl.h"
 
 #include <QFile>
@@ -43,6 +44,7 @@ addurl::addurl(QWidget *parent) : QDialog(parent), ui(new Ui_addurl)
 {
     ui->setupUi(this);
     setFixedSize(401, 300);
+    setPalette(lightPalette(palette()));
     layOutQuickly(ui->textEdit_URL);
     shrinkFont({ui->layoutWidget}, [this] { return hasRoomForTexts(*ui->layoutWidget); });
     connect(ui->pushButton_LoadTXT, SIGNAL(clicked()), this, SLOT(on_buttonBox_LoadTXT()));
@@ -62,13 +64,6 @@ QString addurl::GetURLContent()
 
 void addurl::showEvent(QShowEvent *event)
 {
-    // Toolkits make it too pale to be read. At each showing: the desktop's colours may have changed.
-    constexpr float strength = 0.7F;
-    QPalette colours = ui->textEdit_URL->palette();
-    QColor hint = colours.color(QPalette::Text);
-    hint.setAlphaF(strength);
-    colours.setColor(QPalette::PlaceholderText, hint);
-    ui->textEdit_URL->setPalette(colours);
     // Not the button that ended the last showing.
     ui->textEdit_URL->setFocus();
     QDialog::showEvent(event);

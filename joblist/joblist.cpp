@@ -3,8 +3,8 @@
 #include "app/mainwindow.h"
 #include "joblist/address.h"
 #include "joblist/filesize.h"
-#include "ui/jobtable.h"
 #include "settings/settingsfile.h"
+#include "ui/jobtable.h"
 #include "ui_mainwindow.h"
 
 #include <QDesktopServices>
@@ -118,6 +118,8 @@ void MainWindow::DeleteFile()
     const QModelIndexList selected = table.selectionModel()->selectedIndexes();
     for (const QModelIndex &index : selected)
         rows.insert(index.row());
+    // All of it goes, and adjusting the selection at each removal takes longer than the removals.
+    table.clearSelection();
     // From the end on, so that no removal shifts a row that is still to go.
     for (const int row : rows)
         table.removeRow(row);

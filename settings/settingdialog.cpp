@@ -1,10 +1,10 @@
 #include "settings/settingdialog.h"
 
+#include "settings/choices.h"
+#include "settings/settingsfile.h"
 #include "ui/contextmenu.h"
 #include "ui/fittext.h"
 #include "ui/lightpalette.h"
-#include "settings/choices.h"
-#include "settings/settingsfile.h"
 #include "ui_settingdialog.h"
 
 #include <QAbstractItemView>

@@ -9,11 +9,8 @@ using namespace Qt::StringLiterals;
 void showButtonImage(QAbstractButton &button, const QString &image)
 {
     QIcon icon(image);
-    QPixmap twice(QString(image).replace("MyImage"_L1, "MyImage2x"_L1));
-    if (!twice.isNull()) {
-        twice.setDevicePixelRatio(2);
-        icon.addPixmap(twice);
-    }
+    // As another size, not as the picture for one density: at 1.5 the icon is then made from the larger one.
+    icon.addFile(QString(image).replace("MyImage"_L1, "MyImage2x"_L1));
     button.setIcon(icon);
     button.setIconSize(QPixmap(image).size());
 }

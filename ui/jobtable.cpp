@@ -1,6 +1,55 @@
 #include "ui/jobtable.h"
 
+#include <QHelpEvent>
+#include <QStyledItemDelegate>
 #include <QTableWidget>
+#include <QToolTip>
+
+namespace
+{
+
+/// As a tool tip: no markup, and in lines, for a path has few places to be wrapped at.
+QString toolTip(const QString &text)
+{
+    constexpr qsizetype lineLength = 100;
+    QStringList lines;
+    for (qsizetype start = 0; start < text.size(); start += lineLength)
+        lines << text.sliced(start, std::min(lineLength, text.size() - start)).toHtmlEscaped();
+    return QStringLiteral("<p style='white-space:pre'>") + lines.join(QStringLiteral("<br>"));
+}
+
+class CellDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    bool helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
+                   const QModelIndex &index) override
+    {
+        const bool isCut = sizeHint(option, index).width() > option.rect.width();
+        if (event->type() != QEvent::ToolTip || !isCut)
+            return QStyledItemDelegate::helpEvent(event, view, option, index);
+        QToolTip::showText(event->globalPos(), toolTip(index.data().toString()), view, option.rect);
+        return true;
+    }
+
+protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        if (index.column() == SizeColumn)
+            option->displayAlignment = Qt::AlignRight | Qt::AlignVCenter;
+    }
+};
+
+} // namespace
+
+void setUpCells(QTableWidget &table)
+{
+    table.setItemDelegate(new CellDelegate(&table));
+    table.setTextElideMode(Qt::ElideMiddle);
+    table.setWordWrap(false);
+}
 
 void appendJobs(QTableWidget &table, const QList<Job> &jobs)
 {

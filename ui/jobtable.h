@@ -22,6 +22,10 @@ struct Job {
     QString source; ///< one of JobSource, or empty
 };
 
+/// How the table shows its cells: sizes at the right, and what a column is too narrow for whole as a tool
+/// tip. Texts are cut in their middle, where paths and addresses differ least.
+void setUpCells(QTableWidget &table);
+
 /// Adds rows at the end, in order, with an item in every cell.
 void appendJobs(QTableWidget &table, const QList<Job> &jobs);
 

@@ -410,6 +410,27 @@ private slots:
         QCOMPARE(dense.toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied), wanted);
     }
 
+    void betweenTwoDensitiesImagesAreMadeFromTheLargerOne_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("about") << u"pushButton_About"_s << u"About.png"_s;
+        QTest::newRow("start") << u"pushButton_Convert"_s << u"start.png"_s;
+    }
+
+    void betweenTwoDensitiesImagesAreMadeFromTheLargerOne()
+    {
+        QFETCH(QString, button);
+        QFETCH(QString, name);
+        WindowFixture f;
+        const auto at = [](const QIcon &icon, QSize size) { return icon.pixmap(size, 1.5).toImage(); };
+        const auto &shown = *f.window.findChild<QPushButton *>(button);
+        const QSize size = shown.iconSize();
+        QCOMPARE(size, image(name).size());
+        QCOMPARE(at(shown.icon(), size), at(QIcon(u":/MyImage2x/Image/"_s + name), size));
+        QVERIFY(at(shown.icon(), size) != at(QIcon(u":/MyImage/Image/"_s + name), size));
+    }
+
     void aDarkDesktopKeepsTheWindowReadable()
     {
         const QPalette before = QApplication::palette();

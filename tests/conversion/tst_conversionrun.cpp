@@ -22,6 +22,7 @@ public:
               text = box->text();
               buttons = box->standardButtons();
               parent = box->parentWidget();
+              palette = box->palette();
               box->button(QMessageBox::Yes)->click();
           })
     {
@@ -31,6 +32,7 @@ public:
     QString text;
     QMessageBox::StandardButtons buttons;
     QWidget *parent = nullptr;
+    QPalette palette;
 };
 
 } // namespace
@@ -81,6 +83,21 @@ private slots:
         QCOMPARE(box.parent, &f.window);
         QCOMPARE(f.startButton.text(), u"Start"_s);
         QVERIFY(!QFile::exists(settingsFilePath()));
+    }
+
+    void warningsAreLightLikeTheWindowOnADarkDesktop()
+    {
+        const QPalette before = QApplication::palette();
+        QApplication::setPalette(QPalette(QColor(0x2d, 0x2d, 0x30)));
+        {
+            RunFixture f;
+            BoxAnswer box;
+            f.start();
+            QVERIFY(box.given());
+            QVERIFY(box.palette.color(QPalette::Window).lightness() > 200);
+            QVERIFY(box.palette.color(QPalette::WindowText).lightness() < 80);
+        }
+        QApplication::setPalette(before);
     }
 
     void aMissingOutputFolderIsRefused_data()

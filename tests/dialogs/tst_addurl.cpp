@@ -10,6 +10,7 @@
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QMetaMethod>
+#include <QMimeData>
 #include <QPushButton>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -342,6 +343,41 @@ private slots:
                                        QStringLiteral("INI File(*.ini)"), QStringLiteral("All Files(*.*)")}));
         QCOMPARE(mode, QFileDialog::ExistingFile);
         QCOMPARE(parent, &dialog);
+    }
+
+    void whatIsPastedIsPlainText()
+    {
+        addurl dialog(nullptr);
+        auto *data = new QMimeData;
+        data->setHtml(QStringLiteral("<p style='color:white;font-size:40pt'><img src='x.png'>www.a.bc</p>"));
+        data->setText(QStringLiteral("www.a.bc"));
+        QApplication::clipboard()->setMimeData(data);
+        box(dialog)->paste();
+        QCOMPARE(box(dialog)->toPlainText(), QStringLiteral("www.a.bc"));
+        const QTextCharFormat format = box(dialog)->textCursor().charFormat();
+        QVERIFY(!format.hasProperty(QTextFormat::ForegroundBrush));
+        QVERIFY(!format.hasProperty(QTextFormat::FontPointSize));
+    }
+
+    void anAddressBehindAPastedPictureIsKept()
+    {
+        addurl dialog(nullptr);
+        auto *data = new QMimeData;
+        data->setHtml(QStringLiteral("<img src='x.png'>www.a.bc"));
+        QApplication::clipboard()->setMimeData(data);
+        box(dialog)->paste();
+        QVERIFY(!box(dialog)->toPlainText().contains(QChar::ObjectReplacementCharacter));
+    }
+
+    void itIsLightOnADarkDesktop()
+    {
+        const QPalette before = QApplication::palette();
+        QApplication::setPalette(QPalette(QColor(0x2d, 0x2d, 0x30)));
+        const addurl dialog(nullptr);
+        QApplication::setPalette(before);
+        QVERIFY(dialog.palette().color(QPalette::Window).lightness() > 200);
+        QVERIFY(box(dialog)->palette().color(QPalette::Base).lightness() > 200);
+        QVERIFY(box(dialog)->palette().color(QPalette::Text).lightness() < 60);
     }
 
     void aCancelledFileDialogChangesNothing()

@@ -2,6 +2,8 @@
 
 #include <QElapsedTimer>
 #include <QMessageBox>
+#include <QProcess>
+#include <QSignalSpy>
 
 #include <csignal>
 
@@ -34,6 +36,13 @@ public:
     QWidget *parent = nullptr;
     QPalette palette;
 };
+
+/// Whatever is still to be deleted or notified.
+void deliverWhatIsPosted()
+{
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
 
 } // namespace
 
@@ -405,8 +414,12 @@ private slots:
         f.addRow(u"/a/1.html"_s);
         f.addRow(u"/a/2.html"_s);
         f.start();
-        // Nothing is to happen, so there is nothing to wait for.
-        QTest::qWait(200);
+        // Nothing is to happen. What would make it happen has been told when this one's failure is.
+        QProcess later;
+        QSignalSpy failure(&later, &QProcess::errorOccurred);
+        later.startCommand(enginePlace());
+        QTRY_COMPARE(failure.size(), 1);
+        deliverWhatIsPosted();
         QCOMPARE(f.information(0), u"Converting..."_s);
         QCOMPARE(f.information(1), QString());
         QCOMPARE(f.startButton.text(), u"Stop "_s);
@@ -601,8 +614,8 @@ private slots:
         QVERIFY(timer.elapsed() < 2000);
         QVERIFY(!isAlive(pid));
         QCOMPARE(lines(logged(u"pid"_s)).size(), 1);
-        // Whatever was still to be deleted or notified goes without harm.
-        QTest::qWait(50);
+        // Goes without harm.
+        deliverWhatIsPosted();
     }
 
     void aWindowCanGoAtAnyTime_data()
@@ -629,7 +642,7 @@ private slots:
             f.start();
             QTest::qWait(milliseconds);
         }
-        QTest::qWait(20);
+        deliverWhatIsPosted();
     }
 
     void theDestroyedNotificationStopsTheEngine()

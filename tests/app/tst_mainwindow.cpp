@@ -114,9 +114,10 @@ private slots:
     void destroyedIsWiredTwice()
     {
         WiredWindow window;
-        QCOMPARE(window.receivers(SIGNAL(destroyed())), 2);
+        // The toolkit may have receivers of its own.
+        const int before = window.receivers(SIGNAL(destroyed()));
         QVERIFY(QObject::disconnect(&window, SIGNAL(destroyed()), &window, SLOT(on_MainWindow_destroyed())));
-        QCOMPARE(window.receivers(SIGNAL(destroyed())), 0);
+        QCOMPARE(before - window.receivers(SIGNAL(destroyed())), 2);
     }
 
     void theFormMatchesItsDrawing_data()

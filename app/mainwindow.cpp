@@ -72,9 +72,8 @@ MainWindow::~MainWindow()
 
 void MainWindow::connectControls()
 {
-    // By name: a window that is being destroyed says so when its own part is gone already, and then a slot
-    // connected by pointer would still be called. The form connects that slot a second time, by the slot's
-    // name; both are meant.
+    // By name: destroyed() comes when the window's own part is gone, and a slot connected by pointer would
+    // still be called. The form connects that slot by its name as well, by contract.
     struct Connection {
         QObject *sender;
         const char *signal;

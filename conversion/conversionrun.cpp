@@ -63,7 +63,7 @@ void warn(QWidget &window, const QString &title, const QString &text)
 
 void MainWindow::StartConvert()
 {
-    // These checks come before the button is looked at, so they guard Stop as well: this is meant.
+    // These checks guard Stop as well, by contract.
     m_nFileCount = ui->tableWidget->rowCount();
     if (m_nFileCount < 1) {
         warn(*this, tr("Warning"), tr("No File!"));

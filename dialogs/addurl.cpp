@@ -76,7 +76,7 @@ void addurl::on_buttonBox_accepted()
 
 void addurl::on_buttonBox_LoadTXT()
 {
-    // The filter's odd spelling is meant.
+    // Caption and filter are spelled like this by contract.
     const QString path = QFileDialog::getOpenFileName(
         this, tr("Select one or more files to open"),
         storedSettings().value(SettingKey::ListFilePath, QString()).toString(),

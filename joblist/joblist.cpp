@@ -30,8 +30,7 @@ QString storedInputFolder()
 
 void storeInputFolder(const QString &file)
 {
-    // Only a backslash ends the folder. Paths with "/" are kept whole, and a dialog started on a file opens
-    // its folder: this is meant.
+    // Only a backslash ends the folder, by contract. A dialog that is started on a file opens its folder.
     storeSettings({{SettingKey::InputFolder, file.left(file.lastIndexOf(u'\\'))}});
 }
 
@@ -133,7 +132,7 @@ void MainWindow::DeleteAllFile()
 
 void MainWindow::OpenSourceFile()
 {
-    // Always the first entry, whichever row was double-clicked: this is meant.
+    // Always the first entry, whichever row was double-clicked, by contract.
     QDesktopServices::openUrl(QUrl(jobText(*ui->tableWidget, 0, InputColumn), QUrl::TolerantMode));
 }
 

@@ -78,7 +78,7 @@ void MainWindow::AddOutputPath()
 {
     if (m_bConverting)
         return;
-    // A cancelled dialog empties the field: this is meant.
+    // A cancelled dialog empties the field, by contract.
     m_strOutputFolder = GetOutPutFolder();
     ui->lineEdit_OutPutPath->setText(m_strOutputFolder);
 }

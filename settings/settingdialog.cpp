@@ -46,7 +46,7 @@ QString readMeasure(const QSettings &settings, const char16_t *key)
 
 QString readText(const QSettings &settings, const char16_t *key)
 {
-    return read(settings, key, QString()).left(g_longestText);
+    return read(settings, key, QString()).left(g_maximumTextLength);
 }
 
 bool readFlag(const QSettings &settings, const char16_t *key)
@@ -73,7 +73,7 @@ void alignLabels(std::initializer_list<QLabel *> labels)
 
 bool isFontSize(int points)
 {
-    return points >= g_smallestFontSize && points <= g_largestFontSize;
+    return points >= g_minimumFontSize && points <= g_maximumFontSize;
 }
 
 } // namespace
@@ -228,10 +228,10 @@ void SettingDialog::SaveInfo()
         {SettingKey::CopyNumber, empty},
         {SettingKey::Orientation, QString::number(ui->comboBox_Orientation->currentIndex())},
         {SettingKey::FontSize, QString::number(isFontSize(fontSize) ? fontSize : 0)},
-        {SettingKey::Title, ui->lineEdit_Title->text().left(g_longestText)},
-        {SettingKey::AuthUser, ui->lineEdit_AuthUser->text().left(g_longestText)},
-        {SettingKey::Password, ui->lineEdit_Password->text().left(g_longestText)},
-        {SettingKey::Proxy, ui->lineEdit_Proxy->text().left(g_longestText)},
+        {SettingKey::Title, ui->lineEdit_Title->text().left(g_maximumTextLength)},
+        {SettingKey::AuthUser, ui->lineEdit_AuthUser->text().left(g_maximumTextLength)},
+        {SettingKey::Password, ui->lineEdit_Password->text().left(g_maximumTextLength)},
+        {SettingKey::Proxy, ui->lineEdit_Proxy->text().left(g_maximumTextLength)},
         {SettingKey::NoWebLink, flagText(ui->checkBox_NoWebLink->isChecked())},
         {SettingKey::Grayscale, flagText(ui->checkBox_Grayscale->isChecked())},
         {SettingKey::DisableJs, flagText(ui->checkBox_DisJs->isChecked())},

@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr double smallestFont = 5; // points
+constexpr double minimumFont = 5; // points
 constexpr double step = 0.5;
 constexpr int frame = 1; // pixels
 
@@ -61,7 +61,7 @@ void shrinkFont(const QList<QWidget *> &controls, const std::function<bool()> &f
     QFont font = controls.first()->font();
     const double pointsPerPixel = QFontInfo(font).pointSizeF() / QFontInfo(font).pixelSize();
     double size = font.pointSizeF() > 0 ? font.pointSizeF() : font.pixelSize() * pointsPerPixel;
-    while (!fits() && size > smallestFont) {
+    while (!fits() && size > minimumFont) {
         size -= step;
         font.setPointSizeF(size);
         for (QWidget *control : controls)

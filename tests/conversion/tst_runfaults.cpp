@@ -74,9 +74,10 @@ QRandomGenerator seededGenerator()
 }
 
 /// Lets the window work until a random moment.
-void workAWhile(QRandomGenerator &random, int mostMicroseconds)
+void workAWhile(QRandomGenerator &random, int maximumMicroseconds)
 {
-    const QDeadlineTimer end(std::chrono::microseconds(random.bounded(mostMicroseconds)), Qt::PreciseTimer);
+    const QDeadlineTimer end(std::chrono::microseconds(random.bounded(maximumMicroseconds)),
+                             Qt::PreciseTimer);
     while (!end.hasExpired())
         QCoreApplication::processEvents();
 }

@@ -58,7 +58,7 @@ class tst_Window : public QObject
 private slots:
     void initTestCase()
     {
-        adoptOrphans();
+        becomeSubreaper();
         m_desktop = std::make_unique<Desktop>();
         QVERIFY(m_desktop->start({1600, 1200}));
         QVERIFY(m_bus.connectTo(m_desktop->environment().value(u"DBUS_SESSION_BUS_ADDRESS"_s)));
@@ -99,7 +99,7 @@ private slots:
     void cleanupTestCase()
     {
         m_desktop.reset();
-        buryOrphans();
+        reapDescendants();
     }
 
     void opensEmptyAtItsFixedSize()

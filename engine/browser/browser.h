@@ -1,10 +1,10 @@
 #pragma once
 
-#include "engine/browser/connection.h"
 #include "engine/browser/guard.h"
 #include "engine/browser/launch.h"
 #include "engine/browser/memory.h"
-#include "engine/failure.h"
+#include "engine/devtools/connection.h"
+#include "engine/job/failure.h"
 
 /// A running browser of the engine's own, reached through its pipe; it opens no network port. It ends with
 /// this object, or with this process, and its profile folder with it.

@@ -1,6 +1,6 @@
 #include "engine/browser/guard.h"
 
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 
 #include <sys/wait.h>
 

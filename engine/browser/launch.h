@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/job.h"
+#include "engine/job/job.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "engine/browser/locate.h"
 
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 
 #include <atomic>
 #include <condition_variable>

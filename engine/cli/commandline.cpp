@@ -1,7 +1,7 @@
 #include "engine/cli/commandline.h"
 
-#include "engine/cli/papersizes.h"
-#include "engine/failure.h"
+#include "engine/job/failure.h"
+#include "engine/job/papersizes.h"
 
 #include <QRegularExpression>
 

@@ -1,6 +1,6 @@
 #include "engine/cli/log.h"
 
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "engine/cli/progress.h"
 
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 
 #include <chrono>
 #include <unistd.h>

@@ -3,8 +3,8 @@
 #include "engine/cli/commandline.h"
 #include "engine/cli/log.h"
 #include "engine/cli/progress.h"
-#include "engine/convert.h"
-#include "engine/failure.h"
+#include "engine/convert/convert.h"
+#include "engine/job/failure.h"
 
 #include <QElapsedTimer>
 

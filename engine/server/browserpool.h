@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/browser/browser.h"
-#include "engine/browser/page.h"
+#include "engine/page/page.h"
 
 #include <condition_variable>
 #include <deque>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/render.h"
+#include "engine/job/order.h"
 
 #include <QByteArray>
 

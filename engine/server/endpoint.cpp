@@ -1,6 +1,6 @@
 #include "engine/server/endpoint.h"
 
-#include "engine/finish.h"
+#include "engine/finish/finish.h"
 
 #include <QCryptographicHash>
 #include <QDir>

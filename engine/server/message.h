@@ -1,7 +1,7 @@
 #pragma once
 
-#include "engine/failure.h"
-#include "engine/order.h"
+#include "engine/job/failure.h"
+#include "engine/job/order.h"
 
 #include <QByteArray>
 

@@ -1,7 +1,6 @@
 #include "engine/server/server.h"
 
-#include "engine/finish.h"
-#include "engine/render.h"
+#include "engine/finish/finish.h"
 #include "engine/server/browserpool.h"
 #include "engine/server/endpoint.h"
 #include "engine/server/message.h"

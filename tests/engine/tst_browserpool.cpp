@@ -1,4 +1,4 @@
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 #include "engine/server/browserpool.h"
 #include "tests/support/processes.h"
 #include "tests/support/waiting.h"

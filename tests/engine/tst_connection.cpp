@@ -1,6 +1,6 @@
-#include "engine/browser/connection.h"
-#include "engine/browser/session.h"
-#include "engine/failure.h"
+#include "engine/devtools/connection.h"
+#include "engine/devtools/session.h"
+#include "engine/job/failure.h"
 
 #include <QJsonDocument>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 
 #include <QTest>
 

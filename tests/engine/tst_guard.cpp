@@ -1,5 +1,5 @@
 #include "engine/browser/guard.h"
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 #include "tests/support/processes.h"
 #include "tests/support/temporaryfolder.h"
 #include "tests/support/waiting.h"

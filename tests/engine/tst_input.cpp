@@ -1,6 +1,6 @@
-#include "engine/browser/input.h"
-#include "engine/browser/neterror.h"
-#include "engine/failure.h"
+#include "engine/job/failure.h"
+#include "engine/job/input.h"
+#include "engine/page/neterror.h"
 #include "tests/support/temporaryfolder.h"
 
 #include <QDir>

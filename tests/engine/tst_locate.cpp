@@ -1,6 +1,6 @@
 #include "engine/browser/launch.h"
 #include "engine/browser/locate.h"
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 #include "tests/support/temporaryfolder.h"
 
 #include <QCoreApplication>

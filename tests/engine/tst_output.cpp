@@ -1,5 +1,5 @@
-#include "engine/failure.h"
-#include "engine/output.h"
+#include "engine/job/failure.h"
+#include "engine/job/output.h"
 #include "tests/support/temporaryfolder.h"
 
 #include <QDir>

@@ -1,5 +1,5 @@
-#include "engine/browser/paper.h"
-#include "engine/cli/papersizes.h"
+#include "engine/job/paper.h"
+#include "engine/job/papersizes.h"
 #include "tests/support/papers.h"
 
 #include <QPageSize>

@@ -1,6 +1,6 @@
-#include "engine/browser/connection.h"
-#include "engine/browser/pageevents.h"
-#include "engine/browser/session.h"
+#include "engine/devtools/connection.h"
+#include "engine/devtools/session.h"
+#include "engine/page/pageevents.h"
 #include "tests/fuzz/fuzz.h"
 
 #include <QJsonDocument>

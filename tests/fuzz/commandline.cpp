@@ -1,8 +1,8 @@
 #include "engine/cli/commandline.h"
 
-#include "engine/browser/input.h"
-#include "engine/cli/papersizes.h"
-#include "engine/failure.h"
+#include "engine/job/failure.h"
+#include "engine/job/input.h"
+#include "engine/job/papersizes.h"
 #include "tests/fuzz/fuzz.h"
 
 #include <QProcess>

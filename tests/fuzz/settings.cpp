@@ -1,7 +1,7 @@
 #include "conversion/enginecommand.h"
 #include "conversion/engineoptions.h"
 #include "engine/cli/commandline.h"
-#include "engine/failure.h"
+#include "engine/job/failure.h"
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
 #include "tests/fuzz/fuzz.h"

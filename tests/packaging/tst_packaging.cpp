@@ -1,5 +1,5 @@
 #include "conversion/enginecommand.h"
-#include "engine/cli/papersizes.h"
+#include "engine/job/papersizes.h"
 #include "tests/support/engine.h"
 
 #include <QDir>

@@ -1,0 +1,17 @@
+# Run by quirelle_room: fails if one of SOURCES, in the folder FOLDER, includes a header of a folder that is neither its
+# own nor among USES.
+cmake_minimum_required(VERSION 3.24)
+set(refused "")
+foreach(source IN LISTS SOURCES)
+  file(STRINGS "${source}" includes REGEX "^#include \"[^\"]*/")
+  foreach(include IN LISTS includes)
+    string(REGEX REPLACE "^#include \"(.*)/[^/]*\".*" "\\1" used "${include}")
+    if(NOT used STREQUAL FOLDER AND NOT used IN_LIST USES)
+      string(APPEND refused "${FOLDER}/${source}: ${include}: ${FOLDER} does not use ${used} (see its CMakeLists.txt)\n")
+    endif()
+  endforeach()
+endforeach()
+if(refused)
+  message(FATAL_ERROR "${refused}")
+endif()
+file(WRITE "${STAMP}" "")

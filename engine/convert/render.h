@@ -1,0 +1,9 @@
+#pragma once
+
+#include "engine/job/order.h"
+
+#include <QByteArray>
+
+/// Loads and prints the order's document with a browser of its own, which is gone when this returns, and
+/// makes the PDF that the job asks for out of it. Throws Failure.
+QByteArray renderAlone(const Order &order, const ActivityListener &listener);

@@ -1,0 +1,169 @@
+#include "engine/devtools/session.h"
+
+Session::Session(Connection &connection, const QString &id, Deadline deadline)
+    : m_connection(connection), m_id(id), m_deadline(deadline), m_mailbox(std::make_shared<Mailbox>())
+{
+    m_connection.attach(m_id, m_mailbox);
+}
+
+Session::~Session()
+{
+    m_connection.detach(m_id, m_mailbox);
+    for (const QString &child : m_children.keys())
+        m_connection.detach(child, m_mailbox);
+}
+
+Session::Reply Session::ask(const QString &method, const QJsonObject &parameters)
+{
+    return *ask(method, parameters, m_deadline);
+}
+
+std::optional<Session::Reply> Session::ask(const QString &method, const QJsonObject &parameters,
+                                           Deadline bound, const QString &to)
+{
+    return replyTo(m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, m_mailbox),
+                   bound);
+}
+
+std::vector<std::optional<Session::Reply>>
+Session::askAll(const std::vector<std::pair<QString, QJsonObject>> &commands, Deadline bound)
+{
+    QHash<int, size_t> awaited;
+    for (size_t i = 0; i < commands.size(); ++i) {
+        const auto &[method, parameters] = commands[i];
+        awaited.insert(m_connection.send(m_id, method, parameters, m_deadline, m_mailbox), i);
+    }
+    std::vector<std::optional<Reply>> replies(commands.size());
+    while (!awaited.isEmpty()) {
+        const std::optional<Message> message = step(bound);
+        if (!message)
+            break;
+        const auto place = awaited.constFind(message->value(QLatin1String("id")).toInt());
+        if (place != awaited.constEnd()) {
+            replies[place.value()] = replyIn(*message);
+            awaited.erase(place);
+        }
+    }
+    return replies;
+}
+
+std::optional<Session::Reply> Session::askUrgently(const QString &method, const QJsonObject &parameters,
+                                                   std::chrono::milliseconds interval,
+                                                   const std::function<void()> &nudge,
+                                                   std::optional<Deadline> bound)
+{
+    const int id = m_connection.send(m_id, method, parameters, m_deadline, m_mailbox);
+    const Deadline end = bound.value_or(m_deadline);
+    for (;;) {
+        if (std::optional<Reply> reply = replyTo(id, Deadline::in(interval).earlier(end)))
+            return reply;
+        if (bound && bound->passed())
+            return std::nullopt;
+        nudge();
+    }
+}
+
+std::optional<Session::Reply> Session::replyTo(int id, Deadline bound)
+{
+    while (const std::optional<Message> message = step(bound)) {
+        if (message->value(QLatin1String("id")).toInt() == id)
+            return replyIn(*message);
+    }
+    return std::nullopt;
+}
+
+Session::Reply Session::replyIn(const Message &message)
+{
+    return {message.value(QLatin1String("result")).toObject(), message.data,
+            message.value(QLatin1String("error")).toObject().value(QLatin1String("message")).toString()};
+}
+
+QJsonObject Session::call(const QString &method, const QJsonObject &parameters)
+{
+    const Reply reply = ask(method, parameters);
+    if (!reply.error.isEmpty())
+        throw Failure(ExitCode::Crashed,
+                      QStringLiteral("the browser refused %1: %2").arg(method, reply.error));
+    return reply.result;
+}
+
+void Session::post(const QString &method, const QJsonObject &parameters, const QString &to)
+{
+    m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, nullptr);
+}
+
+void Session::on(const QString &event, const Handler &handler)
+{
+    m_handlers.insert(event, handler);
+}
+
+void Session::adopt(const QString &id, bool isFrame)
+{
+    // Attached twice, the mailbox would get every event twice.
+    if (id == m_id || m_children.contains(id))
+        return;
+    m_children.insert(id, isFrame);
+    m_connection.attach(id, m_mailbox);
+}
+
+void Session::release(const QString &id)
+{
+    // Without its own mailbox a session would not hear of the browser's end.
+    if (m_children.remove(id))
+        m_connection.detach(id, m_mailbox);
+}
+
+QStringList Session::family() const
+{
+    return QStringList{m_id} + m_children.keys(true);
+}
+
+bool Session::waitUntil(const std::function<bool()> &condition, Deadline bound)
+{
+    while (!condition()) {
+        if (!step(bound))
+            return false;
+    }
+    return true;
+}
+
+void Session::cancel()
+{
+    m_mailbox->put({{}, {}, true});
+}
+
+void Session::fail(const Failure &failure)
+{
+    if (!m_failure)
+        m_failure = failure;
+}
+
+std::optional<Message> Session::step(Deadline bound)
+{
+    // Before anything is taken, so that a flood of messages does not outlast the bounds and none is lost at
+    // them.
+    if (m_deadline.passed())
+        throw Failure(ExitCode::OutOfTime, QStringLiteral("out of time while %1").arg(m_activity));
+    if (bound.passed())
+        return std::nullopt;
+    std::optional<Message> message = m_mailbox->take(bound.earlier(m_deadline));
+    if (!message && m_mailbox->closed()) {
+        if (m_connection.heardOf())
+            throw Failure(ExitCode::Crashed, QStringLiteral("the browser ended while %1").arg(m_activity));
+        throw Failure(ExitCode::NoBrowser, QStringLiteral("the browser cannot start"));
+    }
+    if (!message)
+        return m_deadline.passed() ? step(bound) : std::nullopt;
+
+    if (message->cancels)
+        throw Failure(ExitCode::OutOfTime, QStringLiteral("cancelled while %1").arg(m_activity));
+    const QString event = message->value(QLatin1String("method")).toString();
+    if (event.isEmpty())
+        return message;
+    if (const auto handler = m_handlers.constFind(event); handler != m_handlers.constEnd())
+        handler.value()(message->value(QLatin1String("params")).toObject(),
+                        message->value(QLatin1String("sessionId")).toString());
+    if (m_failure)
+        throw Failure(*m_failure);
+    return Message();
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "engine/job/proxy.h"
+
+#include <QSizeF>
+#include <QString>
+
+#include <chrono>
+#include <optional>
+
+enum class PaperOrientation { Portrait, Landscape };
+
+/// One conversion, as ordered: everything a job needs to know and nothing of how it is done.
+struct Job {
+    /// A path if such a file exists, otherwise an address; without a scheme it gets "http://".
+    QString input;
+    /// The PDF's path. Written whole or not at all.
+    QString output;
+
+    /// The paper in points, as its name has it, before any turning. Without it the page's own size holds.
+    std::optional<QSizeF> paper;
+    std::optional<PaperOrientation> orientation;
+    /// How often the pages stand in the PDF: 1 to 1000.
+    int copies = 1;
+    /// No text on paper is smaller than this many points; 0 for no bound.
+    int minimumFontSize = 0;
+    /// The document's title instead of the page's own.
+    std::optional<QString> title;
+
+    /// Answer the HTTP authentication of the server that the input names, and of no other; empty for none.
+    QString userName;
+    QString password;
+    std::optional<Proxy> proxy;
+
+    bool externalLinks = true;
+    bool grayscale = false;
+    bool javaScript = true;
+    bool images = true;
+    bool background = true;
+    bool lowQuality = false;
+
+    /// The whole job's time, the browser's start included.
+    std::chrono::milliseconds timeout{60000};
+    /// MiB of memory that a process which shows the page may take: 1 to 1048576.
+    int maximumMemory = 2048;
+    /// MiB that the PDF may be large: 1 to 4095.
+    int maximumOutput = 1024;
+};

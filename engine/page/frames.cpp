@@ -1,0 +1,81 @@
+#include "engine/page/frames.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+using namespace Qt::StringLiterals;
+
+const QString engineWorld = u"quirelle"_s;
+
+namespace
+{
+
+/// The ids of the frames in a frame tree of the protocol's domain Page.
+QStringList framesOf(const QJsonObject &tree)
+{
+    QStringList frames{tree["frame"_L1].toObject()["id"_L1].toString()};
+    const QJsonArray children = tree["childFrames"_L1].toArray();
+    for (const auto &child : children)
+        frames += framesOf(child.toObject());
+    return frames;
+}
+
+QJsonObject worldIn(const QString &frame)
+{
+    return {{u"frameId"_s, frame}, {u"worldName"_s, engineWorld}};
+}
+
+/// Of a reply to Page.createIsolatedWorld.
+std::optional<QJsonValue> contextIn(const std::optional<Session::Reply> &world)
+{
+    if (!world || !world->error.isEmpty())
+        return std::nullopt;
+    return world->result["executionContextId"_L1];
+}
+
+/// Appends what the expression comes to in this context, if that is known by the bound.
+void evaluate(Session &session, const QString &expression, const QString &frame,
+              const std::optional<QJsonValue> &context, Deadline bound, const QString &to,
+              QList<FrameResult> &results)
+{
+    if (!context)
+        return;
+    const auto outcome = session.ask(
+        u"Runtime.evaluate"_s,
+        {{u"expression"_s, expression}, {u"contextId"_s, *context}, {u"returnByValue"_s, true}}, bound, to);
+    if (outcome)
+        results.append({frame, outcome->result["result"_L1].toObject()["value"_L1].toObject()});
+}
+
+} // namespace
+
+std::optional<QJsonValue> engineContext(Session &session, const QString &frame, Deadline bound,
+                                        const QString &to)
+{
+    return contextIn(session.ask(u"Page.createIsolatedWorld"_s, worldIn(frame), bound, to));
+}
+
+QList<FrameResult> runInFrames(Session &session, const QString &mainFrame, const char *script,
+                               const QJsonObject &argument, Deadline bound)
+{
+    const QString expression =
+        u"(%1)(%2)"_s.arg(QString::fromLatin1(script),
+                          QString::fromUtf8(QJsonDocument(argument).toJson(QJsonDocument::Compact)));
+    QList<FrameResult> results;
+    const auto first = session.askAll(
+        {{u"Page.getFrameTree"_s, {}}, {u"Page.createIsolatedWorld"_s, worldIn(mainFrame)}}, bound);
+    if (!first[0])
+        return results;
+    evaluate(session, expression, mainFrame, contextIn(first[1]), bound, {}, results);
+    for (const QString &frame : framesOf(first[0]->result["frameTree"_L1].toObject()).mid(1))
+        evaluate(session, expression, frame, engineContext(session, frame, bound), bound, {}, results);
+    for (const QString &child : session.family().mid(1)) {
+        const auto tree = session.ask(u"Page.getFrameTree"_s, {}, bound, child);
+        if (!tree)
+            break;
+        for (const QString &frame : framesOf(tree->result["frameTree"_L1].toObject()))
+            evaluate(session, expression, frame, engineContext(session, frame, bound, child), bound, child,
+                     results);
+    }
+    return results;
+}

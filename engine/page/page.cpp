@@ -1,0 +1,222 @@
+#include "engine/page/page.h"
+
+#include "engine/job/output.h"
+#include "engine/job/paper.h"
+#include "engine/page/authentication.h"
+#include "engine/page/frames.h"
+#include "engine/page/neterror.h"
+#include "engine/page/scripts.h"
+#include "engine/page/waits.h"
+
+#include <QJsonArray>
+
+#include <algorithm>
+#include <utility>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+using namespace Qt::StringLiterals;
+
+/// How much of the page's time may pass at once while it is printed.
+constexpr auto printingStep = 500ms;
+/// How long a page may print before scripts that hold it up are stopped.
+constexpr auto printingTime = 5s;
+
+/// In bytes: the largest message that holds a PDF. What is edited afterwards gets smaller as a rule, so that
+/// a lower bound of the job is held to only then.
+qsizetype largestPrint(const Job &job)
+{
+    constexpr int harmless = 256;
+    constexpr qsizetype around = 1 << 10;
+    const auto bytes = static_cast<qsizetype>(std::max(job.maximumOutput, harmless)) << 20;
+    // In base64.
+    return bytes / 3 * 4 + around;
+}
+
+/// After a print has failed: in this time a crash is told.
+constexpr auto crashNoticeTime = 200ms;
+
+} // namespace
+
+Page::Place Page::opened(Session &browser, const std::optional<Proxy> &proxy)
+{
+    QJsonObject settings;
+    if (proxy) {
+        // Without the bypass rule the browser would go to this machine's own servers directly.
+        settings = {{u"proxyServer"_s, proxy->server}, {u"proxyBypassList"_s, u"<-loopback>"_s}};
+    }
+    const QString context =
+        browser.call(u"Target.createBrowserContext"_s, settings)["browserContextId"_L1].toString();
+    const QJsonObject made = browser.call(u"Target.createTarget"_s,
+                                          {{u"url"_s, u"about:blank"_s}, {u"browserContextId"_s, context}});
+    return attached(browser, {context, made["targetId"_L1].toString(), {}});
+}
+
+Page::Place Page::first(Session &browser)
+{
+    const QJsonObject known = browser.call(u"Target.getTargets"_s);
+    const QJsonArray targets = known["targetInfos"_L1].toArray();
+    for (const auto &target : targets) {
+        if (target["type"_L1].toString() == "page"_L1)
+            return attached(browser, {{}, target["targetId"_L1].toString(), {}});
+    }
+    const QJsonObject made = browser.call(u"Target.createTarget"_s, {{u"url"_s, u"about:blank"_s}});
+    return attached(browser, {{}, made["targetId"_L1].toString(), {}});
+}
+
+Page::Place Page::attached(Session &browser, Place place)
+{
+    const QJsonObject conversation =
+        browser.call(u"Target.attachToTarget"_s, {{u"targetId"_s, place.target}, {u"flatten"_s, true}});
+    place.session = conversation["sessionId"_L1].toString();
+    return place;
+}
+
+Page::Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open)
+    : m_browser(connection, {}, deadline),
+      m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
+      m_session(connection, m_place.session, deadline), m_events(m_session, m_place.target),
+      m_time(m_session), m_preparation(m_session, m_place.target),
+      m_readiness(m_session, m_place.target, m_events, m_time, m_preparation)
+{
+    QJsonObject refusal{{u"behavior"_s, u"deny"_s}};
+    if (!m_place.context.isEmpty())
+        refusal.insert(u"browserContextId"_s, m_place.context);
+    m_browser.post(u"Browser.setDownloadBehavior"_s, refusal);
+}
+
+Page::Page(Connection &connection, Deadline deadline) : Page(connection, deadline, first) {}
+
+Page::Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline)
+    : Page(connection, deadline, [&](Session &browser) { return opened(browser, proxy); })
+{
+}
+
+Page::~Page()
+{
+    close();
+}
+
+void Page::close()
+{
+    if (std::exchange(m_closed, true) || m_place.context.isEmpty())
+        return;
+    try {
+        m_browser.setDeadline(Deadline::in(1s));
+        m_browser.post(u"Target.disposeBrowserContext"_s, {{u"browserContextId"_s, m_place.context}});
+    } catch (const Failure &) {
+        // A browser that takes no commands is at its end anyway.
+    }
+}
+
+void Page::load(const Order &order)
+{
+    m_shownAddress = order.address.shown;
+    m_events.setShownAddress(m_shownAddress);
+    m_browser.setDeadline(order.deadline);
+    m_session.setDeadline(order.deadline);
+    const Deadline bound = Deadline::in(patience);
+    configure(order.job);
+    answerAuthentication(m_session, order.job, order.address);
+    navigate(order.address);
+    m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
+    m_readiness.awaitWhole(order.job, bound);
+}
+
+void Page::expect(bool javaScript)
+{
+    Job usual;
+    usual.javaScript = javaScript;
+    configure(usual);
+}
+
+void Page::configure(const Job &job)
+{
+    const QSizeF paper = paperFor(job);
+    m_preparation.setViewport((paper - 2 * QSizeF(usualMargin, usualMargin)) * pixelsPerPoint);
+    // Without scripts the browser runs none from the start; see LaunchFlags.
+    if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
+        m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
+                       {{u"source"_s, QString::fromLatin1(listenScript)}, {u"worldName"_s, engineWorld}});
+        m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
+                       {{u"source"_s, QString::fromLatin1(noticeScript)}});
+    }
+}
+
+void Page::navigate(const Address &address)
+{
+    m_session.setActivity(u"waiting for %1"_s.arg(m_shownAddress));
+    const Session::Reply reply = m_session.ask(u"Page.navigate"_s, {{u"url"_s, address.url}});
+    const auto refuse = [&](const QString &reason) {
+        throw Failure(ExitCode::NotLoaded, u"%1: %2"_s.arg(m_shownAddress, reason));
+    };
+    if (!reply.error.isEmpty())
+        refuse(explainNetworkError(u"net::ERR_INVALID_URL"_s));
+    const QString error = reply.result["errorText"_L1].toString();
+    if (error == "net::ERR_NAME_NOT_RESOLVED"_L1 && !m_shownAddress.contains(u"://"_s))
+        refuse(u"there is no such file, and no host of that name"_s);
+    if (!error.isEmpty())
+        refuse(explainNetworkError(error));
+}
+
+void Page::rest()
+{
+    try {
+        m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"pause"_s}});
+    } catch (const Failure &) {
+        // A browser that takes no commands does not run the page either, or is about to be given up.
+    }
+}
+
+QByteArray Page::print(const Job &job)
+{
+    m_session.setActivity(u"printing %1"_s.arg(m_shownAddress));
+    const QSizeF paper = paperFor(job) / pointsPerInch;
+    QJsonObject settings{{u"paperWidth"_s, paper.width()},
+                         {u"paperHeight"_s, paper.height()},
+                         {u"preferCSSPageSize"_s, true},
+                         {u"printBackground"_s, job.background},
+                         {u"generateTaggedPDF"_s, !job.lowQuality},
+                         {u"generateDocumentOutline"_s, !job.lowQuality}};
+    for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
+        settings.insert(margin, usualMargin / pointsPerInch);
+    m_session.setLargestReply(largestPrint(job));
+    Session::Reply reply = printed(settings);
+    // A page that moves on in this very moment can be printed when it has arrived.
+    for (int attempt = 0; !reply.error.isEmpty() && attempt < mostRounds && !m_events.isLoaded(); ++attempt) {
+        const Deadline bound = Deadline::in(patience);
+        m_readiness.awaitLoadEvent(bound);
+        m_preparation.prepare(job, bound);
+        reply = printed(settings);
+    }
+    if (reply.error == QLatin1String(tooLargeError))
+        throw tooLargeForOutput(job.maximumOutput);
+    if (!reply.error.isEmpty()) {
+        // That the page has crashed, which says more, may be told after it.
+        m_session.waitUntil([] { return false; }, Deadline::in(crashNoticeTime));
+        throw Failure(ExitCode::Crashed,
+                      u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));
+    }
+    if (!reply.data.isEmpty())
+        return reply.data;
+    return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());
+}
+
+Session::Reply Page::printed(const QJsonObject &settings)
+{
+    // With its time standing still, a page would wait for ever for images that printing alone asks for; where
+    // there are such images, the browser waits up to two seconds of that time. And a script that never ends
+    // may begin even now.
+    Deadline stop = Deadline::in(printingTime);
+    m_time.flow(printingStep);
+    return *m_session.askUrgently(u"Page.printToPDF"_s, settings, flowInterval, [&] {
+        m_time.flow(printingStep);
+        if (stop.passed()) {
+            m_session.post(u"Runtime.terminateExecution"_s);
+            stop = Deadline::in(printingTime);
+        }
+    });
+}

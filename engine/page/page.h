@@ -1,0 +1,78 @@
+#pragma once
+
+#include "engine/job/order.h"
+#include "engine/page/pageevents.h"
+#include "engine/page/pagetime.h"
+#include "engine/page/preparation.h"
+#include "engine/page/readiness.h"
+
+#include <QByteArray>
+
+/// A blank page that shares no cookie, cache, storage or credential with any other. Loads one document and
+/// prints it.
+///
+/// Besides its own failures, everything here fails as Session does.
+class Page
+{
+public:
+    /// Takes the page that a browser with FirstPage::Blank shows, in the browser's own context: for a browser
+    /// that serves a single job.
+    Page(Connection &connection, Deadline deadline);
+    /// Opens a context and the page in it. With a proxy everything but files is fetched through it, the
+    /// machine's own servers included.
+    Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline);
+    Page(const Page &) = delete;
+    Page &operator=(const Page &) = delete;
+    /// Closes the context, if it is the page's own, with all that is in it.
+    ~Page();
+
+    /// Makes ready, ahead of the order, what most orders for a browser with or without scripts need.
+    void expect(bool javaScript);
+
+    /// Loads the order's document and returns when it is whole: after its load event, with its fonts and
+    /// images, what its scripts build and what they fetch. What is not whole 30 s after the start is taken as
+    /// it is. Throws Failure(NotLoaded) with the reason when there is no page.
+    void load(const Order &order);
+
+    /// Prints the loaded document on the job's paper, 10 mm of margin around it unless the page has margins
+    /// of its own. Returns the PDF, tagged and with an outline unless the job wants the smallest file.
+    QByteArray print(const Job &job);
+
+    /// Holds the page's time, so that it does nothing more.
+    void rest();
+    /// Closes the context if it is the page's own, once; also done by the object's end.
+    void close();
+
+    /// Ends what another thread is doing with this page, with Failure(OutOfTime) there.
+    void cancel() { m_session.cancel(); }
+
+private:
+    /// Where in the browser the page is.
+    struct Place {
+        /// Empty for the browser's own.
+        QString context;
+        /// Also the id of the page's main frame.
+        QString target;
+        QString session;
+    };
+
+    Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open);
+    static Place opened(Session &browser, const std::optional<Proxy> &proxy);
+    static Place first(Session &browser);
+    static Place attached(Session &browser, Place place);
+
+    void configure(const Job &job);
+    void navigate(const Address &address);
+    Session::Reply printed(const QJsonObject &settings);
+
+    Session m_browser;
+    Place m_place;
+    Session m_session;
+    QString m_shownAddress;
+    bool m_listensToScripts = false;
+    bool m_closed = false;
+    PageEvents m_events;
+    PageTime m_time;
+    Preparation m_preparation;
+    Readiness m_readiness;
+};

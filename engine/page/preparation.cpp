@@ -1,0 +1,242 @@
+#include "engine/page/preparation.h"
+
+#include "engine/browser/launch.h"
+#include "engine/job/paper.h"
+#include "engine/page/scripts.h"
+#include "engine/page/waits.h"
+
+#include <QJsonArray>
+
+#include <algorithm>
+#include <utility>
+
+namespace
+{
+
+using namespace Qt::StringLiterals;
+
+/// How far the browser goes in shrinking a page that is wider than the paper (Blink's print layout).
+constexpr double largestShrinking = 1.5;
+
+QJsonValue orNull(const QString &text)
+{
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+/// The argument of prepareScript.
+QJsonObject settingsFor(const Job &job)
+{
+    const QSizeF paper = paperFor(job);
+    QString orientation;
+    if (job.orientation)
+        orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
+    return {
+        {u"size"_s, orNull(job.paper ? u"%1pt %2pt"_s.arg(paper.width()).arg(paper.height()) : QString())},
+        {u"orientation"_s, orNull(orientation)},
+        {u"background"_s, job.background},
+        {u"images"_s, job.images},
+        {u"width"_s, paper.width() * pixelsPerPoint},
+        {u"height"_s, paper.height() * pixelsPerPoint},
+        {u"margin"_s, usualMargin * pixelsPerPoint},
+        {u"animationTime"_s, static_cast<double>(pageTime.count())}};
+}
+
+Preparation::Findings findingsIn(const QList<FrameResult> &results)
+{
+    Preparation::Findings findings;
+    for (const FrameResult &result : results) {
+        const auto says = [&](const char *name) { return result.value[QLatin1String(name)].toBool(); };
+        findings.changed = says("loading") || says("animated") || findings.changed;
+        findings.animated = says("animated") || findings.animated;
+        findings.watchesScrolling = says("watchesScrolling") || findings.watchesScrolling;
+        findings.awaitsWork = says("awaitsWork") || findings.awaitsWork;
+        findings.awaitedDrawings += result.value["awaitedDrawings"_L1].toInt();
+        findings.heardWork += result.value["heardWork"_L1].toInt();
+        findings.livesOn = says("livesOn") || findings.livesOn;
+        findings.hasScripts = says("hasScripts") || findings.hasScripts;
+    }
+    return findings;
+}
+
+} // namespace
+
+Preparation::Preparation(Session &session, const QString &mainFrame)
+    : m_session(session), m_mainFrame(mainFrame)
+{
+    session.on(u"CSS.styleSheetAdded"_s, [this](const QJsonObject &event, const QString &) {
+        const QJsonObject header = event["header"_L1].toObject();
+        // Others can be read by scripts.
+        if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool())
+            m_newSheets += header["styleSheetId"_L1].toString();
+        // The browser's own trees, which crash it when scripts touch them, have no styles made by a parser.
+        if (header["isInline"_L1].toBool())
+            m_newStyles.append({header["frameId"_L1].toString(), header["ownerNode"_L1]});
+    });
+}
+
+void Preparation::setViewport(QSizeF size)
+{
+    const QSize viewport(std::max(qRound(size.width()), 1), std::max(qRound(size.height()), 1));
+    if (viewport == m_viewport)
+        return;
+    m_viewport = viewport;
+    m_session.post(u"Emulation.setDeviceMetricsOverride"_s, {{u"width"_s, viewport.width()},
+                                                             {u"height"_s, viewport.height()},
+                                                             {u"deviceScaleFactor"_s, 1},
+                                                             {u"mobile"_s, false}});
+}
+
+void Preparation::setViewportWidth(const QJsonValue &width)
+{
+    setViewport(QSizeF(width.toDouble(m_viewport.width()), m_viewport.height()));
+}
+
+std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadline bound)
+{
+    if (!job.background)
+        findClosedTrees(bound);
+    const QJsonObject settings = settingsFor(job);
+    const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
+    if (results.isEmpty())
+        return std::nullopt;
+    const bool unreadable = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
+        return result.value["unreadable"_L1].toBool();
+    });
+    const bool wantsSheets = job.paper || job.orientation || !job.background;
+    if (unreadable && wantsSheets)
+        changeUnreadableSheets(settings, bound);
+    if (!unreadable && results.first().frame == m_mainFrame)
+        setViewportWidth(results.first().value["textWidth"_L1]);
+    if (job.minimumFontSize > 0)
+        enlargeText(job.minimumFontSize * pixelsPerPoint, launchFlagsFor(job).minimumFontPixels, bound);
+    return findingsIn(results);
+}
+
+/// Whether the inspector tells of sheets.
+bool Preparation::inspectSheets(Deadline bound)
+{
+    if (!m_inspectsSheets) {
+        m_session.post(u"DOM.enable"_s);
+        m_inspectsSheets = m_session.ask(u"CSS.enable"_s, {}, bound).has_value();
+    }
+    return m_inspectsSheets;
+}
+
+/// Scripts find no way into a closed shadow tree, but from a style within it they find the way out.
+void Preparation::findClosedTrees(Deadline bound)
+{
+    if (!inspectSheets(bound))
+        return;
+    for (const auto &[frame, node] : std::exchange(m_newStyles, {})) {
+        const std::optional<QJsonValue> context = engineContext(m_session, frame, bound);
+        if (!context)
+            continue;
+        const auto style = m_session.ask(
+            u"DOM.resolveNode"_s, {{u"backendNodeId"_s, node}, {u"executionContextId"_s, *context}}, bound);
+        if (!style)
+            return;
+        m_session.post(u"Runtime.callFunctionOn"_s,
+                       {{u"objectId"_s, style->result["object"_L1].toObject()["objectId"_L1]},
+                        {u"functionDeclaration"_s,
+                         u"function() { const root = this.getRootNode(); if (root.mode === 'closed') "
+                         "globalThis.closedTrees = (globalThis.closedTrees || new Set()).add(root); }"_s}});
+    }
+}
+
+/// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own
+/// inspector can.
+void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
+{
+    if (!inspectSheets(bound))
+        return;
+    QStringList ids;
+    QJsonArray texts;
+    for (const QString &id : std::exchange(m_newSheets, {})) {
+        const auto reply = m_session.ask(u"CSS.getStyleSheetText"_s, {{u"styleSheetId"_s, id}}, bound);
+        if (!reply || !reply->error.isEmpty())
+            continue;
+        const QString text = reply->result["text"_L1].toString();
+        if (text.contains("@page"_L1, Qt::CaseInsensitive) ||
+            text.contains("print-color-adjust"_L1, Qt::CaseInsensitive)) {
+            ids += id;
+            texts += text;
+        }
+    }
+    if (ids.isEmpty())
+        return;
+    settings.insert(u"sheets"_s, texts);
+    const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
+    if (results.isEmpty() || results.first().frame != m_mainFrame)
+        return;
+    const QJsonObject value = results.first().value;
+    const QJsonArray changed = value["sheets"_L1].toArray();
+    for (qsizetype i = 0; i < ids.size() && i < changed.size(); ++i) {
+        if (changed[i] != texts[i])
+            m_session.post(u"CSS.setStyleSheetText"_s,
+                           {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
+    }
+    setViewportWidth(value["textWidth"_L1]);
+}
+
+void Preparation::prepareForeignPictures(const Job &job, Deadline bound)
+{
+    if (!m_foreignPictures)
+        return;
+    for (const QString &session : m_session.family())
+        m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, true}}, session);
+    m_scriptsAreSilent = true;
+    enlargeText(job.minimumFontSize * pixelsPerPoint, launchFlagsFor(job).minimumFontPixels, bound);
+}
+
+/// A page that is wider than the paper is shrunk onto it, down to two thirds, and its text with it.
+void Preparation::enlargeText(double minimumPixels, int byBrowser, Deadline bound)
+{
+    double shrinking = 1;
+    QJsonObject pictures;
+    // Larger text may make the page wider still, and pictures have to be fetched once.
+    for (int round = 0; round < 4; ++round) {
+        const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, enlargeScript,
+                                                       {{u"minimum"_s, minimumPixels * shrinking},
+                                                        {u"byBrowser"_s, byBrowser},
+                                                        {u"pictures"_s, pictures},
+                                                        {u"silent"_s, m_scriptsAreSilent}},
+                                                       bound);
+        m_foreignPictures = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
+            return result.value["foreign"_L1].toBool();
+        });
+        if (fetchPictures(results, pictures, bound))
+            continue;
+        const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, bound);
+        if (!metrics)
+            return;
+        const double width = metrics->result["cssContentSize"_L1].toObject()["width"_L1].toDouble();
+        const double wanted = std::clamp(width / m_viewport.width(), 1.0, largestShrinking);
+        if (wanted <= shrinking)
+            return;
+        shrinking = wanted;
+    }
+}
+
+/// Adds the texts of the pictures that frames miss; whether there are any.
+bool Preparation::fetchPictures(const QList<FrameResult> &results, QJsonObject &pictures, Deadline bound)
+{
+    bool any = false;
+    for (const FrameResult &result : results) {
+        const QJsonArray missing = result.value["missing"_L1].toArray();
+        for (const auto &picture : missing) {
+            const QString address = picture.toString();
+            if (pictures.contains(address))
+                continue;
+            const auto reply = m_session.ask(u"Page.getResourceContent"_s,
+                                             {{u"frameId"_s, result.frame}, {u"url"_s, address}}, bound);
+            if (!reply)
+                return false;
+            QString text = reply->result["content"_L1].toString();
+            if (reply->result["base64Encoded"_L1].toBool())
+                text = QString::fromUtf8(QByteArray::fromBase64(text.toLatin1()));
+            pictures.insert(address, text);
+            any = true;
+        }
+    }
+    return any;
+}

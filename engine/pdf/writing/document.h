@@ -1,0 +1,27 @@
+#pragma once
+
+#include "engine/pdf/writing/source.h"
+
+#include <QByteArray>
+#include <qpdf/QPDF.hh>
+
+#include <memory>
+
+/// A finished PDF, opened for editing. The edits each take one and change it in place; they throw what
+/// libqpdf throws.
+class PdfDocument
+{
+public:
+    /// Opens `bytes`, which the document keeps. Throws std::exception if they are no PDF.
+    explicit PdfDocument(QByteArray bytes);
+
+    QPDF &pdf() { return m_pdf; }
+
+    /// The document as a file: object streams, and no object that nothing refers to.
+    QByteArray compacted();
+
+private:
+    QByteArray m_bytes;
+    std::shared_ptr<Source> m_source;
+    QPDF m_pdf;
+};

@@ -7,8 +7,8 @@
 #include "engine/pdf/structure/copies.h"
 #include "engine/pdf/structure/fonts.h"
 #include "engine/pdf/structure/links.h"
+#include "engine/pdf/structure/metadata.h"
 #include "engine/pdf/structure/structure.h"
-#include "engine/pdf/structure/title.h"
 #include "engine/pdf/writing/document.h"
 
 QByteArray editedPdf(const QByteArray &printed, const Job &job)
@@ -18,8 +18,10 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job)
     // First, so that whatever is done to an image is done once.
     mergeEqualImages(parts);
     trimFonts(parts);
-    if (job.title)
-        setTitle(document.pdf(), *job.title);
+    setInformation(document.pdf(), job);
+    mapRoles(document.pdf());
+    if (job.fixedTime.isValid())
+        renameElements(document.pdf());
     if (!job.externalLinks)
         removeExternalLinks(document.pdf());
     // Gray first: images are then scaled in one channel instead of three, and compressed strongly only
@@ -32,5 +34,5 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job)
     }
     if (job.copies > 1)
         repeatPages(document.pdf(), job.copies);
-    return document.compacted();
+    return document.compacted(xmpOf(document.pdf()));
 }

@@ -12,8 +12,8 @@ PdfDocument::PdfDocument(QByteArray bytes)
     m_pdf.processInputSource(m_source);
 }
 
-QByteArray PdfDocument::compacted()
+QByteArray PdfDocument::compacted(const std::string &xmp)
 {
-    const std::string file = packed(m_pdf, *m_source);
+    const std::string file = packed(m_pdf, *m_source, xmp);
     return {file.data(), static_cast<qsizetype>(file.size())};
 }

@@ -6,6 +6,7 @@
 #include <qpdf/QPDF.hh>
 
 #include <memory>
+#include <string>
 
 /// A finished PDF, opened for editing. The edits each take one and change it in place; they throw what
 /// libqpdf throws.
@@ -17,8 +18,8 @@ public:
 
     QPDF &pdf() { return m_pdf; }
 
-    /// The document as a file: object streams, and no object that nothing refers to.
-    QByteArray compacted();
+    /// The document as a file, see packed().
+    QByteArray compacted(const std::string &xmp = {});
 
 private:
     QByteArray m_bytes;

@@ -58,7 +58,7 @@ public:
     {
     }
 
-    std::string file()
+    std::string file(const std::string &xmp)
     {
         m_file = "%PDF-" + std::max(m_pdf.getPDFVersion(), std::string(oldestVersion)) + '\n';
         m_file += binaryMark;
@@ -69,6 +69,8 @@ public:
             m_waiting.pop_back();
             take(number);
         }
+        if (!xmp.empty())
+            addMetadata(xmp);
         packTexts();
         writeTable(trailer);
         return std::move(m_file);
@@ -156,6 +158,22 @@ private:
         if (m_file.size() > UINT32_MAX)
             throw std::runtime_error("the document is too big");
         return static_cast<std::uint32_t>(m_file.size());
+    }
+
+    void addMetadata(const std::string &xmp)
+    {
+        const int number = m_next++;
+        writeObject(number, "<< /Type /Metadata /Subtype /XML /Length " + std::to_string(xmp.size()) +
+                                " >>\nstream\n" + xmp + "\nendstream");
+        // libqpdf leaves out entries whose object it does not know.
+        const std::string root = m_pdf.getRoot().unparseResolved();
+        m_written.push_back(root.substr(0, root.rfind(">>")) + "/Metadata " + std::to_string(number) +
+                            " 0 R >>");
+        const int catalogue = m_pdf.getRoot().getObjectID();
+        for (auto &[id, text] : m_texts) {
+            if (id == catalogue)
+                text = m_written.back();
+        }
     }
 
     /// In the order of their numbers, in which like ones stand together, as they were written.
@@ -253,7 +271,7 @@ private:
 
 } // namespace
 
-std::string packed(QPDF &pdf, const Source &source)
+std::string packed(QPDF &pdf, const Source &source, const std::string &xmp)
 {
-    return Packer(pdf, source).file();
+    return Packer(pdf, source).file(xmp);
 }

@@ -13,5 +13,8 @@ class Source;
 /// most of the time. All others are written as they are now. QPDF::replaceObject() must not be used on an
 /// object that has not been read.
 ///
+/// `xmp` becomes the document's metadata stream (14.3.2), uncompressed, so that other programs find it; none
+/// if it is empty.
+///
 /// Throws std::runtime_error if an object has a generation other than 0.
-std::string packed(QPDF &pdf, const Source &source);
+std::string packed(QPDF &pdf, const Source &source, const std::string &xmp);

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QTest>
+#include <QtEndian>
 
 class TestFonts : public QObject
 {
@@ -11,6 +12,7 @@ class TestFonts : public QObject
 
 private slots:
     void keepsWhatDrawsLetters();
+    void hasASoundDirectory();
     void isTheSameAgain();
     void leavesDamagedPrograms_data();
     void leavesDamagedPrograms();
@@ -69,6 +71,33 @@ void TestFonts::keepsWhatDrawsLetters()
              QByteArrayList({"cvt ", "fpgm", "glyf", "head", "hhea", "hmtx", "loca", "maxp", "prep"}));
     QVERIFY(tagsOf(program).contains("GSUB") && tagsOf(program).contains("name"));
     QVERIFY(trimmed.size() < program.size());
+}
+
+void TestFonts::hasASoundDirectory()
+{
+    const std::string program = realProgram();
+    const std::string trimmed = withoutSpareTables(program);
+    const auto number = [](const std::string &bytes, size_t at) {
+        return qFromBigEndian<quint32>(bytes.data() + at);
+    };
+    // 9 tables, 8 of them searched by halves, in 3 steps, and 1 more: 16 bytes each.
+    QCOMPARE(QByteArray::fromStdString(trimmed.substr(0, 12)).toHex(), QByteArray("00010000"
+                                                                                  "0009"
+                                                                                  "0080"
+                                                                                  "0003"
+                                                                                  "0010"));
+    size_t expected = 12 + 9 * 16;
+    for (size_t entry = 12; entry < 12 + 9 * 16; entry += 16) {
+        const size_t offset = number(trimmed, entry + 8);
+        const size_t length = number(trimmed, entry + 12);
+        QCOMPARE(offset, expected);
+        expected = (offset + length + 3) / 4 * 4;
+        const size_t before = program.find(trimmed.substr(entry, 8));
+        QVERIFY(before != std::string::npos);
+        QVERIFY(trimmed.substr(offset, length) ==
+                program.substr(number(program, before + 8), number(program, before + 12)));
+    }
+    QCOMPARE(trimmed.size(), expected);
 }
 
 void TestFonts::isTheSameAgain()

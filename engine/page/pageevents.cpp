@@ -30,6 +30,13 @@ bool isLasting(const QString &type)
                        [&](const char *lasting) { return type == QLatin1String(lasting); });
 }
 
+/// Of this browser context; empty for the browser's own.
+bool isSharedWorker(const QJsonObject &target, const QString &context)
+{
+    return target["type"_L1].toString() == "shared_worker"_L1 &&
+           (context.isEmpty() || target["browserContextId"_L1].toString() == context);
+}
+
 } // namespace
 
 PageEvents::PageEvents(Session &session, const QString &mainFrame, const QString &context)
@@ -127,22 +134,25 @@ void PageEvents::listenToChannels()
 
 void PageEvents::listenToChildren(const QString &context)
 {
-    m_session.on(
-        u"Target.attachedToTarget"_s, [this, context](const QJsonObject &event, const QString &from) {
-            // Shared workers are reported to the browser's own session, those of other pages too.
-            const QJsonObject target = event["targetInfo"_L1].toObject();
-            const bool isOurs = context.isEmpty() || target["browserContextId"_L1].toString() == context;
-            if (!from.isEmpty() || (isOurs && target["type"_L1].toString() == "shared_worker"_L1))
-                noteChild(event);
-        });
+    m_session.on(u"Target.attachedToTarget"_s,
+                 [this, context](const QJsonObject &event, const QString &from) {
+                     // What is reported to the browser's own session may be of other pages.
+                     if (!from.isEmpty() || isSharedWorker(event["targetInfo"_L1].toObject(), context))
+                         noteChild(event);
+                 });
     m_session.on(u"Target.detachedFromTarget"_s, [this](const QJsonObject &event, const QString &) {
         noteChildsEnd(event["sessionId"_L1].toString());
     });
+    // Asked to attach to them by itself, the browser would hold up windows that a page opens.
+    m_session.on(u"Target.targetCreated"_s, [this, context](const QJsonObject &event, const QString &) {
+        const QJsonObject target = event["targetInfo"_L1].toObject();
+        if (isSharedWorker(target, context))
+            m_session.postToBrowser(u"Target.attachToTarget"_s,
+                                    {{u"targetId"_s, target["targetId"_L1]}, {u"flatten"_s, true}});
+    });
     m_session.hearBrowser();
-    m_session.postToBrowser(u"Target.setAutoAttach"_s,
-                            {{u"autoAttach"_s, true},
-                             {u"waitForDebuggerOnStart"_s, true},
-                             {u"flatten"_s, true},
+    m_session.postToBrowser(u"Target.setDiscoverTargets"_s,
+                            {{u"discover"_s, true},
                              {u"filter"_s, QJsonArray{QJsonObject{{u"type"_s, u"shared_worker"_s}},
                                                       QJsonObject{{u"exclude"_s, true}}}}});
 }
@@ -280,6 +290,11 @@ void PageEvents::noteChild(const QJsonObject &event)
     const QString child = event["sessionId"_L1].toString();
     const QJsonObject target = event["targetInfo"_L1].toObject();
     const QString type = target["type"_L1].toString();
+    // A window that the page opens is of no use on paper.
+    if (type == "page"_L1) {
+        m_session.postToBrowser(u"Target.closeTarget"_s, {{u"targetId"_s, target["targetId"_L1]}});
+        return;
+    }
     const bool isFrame = type == "iframe"_L1;
     m_session.adopt(child, isFrame);
     m_session.post(u"Target.setAutoAttach"_s,

@@ -224,8 +224,12 @@ void Readiness::passTime()
     const auto step = std::min(m_timeStep, m_facts.pageTimeLeft);
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
-    m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
-                [this] { return m_document != m_events.document(); });
+    if (!m_workingSince)
+        m_workingSince = std::chrono::steady_clock::now();
+    const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
+                                    [this] { return m_document != m_events.document(); });
+    if (passed)
+        m_workingSince = std::nullopt;
     m_facts.pageTimeLeft -= step;
     if (noteWork()) {
         m_lastWorked = std::chrono::steady_clock::now();
@@ -239,8 +243,8 @@ void Readiness::awaitRequests()
     const auto none = [this] { return m_events.requests() == 0 || m_document != m_events.document(); };
     do {
         m_time.waitUntil(none, VirtualTime::Pace::Real, m_bound);
-    } while (m_time.waitUntil([&] { return !none(); }, VirtualTime::Pace::Real,
-                              Deadline::in(quietTime).earlier(m_bound)));
+    } while (!m_bound.passed() && m_time.waitUntil([&] { return !none(); }, VirtualTime::Pace::Real,
+                                                   Deadline::in(quietTime).earlier(m_bound)));
     noteWork();
     noteChange();
 }

@@ -22,9 +22,9 @@ Step nextStep(const PageFacts &page)
     if (page.quietLooks == 0 && !worksOn)
         return Step::Look;
     // A page that asks to be printed says that it is whole.
-    if (page.pageTimeLeft > 0ms && !page.asksForPrint)
+    if (page.pageTimeLeft > 0ms && !page.asksForPrint && !worksOn)
         return Step::PassTime;
-    if (!page.isShown)
+    if (!page.isShown && !worksOn)
         return Step::Show;
     if (page.quietLooks < 2 && !worksOn)
         return Step::Look;

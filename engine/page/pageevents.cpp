@@ -19,7 +19,7 @@ using namespace Qt::StringLiterals;
 constexpr const char *lastingTypes[] = {"EventSource", "WebSocket", "Media",
                                         "Ping",        "Prefetch",  "CSPViolationReport"};
 /// How long is waited for a socket or event stream that connects, and for one that is silent.
-constexpr std::chrono::milliseconds connectTime = 3s;
+constexpr std::chrono::milliseconds connectTime = 1500ms;
 constexpr std::chrono::milliseconds silenceTime = 600ms;
 /// What is scheduled for later than this does not happen to a page on its way to paper. In seconds.
 constexpr double farAhead = 60;

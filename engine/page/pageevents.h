@@ -35,6 +35,7 @@ public:
     /// For how long the page's sockets and event streams are still waited for: one that connects, and one
     /// that may be about to say something.
     std::chrono::milliseconds channelWait() const;
+    bool hasWorkers() const { return !m_workers.isEmpty(); }
     /// Counts what has happened: documents, requests, their ends, messages from servers, workers.
     int count() const { return m_count; }
 

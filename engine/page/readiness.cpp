@@ -97,6 +97,7 @@ PageFacts Readiness::facts()
     facts.leadsOn = m_events.leadsOn();
     facts.asksForPrint = m_events.asksForPrint();
     facts.channelWait = m_events.channelWait();
+    facts.isTimeReal = m_time.isReal();
     if (m_workingSince)
         facts.workTime = std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::steady_clock::now() - *m_workingSince);
@@ -160,6 +161,10 @@ bool Readiness::noteWork()
     const std::optional<Work> now = work();
     if (!now)
         return false;
+    const auto time = std::chrono::steady_clock::now();
+    if (now->processes > m_lastWork.processes)
+        m_lastComputed = time;
+    m_facts.hasBusyWorkers = m_events.hasWorkers() && time - m_lastComputed < busyTime;
     const bool any = now->scripts != m_lastWork.scripts || now->processes > m_lastWork.processes ||
                      now->events != m_lastWork.events;
     m_facts.hasRunScripts = m_facts.hasRunScripts || now->scripts > 0;
@@ -179,7 +184,9 @@ void Readiness::look()
 {
     if (!m_workingSince)
         m_workingSince = std::chrono::steady_clock::now();
-    m_time.waitUntil([] { return false; }, VirtualTime::Pace::Still, Deadline::in(lookTime).earlier(m_bound));
+    m_time.waitUntil([] { return false; },
+                     m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
+                     Deadline::in(lookTime).earlier(m_bound));
     const auto now = std::chrono::steady_clock::now();
     // On a busy machine what the page awaits may not have got its turn yet. Other pages keep the browser busy
     // too.

@@ -66,4 +66,5 @@ private:
     double m_shownHeight = 0;
     std::optional<std::chrono::steady_clock::time_point> m_workingSince;
     std::chrono::steady_clock::time_point m_lastWorked;
+    std::chrono::steady_clock::time_point m_lastComputed;
 };

@@ -12,6 +12,9 @@ class VirtualTime
 public:
     explicit VirtualTime(Session &session);
 
+    /// Whether none has been let pass yet.
+    bool isReal() const { return m_isReal; }
+
     /// Whether requests under way hold the time up.
     enum class Requests { HoldTimeUp, LetTimePass };
 
@@ -40,6 +43,7 @@ private:
 
     Session &m_session;
     bool m_isReal = true;
+    int m_members = 0; ///< sessions that share the time
     /// The sessions whose share of the time has not passed yet.
     QSet<QString> m_pending;
 };

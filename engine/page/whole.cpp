@@ -18,8 +18,10 @@ Step nextStep(const PageFacts &page)
     if (!page.hasRunScripts && !page.leadsOn)
         return page.hasChanged ? Step::Prepare : Step::Print;
 
-    // Before time passes: what a page awaits from elsewhere must not come after its own timeouts.
-    if (page.quietLooks == 0 && !worksOn)
+    // Before time passes: what a page awaits from elsewhere must not come after its own timeouts. In real
+    // time, timers keep it busy as well.
+    const bool isTimerWork = page.isTimeReal && !page.hasBusyWorkers && page.workTime > firstWork;
+    if (page.quietLooks == 0 && !worksOn && !isTimerWork)
         return Step::Look;
     // A page that asks to be printed says that it is whole.
     if (page.pageTimeLeft > 0ms && !page.asksForPrint && !worksOn)

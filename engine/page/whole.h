@@ -14,8 +14,11 @@ struct PageFacts {
     bool isPrepared = false;      ///< for paper, since the document was loaded
     bool hasBegunLoading = false; ///< the last preparation has set something going, such as a font
 
-    /// In a row and in real time, with the page's own time standing still: looks at which neither it nor the
-    /// browser was found to have done anything for it.
+    bool isTimeReal = true;      ///< none of its own time has been let pass, so that it is the real one
+    bool hasBusyWorkers = false; ///< as far as can be told from the processor time
+
+    /// In a row and in real time, with the page's own time, once it is not the real one, standing still:
+    /// looks at which neither it nor the browser was found to have done anything for it.
     int quietLooks = 0;
     std::chrono::milliseconds workTime{};     ///< for how long it has worked without such a look
     std::chrono::milliseconds pageTimeLeft{}; ///< of its own time, that is still to pass
@@ -37,7 +40,8 @@ enum class Step {
     Print
 };
 
-/// How long a page that works without a pause is followed.
+/// How long a page that works without a pause is followed: until its own time is let pass, and in all.
+inline constexpr std::chrono::milliseconds firstWork{150};
 inline constexpr std::chrono::milliseconds longestWork{10000};
 
 /// Decides when a page is whole. A page without scripts is, once it is loaded and has what it asks for. One

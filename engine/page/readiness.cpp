@@ -64,8 +64,10 @@ void Readiness::awaitWhole(const Job &job, Deadline bound)
         if (m_document != m_events.document())
             beginDocument();
         const Step step = nextStep(facts());
-        if (step == Step::Print)
+        if (step == Step::Print) {
+            noteUnfinished();
             break;
+        }
         carryOut(step, job);
         if (step == Step::GiveUp)
             break;
@@ -285,12 +287,22 @@ void Readiness::show()
     m_timeStep = furtherTime;
 }
 
+/// A page that works without a pause is printed while it does.
+void Readiness::noteUnfinished()
+{
+    if (facts().workTime <= longestWork && !m_bound.passed())
+        return;
+    if (m_facts.hasBusyWorkers)
+        m_unfinished += u"a worker that keeps running"_s;
+    else if (m_workingSince)
+        m_unfinished += u"scripts that keep running"_s;
+}
+
 /// What is there is printed, also when a script never ends or a server never finishes its answer.
 void Readiness::giveUp(const Job &job)
 {
-    m_unfinished = m_events.underWay();
-    if (m_workingSince)
-        m_unfinished += u"scripts"_s;
+    m_unfinished = m_events.requestsUnderWay();
+    noteUnfinished();
     m_session.post(u"Page.stopLoading"_s);
     // What is stopped may be followed by the next that never ends.
     for (int attempt = 0; attempt < mostStops; ++attempt) {

@@ -43,6 +43,7 @@ private:
     void passTime();
     void awaitRequests();
     void show();
+    void noteUnfinished();
     void giveUp(const Job &job);
     double documentHeight();
 

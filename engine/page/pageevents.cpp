@@ -65,11 +65,9 @@ void PageEvents::listenToDocuments()
     m_session.on(u"Page.lifecycleEvent"_s,
                  [this](const QJsonObject &event, const QString &) { noteLifecycle(event); });
     m_session.on(u"Page.frameStartedNavigating"_s, [this](const QJsonObject &event, const QString &) {
-        ++m_count;
         m_navigating.insert(event["frameId"_L1].toString());
     });
     m_session.on(u"Page.frameStoppedLoading"_s, [this](const QJsonObject &event, const QString &) {
-        ++m_count;
         const QString frame = event["frameId"_L1].toString();
         m_navigating.remove(frame);
         // Without a load event where a script has broken off the loading.

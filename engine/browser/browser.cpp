@@ -48,7 +48,7 @@ Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
 {
 }
 
-Failure Browser::explained(const Failure &failure) const
+Failure Browser::withReason(const Failure &failure) const
 {
     if (failure.code() != ExitCode::NoBrowser)
         return failure;
@@ -64,8 +64,8 @@ Failure Browser::explained(const Failure &failure) const
     if (lines.last().isEmpty())
         return failure;
     // What has ended it may be followed by what its other processes say of that.
-    constexpr qsizetype mostLines = 3;
-    const QByteArray reasons = lines.mid(std::max<qsizetype>(lines.size() - mostLines, 0)).join("; ");
+    constexpr qsizetype maximumLines = 3;
+    const QByteArray reasons = lines.mid(std::max<qsizetype>(lines.size() - maximumLines, 0)).join("; ");
     return {ExitCode::NoBrowser,
             QStringLiteral("%1: %2").arg(failure.message(), QString::fromLocal8Bit(reasons))};
 }

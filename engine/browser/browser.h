@@ -25,7 +25,7 @@ public:
 
     /// `failure` as the user should read it: where the browser did not start, with the reason that it wrote
     /// to its standard error and what to do about it.
-    Failure explained(const Failure &failure) const;
+    Failure withReason(const Failure &failure) const;
 
 private:
     GuardedProcess m_process;

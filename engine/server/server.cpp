@@ -189,7 +189,7 @@ private:
         } catch (const Failure &failure) {
             if (failure.code() == ExitCode::OutOfTime)
                 browser->markUnresponsive();
-            throw watched.explained(failure, task.order.address.shown);
+            throw watched.withReason(failure, task.order.address.shown);
         }
     }
 

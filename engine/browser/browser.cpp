@@ -41,7 +41,9 @@ std::string browserWithDescriptors()
 
 Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
     // Files that the browser makes in the temporary folder lie in its private one, and go with it.
-    : m_process(browserWithDescriptors(), browserArguments(flags, runsWithoutSandbox(), firstPage),
+    : m_filter(flags.blockPrivateAddresses ? std::make_unique<AddressFilter>() : nullptr),
+      m_process(browserWithDescriptors(),
+                browserArguments(flags, runsWithoutSandbox(), firstPage, m_filter ? m_filter->port() : 0),
                 {"TMPDIR=%DIR%"}, temporaryFolder()),
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
       m_memory(m_process.process(), flags.maximumMemory)

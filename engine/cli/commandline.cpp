@@ -117,6 +117,8 @@ constexpr auto options = std::to_array<Option>({
         [](Job &job, QLatin1String, const QString &value) { job.password = value; }, true},
     {"-p", "PROXY", "[http|https|socks5://][user:password@]host[:port]",
         [](Job &job, QLatin1String, const QString &value) { job.proxy = parseProxy(value); }, true},
+    {"--block-private-addresses", nullptr, "reach the public Internet only",
+        [](Job &job, QLatin1String, const QString &) { job.blockPrivateAddresses = true; }},
     {"--timeout", "SECONDS", "give up after this time (60)", setTimeout},
     {"--max-memory", "MIB", "give up a page that takes more memory (2048)",
         [](Job &job, QLatin1String option, const QString &value) { job.maximumMemory = wholeNumber(option, value, 1, 1048576); }},

@@ -32,6 +32,9 @@ struct Job {
     QString password;
     std::optional<Proxy> proxy;
 
+    /// Reach no file, and no address of this machine or of a private network; without a proxy only.
+    bool blockPrivateAddresses = false;
+
     bool externalLinks = true;
     bool grayscale = false;
     bool javaScript = true;

@@ -69,6 +69,7 @@ QCborMap jobMap(const Job &job)
         {u"minimumFontSize"_s, job.minimumFontSize},
         {u"userName"_s, job.userName},
         {u"password"_s, job.password},
+        {u"blockPrivateAddresses"_s, job.blockPrivateAddresses},
         {u"externalLinks"_s, job.externalLinks},
         {u"grayscale"_s, job.grayscale},
         {u"javaScript"_s, job.javaScript},
@@ -95,6 +96,7 @@ Job jobFrom(const QCborMap &map)
     job.minimumFontSize = static_cast<int>(numberIn(map, u"minimumFontSize"_s, 0, largestFont));
     job.userName = map[u"userName"_s].toString();
     job.password = map[u"password"_s].toString();
+    job.blockPrivateAddresses = map[u"blockPrivateAddresses"_s].toBool();
     job.externalLinks = map[u"externalLinks"_s].toBool();
     job.grayscale = map[u"grayscale"_s].toBool();
     job.javaScript = map[u"javaScript"_s].toBool();

@@ -37,6 +37,7 @@ Order fullOrder()
     job.userName = u"user"_s;
     job.password = u"pässwörd 密"_s;
     job.proxy = Proxy{u"http://proxy.test:3128"_s, u"porter"_s, u"word"_s};
+    job.blockPrivateAddresses = true;
     job.externalLinks = false;
     job.grayscale = true;
     job.javaScript = false;
@@ -57,7 +58,7 @@ bool sameOrder(const Order &one, const Order &other)
         return std::make_tuple(address.url, address.shown, address.isFile, address.userName, address.password,
                                job.paper, job.orientation, job.copies, job.minimumFontSize, job.title,
                                job.userName, job.password, job.proxy.has_value(), proxy.server,
-                               proxy.userName, proxy.password, job.externalLinks, job.grayscale,
+                               proxy.userName, proxy.password, job.blockPrivateAddresses, job.externalLinks, job.grayscale,
                                job.javaScript, job.images, job.background, job.lowQuality, job.maximumMemory,
                                job.maximumOutput);
     };
@@ -90,6 +91,7 @@ private slots:
     void aFrameCutAnywhereIsAwaited();
     void aKindThatDoesNotExistIsRefused();
     void aBodyThatIsTooLongIsRefusedByItsHeader();
+    void thePdfsThatMayBeOrderedFit();
     void anOrderArrivesAsItWas_data();
     void anOrderArrivesAsItWas();
     void theTimeLeftArrives();
@@ -147,6 +149,16 @@ void MessageTest::aBodyThatIsTooLongIsRefusedByItsHeader()
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(tooLong, 100));
     QByteArray longest("\xff\xff\xff\xffo", headerSize);
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(longest, maximumOrder));
+}
+
+void MessageTest::thePdfsThatMayBeOrderedFit()
+{
+    for (const qsizetype size : {2047LL << 20, 2049LL << 20, 4095LL << 20}) {
+        QByteArray bytes = frameHeader(FrameKind::Pdf, size);
+        QCOMPARE(bytes.size(), headerSize);
+        QVERIFY(!takeFrame(bytes, maximumBody));
+        QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(bytes, size - 1));
+    }
 }
 
 void MessageTest::anOrderArrivesAsItWas_data()

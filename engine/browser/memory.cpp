@@ -1,8 +1,9 @@
 #include "engine/browser/memory.h"
 
+#include "engine/browser/processes.h"
+
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <unistd.h>
@@ -42,20 +43,6 @@ long long takenMemory(const std::string &process)
         }
     }
     return kibibytes << 10;
-}
-
-/// The processes that any of its threads has started.
-std::vector<std::string> childrenOf(const std::string &process)
-{
-    std::vector<std::string> result;
-    std::error_code ended;
-    for (std::filesystem::directory_iterator thread("/proc/" + process + "/task", ended), end;
-         !ended && thread != end; thread.increment(ended)) {
-        std::ifstream children(thread->path() / "children");
-        for (std::string child; children >> child;)
-            result.push_back(child);
-    }
-    return result;
 }
 
 long long memoryOfTree(const std::string &process, int depth)

@@ -45,7 +45,9 @@ std::string browserWithDescriptors()
 } // namespace
 
 Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
-    : m_process(browserWithDescriptors(), browserArguments(flags, runsWithoutSandbox(), firstPage),
+    : m_filter(flags.blockPrivateAddresses ? std::make_unique<AddressFilter>() : nullptr),
+      m_process(browserWithDescriptors(),
+                browserArguments(flags, runsWithoutSandbox(), firstPage, m_filter ? m_filter->port() : 0),
                 browserEnvironment(), temporaryFolder()),
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
       m_memory(m_process.process(), flags.maximumMemory)
@@ -57,7 +59,7 @@ bool Browser::isBusy() const
     return ::isBusy(std::to_string(guardProcess()));
 }
 
-Failure Browser::explained(const Failure &failure) const
+Failure Browser::withReason(const Failure &failure) const
 {
     if (failure.code() != ExitCode::NoBrowser)
         return failure;
@@ -73,8 +75,8 @@ Failure Browser::explained(const Failure &failure) const
     if (lines.last().isEmpty())
         return failure;
     // What has ended it may be followed by what its other processes say of that.
-    constexpr qsizetype mostLines = 3;
-    const QByteArray reasons = lines.mid(std::max<qsizetype>(lines.size() - mostLines, 0)).join("; ");
+    constexpr qsizetype maximumLines = 3;
+    const QByteArray reasons = lines.mid(std::max<qsizetype>(lines.size() - maximumLines, 0)).join("; ");
     return {ExitCode::NoBrowser,
             QStringLiteral("%1: %2").arg(failure.message(), QString::fromLocal8Bit(reasons))};
 }

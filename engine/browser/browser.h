@@ -1,10 +1,13 @@
 #pragma once
 
+#include "engine/browser/addressfilter.h"
 #include "engine/browser/guard.h"
 #include "engine/browser/launch.h"
 #include "engine/browser/memory.h"
 #include "engine/devtools/connection.h"
 #include "engine/job/failure.h"
+
+#include <memory>
 
 /// A running browser of the engine's own, reached through its pipe; it opens no network port. It ends with
 /// this object, or with this process, and its profile folder with it.
@@ -27,9 +30,11 @@ public:
 
     /// `failure` as the user should read it: where the browser did not start, with the reason that it wrote
     /// to its standard error and what to do about it.
-    Failure explained(const Failure &failure) const;
+    Failure withReason(const Failure &failure) const;
 
 private:
+    /// Outlives the browser, which goes through it.
+    std::unique_ptr<AddressFilter> m_filter;
     GuardedProcess m_process;
     Connection m_connection;
     MemoryWatch m_memory;

@@ -24,7 +24,7 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
         browser.end();
         return printed;
     } catch (const Failure &failure) {
-        throw watched.explained(browser.explained(failure), order.address.shown);
+        throw watched.withReason(browser.withReason(failure), order.address.shown);
     }
 }
 

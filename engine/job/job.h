@@ -47,6 +47,9 @@ struct Job {
     QString password;
     std::optional<Proxy> proxy;
 
+    /// Reach no file, and no address of this machine or of a private network; without a proxy only.
+    bool blockPrivateAddresses = false;
+
     /// Not part of the order: filled in when the page has been loaded.
     PageMetadata page;
     /// SOURCE_DATE_EPOCH of the process that ordered the job: the same input then gives the same bytes, with

@@ -81,8 +81,8 @@ Page::Page(Browser &browser, Deadline deadline, const std::function<Place(Sessio
     : m_browser(browser.connection(), {}, deadline),
       m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
       m_session(browser.connection(), m_place.session, deadline),
-      m_events(m_session, m_place.target, m_place.context), m_authentication(m_session, m_place.target), m_time(m_session),
-      m_preparation(m_session, m_place.target),
+      m_events(m_session, m_place.target, m_place.context), m_authentication(m_session, m_place.target),
+      m_time(m_session), m_preparation(m_session, m_place.target),
       m_readiness(m_session, m_place.target, m_events, m_time, m_preparation,
                   [&browser] { return browser.isBusy(); })
 {
@@ -129,8 +129,29 @@ bool Page::closeWithin(std::chrono::milliseconds bound)
     }
 }
 
+namespace
+{
+
+/// Throws Failure for an order that would go round the block of private addresses.
+void checkReach(const Order &order)
+{
+    if (!order.job.blockPrivateAddresses)
+        return;
+    if (order.address.isFile)
+        throw Failure(
+            ExitCode::NotLoaded,
+            u"%1 is a file: convert it without --block-private-addresses"_s.arg(order.address.shown));
+    if (order.job.proxy)
+        throw Failure(ExitCode::BadArguments,
+                      u"--block-private-addresses and -p exclude each other, because the proxy looks up the "
+                      "addresses: have it block private ones"_s);
+}
+
+} // namespace
+
 void Page::load(const Order &order)
 {
+    checkReach(order);
     m_shownAddress = order.address.shown;
     m_events.setShownAddress(m_shownAddress);
     m_browser.setDeadline(order.deadline);
@@ -142,7 +163,7 @@ void Page::load(const Order &order)
         m_session.post(u"Fetch.enable"_s, interception);
         m_events.sendToChildren(u"Fetch.enable"_s, interception);
     }
-    navigate(order.address);
+    navigate(order.address, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitWhole(order.job, bound);
 }
@@ -166,7 +187,7 @@ void Page::configure(const Job &job)
     }
 }
 
-void Page::navigate(const Address &address)
+void Page::navigate(const Address &address, const Job &job)
 {
     m_session.setActivity(u"waiting for %1"_s.arg(m_shownAddress));
     const Session::Reply reply = m_session.ask(u"Page.navigate"_s, {{u"url"_s, address.url}});
@@ -178,6 +199,10 @@ void Page::navigate(const Address &address)
     const QString error = reply.result["errorText"_L1].toString();
     if (error == "net::ERR_NAME_NOT_RESOLVED"_L1 && !m_shownAddress.contains(u"://"_s))
         refuse(u"there is no such file, and no host of that name"_s);
+    // The filter's answer, whatever has failed there.
+    if (error == "net::ERR_SOCKS_CONNECTION_FAILED"_L1 && job.blockPrivateAddresses)
+        refuse(
+            u"cannot be reached, or has a private address only, which --block-private-addresses refuses"_s);
     if (!error.isEmpty())
         refuse(explainNetworkError(error));
 }

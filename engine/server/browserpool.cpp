@@ -90,7 +90,7 @@ void KeptBrowser::makeOne(std::unique_lock<std::mutex> &lock)
         page = std::make_unique<Page>(m_browser, std::nullopt, Deadline::in(m_limits.pageTimeout));
         page->expect(m_flags.javaScript);
     } catch (const Failure &caught) {
-        failure = m_browser.explained(caught);
+        failure = m_browser.withReason(caught);
         // The time that has run out is not that of any job.
         if (failure->code() == ExitCode::OutOfTime)
             failure = Failure(ExitCode::Crashed, failure->message());

@@ -1,5 +1,6 @@
 #include "engine/server/client.h"
 
+#include "engine/job/descriptor.h"
 #include "engine/server/endpoint.h"
 #include "engine/server/message.h"
 #include "engine/server/start.h"
@@ -31,22 +32,17 @@ class Socket
 {
 public:
     /// The first word must come by `firstWord`.
-    Socket(int descriptor, Deadline firstWord) : m_descriptor(descriptor), m_nextWord(firstWord) {}
-    Socket(const Socket &) = delete;
-    Socket &operator=(const Socket &) = delete;
-    ~Socket()
+    Socket(Descriptor descriptor, Deadline firstWord)
+        : m_descriptor(std::move(descriptor)), m_nextWord(firstWord)
     {
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
     }
 
-    int descriptor() const { return m_descriptor; }
-    bool connected() const { return m_descriptor >= 0; }
+    bool connected() const { return bool(m_descriptor); }
 
     /// Waits until it can be read or written (POLLIN, POLLOUT); false if the next word is overdue.
     bool wait(short events) const
     {
-        pollfd poll{m_descriptor, events, 0};
+        pollfd poll{m_descriptor.get(), events, 0};
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(m_nextWord.time() - Deadline::Clock::now());
         const int ready = ::poll(&poll, 1, static_cast<int>(std::max<qint64>(left.count(), 0)));
@@ -57,7 +53,7 @@ public:
     {
         qsizetype sent = 0;
         while (sent < bytes.size()) {
-            const ssize_t count = ::send(m_descriptor, bytes.constData() + sent,
+            const ssize_t count = ::send(m_descriptor.get(), bytes.constData() + sent,
                                          static_cast<size_t>(bytes.size() - sent), MSG_NOSIGNAL);
             if (count > 0)
                 sent += count;
@@ -73,7 +69,7 @@ public:
         char buffer[1 << 16];
         if (!wait(POLLIN))
             return false;
-        const ssize_t count = ::recv(m_descriptor, buffer, sizeof(buffer), 0);
+        const ssize_t count = ::recv(m_descriptor.get(), buffer, sizeof(buffer), 0);
         if (count > 0) {
             bytes.append(buffer, count);
             m_nextWord = Deadline::in(longestSilence);
@@ -82,43 +78,40 @@ public:
     }
 
 private:
-    int m_descriptor;
+    Descriptor m_descriptor;
     Deadline m_nextWord;
 };
 
-int connectTo(const Endpoint &endpoint)
+Descriptor connectTo(const Endpoint &endpoint)
 {
-    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    if (descriptor < 0)
-        return -1;
-    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
+    Descriptor connection(::socket(AF_UNIX, SOCK_STREAM, 0));
+    ::fcntl(connection.get(), F_SETFD, FD_CLOEXEC);
+    ::fcntl(connection.get(), F_SETFL, O_NONBLOCK);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     endpoint.socket.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    if (::connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0 &&
-        peerIsSameUser(descriptor))
-        return descriptor;
-    ::close(descriptor);
-    return -1;
+    if (::connect(connection.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 ||
+        !peerIsSameUser(connection.get()))
+        connection.reset();
+    return connection;
 }
 
-/// A connection to the server, which is started if need be; -1 if there is none to be had by the bound.
-int connectOrStart(Deadline bound)
+/// A connection to the server, which is started if need be; none if there is none to be had by the bound.
+Descriptor connectOrStart(Deadline bound)
 {
     const std::string executable = QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString();
     bool started = false;
     for (;;) {
         const std::optional<Endpoint> endpoint = findEndpoint(executable);
         if (!endpoint)
-            return -1;
-        const int connection = connectTo(*endpoint);
+            return {};
+        Descriptor connection = connectTo(*endpoint);
         // One that cannot be met although it has just been started will not be the next time.
-        if (connection >= 0 || started || bound.passed())
+        if (connection || started || bound.passed())
             return connection;
         const StartOutcome outcome = startServer(*endpoint, executable);
         if (outcome == StartOutcome::Impossible)
-            return -1;
+            return {};
         started = outcome == StartOutcome::Started;
         // Who holds the lock is about to listen, or about to end.
         if (!started)

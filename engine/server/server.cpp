@@ -1,6 +1,7 @@
 #include "engine/server/server.h"
 
 #include "engine/finish/finish.h"
+#include "engine/job/descriptor.h"
 #include "engine/server/browserpool.h"
 #include "engine/server/endpoint.h"
 #include "engine/server/message.h"
@@ -225,14 +226,16 @@ private:
 class Client
 {
 public:
-    explicit Client(int socket) : m_socket(socket) { ::fcntl(m_socket, F_SETFL, O_NONBLOCK); }
+    explicit Client(Descriptor socket) : m_socket(std::move(socket))
+    {
+        ::fcntl(m_socket.get(), F_SETFL, O_NONBLOCK);
+    }
     Client(const Client &) = delete;
     Client &operator=(const Client &) = delete;
     ~Client()
     {
         if (m_task)
             m_task->cancel();
-        ::close(m_socket);
     }
 
     /// Whether it is waited for in vain.
@@ -240,14 +243,14 @@ public:
 
     pollfd toPoll() const
     {
-        return {m_socket, static_cast<short>(m_outgoing.isEmpty() ? POLLIN : POLLIN | POLLOUT), 0};
+        return {m_socket.get(), static_cast<short>(m_outgoing.isEmpty() ? POLLIN : POLLIN | POLLOUT), 0};
     }
 
     /// Deals with what can be read; false when the connection is to be closed.
     bool read(Workers &workers)
     {
         char buffer[1 << 14];
-        const ssize_t count = ::recv(m_socket, buffer, sizeof(buffer), 0);
+        const ssize_t count = ::recv(m_socket.get(), buffer, sizeof(buffer), 0);
         if (count < 0)
             return errno == EAGAIN || errno == EINTR;
         // An engine says one thing only.
@@ -285,7 +288,7 @@ public:
     {
         if (m_outgoing.isEmpty())
             return true;
-        const ssize_t count = ::send(m_socket, m_outgoing.constData() + m_sent,
+        const ssize_t count = ::send(m_socket.get(), m_outgoing.constData() + m_sent,
                                      static_cast<size_t>(m_outgoing.size() - m_sent), MSG_NOSIGNAL);
         if (count < 0)
             return errno == EAGAIN || errno == EINTR;
@@ -305,7 +308,7 @@ private:
         m_patience = Deadline::in(takingTime);
     }
 
-    int m_socket;
+    Descriptor m_socket;
     Deadline m_patience = Deadline::in(orderingTime);
     QByteArray m_incoming;
     QByteArray m_outgoing;
@@ -331,13 +334,10 @@ bool serve(Client &client, short events, Workers &workers)
 /// Takes in who is waiting to be.
 void acceptAll(int listening, std::list<Client> &clients)
 {
-    for (int socket = ::accept(listening, nullptr, nullptr); socket >= 0;
-         socket = ::accept(listening, nullptr, nullptr)) {
-        ::fcntl(socket, F_SETFD, FD_CLOEXEC);
-        if (clients.size() < mostClients && peerIsSameUser(socket))
-            clients.emplace_back(socket);
-        else
-            ::close(socket);
+    while (Descriptor socket{::accept(listening, nullptr, nullptr)}) {
+        ::fcntl(socket.get(), F_SETFD, FD_CLOEXEC);
+        if (clients.size() < mostClients && peerIsSameUser(socket.get()))
+            clients.emplace_back(std::move(socket));
     }
     // Out of descriptors: who is waiting will still be waiting in a moment.
     if (errno != EAGAIN)
@@ -353,13 +353,16 @@ bool isBoundTo(int socket, const std::string &path)
 }
 
 /// Wakes the loop from other threads and from the signal handler.
-int wakeEnds[2] = {-1, -1};
+Pipe wakeEnds;
 std::atomic<bool> stopping = false;
 
 void stop(int)
 {
+    // What the signal interrupts may be about to look at it.
+    const int error = errno;
     stopping = true;
-    [[maybe_unused]] const ssize_t written = ::write(wakeEnds[1], "", 1);
+    [[maybe_unused]] const ssize_t written = ::write(wakeEnds.writeEnd.get(), "", 1);
+    errno = error;
 }
 
 void drain(int descriptor)
@@ -375,7 +378,7 @@ void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::l
     Deadline idleEnd = Deadline::in(idle);
     Deadline nextSign = Deadline::in(betweenSignsOfLife);
     while (!stopping && (!clients.empty() || !idleEnd.passed())) {
-        std::vector<pollfd> sources{{listening, POLLIN, 0}, {wakeEnds[0], POLLIN, 0}};
+        std::vector<pollfd> sources{{listening, POLLIN, 0}, {wakeEnds.readEnd.get(), POLLIN, 0}};
         for (const Client &client : clients)
             sources.push_back(client.toPoll());
         const auto until = clients.empty() ? idleEnd : nextSign;
@@ -383,7 +386,7 @@ void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::l
         ::poll(sources.data(), sources.size(),
                static_cast<int>(std::clamp(wait, std::chrono::milliseconds(0), longestSleep).count()));
 
-        drain(wakeEnds[0]);
+        drain(wakeEnds.readEnd.get());
         const bool signDue = nextSign.passed();
         if (signDue)
             nextSign = Deadline::in(betweenSignsOfLife);
@@ -404,16 +407,19 @@ void serveAll(int listening, Workers &workers, std::chrono::seconds idle, std::l
 
 int runServer(int listening, const std::string &executable, int idleSeconds)
 {
+    Descriptor held(listening);
     const std::optional<Endpoint> endpoint = findEndpoint(executable);
     if (!endpoint || !isBoundTo(listening, endpoint->socket))
         return 1;
-    if (::pipe(wakeEnds) != 0) {
+    std::optional<Pipe> wake = makePipe();
+    if (!wake) {
         removeEndpoint(*endpoint, serverLock);
         return 1;
     }
-    for (const int descriptor : {listening, serverLock, wakeEnds[0], wakeEnds[1]})
+    wakeEnds = std::move(*wake);
+    for (const int descriptor : {listening, serverLock})
         ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    for (const int descriptor : {listening, wakeEnds[0], wakeEnds[1]})
+    for (const int descriptor : {listening, wakeEnds.readEnd.get(), wakeEnds.writeEnd.get()})
         ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
     std::signal(SIGTERM, stop);
     // It has been held up since before this program began.
@@ -431,7 +437,7 @@ int runServer(int listening, const std::string &executable, int idleSeconds)
 #endif
     std::optional<Workers> started;
     try {
-        started.emplace(std::max(std::thread::hardware_concurrency(), 1U), wakeEnds[1]);
+        started.emplace(std::max(std::thread::hardware_concurrency(), 1U), wakeEnds.writeEnd.get());
     } catch (const std::system_error &) {
         // There are no threads to be had.
         removeEndpoint(*endpoint, serverLock);
@@ -443,7 +449,7 @@ int runServer(int listening, const std::string &executable, int idleSeconds)
     // From here on the next engine starts a server anew; who has come in the meantime is still served.
     removeEndpoint(*endpoint, serverLock);
     acceptAll(listening, clients);
-    ::close(listening);
+    held.reset();
     serveAll(-1, workers, {}, clients);
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "engine/server/start.h"
 
 #include "engine/browser/environment.h"
+#include "engine/job/descriptor.h"
 
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -20,31 +21,18 @@ namespace
 
 constexpr int waitingConnections = 256;
 
-/// The listening socket in the place of one that an earlier server may have left; -1 on failure.
-int listenAt(const Endpoint &endpoint)
+/// The listening socket in the place of one that an earlier server may have left; none on failure.
+Descriptor listenAt(const Endpoint &endpoint)
 {
-    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    Descriptor listening(::socket(AF_UNIX, SOCK_STREAM, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     endpoint.socket.copy(address.sun_path, sizeof(address.sun_path) - 1);
     ::unlink(endpoint.socket.c_str());
-    if (descriptor >= 0 &&
-        ::bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0 &&
-        ::listen(descriptor, waitingConnections) == 0)
-        return descriptor;
-    if (descriptor >= 0)
-        ::close(descriptor);
-    return -1;
-}
-
-void closeFrom(int first)
-{
-#ifdef __linux__
-    ::close_range(static_cast<unsigned>(first), ~0U, 0);
-#else
-    for (int descriptor = first; descriptor < ::getdtablesize(); ++descriptor)
-        ::close(descriptor);
-#endif
+    if (::bind(listening.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 ||
+        ::listen(listening.get(), waitingConnections) != 0)
+        listening.reset();
+    return listening;
 }
 
 [[noreturn]] void becomeServer(int listening, int lock, const Endpoint &endpoint,
@@ -65,7 +53,7 @@ void closeFrom(int first)
     }
     ::dup2(heldSocket, serverSocket);
     ::dup2(heldLock, serverLock);
-    closeFrom(firstFree);
+    closeDescriptorsFrom(firstFree);
     const int nothing = ::open("/dev/null", O_RDWR);
     for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         // Better none than the caller's.
@@ -96,27 +84,22 @@ void closeFrom(int first)
 
 StartOutcome startServer(const Endpoint &endpoint, const std::string &executable)
 {
-    const int lock =
-        ::open(endpoint.lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    const Descriptor lock(
+        ::open(endpoint.lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
     // A server that ends takes the folder with it.
-    if (lock < 0)
+    if (!lock)
         return errno == ENOENT ? StartOutcome::SomebodyElse : StartOutcome::Impossible;
     // The lock belongs to the open file, which the server inherits: it is free again when the last holder has
     // ended. One that ended in the meantime has removed the file.
-    if (::flock(lock, LOCK_EX | LOCK_NB) != 0 || !isFileAt(lock, endpoint.lock)) {
-        ::close(lock);
+    if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0 || !isFileAt(lock.get(), endpoint.lock))
         return StartOutcome::SomebodyElse;
-    }
-    const int listening = listenAt(endpoint);
-    const pid_t child = listening >= 0 ? ::fork() : -1;
+    const Descriptor listening = listenAt(endpoint);
+    const pid_t child = listening ? ::fork() : -1;
     if (child == 0)
-        becomeServer(listening, lock, endpoint, executable);
+        becomeServer(listening.get(), lock.get(), endpoint, executable);
     if (child > 0)
         ::waitpid(child, nullptr, 0);
     else
-        removeEndpoint(endpoint, lock);
-    ::close(lock);
-    if (listening >= 0)
-        ::close(listening);
+        removeEndpoint(endpoint, lock.get());
     return child > 0 ? StartOutcome::Started : StartOutcome::Impossible;
 }

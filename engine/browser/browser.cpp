@@ -2,6 +2,7 @@
 
 #include "engine/browser/environment.h"
 #include "engine/browser/locate.h"
+#include "engine/browser/processes.h"
 #include "engine/job/temporary.h"
 
 #include <QFile>
@@ -49,6 +50,11 @@ Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
       m_memory(m_process.process(), flags.maximumMemory)
 {
+}
+
+bool Browser::isBusy() const
+{
+    return ::isBusy(std::to_string(guardProcess()));
 }
 
 Failure Browser::explained(const Failure &failure) const

@@ -1,6 +1,6 @@
 #include "engine/browser/addressfilter.h"
 
-#include "engine/job/deadline.h"
+#include "engine/base/deadline.h"
 #include "engine/job/failure.h"
 
 #include <netinet/in.h>

@@ -1,14 +1,17 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <optional>
+#include <string>
 #include <unistd.h>
 #include <utility>
 
 /// Owns a file descriptor: it is closed with the object, once. Where the engine keeps a descriptor, it keeps
-/// it in one of these; a bare number is borrowed for a call.
+/// it in one of these; a bare number is borrowed from one.
 class Descriptor
 {
 public:
@@ -60,6 +63,17 @@ inline std::optional<Pipe> makePipe(int lowest = 0)
     if (!pipe.readEnd || !pipe.writeEnd)
         return std::nullopt;
     return pipe;
+}
+
+/// Whether the open file or folder is the one that lies at `path` now.
+inline bool isFileAt(int descriptor, const std::string &path)
+{
+    struct stat held {
+    };
+    struct stat there {
+    };
+    return ::fstat(descriptor, &held) == 0 && ::lstat(path.c_str(), &there) == 0 &&
+           held.st_dev == there.st_dev && held.st_ino == there.st_ino;
 }
 
 /// Closes all descriptors of this process from `first` on.

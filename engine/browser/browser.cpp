@@ -3,6 +3,7 @@
 #include "engine/base/environment.h"
 #include "engine/base/temporary.h"
 #include "engine/browser/locate.h"
+#include "engine/browser/processes.h"
 
 #include <QFile>
 
@@ -44,14 +45,21 @@ std::string browserWithDescriptors()
 } // namespace
 
 Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
-    : m_process(browserWithDescriptors(), browserArguments(flags, runsWithoutSandbox(), firstPage),
+    : m_filter(flags.blockPrivateAddresses ? std::make_unique<AddressFilter>() : nullptr),
+      m_process(browserWithDescriptors(),
+                browserArguments(flags, runsWithoutSandbox(), firstPage, m_filter ? m_filter->port() : 0),
                 browserEnvironment(), temporaryFolder()),
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
       m_memory(m_process.process(), flags.maximumMemory)
 {
 }
 
-Failure Browser::explained(const Failure &failure) const
+bool Browser::isBusy() const
+{
+    return ::isBusy(std::to_string(guardProcess()));
+}
+
+Failure Browser::withReason(const Failure &failure) const
 {
     if (failure.code() != ExitCode::NoBrowser)
         return failure;
@@ -67,8 +75,8 @@ Failure Browser::explained(const Failure &failure) const
     if (lines.last().isEmpty())
         return failure;
     // What has ended it may be followed by what its other processes say of that.
-    constexpr qsizetype mostLines = 3;
-    const QByteArray reasons = lines.mid(std::max<qsizetype>(lines.size() - mostLines, 0)).join("; ");
+    constexpr qsizetype maximumLines = 3;
+    const QByteArray reasons = lines.mid(std::max<qsizetype>(lines.size() - maximumLines, 0)).join("; ");
     return {ExitCode::NoBrowser,
             QStringLiteral("%1: %2").arg(failure.message(), QString::fromLocal8Bit(reasons))};
 }

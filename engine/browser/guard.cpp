@@ -25,7 +25,7 @@ namespace
 /// A pipe whose ends lie above the descriptors that the program expects.
 Pipe newPipe()
 {
-    constexpr int firstFreeDescriptor = 5;
+    constexpr int firstFreeDescriptor = 6;
     std::optional<Pipe> pipe = makePipe(firstFreeDescriptor);
     if (!pipe)
         throw Failure(ExitCode::NoBrowser,
@@ -53,21 +53,25 @@ void say(int descriptor, const std::string &line)
     [[maybe_unused]] const ssize_t written = ::write(descriptor, line.data(), line.size());
 }
 
-[[noreturn]] void becomeProgram(Program &program, int input, int output, int errors)
+[[noreturn]] void becomeProgram(Program &program, int input, int output, int errors, int lock)
 {
+    constexpr int lockPlace = 5;
 #ifdef __linux__
     // Should the guard itself be killed, the program does not outlive it.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
 #endif
     for (const int number : {SIGCHLD, SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ})
         ::signal(number, SIG_DFL);
+    const int heldLock = ::fcntl(lock, F_DUPFD, lockPlace);
     const int nothing = ::open("/dev/null", O_RDWR);
     ::dup2(nothing, STDIN_FILENO);
     ::dup2(nothing, STDOUT_FILENO);
     ::dup2(errors, STDERR_FILENO);
     ::dup2(input, 3);
     ::dup2(output, 4);
-    closeDescriptorsFrom(5);
+    // A program that outlives its guard, by way of a shell script that started it, still has its folder.
+    ::dup2(heldLock, lockPlace);
+    closeDescriptorsFrom(lockPlace + 1);
     ::execve(program.path.c_str(), pointersTo(program.arguments).data(),
              pointersTo(program.environment).data());
     say(STDERR_FILENO, program.path + ": " + strerror(errno) + "\n");
@@ -138,7 +142,8 @@ void closeAllBut(int leash, int lock)
     const pid_t child = ::fork();
     if (child == 0) {
         ::setpgid(0, 0);
-        becomeProgram(program, input.readEnd.get(), output.writeEnd.get(), errors.writeEnd.get());
+        becomeProgram(program, input.readEnd.get(), output.writeEnd.get(), errors.writeEnd.get(),
+                      folder.lock());
     }
     ::setpgid(child, child);
     const int held = leash.readEnd.get();

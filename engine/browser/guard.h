@@ -14,9 +14,10 @@ public:
     /// Starts `program` with `arguments` and with `environment` (NAME=value each) for all its variables.
     /// "%DIR%" in one of these becomes the private folder's path, made in `temporaryFolder`, which is an
     /// absolute path and is rid of folders that killed guards have left there. The program finds its input
-    /// pipe on descriptor 3 and its output pipe on descriptor 4; its standard input and output are /dev/null.
-    /// Throws Failure(NoBrowser) when no further process or pipe can be made. That the program itself cannot
-    /// be started shows in the pipes, which then close, and in a line on its standard error.
+    /// pipe on descriptor 3, its output pipe on descriptor 4 and its folder on 5; its standard input and
+    /// output are /dev/null. Throws Failure(NoBrowser) when no further process or pipe can be made. That the
+    /// program itself cannot be started shows in the pipes, which then close, and in a line on its standard
+    /// error.
     GuardedProcess(const std::string &program, const std::vector<std::string> &arguments,
                    const std::vector<std::string> &environment, const std::string &temporaryFolder);
     GuardedProcess(const GuardedProcess &) = delete;

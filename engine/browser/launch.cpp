@@ -67,7 +67,8 @@ bool sharedMemoryIsSmall()
 LaunchFlags launchFlagsFor(const Job &job)
 {
     // 96 CSS pixels make 72 points; rounded up, because the setting takes whole pixels.
-    return {(job.minimumFontSize * 96 + 71) / 72, job.images, job.javaScript, job.maximumMemory};
+    return {(job.minimumFontSize * 96 + 71) / 72, job.images, job.javaScript, job.maximumMemory,
+            job.blockPrivateAddresses};
 }
 
 bool runsWithoutSandbox()
@@ -82,7 +83,8 @@ bool runsWithoutSandbox()
                        "QUIRELLE_NO_SANDBOX=1 if you trust every page"));
 }
 
-std::vector<std::string> browserArguments(const LaunchFlags &flags, bool withoutSandbox, FirstPage firstPage)
+std::vector<std::string> browserArguments(const LaunchFlags &flags, bool withoutSandbox, FirstPage firstPage,
+                                          int proxyPort)
 {
     std::vector<std::string> arguments(std::begin(standingArguments), std::end(standingArguments));
     if (withoutSandbox)
@@ -94,6 +96,12 @@ std::vector<std::string> browserArguments(const LaunchFlags &flags, bool without
         arguments.push_back("--blink-settings=minimumFontSize=" + pixels + ",minimumLogicalFontSize=" +
                             pixels + ",imagesEnabled=" + (flags.images ? "true" : "false") +
                             ",scriptEnabled=" + (flags.javaScript ? "true" : "false"));
+    }
+    if (proxyPort != 0) {
+        arguments.push_back("--proxy-server=socks5://127.0.0.1:" + std::to_string(proxyPort));
+        // Also for this machine's own names and addresses, which the browser would go to directly.
+        arguments.emplace_back("--proxy-bypass-list=<-loopback>");
+        arguments.emplace_back("--force-webrtc-ip-handling-policy=disable_non_proxied_udp");
     }
     if (firstPage == FirstPage::Blank)
         arguments.emplace_back("about:blank");

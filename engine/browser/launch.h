@@ -14,6 +14,8 @@ struct LaunchFlags {
     bool javaScript = true;
     /// Job::maximumMemory, which one watch holds all pages of a browser to.
     int maximumMemory = Job().maximumMemory;
+    /// Job::blockPrivateAddresses, for all that a browser does.
+    bool blockPrivateAddresses = false;
 
     bool operator==(const LaunchFlags &) const = default;
 };
@@ -27,6 +29,7 @@ LaunchFlags launchFlagsFor(const Job &job);
 /// when QUIRELLE_NO_SANDBOX=1 allows it. Throws Failure(NoBrowser) for root without that leave.
 bool runsWithoutSandbox();
 
-/// The browser's arguments. "%DIR%" stands for its private folder.
+/// The browser's arguments. "%DIR%" stands for its private folder. Everything is fetched through the SOCKS
+/// proxy on the loopback port `proxyPort`, if that is not 0.
 std::vector<std::string> browserArguments(const LaunchFlags &flags, bool withoutSandbox,
-                                          FirstPage firstPage = FirstPage::None);
+                                          FirstPage firstPage = FirstPage::None, int proxyPort = 0);

@@ -1,8 +1,9 @@
 #include "engine/browser/memory.h"
 
+#include "engine/browser/processes.h"
+
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <unistd.h>
@@ -14,8 +15,10 @@ namespace
 {
 
 #ifdef __linux__
-constexpr auto betweenLooks = 200ms;
-constexpr int deepest = 16;
+constexpr auto checkInterval = 200ms;
+constexpr int maximumDepth = 16;
+/// What a process of the browser that shows no page takes at most by itself, in bytes.
+constexpr long long ownMaximum = 128LL << 20;
 
 /// Resident memory in bytes that this process does not share with files or others.
 long long ownMemory(const std::string &process)
@@ -42,63 +45,44 @@ long long takenMemory(const std::string &process)
     return kibibytes << 10;
 }
 
-/// The processes that any of its threads has started.
-std::vector<std::string> childrenOf(const std::string &process)
-{
-    std::vector<std::string> result;
-    std::error_code ended;
-    for (std::filesystem::directory_iterator thread("/proc/" + process + "/task", ended), end;
-         !ended && thread != end; thread.increment(ended)) {
-        std::ifstream children(thread->path() / "children");
-        for (std::string child; children >> child;)
-            result.push_back(child);
-    }
-    return result;
-}
-
 long long memoryOfTree(const std::string &process, int depth)
 {
     long long bytes = ownMemory(process);
-    if (depth < deepest) {
+    if (depth < maximumDepth) {
         for (const std::string &child : childrenOf(process))
             bytes += memoryOfTree(child, depth + 1);
     }
     return bytes;
 }
 
-bool showsPages(const std::string &process)
+enum class Kind { Renderer, Other };
+
+/// What a process of the browser does, as its arguments say.
+Kind kindOf(const std::string &process)
 {
     std::ifstream file("/proc/" + process + "/cmdline");
     // Of a process that has just ended nothing can be read, which bare iterators would throw.
     std::string line;
     std::getline(file, line);
-    return line.find("--type=renderer") != std::string::npos;
+    return line.find("--type=renderer") != std::string::npos ? Kind::Renderer : Kind::Other;
 }
 
-/// Those below `process` that show pages.
-std::vector<std::string> renderersBelow(const std::string &process, int depth = 0)
+std::vector<std::string> descendantsOf(const std::string &process, int depth = 0)
 {
     std::vector<std::string> result;
     for (const std::string &child : childrenOf(process)) {
-        if (showsPages(child)) {
-            result.push_back(child);
-        } else if (depth < deepest) {
-            const std::vector<std::string> further = renderersBelow(child, depth + 1);
+        result.push_back(child);
+        if (depth < maximumDepth) {
+            const std::vector<std::string> further = descendantsOf(child, depth + 1);
             result.insert(result.end(), further.begin(), further.end());
         }
     }
     return result;
 }
 
-void killLarge(int root, long long mostBytes, std::atomic<int> &kills)
+void kill(const std::string &process)
 {
-    for (const std::string &process : renderersBelow(std::to_string(root))) {
-        if (takenMemory(process) <= mostBytes)
-            continue;
-        // Before its end shows.
-        ++kills;
-        ::kill(std::stoi(process), SIGKILL);
-    }
+    ::kill(std::stoi(process), SIGKILL);
 }
 #endif
 
@@ -113,7 +97,7 @@ long long memoryOfTree([[maybe_unused]] int process)
 #endif
 }
 
-MemoryWatch::MemoryWatch(int root, int mostMemory) : m_root(root), m_mostMemory(mostMemory)
+MemoryWatch::MemoryWatch(int root, int maximumMemory) : m_root(root), m_maximumMemory(maximumMemory)
 {
 #ifdef __linux__
     m_thread = std::jthread([this](const std::stop_token &end) { keepLooking(end); });
@@ -134,18 +118,41 @@ void MemoryWatch::keepLooking([[maybe_unused]] const std::stop_token &end)
 #ifdef __linux__
     std::unique_lock lock(m_mutex);
     while (m_changed.wait(lock, end, [this] { return m_jobs > 0; })) {
-        // A job that ends sooner is not looked at.
-        if (m_changed.wait_for(lock, end, betweenLooks, [this] { return m_jobs == 0; }) ||
+        // A job that ends sooner is not checked.
+        if (m_changed.wait_for(lock, end, checkInterval, [this] { return m_jobs == 0; }) ||
             end.stop_requested())
             continue;
         lock.unlock();
-        killLarge(m_root, static_cast<long long>(m_mostMemory) << 20, m_kills);
+        killLarge();
         lock.lock();
     }
 #endif
 }
 
-WatchedJob::WatchedJob(MemoryWatch &watch) : m_watch(watch), m_killsBefore(watch.kills())
+void MemoryWatch::killLarge()
+{
+#ifdef __linux__
+    const long long maximum = static_cast<long long>(m_maximumMemory) << 20;
+    const std::vector<std::string> processes = descendantsOf(std::to_string(m_root));
+    for (const std::string &process : processes) {
+        const long long bytes = takenMemory(process);
+        if (bytes <= maximum)
+            continue;
+        // Counted before their end shows.
+        if (kindOf(process) == Kind::Renderer) {
+            ++m_rendererKills;
+            kill(process);
+        } else if (bytes > maximum + ownMaximum) {
+            m_killedBrowser = true;
+            for (const std::string &each : processes)
+                kill(each);
+            return;
+        }
+    }
+#endif
+}
+
+WatchedJob::WatchedJob(MemoryWatch &watch) : m_watch(watch), m_killsBefore(watch.rendererKills())
 {
     m_watch.setJobs(1);
 }
@@ -155,13 +162,17 @@ WatchedJob::~WatchedJob()
     m_watch.setJobs(-1);
 }
 
-Failure WatchedJob::explained(const Failure &failure, const QString &address) const
+Failure WatchedJob::withReason(const Failure &failure, const QString &address) const
 {
-    if (failure.code() != ExitCode::Crashed || m_watch.kills() == m_killsBefore)
+    const QString message = QStringLiteral("%1: %3 more than %2 MiB of memory; --max-memory allows more")
+                                .arg(address)
+                                .arg(m_watch.m_maximumMemory);
+    if (failure.code() != ExitCode::Crashed)
         return failure;
-    return {ExitCode::Crashed,
-            QStringLiteral("%1: the page takes more than %2 MiB of memory; --max-memory allows more")
-                .arg(address)
-                .arg(m_watch.m_mostMemory),
-            Failure::Retry::IsInVain};
+    // It may have been another page's doing.
+    if (m_watch.killedBrowser())
+        return {ExitCode::Crashed, message.arg(QStringLiteral("the browser takes")), Failure::Retry::MayHelp};
+    if (m_watch.rendererKills() > m_killsBefore)
+        return {ExitCode::Crashed, message.arg(QStringLiteral("the page takes")), Failure::Retry::IsInVain};
+    return failure;
 }

@@ -11,28 +11,32 @@
 /// be told.
 long long memoryOfTree(int process);
 
-/// Kills the processes of a browser that show pages as soon as they take too much memory, swapped out or not.
-/// Looks several times a second, while there are jobs; finds nothing where there is no /proc.
+/// Keeps pages from taking too much memory, swapped out or not: kills a renderer that does, and the whole
+/// browser if another of its processes does, since what pages keep there cannot be told apart. Checks several
+/// times a second while there are jobs; finds nothing where there is no /proc.
 class MemoryWatch
 {
 public:
-    /// All processes of the browser descend from `root`; `mostMemory` in MiB.
-    MemoryWatch(int root, int mostMemory);
+    /// All processes of the browser descend from `root`; `maximumMemory` in MiB, for each process.
+    MemoryWatch(int root, int maximumMemory);
     MemoryWatch(const MemoryWatch &) = delete;
     MemoryWatch &operator=(const MemoryWatch &) = delete;
 
-    /// How many have been killed so far.
-    int kills() const { return m_kills; }
+    /// How many renderers have been killed so far.
+    int rendererKills() const { return m_rendererKills; }
+    bool killedBrowser() const { return m_killedBrowser; }
 
 private:
     friend class WatchedJob;
 
     void setJobs(int change);
     void keepLooking(const std::stop_token &end);
+    void killLarge();
 
     [[maybe_unused]] int m_root;
-    int m_mostMemory;
-    std::atomic<int> m_kills = 0;
+    int m_maximumMemory;
+    std::atomic<int> m_rendererKills = 0;
+    std::atomic<bool> m_killedBrowser = false;
     std::mutex m_mutex;
     std::condition_variable_any m_changed;
     int m_jobs = 0;
@@ -48,8 +52,9 @@ public:
     WatchedJob &operator=(const WatchedJob &) = delete;
     ~WatchedJob();
 
-    /// `failure`, or that the page of this address took too much memory if that is why it crashed.
-    Failure explained(const Failure &failure, const QString &address) const;
+    /// `failure`, or that the page of this address, or the browser with it, took too much memory if that is
+    /// why it crashed. A page that crashed the browser with others in it may do better in one of its own.
+    Failure withReason(const Failure &failure, const QString &address) const;
 
 private:
     MemoryWatch &m_watch;

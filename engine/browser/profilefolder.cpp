@@ -52,16 +52,6 @@ void removeAll(int parent, const std::string &name)
     ::unlinkat(parent, name.c_str(), AT_REMOVEDIR);
 }
 
-bool isAt(int descriptor, const std::string &path)
-{
-    struct stat held {
-    };
-    struct stat there {
-    };
-    return ::fstat(descriptor, &held) == 0 && ::lstat(path.c_str(), &there) == 0 &&
-           held.st_dev == there.st_dev && held.st_ino == there.st_ino;
-}
-
 /// Whether only this user and root can rename what this user has put there.
 bool isSafe(int folder)
 {
@@ -92,7 +82,7 @@ ProfileFolder::ProfileFolder(const std::string &parent)
         if (m_lock)
             ::flock(m_lock.get(), LOCK_EX);
         // One who looked for left ones may have been faster.
-    } while (m_lock && !isAt(m_lock.get(), m_path));
+    } while (m_lock && !isFileAt(m_lock.get(), m_path));
 }
 
 void ProfileFolder::remove() const

@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// A folder for one browser, removed with this object. The process that made it holds a lock on it for its
-/// life; so a folder without one has been left by a process that was killed.
+/// A folder for one browser, removed with this object. The process that made it, and those that inherit the
+/// lock, hold it locked for their lives; so a folder that is not has been left by one that was killed.
 class ProfileFolder
 {
 public:

@@ -245,6 +245,15 @@ constexpr auto table = std::to_array<Option>({
     },
 
     {
+        .group = OptionGroup::Network,
+        .name = "--block-private-addresses",
+        .help = "reach the public Internet only",
+        .details = "Reaches the public Internet only: no files, and no servers of this machine and its network, "
+                   "neither for the page nor for anything that it loads. See [security](security.md#addresses-from-outside).",
+        .example = "--block-private-addresses www.example.com a.pdf",
+        .apply = set<&Job::blockPrivateAddresses, true>,
+    },
+    {
         .group = OptionGroup::Limits,
         .name = "--timeout",
         .value = "SECONDS",

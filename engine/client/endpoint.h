@@ -19,9 +19,6 @@ enum class IfNone { Start, GiveUp };
 /// behave differently. Nothing if there is no folder that belongs to this user and is closed to all others.
 std::optional<Endpoint> findEndpoint(const std::string &executable, IfNone ifNone);
 
-/// Whether the open file `descriptor` is the one that lies at `path` now.
-bool isFileAt(int descriptor, const std::string &path);
-
 /// Removes both files, and their folder if nothing else is in it. For who holds the lock on the descriptor
 /// `lock`; if another file lies in the lock's place by now, all of it is somebody else's and stays.
 void removeEndpoint(const Endpoint &endpoint, int lock);

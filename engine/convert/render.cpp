@@ -14,8 +14,8 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
     const WatchedJob watched(browser.memory());
     try {
         const std::unique_ptr<Page> page =
-            order.job.proxy ? std::make_unique<Page>(browser.connection(), order.job.proxy, order.deadline)
-                            : std::make_unique<Page>(browser.connection(), order.deadline);
+            order.job.proxy ? std::make_unique<Page>(browser, order.job.proxy, order.deadline)
+                            : std::make_unique<Page>(browser, order.deadline);
         listener("loading " + order.address.shown.toStdString());
         page->load(order);
         listener("printing " + order.address.shown.toStdString());
@@ -24,7 +24,7 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
         browser.end();
         return printed;
     } catch (const Failure &failure) {
-        throw watched.explained(browser.explained(failure), order.address.shown);
+        throw watched.withReason(browser.withReason(failure), order.address.shown);
     }
 }
 

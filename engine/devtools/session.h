@@ -73,6 +73,12 @@ public:
     void release(const QString &id);
     /// The ids of this session and of its children that are frames.
     QStringList family() const;
+    /// The ids of its children, frames and workers.
+    QStringList children() const { return m_children.keys(); }
+    /// Events of the browser's own session come here as well.
+    void hearBrowser();
+    /// Sends a command to the browser itself.
+    void postToBrowser(const QString &method, const QJsonObject &parameters);
 
     /// Hands out events until `condition` holds; returns whether it does by the bound.
     bool waitUntil(const std::function<bool()> &condition, Deadline bound);

@@ -44,9 +44,20 @@ QByteArrayList challengesIn(const QJsonObject &event)
     return values;
 }
 
+/// Null if there is none of that name.
+QString headerOf(const QJsonObject &request, const QString &name)
+{
+    const QJsonObject headers = request["headers"_L1].toObject();
+    for (auto header = headers.begin(); header != headers.end(); ++header) {
+        if (header.key().compare(name, Qt::CaseInsensitive) == 0)
+            return header->toString();
+    }
+    return {};
+}
+
 bool hasAuthorization(const QJsonObject &request)
 {
-    return request["headers"_L1].toObject().keys().contains(u"authorization"_s, Qt::CaseInsensitive);
+    return !headerOf(request, u"authorization"_s).isNull();
 }
 
 } // namespace
@@ -73,9 +84,7 @@ QJsonObject Authentication::begin(const Job &job, const Address &address)
                  [this](const QJsonObject &event, const QString &from) { noteQuestion(event, from); });
     QJsonArray patterns{QJsonObject{{u"requestStage"_s, u"Request"_s}}};
     if (m_forServer.known())
-        patterns.append(
-            QJsonObject{{u"urlPattern"_s, u"http*://%1*"_s.arg(m_server.host(QUrl::FullyEncoded))},
-                        {u"requestStage"_s, u"Response"_s}});
+        patterns.append(QJsonObject{{u"requestStage"_s, u"Response"_s}});
     return {{u"handleAuthRequests"_s, true}, {u"patterns"_s, patterns}};
 }
 
@@ -84,10 +93,21 @@ void Authentication::noteFrame(const QJsonObject &event)
     m_parents.insert(event["frameId"_L1].toString(), event["parentFrameId"_L1].toString());
 }
 
-bool Authentication::isOfNamedServer(const QJsonObject &event) const
+bool Authentication::isNamed(const QString &url) const
 {
-    return m_forServer.known() &&
-           isSameServer(m_server, QUrl(event["request"_L1].toObject()["url"_L1].toString()));
+    return isSameServer(m_server, QUrl(url));
+}
+
+/// Whether this is a request to the named server that its own documents make.
+bool Authentication::isOwn(const QJsonObject &event) const
+{
+    const QJsonObject request = event["request"_L1].toObject();
+    const QString frame = event["frameId"_L1].toString();
+    if (!m_forServer.known() || !isNamed(request["url"_L1].toString()) || !isAmongOwnDocuments(frame))
+        return false;
+    // Foreign frames can lead the whole page elsewhere, but not in the name of another document.
+    const bool leadsThePage = frame == m_mainFrame && event["resourceType"_L1].toString() == "Document"_L1;
+    return !leadsThePage || m_foreign.isEmpty() || isNamed(headerOf(request, u"referer"_s));
 }
 
 /// Whether the frame and those around it have shown documents of the named server alone.
@@ -122,13 +142,11 @@ QJsonObject Authentication::withAuthorization(const QJsonObject &request)
 void Authentication::noteRequest(const QJsonObject &event, const QString &session)
 {
     const QJsonObject request = event["request"_L1].toObject();
-    const QString frame = event["frameId"_L1].toString();
-    const bool isNamed = isOfNamedServer(event);
-    if (event["resourceType"_L1].toString() == "Document"_L1 && !isNamed &&
-        isFromServer(QUrl(request["url"_L1].toString())))
-        m_foreign.insert(frame);
+    const QString url = request["url"_L1].toString();
+    if (event["resourceType"_L1].toString() == "Document"_L1 && !isNamed(url) && isFromServer(QUrl(url)))
+        m_foreign.insert(event["frameId"_L1].toString());
     QJsonObject changes;
-    if (m_challenge && isNamed && isAmongOwnDocuments(frame) && !hasAuthorization(request))
+    if (m_challenge && isOwn(event) && !hasAuthorization(request))
         changes = withAuthorization(request);
     changes.insert(u"requestId"_s, event["requestId"_L1]);
     m_session.post(u"Fetch.continueRequest"_s, changes, session);
@@ -139,8 +157,7 @@ void Authentication::noteResponse(const QJsonObject &event, const QString &sessi
 {
     const QJsonObject request = event["request"_L1].toObject();
     std::optional<Challenge> challenge;
-    if (event["responseStatusCode"_L1].toInt() == 401 && isOfNamedServer(event) &&
-        isAmongOwnDocuments(event["frameId"_L1].toString()))
+    if (event["responseStatusCode"_L1].toInt() == 401 && isOwn(event))
         challenge = challengeIn(challengesIn(event));
     // Refused again after an answer, the answer was wrong, or only too old.
     const bool isStale = challenge && challenge->parameters["stale"].toLower() == "true";

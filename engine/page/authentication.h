@@ -34,7 +34,8 @@ private:
     void noteRequest(const QJsonObject &event, const QString &session);
     void noteResponse(const QJsonObject &event, const QString &session);
     void noteQuestion(const QJsonObject &event, const QString &session);
-    bool isOfNamedServer(const QJsonObject &event) const;
+    bool isNamed(const QString &url) const;
+    bool isOwn(const QJsonObject &event) const;
     bool isAmongOwnDocuments(const QString &frame) const;
     QJsonObject withAuthorization(const QJsonObject &request);
 

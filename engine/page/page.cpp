@@ -4,7 +4,6 @@
 #include "engine/page/frames.h"
 #include "engine/page/neterror.h"
 #include "engine/page/scripts.h"
-#include "engine/page/waits.h"
 
 #include <QJsonArray>
 
@@ -18,8 +17,13 @@ namespace
 
 using namespace Qt::StringLiterals;
 
+/// A page that is not whole after this time is taken as it is.
+constexpr std::chrono::milliseconds patience = 30s;
+/// How often a page that moves on while it is printed is tried again.
+constexpr int maximumAttempts = 4;
 /// How much of the page's time may pass at once while it is printed.
 constexpr auto printingStep = 500ms;
+constexpr auto printingInterval = 30ms;
 /// How long a page may print before scripts that hold it up are stopped.
 constexpr auto printingTime = 5s;
 
@@ -73,13 +77,14 @@ Page::Place Page::attached(Session &browser, Place place)
     return place;
 }
 
-Page::Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open)
-    : m_browser(connection, {}, deadline),
+Page::Page(Browser &browser, Deadline deadline, const std::function<Place(Session &browser)> &open)
+    : m_browser(browser.connection(), {}, deadline),
       m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
-      m_session(connection, m_place.session, deadline), m_events(m_session, m_place.target),
-      m_authentication(m_session, m_place.target), m_time(m_session),
-      m_preparation(m_session, m_place.target),
-      m_readiness(m_session, m_place.target, m_events, m_time, m_preparation)
+      m_session(browser.connection(), m_place.session, deadline),
+      m_events(m_session, m_place.target, m_place.context), m_authentication(m_session, m_place.target),
+      m_time(m_session), m_preparation(m_session, m_place.target),
+      m_readiness(m_session, m_place.target, m_events, m_time, m_preparation,
+                  [&browser] { return browser.isBusy(); })
 {
     QJsonObject refusal{{u"behavior"_s, u"deny"_s}};
     if (!m_place.context.isEmpty())
@@ -87,10 +92,10 @@ Page::Page(Connection &connection, Deadline deadline, const std::function<Place(
     m_browser.post(u"Browser.setDownloadBehavior"_s, refusal);
 }
 
-Page::Page(Connection &connection, Deadline deadline) : Page(connection, deadline, first) {}
+Page::Page(Browser &browser, Deadline deadline) : Page(browser, deadline, first) {}
 
-Page::Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline)
-    : Page(connection, deadline, [&](Session &browser) { return opened(browser, proxy); })
+Page::Page(Browser &browser, const std::optional<Proxy> &proxy, Deadline deadline)
+    : Page(browser, deadline, [&](Session &session) { return opened(session, proxy); })
 {
 }
 
@@ -124,8 +129,29 @@ bool Page::closeWithin(std::chrono::milliseconds bound)
     }
 }
 
+namespace
+{
+
+/// Throws Failure for an order that would go round the block of private addresses.
+void checkReach(const Order &order)
+{
+    if (!order.job.blockPrivateAddresses)
+        return;
+    if (order.address.isFile)
+        throw Failure(
+            ExitCode::NotLoaded,
+            u"%1 is a file: convert it without --block-private-addresses"_s.arg(order.address.shown));
+    if (order.job.proxy)
+        throw Failure(ExitCode::BadArguments,
+                      u"--block-private-addresses and -p exclude each other, because the proxy looks up the "
+                      "addresses: have it block private ones"_s);
+}
+
+} // namespace
+
 void Page::load(const Order &order)
 {
+    checkReach(order);
     m_shownAddress = order.address.shown;
     m_events.setShownAddress(m_shownAddress);
     m_browser.setDeadline(order.deadline);
@@ -137,7 +163,7 @@ void Page::load(const Order &order)
         m_session.post(u"Fetch.enable"_s, interception);
         m_events.sendToChildren(u"Fetch.enable"_s, interception);
     }
-    navigate(order.address);
+    navigate(order.address, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitWhole(order.job, bound);
 }
@@ -155,14 +181,13 @@ void Page::configure(const Job &job)
     m_preparation.setViewport((paper - 2 * QSizeF(usualMargin, usualMargin)) * pixelsPerPoint);
     // Without scripts the browser runs none from the start; see LaunchFlags.
     if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
+        m_session.post(u"Runtime.enable"_s);
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
-                       {{u"source"_s, QString::fromLatin1(listenScript)}, {u"worldName"_s, engineWorld}});
-        m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
-                       {{u"source"_s, QString::fromLatin1(noticeScript)}});
+                       {{u"source"_s, QString::fromLatin1(shimScript)}});
     }
 }
 
-void Page::navigate(const Address &address)
+void Page::navigate(const Address &address, const Job &job)
 {
     m_session.setActivity(u"waiting for %1"_s.arg(m_shownAddress));
     const Session::Reply reply = m_session.ask(u"Page.navigate"_s, {{u"url"_s, address.url}});
@@ -174,14 +199,25 @@ void Page::navigate(const Address &address)
     const QString error = reply.result["errorText"_L1].toString();
     if (error == "net::ERR_NAME_NOT_RESOLVED"_L1 && !m_shownAddress.contains(u"://"_s))
         refuse(u"there is no such file, and no host of that name"_s);
+    // The filter's answer, whatever has failed there.
+    if (error == "net::ERR_SOCKS_CONNECTION_FAILED"_L1 && job.blockPrivateAddresses)
+        refuse(
+            u"cannot be reached, or has a private address only, which --block-private-addresses refuses"_s);
     if (!error.isEmpty())
         refuse(explainNetworkError(error));
+}
+
+QStringList Page::warnings() const
+{
+    PageProblems problems = m_events.problems();
+    problems.unfinished = m_readiness.unfinished();
+    return warningsFor(problems);
 }
 
 void Page::rest()
 {
     try {
-        m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"pause"_s}});
+        m_time.hold();
     } catch (const Failure &) {
         // A browser that takes no commands does not run the page either, or is about to be given up.
     }
@@ -202,7 +238,8 @@ QByteArray Page::print(const Job &job)
     m_session.setMaximumReply(maximumPrint(job));
     Session::Reply reply = printed(settings);
     // A page that moves on in this very moment can be printed when it has arrived.
-    for (int attempt = 0; !reply.error.isEmpty() && attempt < mostRounds && !m_events.isLoaded(); ++attempt) {
+    for (int attempt = 0; !reply.error.isEmpty() && attempt < maximumAttempts && !m_events.isLoaded();
+         ++attempt) {
         const Deadline bound = Deadline::in(patience);
         m_readiness.awaitLoadEvent(bound);
         m_preparation.prepare(job, bound);
@@ -228,7 +265,7 @@ Session::Reply Page::printed(const QJsonObject &settings)
     // may begin even now.
     Deadline stop = Deadline::in(printingTime);
     m_time.flow(printingStep);
-    return *m_session.askUrgently(u"Page.printToPDF"_s, settings, flowInterval, [&] {
+    return *m_session.askUrgently(u"Page.printToPDF"_s, settings, printingInterval, [&] {
         m_time.flow(printingStep);
         if (stop.passed()) {
             m_session.post(u"Runtime.terminateExecution"_s);

@@ -3,7 +3,6 @@
 #include "engine/browser/launch.h"
 #include "engine/job/paper.h"
 #include "engine/page/scripts.h"
-#include "engine/page/waits.h"
 
 #include <QJsonArray>
 
@@ -17,6 +16,9 @@ using namespace Qt::StringLiterals;
 
 /// How far the browser goes in shrinking a page that is wider than the paper (Blink's print layout).
 constexpr double largestShrinking = 1.5;
+
+/// How far animations have come on paper.
+constexpr std::chrono::milliseconds animationTime{5000};
 
 QJsonValue orNull(const QString &text)
 {
@@ -38,7 +40,7 @@ QJsonObject settingsFor(const Job &job)
         {u"width"_s, paper.width() * pixelsPerPoint},
         {u"height"_s, paper.height() * pixelsPerPoint},
         {u"margin"_s, usualMargin * pixelsPerPoint},
-        {u"animationTime"_s, static_cast<double>(pageTime.count())}};
+        {u"animationTime"_s, static_cast<double>(animationTime.count())}};
 }
 
 Preparation::Findings findingsIn(const QList<FrameResult> &results)
@@ -47,13 +49,6 @@ Preparation::Findings findingsIn(const QList<FrameResult> &results)
     for (const FrameResult &result : results) {
         const auto says = [&](const char *name) { return result.value[QLatin1String(name)].toBool(); };
         findings.changed = says("loading") || says("animated") || findings.changed;
-        findings.animated = says("animated") || findings.animated;
-        findings.watchesScrolling = says("watchesScrolling") || findings.watchesScrolling;
-        findings.awaitsWork = says("awaitsWork") || findings.awaitsWork;
-        findings.awaitedDrawings += result.value["awaitedDrawings"_L1].toInt();
-        findings.heardWork += result.value["heardWork"_L1].toInt();
-        findings.livesOn = says("livesOn") || findings.livesOn;
-        findings.hasScripts = says("hasScripts") || findings.hasScripts;
     }
     return findings;
 }

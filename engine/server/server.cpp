@@ -206,7 +206,7 @@ private:
         } catch (const Failure &failure) {
             if (failure.code() == ExitCode::OutOfTime)
                 browser->markUnresponsive();
-            throw watched.explained(failure, order.address.shown);
+            throw watched.withReason(failure, order.address.shown);
         }
     }
 

@@ -109,7 +109,12 @@ private slots:
     void aForeignPageGetsNothing();
     void aForeignServerDoesNotSendTheBrowserBack_data();
     void aForeignServerDoesNotSendTheBrowserBack();
+    void aForeignFrameDoesNotLeadThePage_data();
+    void aForeignFrameDoesNotLeadThePage();
+    void anOwnPageWithAForeignFrameLeadsOn();
     void allKindsOfOwnDocuments();
+    void hostsInOtherSpellings_data();
+    void hostsInOtherSpellings();
     void credentialsInTheAddress_data();
     void credentialsInTheAddress();
     void credentialsInTheAddressDoNotHinderScripts();
@@ -504,6 +509,49 @@ void ConvertAuthTest::aForeignServerDoesNotSendTheBrowserBack()
     QCOMPARE(m_server->authorizations().size(), before);
 }
 
+void ConvertAuthTest::aForeignFrameDoesNotLeadThePage_data()
+{
+    QTest::addColumn<QString>("script");
+    QTest::newRow("location") << u"top.location='%1'"_s;
+    QTest::newRow("without a referrer")
+        << u"document.head.innerHTML='<meta name=referrer content=no-referrer>';top.location='%1'"_s;
+    QTest::newRow("a window") << u"open('%1','_top')"_s;
+    QTest::newRow("a link")
+        << u"document.body.innerHTML='<a target=_top href=%1>x</a>';document.links[0].click()"_s;
+    QTest::newRow("a form") << u"document.body.innerHTML='<form method=post target=_top action=%1></form>';"
+                               "document.forms[0].submit()"_s;
+}
+
+void ConvertAuthTest::aForeignFrameDoesNotLeadThePage()
+{
+    QFETCH(QString, script);
+    const WebServer other({});
+    other.write(u"frame.html"_s, u"<body>frame<script>onload=()=>setTimeout(()=>{%1},100)</script>"_s
+                                     .arg(script.replace(u"%1"_s, m_server->address(u"/closed/led.html"_s)))
+                                     .toUtf8());
+    m_server->write(u"closed/led.html"_s, "led");
+    m_server->write(u"closed/around.html"_s,
+                    u"own<iframe src=%1></iframe>"_s.arg(other.address(u"/frame.html"_s)).toUtf8());
+    const Conversion conversion =
+        m_engine.convert(m_server->address(u"/closed/around.html"_s), rightCredentials);
+    VERIFY_FAILED(conversion, 3);
+    QVERIFY2(conversion.run.errors.contains("401"), conversion.run.errors.constData());
+    QVERIFY(m_server->authorizations().filter(u"led.html"_s).isEmpty());
+}
+
+void ConvertAuthTest::anOwnPageWithAForeignFrameLeadsOn()
+{
+    const WebServer other({});
+    other.write(u"frame.html"_s, "frame");
+    m_server->write(u"closed/on.html"_s,
+                    u"own<iframe src=%1></iframe><script>onload=()=>location='page.html'</script>"_s
+                        .arg(other.address(u"/frame.html"_s))
+                        .toUtf8());
+    const Conversion conversion = m_engine.convert(m_server->address(u"/closed/on.html"_s), rightCredentials);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().contains(u"fetched"_s));
+}
+
 void ConvertAuthTest::allKindsOfOwnDocuments()
 {
     const WebServer other({});
@@ -544,6 +592,33 @@ void ConvertAuthTest::allKindsOfOwnDocuments()
     const Conversion served = m_engine.convert(m_server->address(u"/closed/served.html"_s), rightCredentials);
     VERIFY_WRITTEN(served);
     QCOMPARE(served.pdf().text(), u"fetched"_s);
+}
+
+void ConvertAuthTest::hostsInOtherSpellings_data()
+{
+    QTest::addColumn<QString>("host");
+    for (const char *host : {"LOCALHOST", "localhost.", "127.1", "0x7f.0.0.1", "2130706433", "[::1]",
+                             "[0:0:0::1]", "loc%61lhost"})
+        QTest::newRow(host) << QString(QLatin1String(host));
+}
+
+void ConvertAuthTest::hostsInOtherSpellings()
+{
+    QFETCH(QString, host);
+    if (host.startsWith(u'[') && !QFile::exists(u"/proc/net/if_inet6"_s))
+        QSKIP("there is no IPv6 here");
+    const int port = freePort();
+    const WebServer server(
+        (host.startsWith(u'[') ? "listen [::1]:" + QByteArray::number(port) + ";\n" : QByteArray()) +
+        closedLocations(m_folder.path(u"accounts"_s)));
+    server.write(u"closed/page.html"_s, "<p>inside<img src=red.png>");
+    server.write(u"closed/red.png"_s, plainPicture(Qt::red));
+    const Conversion conversion = m_engine.convert(
+        u"http://%1:%2/closed/page.html"_s.arg(host).arg(host.startsWith(u'[') ? port : server.port()),
+        rightCredentials);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text().contains(u"inside"_s));
+    QVERIFY(shows(Qt::red, conversion.pdf().picture()));
 }
 
 void ConvertAuthTest::credentialsInTheAddress_data()

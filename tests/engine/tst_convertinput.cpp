@@ -18,6 +18,8 @@ private slots:
     void anyFileName();
     void relativeNames();
     void aFileAddress();
+    void aQueryAndFragmentAfterTheName_data();
+    void aQueryAndFragmentAfterTheName();
     void aLinkToAFile();
     void otherKindsOfDocument_data();
     void otherKindsOfDocument();
@@ -80,6 +82,39 @@ void ConvertInputTest::aFileAddress()
     const Conversion conversion = m_engine.convert(QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded));
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(), u"found"_s);
+}
+
+void ConvertInputTest::aQueryAndFragmentAfterTheName_data()
+{
+    QTest::addColumn<QString>("input");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("fragment") << u"part.html#two"_s << u"[][#two] two"_s;
+    QTest::newRow("query") << u"part.html?a=1&b=%20c"_s << u"[?a=1&b=%20c][]"_s;
+    QTest::newRow("both") << u"part.html?a#two"_s << u"[?a][#two] two"_s;
+    QTest::newRow("in a folder with a #") << u"c# 100%/part.html?a#two"_s << u"[?a][#two] two"_s;
+    QTest::newRow("a file of that very name") << u"part.html#one"_s << u"of that name"_s;
+    QTest::newRow("of an address") << u"file://@/part.html?a#two"_s << u"[?a][#two] two"_s;
+}
+
+void ConvertInputTest::aQueryAndFragmentAfterTheName()
+{
+    QFETCH(QString, input);
+    QFETCH(QString, shown);
+    const QByteArray page = "<style>:target::after{content:' two'}</style><p id=two>"
+                            "<script>two.textContent=`[${location.search}][${location.hash}]`</script>";
+    m_engine.makeFolder(u"c# 100%"_s);
+    m_engine.write(u"part.html"_s, page);
+    m_engine.write(u"c# 100%/part.html"_s, page);
+    m_engine.write(u"part.html#one"_s, "of that name");
+    input.replace(u"@"_s, m_engine.documents());
+    const Conversion relative = m_engine.convert(input);
+    VERIFY_WRITTEN(relative);
+    QCOMPARE(relative.pdf().text(), shown);
+    if (input.startsWith(u"file:"_s))
+        return;
+    const Conversion absolute = m_engine.convert(m_engine.path(input));
+    VERIFY_WRITTEN(absolute);
+    QCOMPARE(absolute.pdf().text(), shown);
 }
 
 void ConvertInputTest::aLinkToAFile()

@@ -106,6 +106,7 @@ private slots:
     void aTemporaryFolderThatCannotBeUsed();
     void manyAtOnce();
     void aFolderThatAKilledGuardLeftGoesAtTheNextStart();
+    void aFolderWhoseProgramLivesStays();
     void onlyLeftFoldersGo();
     void nothingGoesWhereOthersCanRename();
 };
@@ -195,7 +196,8 @@ void GuardTest::noOtherDescriptorIsPassedOn()
     ::close(high);
     QVERIFY(runs);
     QVERIFY2(files.filter(u"secret"_s).isEmpty(), qPrintable(files.join(u'\n')));
-    QCOMPARE(files.size(), 5);
+    QCOMPARE(files.size(), 6);
+    QVERIFY(files.filter(u"5 %1/quirelle-"_s.arg(folder.path())).size() == 1);
 }
 
 void GuardTest::noSignalIsIgnored()
@@ -334,11 +336,13 @@ void GuardTest::aFolderThatAKilledGuardLeftGoesAtTheNextStart()
     readUntil(alive->fromProgram(), "ready");
     QString left;
     {
-        const auto killed = guardedScript(
-            "mkdir -p $1/a/b; : >$1/a/b/file; chmod 0 $1/a/b; chmod 500 $1/a; echo $1 ready >&4; cat <&3",
-            folder);
+        const auto killed = guardedScript("mkdir -p $1/a/b; : >$1/a/b/file; chmod 0 $1/a/b; chmod 500 $1/a; "
+                                          "echo $1 ready >&4; exec cat <&3",
+                                          folder);
         left = QString::fromUtf8(readUntil(killed->fromProgram(), "ready")).section(u' ', 0, 0);
+        const QList<ProcessInfo> family = descendantsOf(killed->process());
         ::kill(killed->process(), SIGKILL);
+        QVERIFY(waitUntil([&] { return runningOf(family) == 0; }));
     }
     QVERIFY(QFileInfo::exists(left));
     QCOMPARE(foldersIn(folder).size(), 2);
@@ -350,6 +354,28 @@ void GuardTest::aFolderThatAKilledGuardLeftGoesAtTheNextStart()
     const QStringList folders = foldersIn(folder);
     QCOMPARE(folders.size(), 1);
     QCOMPARE(contentOf(folder.path(folders[0] + u"/file"_s)), QByteArray("kept\n"));
+}
+
+void GuardTest::aFolderWhoseProgramLivesStays()
+{
+    const TemporaryFolder folder;
+    // The guard's own child dies with it, what that has started does not.
+    const auto orphaned = guardedScript("sh -c 'echo $0 ready >&4; exec cat <&3' $1; :", folder);
+    const QString place = QString::fromUtf8(readUntil(orphaned->fromProgram(), "ready")).section(u' ', 0, 0);
+    const QList<ProcessInfo> family = descendantsOf(orphaned->process());
+    ::kill(orphaned->process(), SIGKILL);
+    const auto startNext = [&folder] {
+        const auto next = guardedScript("echo ready >&4; cat <&3", folder);
+        readUntil(next->fromProgram(), "ready");
+    };
+    QVERIFY(runningOf(family) > 0);
+    startNext();
+    QVERIFY(QFileInfo::exists(place));
+    for (const ProcessInfo &process : family)
+        ::kill(static_cast<pid_t>(process.id), SIGKILL);
+    QVERIFY(waitUntil([&] { return runningOf(family) == 0; }));
+    startNext();
+    QVERIFY(!QFileInfo::exists(place));
 }
 
 void GuardTest::onlyLeftFoldersGo()

@@ -1,4 +1,5 @@
 #include "engine/browser/memory.h"
+#include "engine/job/failure.h"
 
 #include <QProcess>
 #include <QTest>
@@ -15,6 +16,8 @@ class MemoryTest : public QObject
 
 private slots:
     void processesMayEndWhileTheyAreLookedAt();
+    void aLargeRendererIsKilledAlone();
+    void aLargeBrowserIsKilledWithAllItsProcesses();
 };
 
 void MemoryTest::processesMayEndWhileTheyAreLookedAt()
@@ -35,12 +38,59 @@ void MemoryTest::processesMayEndWhileTheyAreLookedAt()
     // Some hundred looks at processes of which each lives for about a millisecond.
     QTest::qWait(3000);
     for (const auto &one : watched)
-        QCOMPARE(one->watch.kills(), 0);
+        QCOMPARE(one->watch.rendererKills(), 0);
     watched.clear();
     for (const auto &shell : shells) {
         shell->kill();
         shell->waitForFinished();
     }
+}
+
+/// A process that holds some 300 MB, which has a child.
+std::unique_ptr<QProcess> largeProcess(const QStringList &arguments)
+{
+    auto shell = std::make_unique<QProcess>();
+    shell->start(u"sh"_s, QStringList{u"-c"_s, u"x=$(head -c 300000000 /dev/zero | tr '\\0' x); sleep 60"_s,
+                                      u"large"_s} +
+                              arguments);
+    shell->waitForStarted();
+    return shell;
+}
+
+void MemoryTest::aLargeRendererIsKilledAlone()
+{
+    const auto other = largeProcess({});
+    const auto renderer = largeProcess({u"--type=renderer"_s});
+    MemoryWatch watch(::getpid(), 200);
+    const WatchedJob job(watch);
+    QVERIFY(renderer->waitForFinished(20000));
+    QCOMPARE(watch.rendererKills(), 1);
+    const Failure failure = job.withReason(Failure(ExitCode::Crashed, u"x"_s), u"page"_s);
+    QVERIFY2(failure.message().contains(u"200 MiB"_s), failure.what());
+    QVERIFY(failure.isFinal());
+    QCOMPARE(job.withReason(Failure(ExitCode::NotLoaded, u"x"_s), u"page"_s).message(), u"x"_s);
+    // What no page has taken may be a little more.
+    QVERIFY(!watch.killedBrowser());
+    QCOMPARE(other->state(), QProcess::Running);
+    other->kill();
+    other->waitForFinished();
+}
+
+void MemoryTest::aLargeBrowserIsKilledWithAllItsProcesses()
+{
+    QProcess small;
+    small.start(u"sleep"_s, {u"60"_s});
+    QVERIFY(small.waitForStarted());
+    const auto large = largeProcess({});
+    MemoryWatch watch(::getpid(), 100);
+    const WatchedJob job(watch);
+    QVERIFY(large->waitForFinished(20000));
+    QVERIFY(small.waitForFinished(20000));
+    QVERIFY(watch.killedBrowser());
+    const Failure failure = job.withReason(Failure(ExitCode::Crashed, u"x"_s), u"page"_s);
+    QVERIFY2(failure.message().contains(u"100 MiB"_s), failure.what());
+    // It may have been another job's page.
+    QVERIFY(!failure.isFinal());
 }
 
 QTEST_GUILESS_MAIN(MemoryTest)

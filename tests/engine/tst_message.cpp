@@ -47,6 +47,7 @@ private slots:
     void aFrameCutAnywhereIsAwaited();
     void aKindThatDoesNotExistIsRefused();
     void aBodyThatIsTooLongIsRefusedByItsHeader();
+    void thePdfsThatMayBeOrderedFit();
     void anOrderArrivesAsItWas();
     void theTimeThatHasPassedArrives();
     void anOrderCutWithinATextIsRefused();
@@ -105,6 +106,7 @@ void MessageTest::aBodyThatIsTooLongIsRefusedByItsHeader()
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(longest, maximumOrder));
 }
 
+    void thePdfsThatMayBeOrderedFit();
 void MessageTest::anOrderArrivesAsItWas()
 {
     for (const Invocation &invocation : {ordinaryInvocation(), oddInvocation(), invocationOf({})})

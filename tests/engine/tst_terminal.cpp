@@ -141,6 +141,10 @@ void TerminalTest::aPdfGoesToStandardOutput()
     const QString line = m_engine->logLines().value(0);
     QVERIFY2(line.contains(u" -> -: %1 bytes"_s.arg(piped.output.size())), qPrintable(line));
 
+    const ProgramResult byDevice = m_engine->run({page, u"/dev/stdout"_s});
+    QCOMPARE(byDevice.exitCode, 0);
+    QCOMPARE(PdfFile(m_engine->write(u"by-device.pdf"_s, byDevice.output)).text(), u"some text"_s);
+
     // Also where messages go to a terminal.
     const TerminalResult atDesk = atTerminal({page, u"-"_s}, TerminalOutput::ToPipe);
     QCOMPARE(atDesk.run.exitCode, 0);

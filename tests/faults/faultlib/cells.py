@@ -195,14 +195,18 @@ def guard_killed(moment):
         worker = engine_has(room, job)
         for guard in (p for p in descendants_of(worker) if name_of(p) == 'quirelle-guard'):
             send(guard, KILLED)
-        return done(room, job)
+        done(room, job)
+        room.end_servers()
+        if not wait_until(lambda: not room.processes()):
+            raise Complaint('the browser does not end')
+        return job
     return act
 
 
-# The folder that it leaves goes with the next job.
+# Its browser goes on if a script has started it, and ends with the engine. The folder goes when the next one starts.
 for MOMENT in ('load', 'print'):
-    add('guard killed', MOMENT, BOTH, guard_killed(MOMENT), {COLD: 6, WARM: 0}, 'browser',
-        written={COLD: False, WARM: True}, small=BOTH if MOMENT == 'load' else ())
+    add('guard killed', MOMENT, BOTH, guard_killed(MOMENT), {COLD: (0, 6), WARM: 0}, 'browser',
+        written={COLD: None, WARM: True}, small=BOTH if MOMENT == 'load' else ())
 
 
 # ---- the server

@@ -1,0 +1,123 @@
+#include "tests/engine/serverfixture.h"
+
+#include "tests/support/invocation.h"
+#include "tests/support/waiting.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <poll.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+QByteArray bytesOf(FrameKind kind, std::string_view body)
+{
+    return QByteArray::fromStdString(frameBytes(kind, body));
+}
+
+sockaddr_un socketAddress(const QString &path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const QByteArray name = QFile::encodeName(path);
+    std::copy_n(name.constData(), std::min<size_t>(size_t(name.size()), sizeof(address.sun_path) - 1),
+                address.sun_path);
+    return address;
+}
+
+RawClient::RawClient(const QString &path) : m_socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    const sockaddr_un address = socketAddress(path);
+    m_connected = ::connect(m_socket, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0;
+}
+
+RawClient::~RawClient()
+{
+    ::close(m_socket);
+}
+
+void RawClient::send(const QByteArray &bytes) const
+{
+    // Where the other end has gone, this shows in what is read.
+    [[maybe_unused]] const ssize_t sent =
+        ::send(m_socket, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
+}
+
+void RawClient::order(const QString &url) const
+{
+    send(bytesOf(FrameKind::Order, orderBody(invocationOf({url, QStringLiteral("out.pdf")}))));
+}
+
+bool RawClient::awaitEnd(std::chrono::milliseconds bound)
+{
+    const Deadline end = Deadline::in(bound);
+    while (!end.passed()) {
+        pollfd source{m_socket, POLLIN, 0};
+        if (::poll(&source, 1, 50) <= 0)
+            continue;
+        char buffer[4096];
+        const ssize_t count = ::recv(m_socket, buffer, sizeof(buffer), 0);
+        if (count <= 0)
+            return true;
+        m_received.append(buffer, count);
+    }
+    return false;
+}
+
+void ServerFixture::init()
+{
+    m_engine = std::make_unique<Engine>();
+    m_engine->setIdleSeconds(30);
+}
+
+void ServerFixture::cleanup()
+{
+    QCOMPARE(m_engine->leftBehind(), QStringList());
+}
+
+ProcessInfo ServerFixture::warmUp()
+{
+    const Conversion conversion = m_engine->convertText("<p>x");
+    if (!conversion.flaw().isEmpty())
+        qWarning("%s", conversion.flaw().constData());
+    const QList<ProcessInfo> servers = m_engine->servers();
+    return servers.size() == 1 ? servers[0] : ProcessInfo();
+}
+
+QString ServerFixture::socketPath() const
+{
+    const QDir folder(m_engine->runtimeFolder() + u"/quirelle"_s);
+    return folder.filePath(folder.entryList({u"*.socket"_s}, everything).value(0));
+}
+
+std::chrono::milliseconds ServerFixture::coldBound()
+{
+    if (m_coldTime.count() == 0) {
+        Engine engine;
+        engine.setIdleSeconds(0);
+        for (int i = 0; i < 3; ++i)
+            m_coldTime = std::max(m_coldTime, engine.convertText("<p>x").run.time);
+        qInfo("a cold job takes %lld ms", static_cast<long long>(m_coldTime.count()));
+    }
+    // What else the machine does may come on top.
+    return 2 * m_coldTime + 500ms;
+}
+
+void ServerFixture::verifyStillConverts(std::chrono::milliseconds bound)
+{
+    const Conversion conversion = m_engine->convertText("<p>still");
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"still"_s);
+    qInfo("took %lld ms", static_cast<long long>(conversion.run.time.count()));
+    // The machine may have become busier since the bound was measured.
+    if (conversion.run.time >= bound) {
+        m_coldTime = 0ms;
+        bound = std::max(bound, coldBound());
+    }
+    QVERIFY2(conversion.run.time < bound, qPrintable(u"%1 ms"_s.arg(conversion.run.time.count())));
+}

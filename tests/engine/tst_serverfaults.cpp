@@ -1,0 +1,318 @@
+#include "tests/engine/serverfixture.h"
+#include "tests/support/silentserver.h"
+#include "tests/support/waiting.h"
+
+#include <QTest>
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <csignal>
+#include <thread>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+/// Which of these use a whole core, or nearly.
+QList<ProcessInfo> busyOf(const QList<ProcessInfo> &processes)
+{
+    QList<qint64> before;
+    for (const ProcessInfo &process : processes)
+        before += ticksOf(process);
+    std::this_thread::sleep_for(1s);
+    QList<ProcessInfo> busy;
+    for (qsizetype i = 0; i < processes.size(); ++i) {
+        // Of 100 in a second; others may want the cores as well.
+        if (ticksOf(processes[i]) - before[i] > 15)
+            busy += processes[i];
+    }
+    return busy;
+}
+
+} // namespace
+
+/// What happens to the warm server, its browser and its engines while jobs are done.
+class ServerFaultsTest : public ServerFixture
+{
+    Q_OBJECT
+
+private slots:
+    void aKilledEngineEndsItsJob();
+    void aCancelledJobOfABrowserThatHangs();
+    void scriptsWithoutEndEndWithTheirJob_data();
+    void scriptsWithoutEndEndWithTheirJob();
+    void aFullServer();
+    void aStoppedServer();
+    void theServerEndedInMidJob_data();
+    void theServerEndedInMidJob();
+    void aPageThatTakesTooMuchMemoryHarmsNoOther();
+    void aPageThatFillsTheBrowserHarmsNoOther();
+    void theBrowserKilledInMidJob();
+    void theBrowserKilledBetweenJobs();
+};
+
+void ServerFaultsTest::aKilledEngineEndsItsJob()
+{
+    const ProcessInfo server = warmUp();
+    const QList<ProcessInfo> browsers = browsersIn(descendantsOf(server.id));
+    QCOMPARE(browsers.size(), 1);
+    for (const int number : {SIGKILL, SIGTERM}) {
+        SilentServer page;
+        const auto job = m_engine->start({page.address(), m_engine->freshOutput()});
+        QVERIFY(!page.awaitRequest().isNull());
+        ::kill(static_cast<pid_t>(job->processId()), number);
+        QVERIFY(page.awaitHangUp(3s));
+        QVERIFY(job->waitForFinished(5000));
+    }
+    QVERIFY(isRunning(server));
+    verifyStillConverts(20s);
+    QCOMPARE(m_engine->servers(), QList{server});
+    // It has done nothing wrong.
+    QCOMPARE(browsersIn(descendantsOf(server.id)), browsers);
+}
+
+void ServerFaultsTest::aCancelledJobOfABrowserThatHangs()
+{
+    const ProcessInfo server = warmUp();
+    const QList<ProcessInfo> browsers = browsersIn(descendantsOf(server.id));
+    QCOMPARE(browsers.size(), 1);
+    SilentServer page;
+    const auto job = m_engine->start({page.address(), m_engine->freshOutput()});
+    QVERIFY(!page.awaitRequest().isNull());
+    ::kill(static_cast<pid_t>(browsers[0].id), SIGSTOP);
+    job->kill();
+    QVERIFY(job->waitForFinished(5000));
+    QVERIFY(
+        waitUntil([&] { return m_engine->convertText("<p>x").flaw().isEmpty() && !isRunning(browsers[0]); }));
+    QCOMPARE(m_engine->servers(), QList{server});
+    QCOMPARE(browsersIn(descendantsOf(server.id)).size(), 1);
+}
+
+void ServerFaultsTest::scriptsWithoutEndEndWithTheirJob_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<bool>("killed");
+    const QByteArray worker = "const w=[1,2].map(()=>new Worker(URL.createObjectURL(new "
+                              "Blob(['while(true);']))));";
+    for (const bool killed : {true, false}) {
+        const char *how = killed ? "engine killed" : "out of time";
+        QTest::addRow("a loop, %s", how) << QByteArray("while(true);") << killed;
+        QTest::addRow("a loop that is gone back to, %s", how)
+            << QByteArray("function f(){setTimeout(f);for(;;);}setInterval(f);f()") << killed;
+        QTest::addRow("a page that would not be left, %s", how)
+            << QByteArray("onbeforeunload=onpagehide=onunload=e=>{for(;;);};for(;;);") << killed;
+        QTest::addRow("workers, %s", how) << worker << killed;
+    }
+}
+
+void ServerFaultsTest::scriptsWithoutEndEndWithTheirJob()
+{
+    QFETCH(QByteArray, script);
+    QFETCH(bool, killed);
+    const ProcessInfo server = warmUp();
+    SilentServer picture;
+    const QString page = m_engine->write(u"page.html"_s, "<p>x<img src='" + picture.address().toLatin1() +
+                                                             "'><script>" + script + "</script>");
+    const auto job =
+        m_engine->start({u"--timeout"_s, killed ? u"60"_s : u"6"_s, page, m_engine->freshOutput()});
+    QVERIFY(!picture.awaitRequest().isNull());
+    QVERIFY(waitUntil([&] { return !busyOf(descendantsOf(server.id)).isEmpty(); }));
+    if (killed)
+        job->kill();
+    QVERIFY(job->waitForFinished(20000));
+    if (!killed)
+        QCOMPARE(job->exitCode(), 4);
+    // The browser's own processes may have been busy for a moment, and stay.
+    QVERIFY2(waitUntil([&] { return busyOf(descendantsOf(server.id)).isEmpty(); }, 8s),
+             "something goes on computing");
+    QVERIFY(isRunning(server));
+    verifyStillConverts(20s);
+}
+
+void ServerFaultsTest::aFullServer()
+{
+    const auto bound = coldBound();
+    const ProcessInfo server = warmUp();
+    const SilentServer page;
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (unsigned i = 0; i < 2 * std::max(std::thread::hardware_concurrency(), 1U); ++i) {
+        clients.push_back(std::make_unique<RawClient>(socketPath()));
+        clients.back()->order(page.address());
+    }
+    for (int i = 0; i < 3; ++i)
+        verifyStillConverts(bound);
+    // Beyond all bounds.
+    while (clients.size() < 260) {
+        clients.push_back(std::make_unique<RawClient>(socketPath()));
+        clients.back()->order(page.address());
+    }
+    verifyStillConverts(bound);
+    clients.clear();
+    QVERIFY(waitUntil([&] {
+        const Conversion conversion = m_engine->convertText("x");
+        return conversion.flaw().isEmpty() && conversion.run.time < bound / 2;
+    }));
+    QCOMPARE(m_engine->servers(), QList{server});
+}
+
+void ServerFaultsTest::aStoppedServer()
+{
+    const auto bound = coldBound();
+    const ProcessInfo server = warmUp();
+    ::kill(static_cast<pid_t>(server.id), SIGSTOP);
+    verifyStillConverts(bound);
+    verifyStillConverts(bound);
+    // Nobody can even connect.
+    const int flags = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
+    const sockaddr_un address = socketAddress(socketPath());
+    std::vector<int> sockets;
+    int connected = 0;
+    while (connected == 0) {
+        sockets.push_back(::socket(AF_UNIX, flags, 0));
+        connected = ::connect(sockets.back(), reinterpret_cast<const sockaddr *>(&address), sizeof(address));
+    }
+    QCOMPARE(errno, EAGAIN);
+    verifyStillConverts(bound);
+    for (const int socket : sockets)
+        ::close(socket);
+    ::kill(static_cast<pid_t>(server.id), SIGCONT);
+    verifyStillConverts(20s);
+    QCOMPARE(m_engine->servers(), QList{server});
+}
+
+void ServerFaultsTest::theServerEndedInMidJob_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::newRow("by SIGTERM") << SIGTERM;
+    QTest::newRow("by SIGKILL") << SIGKILL;
+    QTest::newRow("by SIGINT") << SIGINT;
+}
+
+void ServerFaultsTest::theServerEndedInMidJob()
+{
+    QFETCH(int, number);
+    const ProcessInfo server = warmUp();
+    const QList<ProcessInfo> family = descendantsOf(server.id);
+    SilentServer picture;
+    const QString page =
+        m_engine->write(u"page.html"_s, "<p>x<img src='" + picture.address().toLatin1() + "'>");
+    const QString output = m_engine->freshOutput();
+    const auto job = m_engine->start({page, output});
+    QVERIFY(!picture.awaitRequest().isNull());
+    ::kill(static_cast<pid_t>(server.id), number);
+    // The engine begins anew, by itself.
+    QVERIFY(!picture.awaitRequest().isNull());
+    QVERIFY(!descendantsOf(job->processId()).isEmpty());
+    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
+    picture.hangUp();
+    QVERIFY(job->waitForFinished(20000));
+    QCOMPARE(job->exitCode(), 0);
+    QCOMPARE(PdfFile(output).text(), u"x"_s);
+    QVERIFY(waitUntil([&] { return !isRunning(server) && runningOf(family) == 0; }));
+    // In the place of what it has left.
+    const ProcessInfo next = warmUp();
+    QVERIFY(next.id > 0 && !(next == server));
+}
+
+void ServerFaultsTest::aPageThatTakesTooMuchMemoryHarmsNoOther()
+{
+    m_engine->setIdleSeconds(60);
+    const QStringList bound{u"--max-memory"_s, u"300"_s};
+    VERIFY_WRITTEN(m_engine->convertText("<p>x", bound));
+    const QList<ProcessInfo> servers = m_engine->servers();
+    QCOMPARE(servers.size(), 1);
+    const QList<ProcessInfo> browsers = browsersIn(descendantsOf(servers[0].id));
+    QCOMPARE(browsers.size(), 1);
+    SilentServer picture;
+    const QString page =
+        m_engine->write(u"page.html"_s, "<p>whole<img src='" + picture.address().toLatin1() + "'>");
+    const QString output = m_engine->freshOutput();
+    const auto job = m_engine->start(bound + QStringList{page, output});
+    QVERIFY(!picture.awaitRequest().isNull());
+    const Conversion large = m_engine->convertText(
+        "<script>window.a=[];for(;;)a.push(new Uint8Array(9<<20).fill(1))</script>", bound);
+    VERIFY_FAILED(large, 6);
+    QVERIFY2(large.run.errors.contains("300 MiB"), large.run.errors.constData());
+    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
+    picture.hangUp();
+    QVERIFY(job->waitForFinished(20000));
+    QCOMPARE(job->exitCode(), 0);
+    QCOMPARE(PdfFile(output).text(), u"whole"_s);
+    QCOMPARE(m_engine->servers(), servers);
+    QCOMPARE(browsersIn(descendantsOf(servers[0].id)), browsers);
+}
+
+/// What it fills is the process that all pages share.
+void ServerFaultsTest::aPageThatFillsTheBrowserHarmsNoOther()
+{
+    const QStringList bound{u"--max-memory"_s, u"300"_s};
+    VERIFY_WRITTEN(m_engine->convertText("<p>x", bound));
+    const QList<ProcessInfo> servers = m_engine->servers();
+    QCOMPARE(servers.size(), 1);
+    const QList<ProcessInfo> browsers = browsersIn(descendantsOf(servers[0].id));
+    QCOMPARE(browsers.size(), 1);
+    SilentServer picture;
+    const QString page =
+        m_engine->write(u"page.html"_s, "<p>whole<img src='" + picture.address().toLatin1() + "'>");
+    const QString output = m_engine->freshOutput();
+    const auto job = m_engine->start(bound + QStringList{page, output});
+    QVERIFY(!picture.awaitRequest().isNull());
+    // The addresses of their documents are kept there.
+    const Conversion large =
+        m_engine->convertText("<body><script>for(let i=0;i<1200;i++){const f=document.createElement('iframe');"
+                              "f.src='data:text/html,'+i+'x'.repeat(1.9e6);document.body.append(f)}</script>",
+                              bound);
+    VERIFY_FAILED(large, 6);
+    QVERIFY2(large.run.errors.contains("the browser takes more than 300 MiB"), large.run.errors.constData());
+    // The other job begins anew, by itself.
+    QVERIFY(!picture.awaitRequest().isNull());
+    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
+    picture.hangUp();
+    QVERIFY(job->waitForFinished(20000));
+    QCOMPARE(job->exitCode(), 0);
+    QCOMPARE(PdfFile(output).text(), u"whole"_s);
+    QVERIFY(waitUntil([&] { return !isRunning(browsers[0]); }));
+    VERIFY_WRITTEN(m_engine->convertText("<p>x", bound));
+    QCOMPARE(m_engine->servers(), servers);
+    QCOMPARE(browsersIn(descendantsOf(servers[0].id)).size(), 1);
+}
+
+void ServerFaultsTest::theBrowserKilledInMidJob()
+{
+    const ProcessInfo server = warmUp();
+    SilentServer picture;
+    const QString page =
+        m_engine->write(u"page.html"_s, "<p>x<img src='" + picture.address().toLatin1() + "'>");
+    const QString output = m_engine->freshOutput();
+    const auto job = m_engine->start({page, output});
+    QVERIFY(!picture.awaitRequest().isNull());
+    for (const ProcessInfo &browser : browsersIn(descendantsOf(server.id)))
+        ::kill(static_cast<pid_t>(browser.id), SIGKILL);
+    QVERIFY(!picture.awaitRequest().isNull());
+    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
+    picture.hangUp();
+    QVERIFY(job->waitForFinished(20000));
+    QCOMPARE(job->exitCode(), 0);
+    QCOMPARE(PdfFile(output).text(), u"x"_s);
+    QVERIFY(isRunning(server));
+}
+
+void ServerFaultsTest::theBrowserKilledBetweenJobs()
+{
+    const ProcessInfo server = warmUp();
+    const QList<ProcessInfo> browsers = browsersIn(descendantsOf(server.id));
+    QCOMPARE(browsers.size(), 1);
+    ::kill(static_cast<pid_t>(browsers[0].id), SIGKILL);
+    // The first may have been quicker than the news, and have done without the server.
+    verifyStillConverts(20s);
+    verifyStillConverts(20s);
+    QCOMPARE(m_engine->servers(), QList{server});
+    QVERIFY(waitUntil([&] { return browsersIn(descendantsOf(server.id)).size() == 1; }));
+}
+
+QTEST_GUILESS_MAIN(ServerFaultsTest)
+#include "tst_serverfaults.moc"

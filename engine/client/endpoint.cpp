@@ -1,5 +1,6 @@
 #include "engine/client/endpoint.h"
 
+#include "engine/base/descriptor.h"
 #include "engine/base/environment.h"
 #include "engine/base/modules.h"
 #include "engine/base/temporary.h"
@@ -148,16 +149,6 @@ std::optional<Endpoint> findEndpoint(const std::string &executable, IfNone ifNon
             return endpoint;
     }
     return std::nullopt;
-}
-
-bool isFileAt(int descriptor, const std::string &path)
-{
-    struct stat held {
-    };
-    struct stat there {
-    };
-    return ::fstat(descriptor, &held) == 0 && ::lstat(path.c_str(), &there) == 0 &&
-           held.st_dev == there.st_dev && held.st_ino == there.st_ino;
 }
 
 void removeEndpoint(const Endpoint &endpoint, int lock)

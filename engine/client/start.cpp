@@ -1,5 +1,6 @@
 #include "engine/client/start.h"
 
+#include "engine/base/descriptor.h"
 #include "engine/base/environment.h"
 
 #include <sys/file.h>
@@ -37,16 +38,6 @@ int listenAt(const Endpoint &endpoint)
     return -1;
 }
 
-void closeFrom(int first)
-{
-#ifdef __linux__
-    ::close_range(static_cast<unsigned>(first), ~0U, 0);
-#else
-    for (int descriptor = first; descriptor < ::getdtablesize(); ++descriptor)
-        ::close(descriptor);
-#endif
-}
-
 [[noreturn]] void becomeServer(int listening, int lock, const Endpoint &endpoint,
                                const std::string &executable)
 {
@@ -65,7 +56,7 @@ void closeFrom(int first)
     }
     ::dup2(heldSocket, serverSocket);
     ::dup2(heldLock, serverLock);
-    closeFrom(firstFree);
+    closeDescriptorsFrom(firstFree);
     const int nothing = ::open("/dev/null", O_RDWR);
     for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         // Better none than the caller's.

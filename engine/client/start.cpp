@@ -1,5 +1,6 @@
 #include "engine/client/start.h"
 
+#include "engine/base/descriptor.h"
 #include "engine/base/environment.h"
 
 #include <sys/file.h>

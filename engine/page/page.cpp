@@ -22,6 +22,8 @@ using namespace Qt::StringLiterals;
 
 /// How much of the page's time may pass at once while it is printed.
 constexpr auto printingStep = 500ms;
+/// How long a page may take to be fitted to its paper.
+constexpr auto fittingTime = 10s;
 /// How long a page may print before scripts that hold it up are stopped.
 constexpr auto printingTime = 5s;
 
@@ -80,7 +82,8 @@ Page::Page(Connection &connection, Deadline deadline, const std::function<Place(
       m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
       m_session(connection, m_place.session, deadline), m_events(m_session, m_place.target),
       m_time(m_session), m_preparation(m_session, m_place.target),
-      m_readiness(m_session, m_place.target, m_events, m_time, m_preparation)
+      m_readiness(m_session, m_place.target, m_events, m_time, m_preparation),
+      m_fitting(m_browser, m_place.context, m_session, m_place.target, m_time)
 {
     QJsonObject refusal{{u"behavior"_s, u"deny"_s}};
     if (!m_place.context.isEmpty())
@@ -184,13 +187,17 @@ QByteArray Page::print(const Job &job)
     for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
         settings.insert(margin, usualMargin / pointsPerInch);
     m_session.setLargestReply(largestPrint(job));
-    Session::Reply reply = printed(settings);
+    const auto fitAndPrint = [&] {
+        settings.insert(u"scale"_s, m_fitting.fit(job, Deadline::in(fittingTime)).scale);
+        return printed(settings);
+    };
+    Session::Reply reply = fitAndPrint();
     // A page that moves on in this very moment can be printed when it has arrived.
     for (int attempt = 0; !reply.error.isEmpty() && attempt < mostRounds && !m_events.isLoaded(); ++attempt) {
         const Deadline bound = Deadline::in(patience);
         m_readiness.awaitLoadEvent(bound);
         m_preparation.prepare(job, bound);
-        reply = printed(settings);
+        reply = fitAndPrint();
     }
     if (reply.error == QLatin1String(tooLargeError))
         throw tooLargeForOutput(job.maximumOutput);

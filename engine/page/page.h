@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/job/order.h"
+#include "engine/page/fitting.h"
 #include "engine/page/pageevents.h"
 #include "engine/page/pagetime.h"
 #include "engine/page/preparation.h"
@@ -75,4 +76,5 @@ private:
     PageTime m_time;
     Preparation m_preparation;
     Readiness m_readiness;
+    Fitting m_fitting;
 };

@@ -7,7 +7,7 @@
 #include <QSize>
 
 /// Makes the documents of a page, those of its frames included, ready for paper: the paper itself, what is
-/// loaded late or only for paper, backgrounds, animations, the smallest text size.
+/// loaded late or only for paper, backgrounds, animations.
 class Preparation
 {
 public:
@@ -34,24 +34,16 @@ public:
     void setViewport(QSizeF size);
     QSize viewport() const { return m_viewport; }
 
-    /// Enlarges the text of pictures that the page may show but not read. From then on no script of the page
-    /// runs, which could read it.
-    void prepareForeignPictures(const Job &job, Deadline bound);
-
 private:
     bool inspectSheets(Deadline bound);
     void findClosedTrees(Deadline bound);
     void changeUnreadableSheets(QJsonObject settings, Deadline bound);
-    void enlargeText(double minimumPixels, int byBrowser, Deadline bound);
-    bool fetchPictures(const QList<FrameResult> &results, QJsonObject &pictures, Deadline bound);
     void setViewportWidth(const QJsonValue &width);
 
     Session &m_session;
     QString m_mainFrame;
     QSize m_viewport;
     bool m_inspectsSheets = false;
-    bool m_foreignPictures = false; ///< there are some to be enlarged
-    bool m_scriptsAreSilent = false;
     /// Ids of sheets from files that have not been looked at yet.
     QStringList m_newSheets;
     /// Elements that bring sheets along: the ids of their frames, and their own, which have not been looked

@@ -45,15 +45,12 @@ void Readiness::awaitWhole(const Job &job, Deadline bound)
 {
     m_bound = bound;
     awaitLoadEvent(bound);
-    const Settled settled = settle(job);
+    settle(job);
     if (bound.passed())
         takeAsItIs(job);
-    else if (job.minimumFontSize > 0 && settled == Settled::SincePrepared)
-        m_preparation.prepare(job, bound);
-    m_preparation.prepareForeignPictures(job, Deadline::in(preparingTime));
 }
 
-Readiness::Settled Readiness::settle(const Job &job)
+void Readiness::settle(const Job &job)
 {
     m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
     // What comes in at the end of a round may be built into the page in the next; but a page that goes on for
@@ -72,9 +69,9 @@ Readiness::Settled Readiness::settle(const Job &job)
         cameLate = cameLate || now.heardWork != heardWork;
         const bool awaitsDrawing = now.awaitedDrawings != drawings;
         if (rounds > 0 && !now.changed && !awaitsWork && !cameLate && !awaitsDrawing)
-            return Settled::WhenPrepared;
+            return;
         if (!now.changed && !now.livesOn && !awaitsWork && !m_events.hasSuccessor() && m_events.isIdle())
-            return Settled::WhenPrepared;
+            return;
         if (now.animated || awaitsDrawing)
             awaitFrame();
         drawings = now.awaitedDrawings;
@@ -89,14 +86,13 @@ Readiness::Settled Readiness::settle(const Job &job)
         if (!m_events.isLoaded())
             awaitLoadEvent(m_bound);
         if (!now.changed && !now.hasScripts && m_events.count() == before)
-            return Settled::SincePrepared;
+            return;
         ++rounds;
         if (document != m_events.document()) {
             rounds = heardWork = drawings = 0;
             isShownWhole = false;
         }
     }
-    return Settled::SincePrepared;
 }
 
 Preparation::Findings Readiness::prepare(const Job &job)

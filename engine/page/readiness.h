@@ -19,10 +19,7 @@ public:
     void awaitWhole(const Job &job, Deadline bound);
 
 private:
-    /// When nothing more came: by when the page was prepared last, or after that.
-    enum class Settled { WhenPrepared, SincePrepared };
-
-    Settled settle(const Job &job);
+    void settle(const Job &job);
     void takeAsItIs(const Job &job);
     Preparation::Findings prepare(const Job &job);
     void letTimePass(std::chrono::milliseconds duration);

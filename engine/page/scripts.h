@@ -14,9 +14,30 @@
 /// that has scripts.
 extern const char prepareScript[];
 
-/// enlarge.js, a function of {minimum, byBrowser}: the smallest text size wanted, and that which the browser
-/// keeps, in CSS pixels.
-extern const char enlargeScript[];
+/// fit.js, a function of {minimum, byBrowser, outside, shrinks, byPrinting, maximum}: the smallest text size
+/// wanted and that which the browser keeps, both in CSS pixels; the factor at which the frame is drawn by
+/// what is around it; whether its width decides how far the page is shrunk; how far the browser shrinks it by
+/// itself, and how far it may be shrunk. Returns {shrinking, smallest, rightToLeft, pictures, scalesFrames,
+/// hidingBoxes, pseudosAreUnknown}: how far the page must be shrunk, 1 if it fits; the smallest text then, in
+/// CSS pixels on paper, at most `minimum`; whether the page grows to the left; its images, each {address,
+/// width, height, minimum, naturalWidth, naturalHeight} in CSS pixels; whether it draws frames smaller or
+/// larger than they are, whose factors then are in globalThis.frameFactors; selectors of the scrolling boxes
+/// that hide text; whether sheets that it could not read may give pseudo-elements sizes of their own, for
+/// which `enlargePseudos` then is to be called. Both stand
+/// in what lasts from one call to the next, globalThis[Symbol.for('quirelle')].
+extern const char fitScript[];
+
+/// picture.js, a function of {text, shown}: an SVG file, and how it is shown, as in `pictures` of fit.js.
+/// Returns {enlarged}, the file with larger text, or {} if it needs none.
+extern const char pictureScript[];
+
+/// blank.js, a function that has the blank page in which picture.js runs load nothing. Returns {isReady}.
+extern const char blankScript[];
+
+/// replace.js, a function of {addresses}: by places in `pictures` of fit.js, {from, to}, the address of an
+/// image and the one that it is loaded from instead. Returns {coming}, how many of those are still being
+/// loaded.
+extern const char replaceScript[];
 
 /// listen.js and notice.js, each a script to run before those of the page: the first in the engine's own
 /// world, where prepare.js runs, the second in the page's.

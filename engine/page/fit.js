@@ -63,7 +63,7 @@
     const controls = new Set(['input', 'textarea', 'select', 'button', 'meter', 'progress', 'img']);
     const holdsText = (element, style) => {
         for (let node = firstNode(element); node; node = nextNode(node))
-            if (node.nodeType === Node.TEXT_NODE && /\S/.test(node.data)) return true;
+            if (node.nodeType === Node.TEXT_NODE && (/\S/.test(node.data) || style.whiteSpaceCollapse !== 'collapse')) return true;
         return controls.has(nameOf(element)) || style.display.includes('list-item');
     };
 
@@ -86,6 +86,8 @@
     lasting.frameFactors = new WeakMap();
     let texts = [];
     let entries = new Map(); // by element
+    // The elements whose text keeps its size.
+    const kept = new Set();
     let pseudoHosts = [];
     let images = [];
     let scalesFrames = false;
@@ -132,10 +134,17 @@
 
     // The sizes that styles ask for, where the browser says a larger one: SVG is drawn at it, and `em` are made of it.
     const specify = (some) => {
-        for (const { element } of some) put(element, 'scroll-margin-top', '1em');
-        for (const entry of some) entry.specified = pixels(getComputedStyle(entry.element).scrollMarginTop);
-        for (const { element } of some) takeBack(element, 'scroll-margin-top');
-        for (const entry of some) if (entry.isSvg) entry.size = entry.specified;
+        for (const { element } of some) {
+            put(element, 'scroll-margin-top', '1em');
+            put(element, 'scroll-margin-left', '1ex');
+        }
+        for (const entry of some) {
+            const { scrollMarginTop, scrollMarginLeft } = getComputedStyle(entry.element);
+            entry.specified = pixels(scrollMarginTop);
+            entry.aspect = pixels(scrollMarginLeft) / entry.size;
+            if (entry.isSvg) entry.size = entry.specified;
+        }
+        for (const { element } of some) for (const side of ['top', 'left']) takeBack(element, `scroll-margin-${side}`);
     };
 
     // Pseudo-elements follow their elements, unless they have a size of their own. They get theirs by rules, one for each.
@@ -148,7 +157,7 @@
         if (matches(element, 'input, textarea')) pseudos.push('::placeholder');
         return pseudos;
     };
-    const enlargePseudos = (shrinking, kept) => {
+    const enlargePseudos = (shrinking) => {
         lasting.textSheet?.replaceSync('');
         const rules = new Map();
         const marked = new Map();
@@ -173,21 +182,25 @@
                 Reflect.set(Object.getPrototypeOf(scope), 'adoptedStyleSheets', [...own(scope, 'adoptedStyleSheets'), lasting.textSheet], scope);
     };
 
-    // Gives all text the size that it needs on a page which is shrunk, but to that which is kept as it is.
-    const enlarge = (shrinking, kept) => {
+    // Gives all text the size that it needs on a page which is shrunk, but to that which is kept as it is. `further` than
+    // the page is shrunk without a minimum, larger text has to grow, too.
+    const enlarge = (shrinking, further = 1) => {
         for (const entry of texts) {
             const { element, parent, isSvg, adjusts, size, factor } = entry;
-            const keeper = kept.get(element);
+            const isKept = kept.has(element);
             const needed = (minimum * shrinking) / factor;
-            const own = entry.specified ?? size;
-            entry.wanted = keeper ? own / keeper : size >= needed * 0.999 ? size : needed;
-            entry.drawn = (keeper ? own : entry.wanted) * factor;
+            const least = size * further;
+            entry.wanted = isKept ? size : least >= needed * 0.999 ? least : needed;
+            const drawn = isKept ? (entry.specified ?? size) : entry.wanted;
+            entry.drawn = drawn * factor;
             // What is relative to text above it would follow that.
             entry.isSet = entry.wanted !== size || Boolean(parent?.isSet);
             if (entry.isSet) put(element, 'font-size', `${entry.wanted}px`);
             else takeBack(element, 'font-size');
-            // It would draw text in another size than its style says.
-            if (adjusts && !isSvg) put(element, 'font-size-adjust', 'none');
+            // Draws text in another size than its style says, and so also in one below the browser's minimum.
+            if (drawn < entry.wanted) put(element, 'font-size-adjust', String((entry.aspect * drawn) / entry.wanted));
+            else if (adjusts && !isSvg) put(element, 'font-size-adjust', 'none');
+            else takeBack(element, 'font-size-adjust');
         }
     };
 
@@ -270,53 +283,82 @@
         return boxes;
     };
 
-    // Keeps the text in these boxes at the size that it has without a minimum. Below the browser's minimum it gets only
-    // by zoom. Returns whether any had another.
-    const keep = (boxes, kept) => {
+    // Keeps the text in these boxes at the size that it has without a minimum. Returns whether any had another.
+    const keep = (boxes) => {
         let any = false;
         for (const box of boxes) {
             const inside = [box, ...Element.prototype.querySelectorAll.call(box, '*')]
                 .map((element) => entries.get(element))
                 .filter((entry) => entry && !kept.has(entry.element));
             specify(inside.filter(({ isSvg, size, specified }) => !isSvg && specified === undefined && size <= byBrowser * 1.001));
-            const zoom = Math.min(1, ...inside.map(({ size, specified = size, isSvg }) => (isSvg || !(specified > 0) ? 1 : specified / size)));
-            for (const { element, isSet } of inside) {
-                any ||= isSet || zoom < 0.999;
-                kept.set(element, zoom);
+            for (const { element, isSet, size, specified = size } of inside) {
+                any ||= isSet || specified < size;
+                kept.add(element);
             }
-            if (zoom < 0.999) put(box, 'zoom', String(zoom * pixels(getComputedStyle(box).zoom)));
         }
         return any;
     };
-    const letGo = (kept) => {
-        kept.clear();
-        for (const [element, properties] of changed) if (properties.has('zoom')) takeBack(element, 'zoom');
+
+    // How far the page must be shrunk with its text enlarged for that, if the larger text makes it but a little wider and
+    // then fits; nothing otherwise.
+    const slightly = 1.25;
+    const maximumRounds = 4;
+    const grow = (base) => {
+        const fitsAt = (factor) => {
+            enlarge(factor, factor / base);
+            return shrinking() <= factor * 1.001;
+        };
+        let growth = slightly - 1;
+        for (let round = 0, factor = base; round < maximumRounds; ++round) {
+            enlarge(factor);
+            const needed = shrinking();
+            if (needed <= factor * 1.001) return factor === base || fitsAt(factor) ? factor : undefined;
+            if (needed / factor - 1 > growth || needed > maximum) return undefined;
+            growth = (needed / factor - 1) / 2;
+            factor = needed;
+        }
+        return undefined;
     };
 
-    // Larger text may make the page wider, which then has to be shrunk further. Text that does so keeps its size.
-    const mostRounds = 6;
-    const kept = new Map();
-    const fit = () => {
-        const widens = () => (shrinks && root ? shrinking() : 1);
-        let factor = 1;
-        let needed = widens();
-        if (!(minimum > 0)) return needed;
-        let isAll = needed > 1;
-        findText(isAll);
-        enlarge(1, kept);
-        for (let round = 0; round < mostRounds && (needed = widens()) > factor * 1.001; ++round) {
-            if (!isAll) {
-                takeAllBack();
-                findText((isAll = true));
-                enlarge(1, kept);
-            }
-            if (!keep(widenedBoxes(view * factor + 1), kept)) {
-                factor = needed;
-                letGo(kept);
-            }
-            enlarge(factor, kept);
+    // Whether the page may come to fit. Its width grows with its text; what that comes to is told by the widths with the
+    // text that the browser has enlarged, and with that text kept.
+    const mayGrow = (before, base) => {
+        const own = Math.min(byBrowser, ...[...kept].map((element) => entries.get(element).specified ?? byBrowser));
+        if (own >= byBrowser * 0.999) return true;
+        const byText = (before - base) / (byBrowser - own);
+        const needed = (base - byText * own) / (1 - byText * minimum);
+        return needed > 0 && needed <= base * slightly;
+    };
+
+    // Text that makes the page wider keeps its size, if the page would have to be shrunk much further.
+    const shrinkUntilKept = (factor) => {
+        enlarge(factor);
+        let needed;
+        for (let round = 0; round < maximumRounds && (needed = shrinking()) > factor * 1.001; ++round) {
+            if (!keep(widenedBoxes(view * factor + 1))) return needed;
+            enlarge(factor);
         }
         return Math.max(factor, needed);
+    };
+
+    const fit = () => {
+        const needed = shrinks && root ? shrinking() : 1;
+        if (!(minimum > 0)) return needed;
+        if (needed <= 1.001) {
+            findText(false);
+            enlarge(1);
+            if (!shrinks || !root || shrinking() <= 1.001) return 1;
+            takeAllBack();
+        }
+        findText(true);
+        const before = shrinking();
+        const base = shrinkUntilKept(1);
+        if (mayGrow(before, base)) {
+            kept.clear();
+            const grown = grow(base);
+            if (grown) return grown;
+        }
+        return shrinkUntilKept(base);
     };
 
     const factor = fit();
@@ -332,7 +374,7 @@
     };
     const ruleTexts = (sheet) => [...sheet.cssRules].map((rule) => rule.cssText + (rule.styleSheet && isReadable(rule.styleSheet) ? ruleTexts(rule.styleSheet) : '')).join('');
     const pseudos = { areUnknown: false };
-    lasting.enlargePseudos = () => enlargePseudos(factor, kept);
+    lasting.enlargePseudos = () => enlargePseudos(factor);
     if (pseudoHosts.length > 0) {
         const scopes = new Set(pseudoHosts.map(({ element }) => Node.prototype.getRootNode.call(element)));
         const sheets = [...scopes].flatMap((scope) => [...own(scope, 'styleSheets'), ...own(scope, 'adoptedStyleSheets')]);

@@ -21,9 +21,11 @@
     for (const element of texts) element.style.setProperty('scroll-margin-top', '1em', 'important');
     const sizes = texts.map((element) => parseFloat(getComputedStyle(element).scrollMarginTop));
 
+    const [ownWidth, ownHeight] = ['width', 'height'].map((side) => (copy.hasAttribute(side) ? copy[side].baseVal.value : 0));
+    const hasViewBox = copy.hasAttribute('viewBox');
     const rulesFor = ({ width, height, minimum, naturalWidth, naturalHeight }) => {
-        if (!source.documentElement.hasAttribute('viewBox')) {
-            copy.setAttribute('viewBox', `0 0 ${naturalWidth || width} ${naturalHeight || height}`);
+        if (!hasViewBox) {
+            copy.setAttribute('viewBox', `0 0 ${naturalWidth || ownWidth || width} ${naturalHeight || ownHeight || height}`);
             copy.setAttribute('preserveAspectRatio', 'none');
         }
         for (const [property, value] of Object.entries({ width, height })) copy.style.setProperty(property, `${value}px`, 'important');

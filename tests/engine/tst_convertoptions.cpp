@@ -1,5 +1,6 @@
 #include "tests/support/engine.h"
 #include "tests/support/pictures.h"
+#include "tests/support/webserver.h"
 
 #include <QTest>
 
@@ -171,6 +172,9 @@ private slots:
     void largerTextStaysAsItIs();
     void largerTextOfPicturesStaysAsItIs();
     void fieldsHideNothingOfTheirForm();
+    void noTextIsSmallerThanWithoutAMinimum_data();
+    void noTextIsSmallerThanWithoutAMinimum();
+    void textOfPicturesFromOtherServersIsEnlarged();
     void picturesAreNotReadByScripts();
     void everyOptionAtOnce();
     void cleanupTestCase();
@@ -411,6 +415,43 @@ void ConvertOptionsTest::noTextIsSmallerThanTheMinimum_data()
     row("adjusted to the height of its letters", "<p style='font-size-adjust:.2'>small");
     row("a frame made smaller",
         "<div style='transform:scale(.5)'><iframe srcdoc=\"<p style='font-size:6px'>small\"></iframe></div>");
+    row("the alternative text of a missing picture on a page wider than the paper",
+        "<img src=none.png alt='small words' style='font-size:6px'><div "
+        "style='width:1000px;height:9px'></div>");
+    row("the alternative text of a missing picture made smaller",
+        "<div style='transform:scale(.5)'><img src=none.png alt='small words' style='font-size:9px'></div>");
+    row("a frame with a file, made smaller",
+        "<div style='transform:scale(.5)'><iframe src=frame.html></iframe></div>");
+    row("a frame in a frame, both made smaller",
+        "<iframe style='transform:scale(.7)' srcdoc=\"<iframe style='transform:scale(.7)' src=frame.html>\">"
+        "</iframe>");
+    row("an SVG file as a picture made smaller",
+        "<div style='transform:scale(.5)'><img src=small.svg></div>");
+    row("an SVG file as a picture on a page wider than the paper",
+        "<img src=small.svg><div style='width:1000px;height:9px'></div>");
+    row("an SVG file in a drawing",
+        "<svg width=60 height=15><image href=small.svg width=60 height=15 /></svg>");
+    row("an SVG file fitted into its box",
+        "<img src=small.svg style='width:300px;height:15px;object-fit:contain'>");
+    row("an SVG file as a picture with padding",
+        "<img src=small.svg style='box-sizing:border-box;width:150px;height:90px;padding:20px;border:9px "
+        "solid'>");
+    row("an SVG file with important sizes",
+        "<img src=\"data:image/svg+xml,%3Csvg xmlns='http://www.w3.org/2000/svg' width='200' height='60'%3E"
+        "%3Cstyle%3Etext%23a,tspan%7Bfont-size:4px!important%7D%3C/style%3E%3Ctext id='a' "
+        "y='20'%3Esmall%3Ctspan "
+        "style='font-size:3px!important'%3Esmall%3C/tspan%3E%3C/text%3E%3C/svg%3E\">");
+    row("SVG with sizes of a sheet and relative ones",
+        "<style>text{font-size:50%}tspan{font-size:.5em}</style><svg width=200 height=50 "
+        "style='font-size:8px'>"
+        "<g transform='scale(.5)'><text y=20>small<tspan>smaller</tspan></text></g></svg>");
+    row("zoom within zoom",
+        "<div style='zoom:.7'><div style='zoom:.7'><p style='font-size:14px'>small</div></div>");
+    row("made smaller by the property scale", "<div style='scale:.4'><p>small<ul><li>small</ul></div>");
+    row("a pseudo-element of a sheet in a file, made smaller",
+        "<link rel=stylesheet href=small.css><div style='transform:scale(.5)'><p>small</div>");
+    row("text in a wide table",
+        "<table><tr><td style='min-width:2500px;font-size:6px'>small<td>small</table>");
     row("set by a timer", "<p id=p>small<script>setTimeout(()=>p.style.fontSize='5px',2000)</script>");
 }
 
@@ -421,6 +462,8 @@ void ConvertOptionsTest::noTextIsSmallerThanTheMinimum()
                    "<svg xmlns='http://www.w3.org/2000/svg' width='120' height='30'><style>.s{font-size:7px}"
                    "</style><text y='12' class='s'>small</text><text y='28' font-size='6'>small<tspan "
                    "font-size='2'>tiny</tspan></text></svg>");
+    m_engine.write(u"frame.html"_s, "<!DOCTYPE html><p style='font-size:6px'>small");
+    m_engine.write(u"small.css"_s, "p::after { content: 'smaller'; font-size: 9px }");
     const Conversion conversion = m_engine.convertText("<!DOCTYPE html><meta charset=utf-8>" + html,
                                                        {u"--minimum-font-size"_s, u"12"_s});
     VERIFY_WRITTEN(conversion);
@@ -480,6 +523,66 @@ void ConvertOptionsTest::fieldsHideNothingOfTheirForm()
         {u"--minimum-font-size"_s, u"20"_s, u"--no-background"_s});
     VERIFY_WRITTEN(conversion);
     QVERIFY(smallest(conversion.pdf().fontSizes()) >= 20 - coarseness);
+}
+
+void ConvertOptionsTest::noTextIsSmallerThanWithoutAMinimum_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const QByteArray line(90, 'x');
+    QTest::newRow("a wide line")
+        << "<h1>word</h1><p style='font-size:9px'>small</p><pre style='font-size:13px'>" + line +
+               line.left(30) + "</pre>";
+    QTest::newRow("a line that fits") << "<h1>word</h1><pre style='font-size:12px'>" + line + "</pre>";
+    QTest::newRow("a wide table") << "<h1>word</h1><table style='font-size:10px'><tr>" +
+                                         QByteArray("<td>columns ").repeated(20) + "</table>";
+    QTest::newRow("a line in a list")
+        << "<h1>word</h1><ul><li><code style='font-size:12px;white-space:pre'>" + line + line.left(20) +
+               "</code></ul>";
+    QTest::newRow("a wide line of many parts") << "<h1>word</h1><pre style='font-size:12px'>" +
+                                                      QByteArray("<b>bold</b> <i>words</i> ").repeated(14) +
+                                                      "</pre>";
+}
+
+/// What gets wider by larger text must not make the page, and with it other text, smaller.
+void ConvertOptionsTest::noTextIsSmallerThanWithoutAMinimum()
+{
+    QFETCH(QByteArray, html);
+    const Conversion plain = m_engine.convertText("<!DOCTYPE html>" + html);
+    const Conversion bounded =
+        m_engine.convertText("<!DOCTYPE html>" + html, {u"--minimum-font-size"_s, u"12"_s});
+    VERIFY_WRITTEN(plain);
+    VERIFY_WRITTEN(bounded);
+    const auto extremes = [](const PdfFile &pdf) {
+        const QList<double> sizes = pdf.fontSizes();
+        return std::pair(smallest(sizes), *std::max_element(sizes.begin(), sizes.end()));
+    };
+    const auto [least, most] = extremes(plain.pdf());
+    const auto [leastBounded, mostBounded] = extremes(bounded.pdf());
+    QVERIFY2(leastBounded >= least - coarseness,
+             qPrintable(u"%1 instead of %2"_s.arg(leastBounded).arg(least)));
+    QVERIFY2(mostBounded >= most - coarseness, qPrintable(u"%1 instead of %2"_s.arg(mostBounded).arg(most)));
+    QCOMPARE(bounded.pdf().text(), plain.pdf().text());
+}
+
+void ConvertOptionsTest::textOfPicturesFromOtherServersIsEnlarged()
+{
+    const WebServer pages("");
+    const WebServer pictures("");
+    pictures.write(u"small.svg"_s,
+                   "<svg xmlns='http://www.w3.org/2000/svg' width='300' height='90'><text y='20' "
+                   "font-size='3'>drawn</text></svg>");
+    const QByteArray address = pictures.address(u"/small.svg"_s).toLatin1();
+    pages.write(u"index.html"_s,
+                "<!DOCTYPE html><img src=" + address + "><img srcset='" + address +
+                    " 1x'><img src=" + address +
+                    " style='transform:scale(.5)'><p id=p></p><script>for(const i of document.images)"
+                    "i.addEventListener('load',()=>p.append('loaded '))</script>");
+    const Conversion conversion =
+        m_engine.convert(pages.address(u"/"_s), {u"--minimum-font-size"_s, u"20"_s});
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(smallest(conversion.pdf().fontSizes()) >= 20 - coarseness);
+    // The page is told nothing of it.
+    QCOMPARE(conversion.pdf().text().count(u"loaded"_s), 3);
 }
 
 /// They may show what their page may not read.

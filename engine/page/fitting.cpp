@@ -34,6 +34,8 @@ Fit Fitting::fit(const Job &job, Deadline bound)
     const QJsonObject settings{{u"byBrowser"_s, launchFlagsFor(job).minimumFontPixels},
                                {u"byPrinting"_s, shrinkingByPrinting},
                                {u"maximum"_s, maximumShrinking}};
+    if (!job.background)
+        runInFrames(m_page, m_mainFrame, readableScript, {}, bound);
     const QList<FrameResult> frames = fitFrames(settings, minimum, bound);
     if (frames.isEmpty() || frames.first().frame != m_mainFrame) {
         // It would hold up the printing, too.

@@ -76,7 +76,9 @@
 
     const overrides = [];
     if (paper.size) overrides.push(`@page { size: ${paper.size} !important; }`);
-    if (!paper.background) overrides.push('*, ::before, ::after { print-color-adjust: economy !important; }');
+    // Without the dark that they are made for, fields and colours of a dark scheme would stay, and so would blending.
+    if (!paper.background)
+        overrides.push('*, ::before, ::after { print-color-adjust: economy !important; color-scheme: only light !important; mix-blend-mode: normal !important; }');
     // The place of an image stays, without the sign for a broken one.
     if (!paper.images) overrides.push('img, input[type="image" i] { visibility: hidden !important; }');
 

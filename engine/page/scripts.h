@@ -27,6 +27,9 @@ extern const char prepareScript[];
 /// in what lasts from one call to the next, globalThis[Symbol.for('quirelle')].
 extern const char fitScript[];
 
+/// readable.js, a function without argument, for pages whose backgrounds are left out. Returns {}.
+extern const char readableScript[];
+
 /// picture.js, a function of {text, shown}: an SVG file, and how it is shown, as in `pictures` of fit.js.
 /// Returns {enlarged}, the file with larger text, or {} if it needs none.
 extern const char pictureScript[];

@@ -164,6 +164,9 @@ private slots:
     void noBackgroundKeepsTheRest();
     void noBackgroundLeavesTheBrowsersOwnTreesAlone();
     void noBackgroundHoldsForWholePages();
+    void textIsReadableWithoutBackground_data();
+    void textIsReadableWithoutBackground();
+    void textOnPicturesKeepsItsColourWithoutBackground();
     void withoutJavaScriptNoScriptRuns();
     void withoutJavaScriptSheetsAndPaperStillWork();
     void noTextIsSmallerThanTheMinimum_data();
@@ -316,6 +319,103 @@ void ConvertOptionsTest::noBackgroundHoldsForWholePages()
     const Conversion without = m_engine.convertText(html, {u"--no-background"_s});
     VERIFY_WRITTEN(without);
     QVERIFY(shareOf(Qt::white, without.pdf().picture()) > 0.99);
+}
+
+void ConvertOptionsTest::textIsReadableWithoutBackground_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const auto row = [](const char *name, const QByteArray &html) { QTest::newRow(name) << html; };
+    const QByteArray clip = "background:linear-gradient(red,yellow);background-clip:text;";
+    row("cut out of its background", "<h1 style='" + clip + "color:transparent'>IIII</h1>");
+    row("cut out by its fill", "<h1 style='" + clip + "-webkit-text-fill-color:transparent'>IIII</h1>");
+    row("cut out by an older name", "<style>h1{background:linear-gradient(#ff0,#0ff);-webkit-background-clip:"
+                                    "text;color:#0000}</style><h1>IIII</h1>");
+    row("cut out of a picture",
+        "<h1 style='background:url(none.png);background-clip:text;color:transparent'>IIII</h1>");
+    row("within an element that is cut out",
+        "<h1 style='" + clip + "color:transparent'><b><i>IIII</i></b></h1>");
+    row("cut out in ::before",
+        "<style>h1::before{content:'IIII';" + clip + "color:transparent}</style><h1></h1>");
+    row("cut out in a shadow tree", "<div><template shadowrootmode=open><style>h1{" + clip +
+                                        "color:transparent}</style><h1>IIII</h1></template></div>");
+    row("a dark page", "<style>:root{color-scheme:dark}</style><h1>IIII</h1>");
+    row("a dark page by a meta element", "<meta name=color-scheme content=dark><h1>IIII</h1>");
+    row("a dark frame", "<iframe srcdoc='<style>:root{color-scheme:dark}</style><h1>IIII</h1>'></iframe>");
+    row("light-dark()",
+        "<style>:root{color-scheme:dark}h1{color:light-dark(#111,#eee)}</style><h1>IIII</h1>");
+    row("colours of the system",
+        "<style>:root{color-scheme:dark}h1{color:CanvasText;background:Canvas}</style><h1>IIII</h1>");
+    for (const char *field : {"input value=IIIII", "textarea", "button", "input type=button value=IIIII",
+                              "input type=date value=2020-01-01"})
+        row(qPrintable(u"a dark field: %1"_s.arg(QLatin1String(field))),
+            QByteArray("<style>:root{color-scheme:dark}*{font-size:40px}</style><") + field + ">IIII");
+    row("a field with colours of its own",
+        "<input value=IIIII style='font-size:40px;color:#fff;background:#000'>");
+    row("a field that is empty", "<style>::placeholder{color:#eee}</style><input placeholder=IIIII "
+                                 "style='font-size:40px;background:#000'>");
+    for (const char *colour :
+         {"#fff", "#ffc", "lime", "rgba(255,255,255,.7)", "oklch(.95 .1 100)", "color(display-p3 1 1 1)"})
+        row(qPrintable(u"on a dark background: %1"_s.arg(QLatin1String(colour))),
+            QByteArray("<body style='background:#000;color:") + colour + "'><h1>IIII</h1>");
+    row("half seen", "<body style='background:#000;color:#fff'><h1 style='opacity:.6'>IIII</h1>");
+    row("by its fill", "<h1 style='-webkit-text-fill-color:#fff;background:#000'>IIII</h1>");
+    row("by its stroke",
+        "<h1 style='color:transparent;-webkit-text-stroke:2px #fff;background:#000'>IIII</h1>");
+    row("by its shadow", "<h1 style='color:transparent;text-shadow:0 0 0 #fff;background:#000'>IIII</h1>");
+    row("blended", "<body style='background:#000'><h1 style='color:#fff;mix-blend-mode:screen'>IIII</h1>");
+    row("a page turned dark",
+        "<html style='filter:invert(1) hue-rotate(180deg)'><body style='background:#fff'><h1>IIII</h1>");
+    row("drawn", "<body style='background:#000'><svg width=200 height=60><text y=40 font-size=40 "
+                 "fill=white>IIII</text></svg>");
+    row("markers", "<style>::marker{color:#fff}</style><ol "
+                   "style='background:#000;font-size:60px;padding-left:90px'><li></ol>");
+    row("a first line", "<style>h1::first-line{color:#fff}</style><h1 style='background:#000'>IIII</h1>");
+    row("in a dark shadow of a box", "<h1 style='color:#fff;box-shadow:inset 0 0 0 99px #000'>IIII</h1>");
+    row("set by a timer",
+        "<h1>IIII</h1><script>setTimeout(()=>document.body.style='background:#000;color:#fff',2000)</"
+        "script>");
+}
+
+void ConvertOptionsTest::textIsReadableWithoutBackground()
+{
+    QFETCH(QByteArray, html);
+    const Conversion conversion =
+        m_engine.convertText("<!DOCTYPE html><meta charset=utf-8>" + html, {u"--no-background"_s});
+    VERIFY_WRITTEN(conversion);
+    const QImage page = conversion.pdf().picture(1, 150);
+    int darkest = 255;
+    qint64 dark = 0;
+    for (int y = 0; y < page.height(); ++y) {
+        for (int x = 0; x < page.width(); ++x) {
+            const int gray = qGray(page.pixel(x, y));
+            darkest = std::min(darkest, gray);
+            dark += gray < 100;
+        }
+    }
+    // That of #767676, whose contrast with white is 4.5.
+    QVERIFY2(darkest <= 118, qPrintable(u"the darkest is %1"_s.arg(darkest)));
+    QVERIFY2(static_cast<double>(dark) / page.width() / page.height() < 0.02, "there is a dark background");
+}
+
+/// What is printed behind text makes it readable, not the paper.
+void ConvertOptionsTest::textOnPicturesKeepsItsColourWithoutBackground()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><svg width=300 height=90><rect width=300 height=90 fill='#000'/><text y=60 x=20 "
+        "font-size=60 "
+        "fill='#ff0'>IIIIIII</text></svg><div style='position:relative'><img src='" +
+            dataAddress(Qt::black).toLatin1() +
+            "' width=300 height=90><b "
+            "style='position:absolute;left:20px;top:10px;font-size:60px;color:#fff'>IIIIIII</b></div>",
+        {u"--no-background"_s});
+    VERIFY_WRITTEN(conversion);
+    const QImage page = conversion.pdf().picture();
+    QVERIFY(shows(QColor(255, 255, 0), page));
+    // By the browser, which makes white text gray.
+    int light = 0;
+    for (int x = 40; x < 240; ++x)
+        light += qGray(page.pixel(x, 140)) > 150 ? 1 : 0;
+    QVERIFY(light > 10);
 }
 
 void ConvertOptionsTest::withoutJavaScriptNoScriptRuns()

@@ -33,12 +33,6 @@ std::optional<QJsonValue> contextIn(const std::optional<Session::Reply> &world)
     return world->result["executionContextId"_L1];
 }
 
-QString callOf(const char *script, const QJsonObject &argument)
-{
-    return u"(%1)(%2)"_s.arg(QString::fromUtf8(script),
-                             QString::fromUtf8(QJsonDocument(argument).toJson(QJsonDocument::Compact)));
-}
-
 /// Appends what the expression comes to in this context, if that is known by the bound.
 void evaluate(Session &session, const QString &expression, const QString &frame,
               const std::optional<QJsonValue> &context, Deadline bound, const QString &to,
@@ -54,6 +48,12 @@ void evaluate(Session &session, const QString &expression, const QString &frame,
 }
 
 } // namespace
+
+QString callOf(const char *script, const QJsonObject &argument)
+{
+    return u"(%1)(%2)"_s.arg(QString::fromUtf8(script),
+                             QString::fromUtf8(QJsonDocument(argument).toJson(QJsonDocument::Compact)));
+}
 
 std::optional<QJsonValue> engineContext(Session &session, const QString &frame, Deadline bound,
                                         const QString &to)

@@ -10,6 +10,9 @@ extern const QString engineWorld;
 std::optional<QJsonValue> engineContext(Session &session, const QString &frame, Deadline bound,
                                         const QString &to = {});
 
+/// The expression that calls a function, given as its text, with this argument.
+QString callOf(const char *script, const QJsonObject &argument);
+
 struct FrameResult {
     QString frame;
     QJsonObject value;

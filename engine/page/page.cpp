@@ -123,6 +123,7 @@ void Page::load(const Order &order)
     m_session.setDeadline(order.deadline);
     const Deadline bound = Deadline::in(patience);
     configure(order.job);
+    m_preparation.announce(order.job);
     answerAuthentication(m_session, order.job, order.address);
     navigate(order.address);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
@@ -188,7 +189,8 @@ QByteArray Page::print(const Job &job)
         settings.insert(margin, usualMargin / pointsPerInch);
     m_session.setLargestReply(largestPrint(job));
     const auto fitAndPrint = [&] {
-        settings.insert(u"scale"_s, m_fitting.fit(job, Deadline::in(fittingTime)).scale);
+        m_fit = m_fitting.fit(job, Deadline::in(fittingTime));
+        settings.insert(u"scale"_s, m_fit.scale);
         return printed(settings);
     };
     Session::Reply reply = fitAndPrint();

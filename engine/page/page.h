@@ -39,6 +39,9 @@ public:
     /// of its own. Returns the PDF, tagged and with an outline unless the job wants the smallest file.
     QByteArray print(const Job &job);
 
+    /// How the page has come onto its paper, once it is printed.
+    const Fit &fit() const { return m_fit; }
+
     /// Holds the page's time, so that it does nothing more.
     void rest();
     /// Closes the context if it is the page's own, once; also done by the object's end.
@@ -77,4 +80,5 @@ private:
     Preparation m_preparation;
     Readiness m_readiness;
     Fitting m_fitting;
+    Fit m_fit;
 };

@@ -19,6 +19,13 @@ QJsonValue orNull(const QString &text)
     return text.isEmpty() ? QJsonValue() : QJsonValue(text);
 }
 
+/// As style sheets and the scripts that read them mostly have it.
+QString inMillimetres(const QSizeF &points)
+{
+    const auto side = [](double length) { return QString::number(length / pointsPerInch * 25.4, 'f', 2); };
+    return u"%1mm %2mm"_s.arg(side(points.width()), side(points.height()));
+}
+
 /// The argument of prepareScript.
 QJsonObject settingsFor(const Job &job)
 {
@@ -26,15 +33,14 @@ QJsonObject settingsFor(const Job &job)
     QString orientation;
     if (job.orientation)
         orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
-    return {
-        {u"size"_s, orNull(job.paper ? u"%1pt %2pt"_s.arg(paper.width()).arg(paper.height()) : QString())},
-        {u"orientation"_s, orNull(orientation)},
-        {u"background"_s, job.background},
-        {u"images"_s, job.images},
-        {u"width"_s, paper.width() * pixelsPerPoint},
-        {u"height"_s, paper.height() * pixelsPerPoint},
-        {u"margin"_s, usualMargin * pixelsPerPoint},
-        {u"animationTime"_s, static_cast<double>(pageTime.count())}};
+    return {{u"size"_s, orNull(job.paper ? inMillimetres(paper) : QString())},
+            {u"orientation"_s, orNull(orientation)},
+            {u"background"_s, job.background},
+            {u"images"_s, job.images},
+            {u"width"_s, paper.width() * pixelsPerPoint},
+            {u"height"_s, paper.height() * pixelsPerPoint},
+            {u"margin"_s, usualMargin * pixelsPerPoint},
+            {u"animationTime"_s, static_cast<double>(pageTime.count())}};
 }
 
 Preparation::Findings findingsIn(const QList<FrameResult> &results)
@@ -82,9 +88,20 @@ void Preparation::setViewport(QSizeF size)
                                                              {u"mobile"_s, false}});
 }
 
-void Preparation::setViewportWidth(const QJsonValue &width)
+void Preparation::setViewportFrom(const QJsonObject &result)
 {
-    setViewport(QSizeF(width.toDouble(m_viewport.width()), m_viewport.height()));
+    setViewport(QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
+                       result["textHeight"_L1].toDouble(m_viewport.height())));
+}
+
+void Preparation::announce(const Job &job)
+{
+    if (!job.paper && !job.orientation)
+        return;
+    QJsonObject settings = settingsFor(job);
+    settings.insert(u"starting"_s, true);
+    m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
+                   {{u"source"_s, callOf(prepareScript, settings)}, {u"worldName"_s, engineWorld}});
 }
 
 std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadline bound)
@@ -102,7 +119,7 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     if (unreadable && wantsSheets)
         changeUnreadableSheets(settings, bound);
     if (!unreadable && results.first().frame == m_mainFrame)
-        setViewportWidth(results.first().value["textWidth"_L1]);
+        setViewportFrom(results.first().value);
     return findingsIn(results);
 }
 
@@ -169,5 +186,5 @@ void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
             m_session.post(u"CSS.setStyleSheetText"_s,
                            {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
     }
-    setViewportWidth(value["textWidth"_L1]);
+    setViewportFrom(value);
 }

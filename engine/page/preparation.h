@@ -26,11 +26,14 @@ public:
         bool hasScripts = false;
     };
 
+    /// Before the document is loaded: has the job's paper hold for what its scripts read of its sheets.
+    void announce(const Job &job);
+
     /// To be done as often as the documents may have changed. Nothing if the page does not answer by the
     /// bound.
     std::optional<Findings> prepare(const Job &job, Deadline bound);
 
-    /// In CSS pixels. As wide as the text on paper, so that what scripts measure and draw fits there.
+    /// In CSS pixels. As large as the text on paper, so that what scripts measure and draw fits there.
     void setViewport(QSizeF size);
     QSize viewport() const { return m_viewport; }
 
@@ -38,7 +41,7 @@ private:
     bool inspectSheets(Deadline bound);
     void findClosedTrees(Deadline bound);
     void changeUnreadableSheets(QJsonObject settings, Deadline bound);
-    void setViewportWidth(const QJsonValue &width);
+    void setViewportFrom(const QJsonObject &result);
 
     Session &m_session;
     QString m_mainFrame;

@@ -3,15 +3,16 @@
 // What is run inside documents.
 
 /// prepare.js, a function of {size, orientation, background, images, width, height, margin, animationTime,
-/// sheets}: `size` the paper as a CSS value or null, `orientation` "portrait", "landscape" or null,
+/// sheets, starting}: `size` the paper as a CSS value or null, `orientation` "portrait", "landscape" or null,
 /// `background` and `images` booleans, `width` and `height` of the paper and `margin` for pages that set none
-/// in CSS pixels, `animationTime` in milliseconds, `sheets` texts of style sheets, or absent. Returns
-/// {loading, animated, textWidth, sheets, unreadable, watchesScrolling, awaitedDrawings, awaitsWork,
-/// heardWork, livesOn, hasScripts}: whether this call has set anything loading or has ended an animation, how
-/// wide the text stands on paper in CSS pixels, `sheets` changed, and what is found: sheets that cannot be
-/// read, a page that watches what comes into view, how often it has begun what goes on when it is drawn, that
-/// has not heard of what goes on for it elsewhere, how often it has, in which something may happen in time,
-/// that has scripts.
+/// in CSS pixels, `animationTime` in milliseconds, `sheets` texts of style sheets, or absent. With
+/// `starting`, which is for a document whose scripts have not run, it only has the paper hold for what they
+/// read of its sheets, and returns {}. Otherwise returns {loading, animated, textWidth, textHeight, sheets,
+/// unreadable, watchesScrolling, awaitedDrawings, awaitsWork, heardWork, livesOn, hasScripts}: whether this
+/// call has set anything loading or has ended an animation, how wide and high the text stands on paper in CSS
+/// pixels, `sheets` changed, and what is found: sheets that cannot be read, a page that watches what comes
+/// into view, how often it has begun what goes on when it is drawn, that has not heard of what goes on for it
+/// elsewhere, how often it has, in which something may happen in time, that has scripts.
 extern const char prepareScript[];
 
 /// fit.js, a function of {minimum, byBrowser, outside, shrinks, byPrinting, maximum}: the smallest text size

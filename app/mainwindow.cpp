@@ -1,11 +1,11 @@
 #include "app/mainwindow.h"
 
-#include "app/contextmenu.h"
-#include "app/fittext.h"
-#include "app/icons.h"
-#include "app/images.h"
-#include "app/lightpalette.h"
-#include "joblist/jobtable.h"
+#include "dialogs/aboutdlg.h"
+#include "ui/contextmenu.h"
+#include "ui/fittext.h"
+#include "ui/icons.h"
+#include "ui/jobtable.h"
+#include "ui/lightpalette.h"
 #include "ui_mainwindow.h"
 
 #include <QApplication>
@@ -50,11 +50,12 @@ bool fitColumns(const QTableWidget &table)
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent), ui(new Ui_MainWindow), m_settingDialog(nullptr), m_addUrlDialog(nullptr)
 {
-    registerImages();
     ui->setupUi(this);
     setAcceptDrops(true);
     connectControls();
     showBackground();
+    setUpCells(*ui->tableWidget);
+    acceptFolderDrops();
     keepMenuUnstyled(*ui->lineEdit_OutPutPath);
 }
 
@@ -71,9 +72,8 @@ MainWindow::~MainWindow()
 
 void MainWindow::connectControls()
 {
-    // By name: a window that is being destroyed says so when its own part is gone already, and then a slot
-    // connected by pointer would still be called. The form connects that slot a second time, by the slot's
-    // name; both are meant.
+    // By name: destroyed() comes when the window's own part is gone, and a slot connected by pointer would
+    // still be called. The form connects that slot by its name as well, by contract.
     struct Connection {
         QObject *sender;
         const char *signal;
@@ -161,6 +161,18 @@ void MainWindow::InitAllChoice()
     showButtonImage(*ui->pushButton_About, u":MyImage/Image/About.png"_s);
     showButtonImage(*ui->pushButton_Convert, u":/MyImage/Image/start.png"_s);
     fitTexts();
+}
+
+void MainWindow::Setting()
+{
+    // Also during a run: what is saved holds from the next job on.
+    m_settingDialog.exec();
+}
+
+void MainWindow::RegisterOrAbout()
+{
+    AboutDlg about(nullptr);
+    about.exec();
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)

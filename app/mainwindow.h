@@ -86,6 +86,8 @@ private:
     void connectControls();
     void showBackground();
     void fitTexts();
+    /// Lets a folder or a file that is dropped on the output folder's field name the folder.
+    void acceptFolderDrops();
 
     static QString startText();
     static QString stopText();

@@ -2,7 +2,7 @@
 // Lists the files in the main window, presses Start, and prints how many milliseconds the run into the folder
 // took. The exit code tells whether every row says "Success".
 #include "app/mainwindow.h"
-#include "joblist/jobtable.h"
+#include "ui/jobtable.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

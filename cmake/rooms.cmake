@@ -14,7 +14,10 @@ function(quirelle_room name)
     WORKING_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" VERBATIM)
   add_library(quirelle_${name} STATIC ${ARG_SOURCES} "${stamp}")
   set_target_properties(quirelle_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
-  list(TRANSFORM ARG_USES REPLACE ".*/" "quirelle_")
+  list(TRANSFORM ARG_USES REPLACE "^.*/" "")
+  list(TRANSFORM ARG_USES PREPEND quirelle_)
+  # The one room that is not called like its folder: quirelle_app is the whole window.
+  list(TRANSFORM ARG_USES REPLACE "^quirelle_app$" "quirelle_window")
   target_link_libraries(quirelle_${name}
     PUBLIC ${ARG_USES} ${ARG_LIBRARIES} Qt6::Core quirelle_usage
     PRIVATE ${ARG_PRIVATE} quirelle_flags)

@@ -1,6 +1,5 @@
 // What Start does: one engine process after another, each started from the end of the one before.
 
-#include "app/icons.h"
 #include "app/mainwindow.h"
 #include "conversion/enginecommand.h"
 #include "conversion/engineoptions.h"
@@ -8,8 +7,10 @@
 #include "conversion/outputname.h"
 #include "conversion/sizetext.h"
 #include "joblist/filesize.h"
-#include "joblist/jobtable.h"
 #include "settings/settingsfile.h"
+#include "ui/icons.h"
+#include "ui/jobtable.h"
+#include "ui/lightpalette.h"
 #include "ui_mainwindow.h"
 
 #include <QCoreApplication>
@@ -17,7 +18,6 @@
 #include <QFile>
 #include <QMessageBox>
 #include <QProcess>
-#include <QSettings>
 
 #include <algorithm>
 #include <array>
@@ -51,21 +51,22 @@ void discardOutput(QProcess &process)
 #endif
 }
 
-void storeOutputFolder(const QString &folder)
+/// A message with a single button, light like the windows.
+void warn(QWidget &window, const QString &title, const QString &text)
 {
-    ensurePrivateSettingsFile();
-    QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    settings.setValue(SettingKey::OutputFolder, folder);
+    QMessageBox box(QMessageBox::Information, title, text, QMessageBox::Yes, &window);
+    box.setPalette(lightPalette(box.palette()));
+    box.exec();
 }
 
 } // namespace
 
 void MainWindow::StartConvert()
 {
-    // These checks come before the button is looked at, so they guard Stop as well: this is meant.
+    // These checks guard Stop as well, by contract.
     m_nFileCount = ui->tableWidget->rowCount();
     if (m_nFileCount < 1) {
-        QMessageBox::information(this, tr("Warning"), tr("No File!"), QMessageBox::Yes);
+        warn(*this, tr("Warning"), tr("No File!"));
         return;
     }
     m_listInputFiles.reserve(m_listInputFiles.size() + m_nFileCount);
@@ -75,11 +76,10 @@ void MainWindow::StartConvert()
         return;
     const QString outputFolder = ui->lineEdit_OutPutPath->text();
     if (!QFile::exists(outputFolder)) {
-        QMessageBox::information(this, tr("Warning"), tr("Please select a correct output folder."),
-                                 QMessageBox::Yes);
+        warn(*this, tr("Warning"), tr("Please select a correct output folder."));
         return;
     }
-    storeOutputFolder(outputFolder);
+    storeSettings({{SettingKey::OutputFolder, outputFolder}});
 
     if (ui->pushButton_Convert->text() == startText()) {
         m_nCurrentJob = 0;
@@ -172,7 +172,7 @@ void MainWindow::ClearAllInfo()
 
 QString MainWindow::GetCmdArg()
 {
-    return engineOptions(QSettings(settingsFilePath(), QSettings::IniFormat));
+    return engineOptions(storedSettings());
 }
 
 void MainWindow::on_MainWindow_destroyed()

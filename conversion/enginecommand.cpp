@@ -6,6 +6,18 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+/// Text for within the double quotes of a command line, where three double quotes stand for one; see
+/// QProcess::splitCommand.
+QString quotable(QString text)
+{
+    return text.replace(u'"', u"\"\"\""_s);
+}
+
+} // namespace
+
 QString enginePath(const QString &applicationFolder)
 {
     QDir bundle(applicationFolder);
@@ -17,5 +29,8 @@ QString enginePath(const QString &applicationFolder)
 QString engineCommand(const QString &engine, const QString &options, const QString &input,
                       const QString &output)
 {
-    return u"\"%1\" %2 \"%3\" \"%4\""_s.arg(engine).arg(options).arg(input).arg(output);
+    return u"\"%1\" %2 \"%3\" \"%4\""_s.arg(quotable(engine))
+        .arg(options)
+        .arg(quotable(input))
+        .arg(quotable(output));
 }

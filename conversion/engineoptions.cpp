@@ -11,10 +11,10 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-constexpr int mostCopies = 10;
-constexpr int longestPaperSide = 3000; // millimetres
-// What counts where the file says nothing. A stored "Default" is 0, and asks for no smallest font: this is
-// meant.
+constexpr int maximumCopies = 10;
+constexpr int maximumPaperSide = 3000; // millimetres
+// Where the file has no such key. A stored "Default" is 0, and asks for no minimum: see "Kept by contract" in
+// docs/development.md.
 constexpr int fontSizeWhenAbsent = 10;
 
 struct TextOption {
@@ -44,10 +44,10 @@ int storedNumber(const QSettings &settings, const char16_t *key, int whenAbsent)
 }
 
 /// A stored number within these limits, else 0.
-int clamped(const QSettings &settings, const char16_t *key, int smallest, int largest, int whenAbsent = 0)
+int clamped(const QSettings &settings, const char16_t *key, int minimum, int maximum, int whenAbsent = 0)
 {
     const int number = storedNumber(settings, key, whenAbsent);
-    return number < smallest || number > largest ? 0 : number;
+    return number < minimum || number > maximum ? 0 : number;
 }
 
 QString paperOption(const QSettings &settings)
@@ -65,12 +65,12 @@ QString paperSide(const QSettings &settings, const char16_t *key)
 {
     const QString side = settings.value(key, 0).toString();
     const int millimetres = side.toInt();
-    return millimetres <= 0 || millimetres > longestPaperSide ? u"NULL"_s : side;
+    return millimetres <= 0 || millimetres > maximumPaperSide ? u"NULL"_s : side;
 }
 
 QString copiesOption(const QSettings &settings)
 {
-    return u"\"--copies\" \"%1\""_s.arg(clamped(settings, SettingKey::CopyNumber, 0, mostCopies - 1) + 1);
+    return u"\"--copies\" \"%1\""_s.arg(clamped(settings, SettingKey::CopyNumber, 0, maximumCopies - 1) + 1);
 }
 
 QString orientationOption(const QSettings &settings)
@@ -86,13 +86,13 @@ QString orientationOption(const QSettings &settings)
 QString fontSizeOption(const QSettings &settings)
 {
     const int points =
-        clamped(settings, SettingKey::FontSize, g_smallestFontSize, g_largestFontSize, fontSizeWhenAbsent);
+        clamped(settings, SettingKey::FontSize, g_minimumFontSize, g_maximumFontSize, fontSizeWhenAbsent);
     return points == 0 ? QString() : u"\"--minimum-font-size\" \"%1\""_s.arg(points);
 }
 
 QString textOption(const QSettings &settings, const TextOption &option)
 {
-    const QString text = settings.value(option.key, QString()).toString().left(g_longestText);
+    const QString text = settings.value(option.key, QString()).toString().left(g_maximumTextLength);
     return text.isEmpty() ? QString() : QString::fromUtf16(option.option).arg(text);
 }
 
@@ -107,7 +107,7 @@ QString flagOption(const QSettings &settings, const TextOption &option)
 QString engineOptions(const QSettings &settings)
 {
     QStringList places{paperOption(settings)};
-    // Read and checked, but the engine is given no paper of the user's own.
+    // Read and checked, but there is no option for a paper size of the user's own.
     [[maybe_unused]] const QString width = paperSide(settings, SettingKey::PaperWidth);
     [[maybe_unused]] const QString height = paperSide(settings, SettingKey::PaperHeight);
     places << copiesOption(settings) << orientationOption(settings) << fontSizeOption(settings);

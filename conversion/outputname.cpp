@@ -1,6 +1,6 @@
 #include "conversion/outputname.h"
 
-#include "joblist/jobtable.h"
+#include "ui/jobtable.h"
 
 using namespace Qt::StringLiterals;
 

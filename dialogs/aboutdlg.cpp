@@ -1,15 +1,15 @@
 #include "dialogs/aboutdlg.h"
 
-#include "app/contextmenu.h"
-#include "app/fittext.h"
-#include "app/images.h"
-#include "app/lightpalette.h"
-#include "app/product.h"
+#include "dialogs/product.h"
+#include "ui/contextmenu.h"
+#include "ui/fittext.h"
+#include "ui/lightpalette.h"
 #include "ui_aboutdlg.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QDesktopServices>
 #include <QImage>
+#include <QMouseEvent>
 #include <QScrollBar>
 #include <QUrl>
 
@@ -45,7 +45,6 @@ QImage pointSizedSurface()
 
 AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(new Ui_AboutDlg)
 {
-    registerImages();
     ui->setupUi(this);
     setFixedSize(360, 200);
     // The text's colours are made for a light ground. A widget with a style sheet of its own does not follow.
@@ -59,6 +58,8 @@ AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(new Ui_AboutDlg)
     ui->textEdit->setHtml(aboutText());
     // Nor may the wheel move it for the sake of its empty last line.
     ui->textEdit->verticalScrollBar()->setEnabled(false);
+    ui->textEdit->viewport()->setMouseTracking(true);
+    ui->textEdit->viewport()->installEventFilter(this);
     shrinkFont({ui->pushButton_URL}, [this] { return hasRoomForText(*ui->pushButton_URL); });
     connect(ui->pushButton_URL, SIGNAL(clicked()), this, SLOT(VisitURL()));
 }
@@ -95,6 +96,25 @@ QString AboutDlg::aboutText()
            paragraph(span(plain, fact(Product::Support))) +
            QLatin1String("<p align=\"center\" style=\"-qt-paragraph-type:empty; margin:0px; "
                          "font-family:'MS Shell Dlg 2'; font-size:12pt;\"></p></body></html>");
+}
+
+bool AboutDlg::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::MouseMove || event->type() == QEvent::MouseButtonPress ||
+        event->type() == QEvent::MouseButtonRelease) {
+        const auto &mouse = static_cast<const QMouseEvent &>(*event);
+        const QString link = ui->textEdit->anchorAt(mouse.position().toPoint());
+        ui->textEdit->viewport()->setCursor(link.isEmpty() ? Qt::IBeamCursor : Qt::PointingHandCursor);
+        if (event->type() == QEvent::MouseButtonPress && mouse.button() == Qt::LeftButton)
+            m_pressedLink = link;
+        // Not where the mouse was drawn over the text to select it.
+        const bool isClick = event->type() == QEvent::MouseButtonRelease &&
+                             mouse.button() == Qt::LeftButton && !link.isEmpty() && link == m_pressedLink &&
+                             !ui->textEdit->textCursor().hasSelection();
+        if (isClick)
+            VisitURL();
+    }
+    return QDialog::eventFilter(watched, event);
 }
 
 void AboutDlg::VisitURL()

@@ -1,34 +1,21 @@
 #include "dialogs/addurl.h"
 
-#include "app/fittext.h"
-#include "app/images.h"
 #include "settings/settingsfile.h"
+#include "ui/fittext.h"
+#include "ui/lightpalette.h"
 #include "ui_addurl.h"
 
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QLayout>
 #include <QPushButton>
-#include <QSettings>
 #include <QTextStream>
 
 #include <algorithm>
 
 namespace
 {
-
-QString storedListFolder()
-{
-    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    return settings.value(QString::fromUtf16(SettingKey::ListFilePath), QString()).toString();
-}
-
-void storeListFolder(const QString &folder)
-{
-    ensurePrivateSettingsFile();
-    QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    settings.setValue(QString::fromUtf16(SettingKey::ListFilePath), folder);
-}
 
 /// A list may hold megabytes in one line, which is laid out as a whole.
 void layOutQuickly(QTextEdit *box)
@@ -55,9 +42,9 @@ bool hasRoomForTexts(const QWidget &row)
 
 addurl::addurl(QWidget *parent) : QDialog(parent), ui(new Ui_addurl)
 {
-    registerImages();
     ui->setupUi(this);
     setFixedSize(401, 300);
+    setPalette(lightPalette(palette()));
     layOutQuickly(ui->textEdit_URL);
     shrinkFont({ui->layoutWidget}, [this] { return hasRoomForTexts(*ui->layoutWidget); });
     connect(ui->pushButton_LoadTXT, SIGNAL(clicked()), this, SLOT(on_buttonBox_LoadTXT()));
@@ -77,13 +64,6 @@ QString addurl::GetURLContent()
 
 void addurl::showEvent(QShowEvent *event)
 {
-    // Toolkits make it too pale to be read. At each showing: the desktop's colours may have changed.
-    constexpr float strength = 0.7F;
-    QPalette colours = ui->textEdit_URL->palette();
-    QColor hint = colours.color(QPalette::Text);
-    hint.setAlphaF(strength);
-    colours.setColor(QPalette::PlaceholderText, hint);
-    ui->textEdit_URL->setPalette(colours);
     // Not the button that ended the last showing.
     ui->textEdit_URL->setFocus();
     QDialog::showEvent(event);
@@ -96,18 +76,20 @@ void addurl::on_buttonBox_accepted()
 
 void addurl::on_buttonBox_LoadTXT()
 {
-    // The filter's odd spelling is meant.
+    // Caption and filter are spelled like this by contract.
     const QString path = QFileDialog::getOpenFileName(
-        this, tr("Select one or more files to open"), storedListFolder(),
+        this, tr("Select one or more files to open"),
+        storedSettings().value(SettingKey::ListFilePath, QString()).toString(),
         tr("ALl Supported Files(*. rtf *.txt *.ini *.);;RTF File(*.rtf);;TXT File(*.txt);;"
            "INI File(*.ini);;All Files(*.*)"));
     if (path.isEmpty())
         return;
     QFile file(path);
-    if (file.open(QIODevice::ReadOnly))
+    // Opening a FIFO would block, and a device may have no end.
+    if (QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly))
         ui->textEdit_URL->setText(QTextStream(&file).readAll());
     // The folder is remembered whether or not the file could be read.
-    storeListFolder(path.left(path.lastIndexOf(QLatin1Char('/'))));
+    storeSettings({{SettingKey::ListFilePath, path.left(path.lastIndexOf(QLatin1Char('/')))}});
 }
 
 void addurl::on_buttonBox_Clear()

@@ -6,8 +6,8 @@ namespace
 {
 
 constexpr QByteArrayView scheme = "http://";
-constexpr qsizetype shortestHost = 3;
-constexpr qsizetype tooLong = 1024;
+constexpr qsizetype minimumHostLength = 3;
+constexpr qsizetype lengthLimit = 1024;
 
 bool isHostByte(char byte)
 {
@@ -19,12 +19,12 @@ bool isHostByte(char byte)
 
 bool isAddress(QByteArrayView text)
 {
-    if (text.isEmpty() || text.size() >= tooLong)
+    if (text.isEmpty() || text.size() >= lengthLimit)
         return false;
     const QByteArrayView afterScheme = text.startsWith(scheme) ? text.sliced(scheme.size()) : text;
     const qsizetype slash = afterScheme.indexOf('/');
     const QByteArrayView host = slash < 0 ? afterScheme : afterScheme.first(slash);
-    return host.size() >= shortestHost && host.contains('.') &&
+    return host.size() >= minimumHostLength && host.contains('.') &&
            std::all_of(host.begin(), host.end(), isHostByte);
 }
 

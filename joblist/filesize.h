@@ -9,5 +9,5 @@ class QString;
 qint64 fileSize(const QString &path);
 
 /// Whether a dropped file counts as one with content. Only the low 32 bits of its size are looked at, as a
-/// signed number: this is meant.
+/// signed number, by contract.
 bool dropHasContent(const QString &path);

@@ -3,8 +3,8 @@
 #include "app/mainwindow.h"
 #include "joblist/address.h"
 #include "joblist/filesize.h"
-#include "joblist/jobtable.h"
 #include "settings/settingsfile.h"
+#include "ui/jobtable.h"
 #include "ui_mainwindow.h"
 
 #include <QDesktopServices>
@@ -12,7 +12,6 @@
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QMimeData>
-#include <QSettings>
 #include <QUrl>
 
 #include <functional>
@@ -26,17 +25,13 @@ namespace
 
 QString storedInputFolder()
 {
-    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    return settings.value(SettingKey::InputFolder, QString()).toString();
+    return storedSettings().value(SettingKey::InputFolder, QString()).toString();
 }
 
 void storeInputFolder(const QString &file)
 {
-    ensurePrivateSettingsFile();
-    QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    // Only a backslash ends the folder. Paths with "/" are kept whole, and a dialog started on a file opens
-    // its folder: this is meant.
-    settings.setValue(SettingKey::InputFolder, file.left(file.lastIndexOf(u'\\')));
+    // Only a backslash ends the folder, by contract. A dialog that is started on a file opens its folder.
+    storeSettings({{SettingKey::InputFolder, file.left(file.lastIndexOf(u'\\'))}});
 }
 
 QList<Job> jobsOf(const QStringList &inputs, const char16_t *source)
@@ -122,6 +117,8 @@ void MainWindow::DeleteFile()
     const QModelIndexList selected = table.selectionModel()->selectedIndexes();
     for (const QModelIndex &index : selected)
         rows.insert(index.row());
+    // All of it goes, and adjusting the selection at each removal takes longer than the removals.
+    table.clearSelection();
     // From the end on, so that no removal shifts a row that is still to go.
     for (const int row : rows)
         table.removeRow(row);
@@ -135,7 +132,7 @@ void MainWindow::DeleteAllFile()
 
 void MainWindow::OpenSourceFile()
 {
-    // Always the first entry, whichever row was double-clicked: this is meant.
+    // Always the first entry, whichever row was double-clicked, by contract.
     QDesktopServices::openUrl(QUrl(jobText(*ui->tableWidget, 0, InputColumn), QUrl::TolerantMode));
 }
 

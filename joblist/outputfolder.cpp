@@ -4,21 +4,69 @@
 #include "settings/settingsfile.h"
 #include "ui_mainwindow.h"
 
+#include <QDir>
+#include <QDropEvent>
 #include <QFile>
 #include <QFileDialog>
-#include <QSettings>
+#include <QFileInfo>
+#include <QMimeData>
 
 namespace
 {
 
 QString lastFolderConvertedTo()
 {
-    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    const QString folder = settings.value(SettingKey::OutputFolder, QString()).toString();
+    const QString folder = storedSettings().value(SettingKey::OutputFolder, QString()).toString();
     return QFile::exists(folder) ? folder : QString();
 }
 
+/// The folder that a drag names: the first of its folders and files, or that file's folder. Empty where it
+/// has none.
+QString folderOf(const QMimeData &drag)
+{
+    const QString path = drag.urls().value(0).toLocalFile();
+    if (path.isEmpty())
+        return QString();
+    const QFileInfo entry(path);
+    return QDir::cleanPath(entry.isDir() ? path : entry.path());
+}
+
+/// For a field: the field itself would take the text of such a drag, which is an address.
+class FolderDrops : public QObject
+{
+public:
+    explicit FolderDrops(QLineEdit &field) : QObject(&field), m_field(field)
+    {
+        field.installEventFilter(this);
+    }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() != QEvent::DragEnter && event->type() != QEvent::DragMove &&
+            event->type() != QEvent::Drop)
+            return false;
+        auto &drag = static_cast<QDropEvent &>(*event);
+        const QString folder = folderOf(*drag.mimeData());
+        if (folder.isEmpty())
+            return false;
+        // Never a move: whoever drags would remove the file.
+        drag.setDropAction(Qt::CopyAction);
+        drag.accept();
+        if (event->type() == QEvent::Drop)
+            m_field.setText(folder);
+        return true;
+    }
+
+private:
+    QLineEdit &m_field;
+};
+
 } // namespace
+
+void MainWindow::acceptFolderDrops()
+{
+    new FolderDrops(*ui->lineEdit_OutPutPath);
+}
 
 QString MainWindow::GetOutPutFolder()
 {
@@ -30,7 +78,7 @@ void MainWindow::AddOutputPath()
 {
     if (m_bConverting)
         return;
-    // A cancelled dialog empties the field: this is meant.
+    // A cancelled dialog empties the field, by contract.
     m_strOutputFolder = GetOutPutFolder();
     ui->lineEdit_OutPutPath->setText(m_strOutputFolder);
 }

@@ -5,7 +5,8 @@
 #include <array>
 
 /// What the settings dialog offers, and what the engine calls it. The settings file stores the index of a
-/// paper or an orientation, so the order of these tables is part of the file's format.
+/// paper or an orientation, so the order of these tables is part of the file's format. The texts are kept as
+/// they are, though B9 is 44x62 mm, C5E 162x229 mm and DLE 110x220 mm on paper, and Ledger has an odd blank.
 struct Choice {
     const char
         *option;      ///< value of the engine's option; empty where the engine's own default is left in force
@@ -40,7 +41,6 @@ inline constexpr std::array<Choice, 31> g_paperSizes{{
     {"DLE", QT_TRANSLATE_NOOP("SettingDialog", "DLE (105x241 mm)")},
     {"Executive", QT_TRANSLATE_NOOP("SettingDialog", "Executive (190.5x254 mm)")},
     {"Folio", QT_TRANSLATE_NOOP("SettingDialog", "Folio (210x330 mm)")},
-    // The spacing of this text is meant.
     {"Ledger", QT_TRANSLATE_NOOP("SettingDialog", "Ledger (431.8x279. 4mm)")},
     {"Legal", QT_TRANSLATE_NOOP("SettingDialog", "Legal (215.9x355.6 mm)")},
     {"Letter", QT_TRANSLATE_NOOP("SettingDialog", "Letter (215.9x279.4 mm)")},
@@ -52,7 +52,7 @@ inline constexpr std::array<Choice, 2> g_orientations{{
     {"Landscape", QT_TRANSLATE_NOOP("SettingDialog", "Landscape")},
 }};
 
-/// Minimum font sizes in points that the list offers. Any other size within the limits below may be typed;
+/// Minimum font sizes in points that the list offers. Any other size within the range below may be typed;
 /// the number itself is stored, 0 for "Default".
 inline constexpr std::array<const char *, 15> g_fontSizes{
     QT_TRANSLATE_NOOP("SettingDialog", "Default"),
@@ -71,8 +71,8 @@ inline constexpr std::array<const char *, 15> g_fontSizes{
     "56",
     "72",
 };
-inline constexpr int g_smallestFontSize = 5;
-inline constexpr int g_largestFontSize = 72;
+inline constexpr int g_minimumFontSize = 5;
+inline constexpr int g_maximumFontSize = 72;
 
-/// Longest title, user name, password or proxy, in UTF-16 code units: what is longer is cut.
-inline constexpr qsizetype g_longestText = 100;
+/// Maximum length of a title, user name, password or proxy, in UTF-16 code units: what is longer is cut.
+inline constexpr qsizetype g_maximumTextLength = 100;

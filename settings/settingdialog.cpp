@@ -1,17 +1,15 @@
 #include "settings/settingdialog.h"
 
-#include "app/contextmenu.h"
-#include "app/fittext.h"
-#include "app/images.h"
-#include "app/lightpalette.h"
 #include "settings/choices.h"
 #include "settings/settingsfile.h"
+#include "ui/contextmenu.h"
+#include "ui/fittext.h"
+#include "ui/lightpalette.h"
 #include "ui_settingdialog.h"
 
 #include <QAbstractItemView>
 #include <QEvent>
 #include <QMessageBox>
-#include <QSettings>
 #include <QtMath>
 
 #include <algorithm>
@@ -48,7 +46,7 @@ QString readMeasure(const QSettings &settings, const char16_t *key)
 
 QString readText(const QSettings &settings, const char16_t *key)
 {
-    return read(settings, key, QString()).left(g_longestText);
+    return read(settings, key, QString()).left(g_maximumTextLength);
 }
 
 bool readFlag(const QSettings &settings, const char16_t *key)
@@ -75,14 +73,13 @@ void alignLabels(std::initializer_list<QLabel *> labels)
 
 bool isFontSize(int points)
 {
-    return points >= g_smallestFontSize && points <= g_largestFontSize;
+    return points >= g_minimumFontSize && points <= g_maximumFontSize;
 }
 
 } // namespace
 
 SettingDialog::SettingDialog(QWidget *parent) : QDialog(parent), ui(new Ui_SettingDialog)
 {
-    registerImages();
     ui->setupUi(this);
     // Completion would turn a typed 7 into the listed 72.
     ui->comboBox_FontSize->setCompleter(nullptr);
@@ -180,7 +177,7 @@ void SettingDialog::IniAllChoice()
 
 void SettingDialog::LoadInfo()
 {
-    const QSettings settings(settingsFilePath(), QSettings::IniFormat);
+    const QSettings settings = storedSettings();
     ui->comboBox_PageSize->setCurrentIndex(
         readIndex(settings, SettingKey::PaperSizeModel, ui->comboBox_PageSize->count()));
     // Measures of one's own paper and the number of copies have no control: read and checked, then dropped.
@@ -224,29 +221,24 @@ void SettingDialog::SaveInfo()
     const bool paperChosen = paper >= 0 && paper < ui->comboBox_PageSize->count();
     const int fontSize = ui->comboBox_FontSize->currentText().toInt();
     const QString empty = QLatin1String("");
-    const std::pair<const char16_t *, QString> values[] = {
+    storeSettings({
         {SettingKey::PaperSizeModel, paperChosen ? QString::number(paper) : empty},
         {SettingKey::PaperWidth, empty},
         {SettingKey::PaperHeight, empty},
         {SettingKey::CopyNumber, empty},
         {SettingKey::Orientation, QString::number(ui->comboBox_Orientation->currentIndex())},
         {SettingKey::FontSize, QString::number(isFontSize(fontSize) ? fontSize : 0)},
-        {SettingKey::Title, ui->lineEdit_Title->text().left(g_longestText)},
-        {SettingKey::AuthUser, ui->lineEdit_AuthUser->text().left(g_longestText)},
-        {SettingKey::Password, ui->lineEdit_Password->text().left(g_longestText)},
-        {SettingKey::Proxy, ui->lineEdit_Proxy->text().left(g_longestText)},
+        {SettingKey::Title, ui->lineEdit_Title->text().left(g_maximumTextLength)},
+        {SettingKey::AuthUser, ui->lineEdit_AuthUser->text().left(g_maximumTextLength)},
+        {SettingKey::Password, ui->lineEdit_Password->text().left(g_maximumTextLength)},
+        {SettingKey::Proxy, ui->lineEdit_Proxy->text().left(g_maximumTextLength)},
         {SettingKey::NoWebLink, flagText(ui->checkBox_NoWebLink->isChecked())},
         {SettingKey::Grayscale, flagText(ui->checkBox_Grayscale->isChecked())},
         {SettingKey::DisableJs, flagText(ui->checkBox_DisJs->isChecked())},
         {SettingKey::NoImages, flagText(ui->checkBox_NotLoadImages->isChecked())},
         {SettingKey::LowQuality, flagText(ui->checkBox_LowQuality->isChecked())},
         {SettingKey::NoBackground, flagText(ui->checkBox_NoBackground->isChecked())},
-    };
-
-    ensurePrivateSettingsFile();
-    QSettings settings(settingsFilePath(), QSettings::IniFormat);
-    for (const auto &[key, value] : values)
-        settings.setValue(QString::fromUtf16(key), value);
+    });
 }
 
 bool SettingDialog::eventFilter(QObject *watched, QEvent *event)

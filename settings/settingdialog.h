@@ -14,8 +14,8 @@ public:
     explicit SettingDialog(QWidget *parent = nullptr);
     ~SettingDialog() override;
 
-    /// Rebuilds the lists and puts the defaults into the controls; writes nothing. Password and proxy stay:
-    /// this is meant.
+    /// Rebuilds the lists and puts the defaults into the controls; writes nothing. Password and proxy stay,
+    /// by contract.
     void IniAllChoice();
     /// Settings file to controls. What is missing, malformed or out of range shows as its default.
     void LoadInfo();

@@ -26,6 +26,13 @@ bool belongsToUser([[maybe_unused]] const QFileInfo &file)
 #endif
 }
 
+/// Whether opening this cannot block: for links what they lead to counts.
+bool isRegularOrMissing(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.isFile() || !file.exists();
+}
+
 /// A file that its owner has made read-only stays so.
 void narrow(const QFileInfo &file)
 {
@@ -48,6 +55,27 @@ QString settingsFilePath()
     if (QFileInfo(beside).isReadable() || QFileInfo(folder).isWritable())
         return beside;
     return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QLatin1Char('/') + fileName;
+}
+
+QSettings storedSettings()
+{
+    QString path = settingsFilePath();
+    // None of the resources compiled in has this name.
+    if (!isRegularOrMissing(path))
+        path = QStringLiteral(":/none");
+    return QSettings(path, QSettings::IniFormat);
+}
+
+void storeSettings(const QList<std::pair<const char16_t *, QString>> &values)
+{
+    const QString path = settingsFilePath();
+    // QSettings also reads its lock, where there is one.
+    if (!isRegularOrMissing(path) || !isRegularOrMissing(path + QStringLiteral(".lock")))
+        return;
+    ensurePrivateSettingsFile();
+    QSettings settings(path, QSettings::IniFormat);
+    for (const auto &[key, value] : values)
+        settings.setValue(key, value);
 }
 
 bool ensurePrivateSettingsFile()

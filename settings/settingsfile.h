@@ -1,6 +1,10 @@
 #pragma once
 
+#include <QList>
+#include <QSettings>
 #include <QString>
+
+#include <utility>
 
 /// Short name of the product: names the engine's bundle and executable and starts the settings file's name.
 extern const char *g_chSoftwareName;
@@ -10,12 +14,18 @@ extern const char *g_chSoftwareName;
 /// file that the user can read.
 QString settingsFilePath();
 
-/// The one file that outlives a run, in INI format: every key lies in the group SettingInfo, every value is
-/// text. Nobody keeps it open: each operation opens a QSettings on settingsFilePath() and drops it, which
-/// writes it out. An unreadable file reads as the defaults and a failed write is lost, both silently. The
-/// file holds a password: call this before opening it to write. It creates a missing file, empty and with
-/// mode 0600, together with its folder. Of an existing one that belongs to the user it takes every permission
-/// beyond these, and leaves its content as it is. It returns whether the file is there.
+/// The one file that outlives a run, in INI format, opened to be read: every key lies in the group
+/// SettingInfo, every value is text. Nobody keeps it open: each operation opens it anew. What is missing,
+/// unreadable or no regular file, such as a FIFO, which would block, reads as empty, silently.
+QSettings storedSettings();
+
+/// Stores values under their full keys, in this order, and keeps all others. A failed write is lost,
+/// silently; what is no regular file is left alone. The file holds a password, so it is made private first.
+void storeSettings(const QList<std::pair<const char16_t *, QString>> &values);
+
+/// Creates a missing settings file, empty and with mode 0600, together with its folder. Of an existing one
+/// that belongs to the user it takes every permission beyond these, and leaves its content as it is. Returns
+/// whether the file is there.
 bool ensurePrivateSettingsFile();
 
 /// Full keys, as stored. The spelling of PaperSizeModel's key is part of the file format.

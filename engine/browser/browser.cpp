@@ -1,6 +1,7 @@
 #include "engine/browser/browser.h"
 
 #include "engine/browser/locate.h"
+#include "engine/browser/processes.h"
 
 #include <QDir>
 #include <QFile>
@@ -46,6 +47,11 @@ Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
       m_memory(m_process.process(), flags.maximumMemory)
 {
+}
+
+bool Browser::isBusy() const
+{
+    return ::isBusy(std::to_string(guardProcess()));
 }
 
 Failure Browser::explained(const Failure &failure) const

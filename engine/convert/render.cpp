@@ -14,8 +14,8 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
     const WatchedJob watched(browser.memory());
     try {
         const std::unique_ptr<Page> page =
-            order.job.proxy ? std::make_unique<Page>(browser.connection(), order.job.proxy, order.deadline)
-                            : std::make_unique<Page>(browser.connection(), order.deadline);
+            order.job.proxy ? std::make_unique<Page>(browser, order.job.proxy, order.deadline)
+                            : std::make_unique<Page>(browser, order.deadline);
         listener(QStringLiteral("loading %1").arg(order.address.shown));
         page->load(order);
         listener(QStringLiteral("printing %1").arg(order.address.shown));

@@ -9,6 +9,7 @@ Session::Session(Connection &connection, const QString &id, Deadline deadline)
 Session::~Session()
 {
     m_connection.detach(m_id, m_mailbox);
+    m_connection.detach({}, m_mailbox);
     for (const QString &child : m_children.keys())
         m_connection.detach(child, m_mailbox);
 }
@@ -116,6 +117,16 @@ void Session::release(const QString &id)
 QStringList Session::family() const
 {
     return QStringList{m_id} + m_children.keys(true);
+}
+
+void Session::hearBrowser()
+{
+    m_connection.attach({}, m_mailbox);
+}
+
+void Session::postToBrowser(const QString &method, const QJsonObject &parameters)
+{
+    m_connection.send({}, method, parameters, m_deadline, nullptr);
 }
 
 bool Session::waitUntil(const std::function<bool()> &condition, Deadline bound)

@@ -25,9 +25,9 @@ public:
     Session &operator=(const Session &) = delete;
     ~Session();
 
-    /// What is being done, for messages: "loading the page".
     const QString &id() const { return m_id; }
 
+    /// What is being done, for messages: "loading the page".
     void setActivity(const QString &activity) { m_activity = activity; }
 
     /// What a command came back with: a result, or the browser's words for refusing it.
@@ -67,6 +67,12 @@ public:
     void release(const QString &id);
     /// The ids of this session and of its children that are frames.
     QStringList family() const;
+    /// The ids of its children, frames and workers.
+    QStringList children() const { return m_children.keys(); }
+    /// Events of the browser's own session come here as well.
+    void hearBrowser();
+    /// Sends a command to the browser itself.
+    void postToBrowser(const QString &method, const QJsonObject &parameters);
 
     /// Hands out events until `condition` holds; returns whether it does by the bound.
     bool waitUntil(const std::function<bool()> &condition, Deadline bound);

@@ -2,6 +2,7 @@
 
 #include "engine/job/proxy.h"
 
+#include <QDateTime>
 #include <QSizeF>
 #include <QString>
 
@@ -9,6 +10,18 @@
 #include <optional>
 
 enum class PaperOrientation { Portrait, Landscape };
+
+/// What a loaded page says of itself and the browser of itself, for the PDF's information. Empty for nothing.
+struct PageMetadata {
+    QString author;      ///< <meta name="author">
+    QString keywords;    ///< <meta name="keywords">, separated by commas
+    QString description; ///< <meta name="description">
+    QString generator;   ///< <meta name="generator">: the PDF's Creator, which is Quirelle without it
+    QString language;    ///< BCP 47, as in <html lang>; without it that of the browser stays
+    QDateTime created;   ///< of the page, such as <meta name="date">; invalid: when it was printed
+    QDateTime modified;  ///< likewise
+    QString browser;     ///< name and version, such as "Chrome/156.0.8078.79"
+};
 
 /// One conversion, as ordered: everything a job needs to know and nothing of how it is done.
 struct Job {
@@ -31,6 +44,12 @@ struct Job {
     QString userName;
     QString password;
     std::optional<Proxy> proxy;
+
+    /// Not part of the order: filled in when the page has been loaded.
+    PageMetadata page;
+    /// SOURCE_DATE_EPOCH of the process that ordered the job: the same input then gives the same bytes, with
+    /// this as the time of everything. Invalid without it.
+    QDateTime fixedTime;
 
     bool externalLinks = true;
     bool grayscale = false;

@@ -23,7 +23,7 @@ constexpr double tolerance = 1.001;
 } // namespace
 
 Fitting::Fitting(Session &browser, const QString &context, Session &page, const QString &mainFrame,
-                 PageTime &time)
+                 VirtualTime &time)
     : m_page(page), m_mainFrame(mainFrame), m_pictures(browser, context, page, time)
 {
 }

@@ -28,7 +28,7 @@ class Fitting
 public:
     /// `browser`, `context`: see Pictures. `mainFrame` is the id of the page's main frame.
     Fitting(Session &browser, const QString &context, Session &page, const QString &mainFrame,
-            PageTime &time);
+            VirtualTime &time);
 
     /// To be done when the page is ready for paper and whole, right before it is printed; may be done again
     /// when it has changed. What cannot be done by the bound is left.

@@ -6,7 +6,6 @@
 #include "engine/page/frames.h"
 #include "engine/page/neterror.h"
 #include "engine/page/scripts.h"
-#include "engine/page/waits.h"
 
 #include <QJsonArray>
 
@@ -20,8 +19,13 @@ namespace
 
 using namespace Qt::StringLiterals;
 
+/// A page that is not whole after this time is taken as it is.
+constexpr std::chrono::milliseconds patience = 30s;
+/// How often a page that moves on while it is printed is tried again.
+constexpr int maximumAttempts = 4;
 /// How much of the page's time may pass at once while it is printed.
 constexpr auto printingStep = 500ms;
+constexpr auto printingInterval = 30ms;
 /// How long a page may take to be fitted to its paper.
 constexpr auto fittingTime = 10s;
 /// How long a page may print before scripts that hold it up are stopped.
@@ -77,12 +81,14 @@ Page::Place Page::attached(Session &browser, Place place)
     return place;
 }
 
-Page::Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open)
-    : m_browser(connection, {}, deadline),
+Page::Page(Browser &browser, Deadline deadline, const std::function<Place(Session &browser)> &open)
+    : m_browser(browser.connection(), {}, deadline),
       m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
-      m_session(connection, m_place.session, deadline), m_events(m_session, m_place.target),
-      m_time(m_session), m_preparation(m_session, m_place.target),
-      m_readiness(m_session, m_place.target, m_events, m_time, m_preparation),
+      m_session(browser.connection(), m_place.session, deadline),
+      m_events(m_session, m_place.target, m_place.context), m_time(m_session),
+      m_preparation(m_session, m_place.target),
+      m_readiness(m_session, m_place.target, m_events, m_time, m_preparation,
+                  [&browser] { return browser.isBusy(); }),
       m_fitting(m_browser, m_place.context, m_session, m_place.target, m_time)
 {
     QJsonObject refusal{{u"behavior"_s, u"deny"_s}};
@@ -91,10 +97,10 @@ Page::Page(Connection &connection, Deadline deadline, const std::function<Place(
     m_browser.post(u"Browser.setDownloadBehavior"_s, refusal);
 }
 
-Page::Page(Connection &connection, Deadline deadline) : Page(connection, deadline, first) {}
+Page::Page(Browser &browser, Deadline deadline) : Page(browser, deadline, first) {}
 
-Page::Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline)
-    : Page(connection, deadline, [&](Session &browser) { return opened(browser, proxy); })
+Page::Page(Browser &browser, const std::optional<Proxy> &proxy, Deadline deadline)
+    : Page(browser, deadline, [&](Session &session) { return opened(session, proxy); })
 {
 }
 
@@ -144,9 +150,7 @@ void Page::configure(const Job &job)
     // Without scripts the browser runs none from the start; see LaunchFlags.
     if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
-                       {{u"source"_s, QString::fromLatin1(listenScript)}, {u"worldName"_s, engineWorld}});
-        m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
-                       {{u"source"_s, QString::fromLatin1(noticeScript)}});
+                       {{u"source"_s, QString::fromLatin1(shimScript)}});
     }
 }
 
@@ -169,7 +173,7 @@ void Page::navigate(const Address &address)
 void Page::rest()
 {
     try {
-        m_session.post(u"Emulation.setVirtualTimePolicy"_s, {{u"policy"_s, u"pause"_s}});
+        m_time.hold();
     } catch (const Failure &) {
         // A browser that takes no commands does not run the page either, or is about to be given up.
     }
@@ -195,7 +199,8 @@ QByteArray Page::print(const Job &job)
     };
     Session::Reply reply = fitAndPrint();
     // A page that moves on in this very moment can be printed when it has arrived.
-    for (int attempt = 0; !reply.error.isEmpty() && attempt < mostRounds && !m_events.isLoaded(); ++attempt) {
+    for (int attempt = 0; !reply.error.isEmpty() && attempt < maximumAttempts && !m_events.isLoaded();
+         ++attempt) {
         const Deadline bound = Deadline::in(patience);
         m_readiness.awaitLoadEvent(bound);
         m_preparation.prepare(job, bound);
@@ -221,7 +226,7 @@ Session::Reply Page::printed(const QJsonObject &settings)
     // may begin even now.
     Deadline stop = Deadline::in(printingTime);
     m_time.flow(printingStep);
-    return *m_session.askUrgently(u"Page.printToPDF"_s, settings, flowInterval, [&] {
+    return *m_session.askUrgently(u"Page.printToPDF"_s, settings, printingInterval, [&] {
         m_time.flow(printingStep);
         if (stop.passed()) {
             m_session.post(u"Runtime.terminateExecution"_s);

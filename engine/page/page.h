@@ -1,11 +1,12 @@
 #pragma once
 
+#include "engine/browser/browser.h"
 #include "engine/job/order.h"
 #include "engine/page/fitting.h"
 #include "engine/page/pageevents.h"
-#include "engine/page/pagetime.h"
 #include "engine/page/preparation.h"
 #include "engine/page/readiness.h"
+#include "engine/page/virtualtime.h"
 
 #include <QByteArray>
 
@@ -18,10 +19,10 @@ class Page
 public:
     /// Takes the page that a browser with FirstPage::Blank shows, in the browser's own context: for a browser
     /// that serves a single job.
-    Page(Connection &connection, Deadline deadline);
+    Page(Browser &browser, Deadline deadline);
     /// Opens a context and the page in it. With a proxy everything but files is fetched through it, the
     /// machine's own servers included.
-    Page(Connection &connection, const std::optional<Proxy> &proxy, Deadline deadline);
+    Page(Browser &browser, const std::optional<Proxy> &proxy, Deadline deadline);
     Page(const Page &) = delete;
     Page &operator=(const Page &) = delete;
     /// Closes the context, if it is the page's own, with all that is in it.
@@ -60,7 +61,7 @@ private:
         QString session;
     };
 
-    Page(Connection &connection, Deadline deadline, const std::function<Place(Session &browser)> &open);
+    Page(Browser &browser, Deadline deadline, const std::function<Place(Session &browser)> &open);
     static Place opened(Session &browser, const std::optional<Proxy> &proxy);
     static Place first(Session &browser);
     static Place attached(Session &browser, Place place);
@@ -76,7 +77,7 @@ private:
     bool m_listensToScripts = false;
     bool m_closed = false;
     PageEvents m_events;
-    PageTime m_time;
+    VirtualTime m_time;
     Preparation m_preparation;
     Readiness m_readiness;
     Fitting m_fitting;

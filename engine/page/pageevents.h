@@ -3,14 +3,18 @@
 #include "engine/devtools/session.h"
 
 #include <QHash>
+#include <QSet>
 
-/// What happens to a page, as the browser tells it: documents, requests, child frames and workers, dialogs.
+#include <chrono>
+
+/// What happens to a page, as the browser tells it: documents, requests, frames, workers, sockets, dialogs.
 /// Fails the session with NotLoaded when the page turns out to be none, and with Crashed when it crashes.
 class PageEvents
 {
 public:
-    /// Listens from now on. `mainFrame` is the id of the page's main frame.
-    PageEvents(Session &session, const QString &mainFrame);
+    /// Listens from now on. `mainFrame` is the id of the page's main frame, `context` that of its browser
+    /// context, empty for the browser's own.
+    PageEvents(Session &session, const QString &mainFrame, const QString &context);
 
     /// What messages call the page.
     void setShownAddress(const QString &address) { m_shownAddress = address; }
@@ -19,23 +23,42 @@ public:
     const QString &document() const { return m_document; }
     /// Whether that document has had its load event.
     bool isLoaded() const { return m_loaded; }
-    /// Whether the server has named a page to go on to after a while.
-    bool hasSuccessor() const { return m_hasSuccessor; }
-    bool isIdle() const { return m_requests.isEmpty(); }
-    /// Whether nothing is under way but what is made to last, such as an event stream.
-    bool isQuiet() const;
-    /// Whether all that is under way is made to last, and something is.
-    bool isHeldUp() const { return !m_requests.isEmpty() && isQuiet(); }
-    /// Counts what has happened: documents, requests, their ends.
+    /// Whether a navigation of the main frame is scheduled for later.
+    bool leadsOn() const { return m_leadsOn; }
+    /// Whether the document has called window.print().
+    bool asksForPrint() const { return m_asksForPrint; }
+
+    /// Requests and navigations under way, but for requests made to last.
+    int requests() const;
+    /// Whether requests that are made to last, such as an event stream, are under way.
+    bool hasLastingRequests() const;
+    /// For how long the page's sockets and event streams are still waited for: one that connects, and one
+    /// that may be about to say something.
+    std::chrono::milliseconds channelWait() const;
+    bool hasWorkers() const { return !m_workers.isEmpty(); }
+    /// Counts what has happened: documents, requests, their ends, messages from servers, workers.
     int count() const { return m_count; }
+
+    /// What is under way, for people: "a request to http://127.0.0.1/a.png", "a worker".
+    QStringList underWay() const;
 
 private:
     struct Request {
         QString session;
         QString document;
+        QString address;
         /// Made to go on: nobody waits for its end.
         bool lasting = false;
     };
+    struct Channel {
+        bool isConnected = false;
+        std::chrono::steady_clock::time_point lastHeard;
+    };
+
+    void listenToDocuments();
+    void listenToRequests();
+    void listenToChannels();
+    void listenToChildren(const QString &context);
 
     void noteLifecycle(const QJsonObject &event);
     void noteNavigation(const QJsonObject &frame);
@@ -44,6 +67,7 @@ private:
     void noteResponse(const QJsonObject &event);
     void noteRequestEnd(const QJsonObject &event);
     void noteRequestFailure(const QJsonObject &event);
+    void noteChannel(const QString &id, bool isConnected);
     void noteChild(const QJsonObject &event);
     void noteChildsEnd(const QString &child);
 
@@ -52,8 +76,15 @@ private:
     QString m_shownAddress;
     QString m_document;
     bool m_loaded = false;
-    bool m_hasSuccessor = false;
+    bool m_leadsOn = false;
+    bool m_asksForPrint = false;
     /// By request id.
     QHash<QString, Request> m_requests;
+    /// Frames on their way to another document, by id.
+    QSet<QString> m_navigating;
+    /// Sockets and event streams, by request id.
+    QHash<QString, Channel> m_channels;
+    /// Sessions of workers, with their kinds ("worker", "service_worker").
+    QHash<QString, QString> m_workers;
     int m_count = 0;
 };

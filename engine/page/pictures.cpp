@@ -2,7 +2,6 @@
 
 #include "engine/page/resources.h"
 #include "engine/page/scripts.h"
-#include "engine/page/waits.h"
 
 #include <QUuid>
 
@@ -16,7 +15,8 @@ namespace
 
 using namespace Qt::StringLiterals;
 
-constexpr auto closingTime = 1s;
+/// How often it is asked whether the pictures have come.
+constexpr auto askingInterval = 10ms;
 
 /// In characters. Larger ones are no pictures with some words in them.
 constexpr qsizetype maximumText = 8 << 20;
@@ -41,7 +41,7 @@ QString textOfData(const QString &address)
 
 } // namespace
 
-Pictures::Pictures(Session &browser, const QString &context, Session &page, PageTime &time)
+Pictures::Pictures(Session &browser, const QString &context, Session &page, VirtualTime &time)
     : m_browser(browser), m_context(context), m_page(page), m_time(time)
 {
 }
@@ -182,12 +182,12 @@ void Pictures::replace(const QList<FrameResult> &frames, Deadline bound)
             waiting.append(frame);
     }
     while (!waiting.isEmpty() && !bound.passed()) {
-        m_time.flow(flowInterval);
         const auto result = runInFrame(m_page, waiting.first(), replaceScript, {}, bound);
         if (!result || result->value["coming"_L1].toInt() == 0)
             waiting.removeFirst();
         else
-            m_page.waitUntil([] { return false; }, Deadline::in(flowInterval).earlier(bound));
+            m_time.waitUntil([] { return false; }, VirtualTime::Pace::Real,
+                             Deadline::in(askingInterval).earlier(bound));
     }
     for (const QString &session : m_page.family()) {
         m_page.post(u"Network.setCacheDisabled"_s, {{u"cacheDisabled"_s, false}}, session);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/page/frames.h"
-#include "engine/page/pagetime.h"
+#include "engine/page/virtualtime.h"
 
 #include <QHash>
 #include <QJsonArray>
@@ -15,7 +15,7 @@ class Pictures
 public:
     /// `browser` is the conversation with the browser itself, in whose context `context`, if not empty, the
     /// page is.
-    Pictures(Session &browser, const QString &context, Session &page, PageTime &time);
+    Pictures(Session &browser, const QString &context, Session &page, VirtualTime &time);
     Pictures(const Pictures &) = delete;
     Pictures &operator=(const Pictures &) = delete;
     ~Pictures();
@@ -42,7 +42,7 @@ private:
     Session &m_browser;
     QString m_context;
     Session &m_page;
-    PageTime &m_time;
+    VirtualTime &m_time;
     QString m_document; ///< the target in which files are changed, once there is one
     /// What the files hold that are SVG with text, by address; empty for all others.
     QHash<QString, QString> m_texts;

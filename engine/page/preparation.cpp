@@ -2,7 +2,6 @@
 
 #include "engine/job/paper.h"
 #include "engine/page/scripts.h"
-#include "engine/page/waits.h"
 
 #include <QJsonArray>
 
@@ -13,6 +12,9 @@ namespace
 {
 
 using namespace Qt::StringLiterals;
+
+/// How far animations have come on paper.
+constexpr std::chrono::milliseconds animationTime{5000};
 
 QJsonValue orNull(const QString &text)
 {
@@ -40,7 +42,7 @@ QJsonObject settingsFor(const Job &job)
             {u"width"_s, paper.width() * pixelsPerPoint},
             {u"height"_s, paper.height() * pixelsPerPoint},
             {u"margin"_s, usualMargin * pixelsPerPoint},
-            {u"animationTime"_s, static_cast<double>(pageTime.count())}};
+            {u"animationTime"_s, static_cast<double>(animationTime.count())}};
 }
 
 Preparation::Findings findingsIn(const QList<FrameResult> &results)
@@ -49,13 +51,6 @@ Preparation::Findings findingsIn(const QList<FrameResult> &results)
     for (const FrameResult &result : results) {
         const auto says = [&](const char *name) { return result.value[QLatin1String(name)].toBool(); };
         findings.changed = says("loading") || says("animated") || findings.changed;
-        findings.animated = says("animated") || findings.animated;
-        findings.watchesScrolling = says("watchesScrolling") || findings.watchesScrolling;
-        findings.awaitsWork = says("awaitsWork") || findings.awaitsWork;
-        findings.awaitedDrawings += result.value["awaitedDrawings"_L1].toInt();
-        findings.heardWork += result.value["heardWork"_L1].toInt();
-        findings.livesOn = says("livesOn") || findings.livesOn;
-        findings.hasScripts = says("hasScripts") || findings.hasScripts;
     }
     return findings;
 }

@@ -17,13 +17,6 @@ public:
     /// What has been found, and done, in the documents of all frames.
     struct Findings {
         bool changed = false; ///< something has been set going
-        bool animated = false;
-        bool watchesScrolling = false;
-        int awaitedDrawings = 0; ///< how often it has begun what goes on when it is next drawn
-        bool awaitsWork = false; ///< of a worker, or of the browser
-        int heardWork = 0;       ///< how often it has heard of such work so far
-        bool livesOn = false;    ///< something may happen in it as its time passes
-        bool hasScripts = false;
     };
 
     /// Before the document is loaded: has the job's paper hold for what its scripts read of its sheets.

@@ -246,14 +246,6 @@
         runner.replaceWith(standing);
     }
 
-    // What may change a page without anybody doing anything.
-    const events = ['load', 'pageshow', 'error', 'toggle', 'focus', 'resize', 'scroll', 'begin', 'end', 'repeat'];
-    const medial = ['loadstart', 'loadeddata', 'canplay', 'animationstart', 'animationend', 'transitionend'];
-    const lively = [
-        'script, meta[http-equiv="refresh" i], iframe, frame, object, embed, video, audio, portal, fencedframe',
-        ...[...events, ...medial].map((event) => `[on${event}]`),
-    ].join();
-
     return {
         loading,
         animated,
@@ -261,11 +253,5 @@
         textHeight,
         sheets,
         unreadable: unreadable > 0,
-        watchesScrolling: Boolean(globalThis.watchesScrolling),
-        awaitedDrawings: globalThis.awaitedDrawings ?? 0,
-        awaitsWork: globalThis.awaitedWork > 0,
-        heardWork: globalThis.heardWork ?? 0,
-        livesOn: Boolean(document.querySelector(lively)),
-        hasScripts: document.scripts.length > 0,
     };
 }

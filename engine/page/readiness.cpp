@@ -1,7 +1,9 @@
 #include "engine/page/readiness.h"
 
 #include "engine/page/frames.h"
-#include "engine/page/waits.h"
+#include "engine/page/scripts.h"
+
+#include <QJsonArray>
 
 #include <algorithm>
 #include <utility>
@@ -13,26 +15,40 @@ namespace
 
 using namespace Qt::StringLiterals;
 
-/// How much of the page's own time is let pass after something has come in late.
-constexpr auto furtherPageTime = 1s;
-/// How long a page that had to be stopped may take to be made ready for paper.
-constexpr auto preparingTime = 2s;
-/// How long a page may compute while its time passes; animations without end are cut short here.
-constexpr std::chrono::milliseconds computingTime = 3s;
+/// How much of the page's own time is let pass after its load event, for timers, animations and delayed
+/// redirects, and in what steps.
+constexpr std::chrono::milliseconds pageTime = 5s;
+constexpr std::chrono::milliseconds pageTimeStep = 1s;
+/// How much more, and in what steps, after it has done something late; and how much more in all.
+constexpr std::chrono::milliseconds furtherTime = 1s;
+constexpr std::chrono::milliseconds furtherTimeStep = 250ms;
+constexpr std::chrono::milliseconds mostFurtherTime = 10s;
+/// How long a page may compute while its time passes.
+constexpr auto computingTime = 3s;
+/// How long a look takes: several steps of a conversation between the page and the browser.
+constexpr auto lookTime = 15ms;
+/// After the page has worked: how long a browser that is busy is taken to be busy for it.
+constexpr auto busyTime = 300ms;
+/// How often sockets and event streams are looked at.
+constexpr auto channelInterval = 50ms;
 /// After requests have ended: the time in which further ones are expected.
-constexpr auto quietTime = 100ms;
-/// How long is waited for what goes on for the page elsewhere.
-constexpr auto workTime = 3s;
-/// How long a page may take to draw itself, where that is waited for.
-constexpr auto frameTime = 1s;
-/// In CSS pixels.
-constexpr double tallestViewport = 50000;
+constexpr auto quietTime = 30ms;
+/// How long a page may take to be drawn.
+constexpr auto showTime = 3s;
+/// How often a page that grows, or works, when it is shown is shown again.
+constexpr int mostShows = 3;
+/// How often a page that goes on changing is prepared for paper.
+constexpr int mostPreparations = 6;
+/// How long a page that had to be stopped may take to be made ready for paper, and how often it is stopped.
+constexpr auto preparingTime = 2s;
+constexpr int mostStops = 4;
 
 } // namespace
 
-Readiness::Readiness(Session &session, const QString &mainFrame, const PageEvents &events, PageTime &time,
-                     Preparation &preparation)
-    : m_session(session), m_mainFrame(mainFrame), m_events(events), m_time(time), m_preparation(preparation)
+Readiness::Readiness(Session &session, const QString &mainFrame, const PageEvents &events, VirtualTime &time,
+                     Preparation &preparation, std::function<bool()> browserIsBusy)
+    : m_session(session), m_mainFrame(mainFrame), m_events(events), m_time(time), m_preparation(preparation),
+      m_browserIsBusy(std::move(browserIsBusy))
 {
 }
 
@@ -44,153 +60,241 @@ void Readiness::awaitLoadEvent(Deadline bound)
 void Readiness::awaitWhole(const Job &job, Deadline bound)
 {
     m_bound = bound;
-    awaitLoadEvent(bound);
-    settle(job);
-    if (bound.passed())
-        takeAsItIs(job);
+    for (;;) {
+        if (m_document != m_events.document())
+            beginDocument();
+        const Step step = nextStep(facts());
+        if (step == Step::Print)
+            break;
+        carryOut(step, job);
+        if (step == Step::GiveUp)
+            break;
+    }
 }
 
-void Readiness::settle(const Job &job)
+void Readiness::beginDocument()
 {
-    m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
-    // What comes in at the end of a round may be built into the page in the next; but a page that goes on for
-    // ever is not followed for ever.
-    int rounds = 0;
-    bool cameLate = false;
-    int heardWork = 0;
-    int drawings = 0;
-    bool isShownWhole = false;
-    while (rounds < mostRounds && !m_bound.passed()) {
-        const QString document = m_events.document();
-        const int before = m_events.count();
-        const Preparation::Findings now = prepare(job);
-        const bool awaitsWork = now.awaitsWork && m_workEnds;
-        // Page time has run on while it was done.
-        cameLate = cameLate || now.heardWork != heardWork;
-        const bool awaitsDrawing = now.awaitedDrawings != drawings;
-        if (rounds > 0 && !now.changed && !awaitsWork && !cameLate && !awaitsDrawing)
-            return;
-        if (!now.changed && !now.livesOn && !awaitsWork && !m_events.hasSuccessor() && m_events.isIdle())
-            return;
-        if (now.animated || awaitsDrawing)
-            awaitFrame();
-        drawings = now.awaitedDrawings;
-        // Before any time is passed, because a worker that is starting would hold it up.
-        heardWork = awaitsWork ? awaitWork(job).heardWork : now.heardWork;
-        letTimePass(rounds == 0 ? pageTime : furtherPageTime);
-        const int atEndOfTime = m_events.count();
-        awaitRequests();
-        cameLate = m_events.count() != atEndOfTime;
-        if (now.watchesScrolling && !std::exchange(isShownWhole, true))
-            showWhole();
-        if (!m_events.isLoaded())
-            awaitLoadEvent(m_bound);
-        if (!now.changed && !now.hasScripts && m_events.count() == before)
-            return;
-        ++rounds;
-        if (document != m_events.document()) {
-            rounds = heardWork = drawings = 0;
-            isShownWhole = false;
+    m_document = m_events.document();
+    m_facts = {};
+    m_facts.pageTimeLeft = pageTime;
+    m_lastWork = {};
+    m_timeStep = pageTimeStep;
+    m_furtherTime = mostFurtherTime;
+    m_shows = 0;
+    m_preparations = 0;
+    m_shownHeight = 0;
+    m_workingSince = std::nullopt;
+    m_lastWorked = std::chrono::steady_clock::now();
+}
+
+PageFacts Readiness::facts()
+{
+    PageFacts facts = m_facts;
+    facts.patienceIsOver = m_bound.passed();
+    facts.isLoaded = m_events.isLoaded();
+    facts.requests = m_events.requests();
+    facts.leadsOn = m_events.leadsOn();
+    facts.asksForPrint = m_events.asksForPrint();
+    facts.channelWait = m_events.channelWait();
+    facts.isTimeReal = m_time.isReal();
+    if (m_workingSince)
+        facts.workTime = std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - *m_workingSince);
+    return facts;
+}
+
+void Readiness::carryOut(Step step, const Job &job)
+{
+    switch (step) {
+    case Step::AwaitLoad:
+        return awaitLoadEvent(m_bound);
+    case Step::Prepare:
+        return prepare(job);
+    case Step::AwaitRequests:
+        return awaitRequests();
+    case Step::Look:
+        return look();
+    case Step::PassTime:
+        return passTime();
+    case Step::Show:
+        return show();
+    case Step::AwaitChannels:
+        m_time.waitUntil([] { return false; }, VirtualTime::Pace::Real,
+                         Deadline::in(channelInterval).earlier(m_bound));
+        noteWork();
+        return;
+    case Step::GiveUp:
+        return giveUp(job);
+    case Step::Print:
+        return;
+    }
+}
+
+/// Of the renderers of all its frames; nothing if the page does not answer in time.
+std::optional<Readiness::Work> Readiness::work()
+{
+    Work sum;
+    for (const QString &session : m_session.family()) {
+        const auto reply = m_session.ask(u"Performance.getMetrics"_s, {}, m_bound, session);
+        if (!reply)
+            return std::nullopt;
+        const QJsonArray metrics = reply->result["metrics"_L1].toArray();
+        for (const auto &metric : metrics) {
+            const QString name = metric["name"_L1].toString();
+            const double value = metric["value"_L1].toDouble();
+            if (name == "ScriptDuration"_L1)
+                sum.scripts += value;
+            else if (name == "ProcessTime"_L1)
+                sum.processes += value;
+            else if (name == "JSEventListeners"_L1)
+                sum.listeners += value;
         }
     }
+    sum.events = m_events.count();
+    return sum;
 }
 
-Preparation::Findings Readiness::prepare(const Job &job)
+/// Whether something has been done for the page since this was asked last.
+bool Readiness::noteWork()
 {
-    return m_preparation.prepare(job, m_bound).value_or(Preparation::Findings());
+    const std::optional<Work> now = work();
+    if (!now)
+        return false;
+    const auto time = std::chrono::steady_clock::now();
+    if (now->processes > m_lastWork.processes)
+        m_lastComputed = time;
+    m_facts.hasBusyWorkers = m_events.hasWorkers() && time - m_lastComputed < busyTime;
+    const bool any = now->scripts != m_lastWork.scripts || now->processes > m_lastWork.processes ||
+                     now->events != m_lastWork.events;
+    m_facts.hasRunScripts = m_facts.hasRunScripts || now->scripts > 0;
+    m_lastWork = *now;
+    return any;
 }
 
-/// What is there is printed, also when a script never ends or a server never finishes its answer.
-void Readiness::takeAsItIs(const Job &job)
+/// The page has done something late, which may be followed by more.
+void Readiness::noteChange()
 {
-    m_session.post(u"Page.stopLoading"_s);
-    // What is stopped may be followed by the next that never ends.
-    for (int attempt = 0; attempt < mostRounds; ++attempt) {
-        m_session.post(u"Runtime.terminateExecution"_s);
-        if (m_preparation.prepare(job, Deadline::in(preparingTime)))
+    m_facts.quietLooks = 0;
+    m_facts.hasChanged = m_preparations < mostPreparations;
+    m_facts.isShown = m_shows >= mostShows;
+}
+
+void Readiness::look()
+{
+    if (!m_workingSince)
+        m_workingSince = std::chrono::steady_clock::now();
+    m_time.waitUntil([] { return false; },
+                     m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
+                     Deadline::in(lookTime).earlier(m_bound));
+    const auto now = std::chrono::steady_clock::now();
+    // On a busy machine what the page awaits may not have got its turn yet. Other pages keep the browser busy
+    // too.
+    const bool isBusy = now - m_lastWorked < busyTime && m_browserIsBusy();
+    if (!noteWork()) {
+        if (isBusy)
             return;
+        ++m_facts.quietLooks;
+        m_workingSince = std::nullopt;
+        return;
     }
+    m_lastWorked = now;
+    noteChange();
+    // What it has awaited from elsewhere may be followed by timers.
+    const auto added = std::min(furtherTime - std::min(furtherTime, m_facts.pageTimeLeft), m_furtherTime);
+    m_facts.pageTimeLeft += added;
+    m_furtherTime -= added;
+    if (m_facts.pageTimeLeft <= furtherTime)
+        m_timeStep = furtherTimeStep;
 }
 
-/// The page's time passes in one go: timers and animations run as fast as they can be computed, except while
-/// requests are under way.
-void Readiness::letTimePass(std::chrono::milliseconds duration)
+void Readiness::prepare(const Job &job)
 {
-    const Deadline bound = Deadline::in(computingTime).earlier(m_bound);
-    const bool passed = m_time.pass(duration, PageTime::Requests::HoldTimeUp, bound,
-                                    [this] { return !m_events.isLoaded() || m_events.isHeldUp(); });
-    // Requests made to last, or slow ones, do not hold the time up for ever.
-    if (!passed && m_events.isLoaded())
-        m_time.pass(std::min(duration, computingTime), PageTime::Requests::LetTimePass,
-                    Deadline::in(computingTime).earlier(m_bound), [this] { return !m_events.isLoaded(); });
+    const bool isFirst = !std::exchange(m_facts.isPrepared, true);
+    if (isFirst) {
+        m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
+        noteWork();
+        // Among them are attributes such as onanimationend.
+        m_facts.hasRunScripts = m_facts.hasRunScripts || m_lastWork.listeners > 0;
+    }
+    const auto findings = m_preparation.prepare(job, m_bound);
+    m_facts.hasBegunLoading = findings && findings->changed;
+    if (!isFirst && m_facts.hasBegunLoading)
+        m_facts.quietLooks = 0;
+    m_facts.hasChanged = false;
+    ++m_preparations;
+}
+
+/// Timers and animations run as fast as they can be computed, except while requests are under way.
+void Readiness::passTime()
+{
+    const auto step = std::min(m_timeStep, m_facts.pageTimeLeft);
+    const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
+                                                        : VirtualTime::Requests::HoldTimeUp;
+    if (!m_workingSince)
+        m_workingSince = std::chrono::steady_clock::now();
+    const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
+                                    [this] { return m_document != m_events.document(); });
+    if (passed)
+        m_workingSince = std::nullopt;
+    m_facts.pageTimeLeft -= step;
+    if (noteWork()) {
+        m_lastWorked = std::chrono::steady_clock::now();
+        noteChange();
+    }
 }
 
 /// Waits until nothing is under way, and nothing further begins for a while.
 void Readiness::awaitRequests()
 {
-    const auto quiet = [this] { return m_events.isQuiet(); };
-    while (!quiet() && !m_bound.passed()) {
-        const auto noMore = [&] { return !m_events.isLoaded() || quiet(); };
-        const bool passed = m_time.pass(quietTime, PageTime::Requests::HoldTimeUp,
-                                        Deadline::in(quietTime).earlier(m_bound), noMore);
-        // With the page's time standing still, its requests would not be told of their ends, nor would
-        // anything else in it go on. While there are any, that time keeps to the real one.
-        if (!passed && !noMore())
-            m_time.pass(quietTime, PageTime::Requests::LetTimePass,
-                        Deadline::in(computingTime).earlier(m_bound), noMore);
-        else if (!quiet())
-            m_session.waitUntil(quiet, Deadline::in(quietTime).earlier(m_bound));
-        if (quiet())
-            m_session.waitUntil([&] { return !quiet(); }, Deadline::in(quietTime).earlier(m_bound));
-    }
+    const auto none = [this] { return m_events.requests() == 0 || m_document != m_events.document(); };
+    do {
+        m_time.waitUntil(none, VirtualTime::Pace::Real, m_bound);
+    } while (!m_bound.passed() && m_time.waitUntil([&] { return !none(); }, VirtualTime::Pace::Real,
+                                                   Deadline::in(quietTime).earlier(m_bound)));
+    noteWork();
+    noteChange();
 }
 
-/// Workers and the browser have a time of their own, which does not pass any faster.
-Preparation::Findings Readiness::awaitWork(const Job &job)
-{
-    const Deadline bound = Deadline::in(workTime).earlier(m_bound);
-    Preparation::Findings now;
-    while (!bound.passed()) {
-        m_time.flow(flowInterval);
-        m_session.waitUntil([] { return false; }, Deadline::in(flowInterval));
-        now = prepare(job);
-        if (!now.awaitsWork)
-            return now;
-    }
-    // It may be waiting for the answer to a request.
-    m_workEnds = !m_events.isQuiet();
-    return now;
-}
-
-/// Waits until the page has been drawn anew, which is when it learns what is in view and what has been
-/// animated.
-void Readiness::awaitFrame()
-{
-    const Deadline bound = Deadline::in(frameTime).earlier(m_bound);
-    const std::optional<QJsonValue> context = engineContext(m_session, m_mainFrame, bound);
-    if (!context)
-        return;
-    m_time.flow(flowInterval);
-    m_session.askUrgently(
-        u"Runtime.evaluate"_s,
-        {{u"expression"_s,
-          u"new Promise(done => requestAnimationFrame(() => requestAnimationFrame(done)))"_s},
-         {u"contextId"_s, *context},
-         {u"awaitPromise"_s, true}},
-        flowInterval, [this] { m_time.flow(flowInterval); }, bound);
-}
-
-/// For pages that fill in their parts when these come into view.
-void Readiness::showWhole()
+double Readiness::documentHeight()
 {
     const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, m_bound);
-    if (!metrics)
-        return;
-    const QSize usual = m_preparation.viewport();
-    const double height = metrics->result["cssContentSize"_L1].toObject()["height"_L1].toDouble();
-    m_preparation.setViewport(QSizeF(usual.width(), std::clamp(height, 1.0, tallestViewport)));
-    awaitFrame();
-    letTimePass(furtherPageTime);
-    awaitRequests();
-    m_preparation.setViewport(usual);
+    return metrics ? metrics->result["cssContentSize"_L1].toObject()["height"_L1].toDouble() : 0;
+}
+
+/// Draws the page as somebody who scrolls through it would see it, for what is filled in when it comes into
+/// view. Nothing changes its size.
+void Readiness::show()
+{
+    const Deadline bound = Deadline::in(showTime).earlier(m_bound);
+    m_facts.isShown = true;
+    ++m_shows;
+    const double height = documentHeight();
+    if (const auto context = engineContext(m_session, m_mainFrame, bound)) {
+        m_time.ask(u"Runtime.evaluate"_s,
+                   {{u"expression"_s, u"(%1)(%2)"_s.arg(QString::fromLatin1(showScript)).arg(m_shownHeight)},
+                    {u"contextId"_s, *context},
+                    {u"awaitPromise"_s, true}},
+                   bound);
+    }
+    m_shownHeight = height;
+    noteWork();
+    m_facts.hasChanged = m_preparations < mostPreparations;
+    m_facts.quietLooks = std::min(m_facts.quietLooks, 1);
+    m_facts.pageTimeLeft = std::max(m_facts.pageTimeLeft, furtherTime);
+    m_timeStep = furtherTime;
+}
+
+/// What is there is printed, also when a script never ends or a server never finishes its answer.
+void Readiness::giveUp(const Job &job)
+{
+    m_unfinished = m_events.underWay();
+    if (m_workingSince)
+        m_unfinished += u"scripts"_s;
+    m_session.post(u"Page.stopLoading"_s);
+    // What is stopped may be followed by the next that never ends.
+    for (int attempt = 0; attempt < mostStops; ++attempt) {
+        m_session.post(u"Runtime.terminateExecution"_s);
+        if (m_preparation.prepare(job, Deadline::in(preparingTime)))
+            return;
+    }
 }

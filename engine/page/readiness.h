@@ -1,38 +1,70 @@
 #pragma once
 
 #include "engine/page/pageevents.h"
-#include "engine/page/pagetime.h"
 #include "engine/page/preparation.h"
+#include "engine/page/virtualtime.h"
+#include "engine/page/whole.h"
 
-/// Waits for a page to be whole, and makes it ready for paper meanwhile.
+/// Waits for a page to be whole, and makes it ready for paper: gathers what is known of it and carries out
+/// what nextStep() says.
 class Readiness
 {
 public:
-    /// `mainFrame` is the id of the page's main frame.
-    Readiness(Session &session, const QString &mainFrame, const PageEvents &events, PageTime &time,
-              Preparation &preparation);
+    /// `mainFrame` is the id of the page's main frame; `browserIsBusy` tells whether the browser has
+    /// something to do at the moment, for this page or another.
+    Readiness(Session &session, const QString &mainFrame, const PageEvents &events, VirtualTime &time,
+              Preparation &preparation, std::function<bool()> browserIsBusy);
 
     void awaitLoadEvent(Deadline bound);
-    /// Returns when the page has had its load event and has its fonts and images, what its scripts build and
-    /// what they fetch, and is ready for paper; at the bound as it is then. With a page to which nothing
-    /// happens that is at once.
+    /// Returns when the page is whole and ready for paper; at the bound as it is then. With a page to which
+    /// nothing happens that is at once.
     void awaitWhole(const Job &job, Deadline bound);
 
+    /// What was still going on when patience ended, for people; empty if the page is whole.
+    const QStringList &unfinished() const { return m_unfinished; }
+
 private:
-    void settle(const Job &job);
-    void takeAsItIs(const Job &job);
-    Preparation::Findings prepare(const Job &job);
-    void letTimePass(std::chrono::milliseconds duration);
+    /// What the browser counts of the work that is done for a page.
+    struct Work {
+        double scripts = 0;   ///< seconds
+        double processes = 0; ///< seconds of processor time of its renderers
+        double listeners = 0;
+        int events = 0;
+    };
+
+    void beginDocument();
+    void carryOut(Step step, const Job &job);
+    PageFacts facts();
+    std::optional<Work> work();
+    bool noteWork();
+    void noteChange();
+    void look();
+    void prepare(const Job &job);
+    void passTime();
     void awaitRequests();
-    Preparation::Findings awaitWork(const Job &job);
-    void awaitFrame();
-    void showWhole();
+    void show();
+    void giveUp(const Job &job);
+    double documentHeight();
 
     Session &m_session;
     QString m_mainFrame;
     const PageEvents &m_events;
-    PageTime &m_time;
+    VirtualTime &m_time;
     Preparation &m_preparation;
+    std::function<bool()> m_browserIsBusy;
     Deadline m_bound = Deadline::in({});
-    bool m_workEnds = true; ///< what the page awaits from elsewhere
+    QStringList m_unfinished;
+
+    // Of the document at hand.
+    QString m_document;
+    PageFacts m_facts;
+    Work m_lastWork;
+    std::chrono::milliseconds m_timeStep{};
+    std::chrono::milliseconds m_furtherTime{}; ///< that may still be added to its time
+    int m_shows = 0;
+    int m_preparations = 0;
+    double m_shownHeight = 0;
+    std::optional<std::chrono::steady_clock::time_point> m_workingSince;
+    std::chrono::steady_clock::time_point m_lastWorked;
+    std::chrono::steady_clock::time_point m_lastComputed;
 };

@@ -8,11 +8,8 @@
 /// in CSS pixels, `animationTime` in milliseconds, `sheets` texts of style sheets, or absent. With
 /// `starting`, which is for a document whose scripts have not run, it only has the paper hold for what they
 /// read of its sheets, and returns {}. Otherwise returns {loading, animated, textWidth, textHeight, sheets,
-/// unreadable, watchesScrolling, awaitedDrawings, awaitsWork, heardWork, livesOn, hasScripts}: whether this
-/// call has set anything loading or has ended an animation, how wide and high the text stands on paper in CSS
-/// pixels, `sheets` changed, and what is found: sheets that cannot be read, a page that watches what comes
-/// into view, how often it has begun what goes on when it is drawn, that has not heard of what goes on for it
-/// elsewhere, how often it has, in which something may happen in time, that has scripts.
+/// unreadable}: whether this call has set anything loading or has ended an animation, how wide and high the
+/// text stands on paper in CSS pixels, `sheets` changed, and whether there are sheets that cannot be read.
 extern const char prepareScript[];
 
 /// fit.js, a function of {minimum, byBrowser, outside, shrinks, byPrinting, maximum}: the smallest text size
@@ -43,7 +40,11 @@ extern const char blankScript[];
 /// loaded.
 extern const char replaceScript[];
 
-/// listen.js and notice.js, each a script to run before those of the page: the first in the engine's own
-/// world, where prepare.js runs, the second in the page's.
+/// shim.js and listen.js, each a script to run before those of a page: the first in the page's own world and
+/// in its workers, the second in the engine's world, where prepare.js runs.
+extern const char shimScript[];
 extern const char listenScript[];
-extern const char noticeScript[];
+
+/// show.js, a function of the height in CSS pixels down to which the document has been shown already; its
+/// promise is kept when the rest has been drawn.
+extern const char showScript[];

@@ -1,31 +1,38 @@
 #include "engine/pdf/edits.h"
 
-#include "engine/pdf/copies.h"
-#include "engine/pdf/document.h"
-#include "engine/pdf/equalimages.h"
-#include "engine/pdf/fontprogram.h"
-#include "engine/pdf/grayscale.h"
-#include "engine/pdf/links.h"
-#include "engine/pdf/lowquality.h"
-#include "engine/pdf/title.h"
+#include "engine/pdf/gray/grayscale.h"
+#include "engine/pdf/images/equalimages.h"
+#include "engine/pdf/images/smallimages.h"
+#include "engine/pdf/reading/parts.h"
+#include "engine/pdf/structure/copies.h"
+#include "engine/pdf/structure/fonts.h"
+#include "engine/pdf/structure/links.h"
+#include "engine/pdf/structure/metadata.h"
+#include "engine/pdf/structure/structure.h"
+#include "engine/pdf/writing/document.h"
 
 QByteArray editedPdf(const QByteArray &printed, const Job &job)
 {
     PdfDocument document(printed);
+    const DocumentParts parts = DocumentParts::of(document.pdf());
     // First, so that whatever is done to an image is done once.
-    mergeEqualImages(document.pdf());
-    if (job.title)
-        setTitle(document.pdf(), *job.title);
+    mergeEqualImages(parts);
+    trimFonts(parts);
+    setInformation(document.pdf(), job);
+    mapRoles(document.pdf());
+    if (job.fixedTime.isValid())
+        renameElements(document.pdf());
     if (!job.externalLinks)
         removeExternalLinks(document.pdf());
     // Gray first: images are then scaled in one channel instead of three, and compressed strongly only
     // once.
     if (job.grayscale)
         makeGray(document.pdf());
-    if (job.lowQuality)
-        lowerQuality(document.pdf());
+    if (job.lowQuality) {
+        removeStructure(document.pdf());
+        makeImagesSmall(document.pdf());
+    }
     if (job.copies > 1)
         repeatPages(document.pdf(), job.copies);
-    trimFonts(document.pdf());
-    return document.compacted();
+    return document.compacted(xmpOf(document.pdf()));
 }

@@ -89,7 +89,7 @@ void KeptBrowser::makeOne(std::unique_lock<std::mutex> &lock)
     std::unique_ptr<Page> page;
     std::optional<Failure> failure;
     try {
-        page = std::make_unique<Page>(connection(), std::nullopt, Deadline::in(pageMakingTime));
+        page = std::make_unique<Page>(m_browser, std::nullopt, Deadline::in(pageMakingTime));
         page->expect(m_flags.javaScript);
     } catch (const Failure &caught) {
         failure = m_browser.explained(caught);
@@ -112,7 +112,7 @@ std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, D
     ++m_running;
     if (proxy) {
         lock.unlock();
-        return std::make_unique<Page>(connection(), proxy, deadline);
+        return std::make_unique<Page>(m_browser, proxy, deadline);
     }
     m_changed.wait_until(lock, deadline.time(), [this] { return m_failure || !m_ready.empty(); });
     if (m_ready.empty())

@@ -17,9 +17,9 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-constexpr double leastContrast = 4.5; // WCAG 2, level AA, for text of ordinary size
-constexpr double leastWhenDisabled = 2;
-constexpr double leastFont = 8; // points
+constexpr double minimumContrast = 4.5; // WCAG 2, level AA, for text of ordinary size
+constexpr double minimumWhenDisabled = 2;
+constexpr double minimumFont = 8; // points
 
 QPalette lightDesktop()
 {
@@ -173,7 +173,7 @@ private slots:
             QVERIFY2(!found.isEmpty(), qPrintable(name));
             for (const TextContrast &text : found) {
                 ++texts;
-                if (text.ratio < (text.isDisabled ? leastWhenDisabled : leastContrast))
+                if (text.ratio < (text.isDisabled ? minimumWhenDisabled : minimumContrast))
                     pale << u"%1, %2: %3"_s.arg(name, text.where).arg(text.ratio, 0, 'f', 2);
             }
             keepPicture(QLatin1String(QTest::currentDataTag()) + u'-' + name, window);
@@ -215,7 +215,7 @@ private slots:
             QCoreApplication::processEvents();
             const QList<TextContrast> found = textContrasts(*window);
             for (const TextContrast &text : found) {
-                if (text.ratio < leastContrast)
+                if (text.ratio < minimumContrast)
                     pale << u"%1: %2"_s.arg(text.where).arg(text.ratio, 0, 'f', 2);
             }
         }
@@ -252,7 +252,7 @@ private slots:
             for (const QWidget *control : controls) {
                 const double size = QFontInfo(control->font()).pointSizeF();
                 const double wanted = QFontInfo(QApplication::font(control)).pointSizeF();
-                if (size < (factor > 1 ? std::min(leastFont, wanted) : wanted))
+                if (size < (factor > 1 ? std::min(minimumFont, wanted) : wanted))
                     tiny << name + u": "_s + control->objectName();
             }
         });

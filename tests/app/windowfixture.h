@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/mainwindow.h"
-#include "joblist/jobtable.h"
 #include "settings/settingsfile.h"
+#include "ui/jobtable.h"
 
 #include <QAbstractButton>
 #include <QApplication>

@@ -2,6 +2,8 @@
 
 #include <QElapsedTimer>
 #include <QMessageBox>
+#include <QProcess>
+#include <QSignalSpy>
 
 #include <csignal>
 
@@ -22,6 +24,7 @@ public:
               text = box->text();
               buttons = box->standardButtons();
               parent = box->parentWidget();
+              palette = box->palette();
               box->button(QMessageBox::Yes)->click();
           })
     {
@@ -31,7 +34,15 @@ public:
     QString text;
     QMessageBox::StandardButtons buttons;
     QWidget *parent = nullptr;
+    QPalette palette;
 };
+
+/// Whatever is still to be deleted or notified.
+void deliverWhatIsPosted()
+{
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
 
 } // namespace
 
@@ -81,6 +92,21 @@ private slots:
         QCOMPARE(box.parent, &f.window);
         QCOMPARE(f.startButton.text(), u"Start"_s);
         QVERIFY(!QFile::exists(settingsFilePath()));
+    }
+
+    void warningsAreLightLikeTheWindowOnADarkDesktop()
+    {
+        const QPalette before = QApplication::palette();
+        QApplication::setPalette(QPalette(QColor(0x2d, 0x2d, 0x30)));
+        {
+            RunFixture f;
+            BoxAnswer box;
+            f.start();
+            QVERIFY(box.given());
+            QVERIFY(box.palette.color(QPalette::Window).lightness() > 200);
+            QVERIFY(box.palette.color(QPalette::WindowText).lightness() < 80);
+        }
+        QApplication::setPalette(before);
     }
 
     void aMissingOutputFolderIsRefused_data()
@@ -191,6 +217,24 @@ private slots:
             lines(logged(u"arguments"_s)),
             (QStringList{u"--copies"_s, u"1"_s, u"--minimum-font-size"_s, u"10"_s, u"--title"_s,
                          u"Two words"_s, u"--grayscale"_s, u"/some folder/a b.html"_s, f.pdf(u"a b"_s)}));
+    }
+
+    void aNameCannotAddArguments()
+    {
+        useEngine(u"for argument; do echo \"$argument\"; done > \"$log/arguments\"; echo x > \"$output\""_s);
+        RunFixture f;
+        const QString precious = f.out.filePath(u"precious"_s);
+        const QString folder = f.out.filePath(u"a \"quoted\" folder"_s);
+        QVERIFY(QDir().mkpath(folder));
+        f.outputFolder.setText(folder);
+        const QString name = u"x.html\" \"../precious\" \"--title"_s;
+        f.addRow(u"/a/"_s + name);
+        f.start();
+        QTRY_VERIFY(!f.isRunning());
+        QCOMPARE(lines(logged(u"arguments"_s)),
+                 (QStringList{u"--copies"_s, u"1"_s, u"--minimum-font-size"_s, u"10"_s, u"/a/"_s + name,
+                              folder + u"/precious\" \"--title.pdf"_s}));
+        QVERIFY(!QFile::exists(precious));
     }
 
     void aPercentSignInAnAddressIsFilled()
@@ -370,8 +414,12 @@ private slots:
         f.addRow(u"/a/1.html"_s);
         f.addRow(u"/a/2.html"_s);
         f.start();
-        // Nothing is to happen, so there is nothing to wait for.
-        QTest::qWait(200);
+        // Nothing is to happen. What would make it happen has been told when this one's failure is.
+        QProcess later;
+        QSignalSpy failure(&later, &QProcess::errorOccurred);
+        later.startCommand(enginePlace());
+        QTRY_COMPARE(failure.size(), 1);
+        deliverWhatIsPosted();
         QCOMPARE(f.information(0), u"Converting..."_s);
         QCOMPARE(f.information(1), QString());
         QCOMPARE(f.startButton.text(), u"Stop "_s);
@@ -566,8 +614,8 @@ private slots:
         QVERIFY(timer.elapsed() < 2000);
         QVERIFY(!isAlive(pid));
         QCOMPARE(lines(logged(u"pid"_s)).size(), 1);
-        // Whatever was still to be deleted or notified goes without harm.
-        QTest::qWait(50);
+        // Goes without harm.
+        deliverWhatIsPosted();
     }
 
     void aWindowCanGoAtAnyTime_data()
@@ -594,7 +642,7 @@ private slots:
             f.start();
             QTest::qWait(milliseconds);
         }
-        QTest::qWait(20);
+        deliverWhatIsPosted();
     }
 
     void theDestroyedNotificationStopsTheEngine()

@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -94,6 +95,53 @@ private slots:
         QCOMPARE(command, u"\"/A B/e\" \"--copies\" \"1\"   \"/in put.html\" \"/o/out.pdf\""_s);
         const QStringList arguments{u"/A B/e"_s, u"--copies"_s, u"1"_s, u"/in put.html"_s, u"/o/out.pdf"_s};
         QCOMPARE(QProcess::splitCommand(command), arguments);
+    }
+
+    void doubleQuotesInNamesStayInTheirArguments_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("options and another output") << u"x.html\" \"../.precious\" \"--title"_s;
+        QTest::newRow("one") << u"\""_s;
+        QTest::newRow("two") << u"\"\""_s;
+        QTest::newRow("three") << u"\"\"\""_s;
+        QTest::newRow("at both ends") << u"\"a b\""_s;
+        QTest::newRow("a run within") << u"a\"\"\"\" b"_s;
+        QTest::newRow("behind backslashes") << u"a\\\" \\\\\"b"_s;
+        QTest::newRow("around blanks") << u" \" \t\n\" "_s;
+    }
+
+    void doubleQuotesInNamesStayInTheirArguments()
+    {
+        QFETCH(QString, name);
+        const QString options = u"\"--copies\" \"1\"  "_s;
+        QCOMPARE(QProcess::splitCommand(engineCommand(name, options, name, name)),
+                 (QStringList{name, u"--copies"_s, u"1"_s, name, name}));
+    }
+
+    /// A double quote in a name is like any other letter, also where a percent sign draws one piece into
+    /// another.
+    void aDoubleQuoteIsALetterLikeAnyOther()
+    {
+        const QString pieces[] = {u"\""_s, u"\"\""_s, u" "_s,  u"\\"_s, u"%"_s, u"%1"_s,
+                                  u"%2"_s, u"%3"_s,   u"%4"_s, u"9"_s,  u"L"_s, u"a"_s};
+        QRandomGenerator random(1);
+        const auto name = [&] {
+            QString text;
+            for (int count = random.bounded(1, 9); count > 0; --count)
+                text += pieces[random.bounded(quint32(std::size(pieces)))];
+            return text;
+        };
+        const QString options = u"\"--copies\" \"1\"  "_s;
+        const QChar letter(0xe000);
+        for (int time = 0; time < 20000; ++time) {
+            const QString input = name();
+            const QString output = name();
+            QStringList wanted =
+                QProcess::splitCommand(engineCommand(u"/e"_s, options, QString(input).replace(u'"', letter),
+                                                     QString(output).replace(u'"', letter)));
+            wanted.replaceInStrings(QString(letter), u"\""_s);
+            QCOMPARE(QProcess::splitCommand(engineCommand(u"/e"_s, options, input, output)), wanted);
+        }
     }
 
     void aPercentSignInTheInputTakesPartInTheFilling_data()

@@ -45,6 +45,32 @@ void keepLine(QtMsgType type, const QMessageLogContext &, const QString &line)
         thread->stopThread(true);
 }
 
+/// What the thread makes of a random number.
+int sleepOf(int random)
+{
+    return random % 3000 + 1;
+}
+
+/// Starts the process's random numbers so that the thread's first sleeps, in milliseconds, are short: it
+/// sleeps as the numbers say, and these tests are not about how long.
+void makeSleepsShort()
+{
+    constexpr int sleeps = 3;
+    constexpr int longest = 200;
+    const auto areShort = [] {
+        for (int sleep = 0; sleep < sleeps; ++sleep) {
+            if (sleepOf(std::rand()) > longest)
+                return false;
+        }
+        return true;
+    };
+    unsigned seed = 0;
+    do
+        std::srand(++seed);
+    while (!areShort());
+    std::srand(seed);
+}
+
 void stopAfter(int messages, MyThread &thread)
 {
     g_stopAfter = messages;
@@ -74,6 +100,7 @@ private slots:
     {
         takeLines();
         g_threadToStop = nullptr;
+        makeSleepsShort();
         m_before = qInstallMessageHandler(keepLine);
     }
     void cleanup() { qInstallMessageHandler(m_before); }
@@ -130,9 +157,13 @@ private slots:
 
     void itSleepsAsLongAsTheRandomGeneratorSays()
     {
-        constexpr unsigned seed = 7;
-        std::srand(seed);
-        const int sleep = std::rand() % 3000 + 1;
+        // One that is long enough to be measured.
+        unsigned seed = 0;
+        int sleep = 0;
+        do {
+            std::srand(++seed);
+            sleep = sleepOf(std::rand());
+        } while (sleep < 300 || sleep > 500);
         std::srand(seed);
         WatchedThread thread(QStringLiteral("D"));
         stopAfter(1, thread);

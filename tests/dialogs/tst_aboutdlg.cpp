@@ -1,5 +1,5 @@
-#include "app/product.h"
 #include "dialogs/aboutdlg.h"
+#include "dialogs/product.h"
 
 #include <QDesktopServices>
 #include <QMetaMethod>
@@ -170,6 +170,56 @@ private slots:
         AboutDlg dialog(nullptr);
         button(dialog)->click();
         QCOMPARE(browser.opened, QList<QUrl>{QUrl(QStringLiteral("https://www.quirelle.example/"))});
+        QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+    }
+
+    void theLinkOpensTheHomepageAndShowsTheHand()
+    {
+        UsersBrowser browser;
+        QDesktopServices::setUrlHandler(QStringLiteral("https"), &browser, "open");
+        AboutDlg dialog(nullptr);
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        QWidget *box = text(dialog)->viewport();
+        QTextCursor cursor(text(dialog)->document()->findBlockByNumber(4));
+        cursor.movePosition(QTextCursor::NextCharacter, QTextCursor::MoveAnchor, 12);
+        const QPoint link = text(dialog)->cursorRect(cursor).center();
+        const QPoint beside(link.x(),
+                            text(dialog)->cursorRect(QTextCursor(text(dialog)->document())).center().y());
+
+        QTest::mouseMove(box, beside);
+        QCOMPARE(box->cursor().shape(), Qt::IBeamCursor);
+        QTest::mouseMove(box, link);
+        QCOMPARE(box->cursor().shape(), Qt::PointingHandCursor);
+        QTest::mouseClick(box, Qt::LeftButton, {}, beside);
+        QTest::mouseClick(box, Qt::RightButton, {}, link);
+        QTest::mousePress(box, Qt::LeftButton, {}, beside);
+        QTest::mouseRelease(box, Qt::LeftButton, {}, link);
+        QCOMPARE(browser.opened.size(), 0);
+        QTest::mouseClick(box, Qt::LeftButton, {}, link);
+        QCOMPARE(browser.opened, QList<QUrl>{QUrl(QStringLiteral("https://www.quirelle.example/"))});
+        QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+    }
+
+    void drawingTheMouseOverTheLinkSelectsItsText()
+    {
+        UsersBrowser browser;
+        QDesktopServices::setUrlHandler(QStringLiteral("https"), &browser, "open");
+        AboutDlg dialog(nullptr);
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        QWidget *box = text(dialog)->viewport();
+        QTextCursor cursor(text(dialog)->document()->findBlockByNumber(4));
+        cursor.movePosition(QTextCursor::NextCharacter, QTextCursor::MoveAnchor, 5);
+        const QPoint from = text(dialog)->cursorRect(cursor).center();
+        cursor.movePosition(QTextCursor::NextCharacter, QTextCursor::MoveAnchor, 10);
+        const QPoint to = text(dialog)->cursorRect(cursor).center();
+        QTest::mousePress(box, Qt::LeftButton, {}, from);
+        QMouseEvent move(QEvent::MouseMove, to, box->mapToGlobal(to), Qt::NoButton, Qt::LeftButton, {});
+        QApplication::sendEvent(box, &move);
+        QTest::mouseRelease(box, Qt::LeftButton, {}, to);
+        QVERIFY(text(dialog)->textCursor().hasSelection());
+        QCOMPARE(browser.opened.size(), 0);
         QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
     }
 

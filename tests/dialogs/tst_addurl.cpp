@@ -10,6 +10,7 @@
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QMetaMethod>
+#include <QMimeData>
 #include <QPushButton>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -18,6 +19,7 @@
 #include <QTimer>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <functional>
@@ -343,6 +345,41 @@ private slots:
         QCOMPARE(parent, &dialog);
     }
 
+    void whatIsPastedIsPlainText()
+    {
+        addurl dialog(nullptr);
+        auto *data = new QMimeData;
+        data->setHtml(QStringLiteral("<p style='color:white;font-size:40pt'><img src='x.png'>www.a.bc</p>"));
+        data->setText(QStringLiteral("www.a.bc"));
+        QApplication::clipboard()->setMimeData(data);
+        box(dialog)->paste();
+        QCOMPARE(box(dialog)->toPlainText(), QStringLiteral("www.a.bc"));
+        const QTextCharFormat format = box(dialog)->textCursor().charFormat();
+        QVERIFY(!format.hasProperty(QTextFormat::ForegroundBrush));
+        QVERIFY(!format.hasProperty(QTextFormat::FontPointSize));
+    }
+
+    void anAddressBehindAPastedPictureIsKept()
+    {
+        addurl dialog(nullptr);
+        auto *data = new QMimeData;
+        data->setHtml(QStringLiteral("<img src='x.png'>www.a.bc"));
+        QApplication::clipboard()->setMimeData(data);
+        box(dialog)->paste();
+        QVERIFY(!box(dialog)->toPlainText().contains(QChar::ObjectReplacementCharacter));
+    }
+
+    void itIsLightOnADarkDesktop()
+    {
+        const QPalette before = QApplication::palette();
+        QApplication::setPalette(QPalette(QColor(0x2d, 0x2d, 0x30)));
+        const addurl dialog(nullptr);
+        QApplication::setPalette(before);
+        QVERIFY(dialog.palette().color(QPalette::Window).lightness() > 200);
+        QVERIFY(box(dialog)->palette().color(QPalette::Base).lightness() > 200);
+        QVERIFY(box(dialog)->palette().color(QPalette::Text).lightness() < 60);
+    }
+
     void aCancelledFileDialogChangesNothing()
     {
         addurl dialog(nullptr);
@@ -376,6 +413,17 @@ private slots:
             QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
         QVERIFY(QFile::exists(settingsFilePath()));
         QVERIFY(!(QFile::permissions(settingsFilePath()) & others));
+    }
+
+    void aFifoIsNotWaitedFor()
+    {
+        const QString path = m_folder.filePath(QStringLiteral("fifo.txt"));
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        addurl dialog(nullptr);
+        box(dialog)->setPlainText(QStringLiteral("a.bc"));
+        load(dialog, path);
+        QCOMPARE(box(dialog)->toPlainText(), QStringLiteral("a.bc"));
+        QCOMPARE(storedListFolder(), m_folder.path());
     }
 
     void anUnreadableFileLeavesTheTextButIsRemembered()

@@ -1,7 +1,7 @@
 #include "conversion/outputname.h"
 
-#include "joblist/jobtable.h"
 #include "tests/fuzz/fuzz.h"
+#include "ui/jobtable.h"
 
 #include <QDir>
 #include <QFileInfo>

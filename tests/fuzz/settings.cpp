@@ -46,7 +46,7 @@ private:
 
 QString textOf(const QSettings &settings, const char16_t *key)
 {
-    return settings.value(key).toString().left(g_longestText);
+    return settings.value(key).toString().left(g_maximumTextLength);
 }
 
 /// The stored number if it is one of these, else 0.

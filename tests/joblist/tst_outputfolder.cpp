@@ -1,8 +1,34 @@
 #include "tests/app/windowfixture.h"
 
+#include <QDir>
+#include <QDragEnterEvent>
+#include <QMimeData>
 #include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Drags over the field and drops there, as a file manager does it; whether the field takes it.
+bool drop(QLineEdit &field, const QList<QUrl> &urls, bool withText)
+{
+    QMimeData data;
+    data.setUrls(urls);
+    if (withText)
+        data.setText(urls.value(0).toString());
+    const Qt::DropActions actions = Qt::CopyAction | Qt::MoveAction;
+    QDragEnterEvent enter(QPoint(5, 5), actions, &data, Qt::LeftButton, Qt::NoModifier);
+    enter.setDropAction(Qt::MoveAction);
+    enter.ignore();
+    QApplication::sendEvent(&field, &enter);
+    QDropEvent drop(QPointF(5, 5), actions, &data, Qt::LeftButton, Qt::NoModifier);
+    drop.ignore();
+    QApplication::sendEvent(&field, &drop);
+    return enter.isAccepted() && drop.isAccepted() && drop.dropAction() == Qt::CopyAction;
+}
+
+} // namespace
 
 class tst_OutputFolder : public QObject
 {
@@ -41,6 +67,44 @@ private slots:
         f.press("pushButton_OutPutPath");
         QVERIFY(answer.given());
         QCOMPARE(f.outputFolder.text(), QString());
+    }
+
+    void aDropOnTheFieldNamesAFolder_data()
+    {
+        QTest::addColumn<QString>("dropped");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("folder") << u"folder"_s << u"folder"_s;
+        QTest::newRow("folder with a slash") << u"folder/"_s << u"folder"_s;
+        QTest::newRow("file") << u"folder/page.html"_s << u"folder"_s;
+        QTest::newRow("link to a folder") << u"link"_s << u"link"_s;
+        QTest::newRow("something gone") << u"folder/gone.html"_s << u"folder"_s;
+        QTest::newRow("odd letters") << u"a b%20\u00e4\"#?"_s << u"a b%20\u00e4\"#?"_s;
+    }
+
+    void aDropOnTheFieldNamesAFolder()
+    {
+        QFETCH(QString, dropped);
+        QFETCH(QString, shown);
+        const QTemporaryDir folder;
+        QVERIFY(QDir(folder.path()).mkdir(u"folder"_s) && QDir(folder.path()).mkdir(u"a b%20\u00e4\"#?"_s));
+        QVERIFY(QFile(folder.filePath(u"folder/page.html"_s)).open(QIODevice::WriteOnly));
+        QVERIFY(QFile::link(folder.filePath(u"folder"_s), folder.filePath(u"link"_s)));
+        WindowFixture f;
+        for (const bool withText : {true, false}) {
+            f.outputFolder.setText(u"before"_s);
+            QVERIFY(drop(f.outputFolder,
+                         {QUrl::fromLocalFile(folder.filePath(dropped)), QUrl::fromLocalFile(u"/"_s)},
+                         withText));
+            QCOMPARE(f.outputFolder.text(), folder.filePath(shown));
+        }
+        QCOMPARE(f.table.rowCount(), 0);
+    }
+
+    void otherTextDroppedOnTheFieldIsText()
+    {
+        WindowFixture f;
+        drop(f.outputFolder, {QUrl(u"http://a.bc/d"_s)}, true);
+        QCOMPARE(f.outputFolder.text(), u"http://a.bc/d"_s);
     }
 
     void theDialogStartsWhereTheLastRunWrote()

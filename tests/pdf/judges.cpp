@@ -1,6 +1,6 @@
 #include "tests/pdf/judges.h"
 
-#include "engine/pdf/document.h"
+#include "engine/pdf/writing/document.h"
 
 #include <QFile>
 #include <QProcess>

@@ -206,11 +206,16 @@ private slots:
 
     void formHasItsMeasures()
     {
-        const SettingDialog dialog;
+        SettingDialog dialog;
         QCOMPARE(dialog.objectName(), QStringLiteral("SettingDialog"));
         QCOMPARE(dialog.windowTitle(), QStringLiteral("Setting"));
         QCOMPARE(dialog.size(), QSize(462, 404));
         QCOMPARE(dialog.maximumSize(), QSize(16777215, 16777215));
+        // No smaller than what it shows.
+        dialog.resize(100, 100);
+        QCOMPARE(dialog.size(), QSize(462, 404));
+        QCOMPARE(dialog.windowIcon().pixmap(64, 64).toImage(),
+                 QIcon(QStringLiteral(":/MyImage/Image/Main.png")).pixmap(64, 64).toImage());
         QCOMPARE(child<QWidget>(dialog, "widget")->geometry(), QRect(22, 23, 421, 301));
         QVERIFY(qobject_cast<QVBoxLayout *>(child<QWidget>(dialog, "widget")->layout()));
         const QWidget *row = child<QPushButton>(dialog, "pushButton_Ok")->parentWidget();

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <sys/stat.h>
@@ -198,6 +199,65 @@ private slots:
         QCOMPARE(chown(QFile::encodeName(settingsFilePath()).constData(), someoneElse, gid_t(-1)), 0);
         QVERIFY(ensurePrivateSettingsFile());
         QCOMPARE(mode(), 0644U);
+    }
+
+    void whatIsNoRegularFileIsNeitherReadNorWritten_data()
+    {
+        QTest::addColumn<QString>("suffix");
+        QTest::addColumn<bool>("linked");
+        QTest::newRow("a FIFO") << QString() << false;
+        QTest::newRow("a link to a FIFO") << QString() << true;
+        QTest::newRow("a FIFO for its lock") << u".lock"_s << false;
+    }
+
+    // Each of these would block for ever.
+    void whatIsNoRegularFileIsNeitherReadNorWritten()
+    {
+        QFETCH(QString, suffix);
+        QFETCH(bool, linked);
+        const QTemporaryDir folder;
+        const QString place = settingsFilePath() + suffix;
+        const QString fifo = linked ? folder.filePath(u"fifo"_s) : place;
+        QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        if (linked)
+            QVERIFY(QFile::link(fifo, place));
+        QCOMPARE(storedSettings().value(SettingKey::Title, u"default"_s).toString(), u"default"_s);
+        storeSettings({{SettingKey::Title, u"lost"_s}});
+        QCOMPARE(storedSettings().value(SettingKey::Title, u"default"_s).toString(), u"default"_s);
+        struct stat status = {};
+        QCOMPARE(stat(QFile::encodeName(place).constData(), &status), 0);
+        QVERIFY(S_ISFIFO(status.st_mode));
+        QVERIFY(QFile::remove(place));
+    }
+
+    void aDeviceOrFolderReadsAsEmpty_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::newRow("a device without an end") << u"/dev/zero"_s;
+        QTest::newRow("a folder") << u"/"_s;
+    }
+
+    void aDeviceOrFolderReadsAsEmpty()
+    {
+        QFETCH(QString, target);
+        QVERIFY(QFile::link(target, settingsFilePath()));
+        storeSettings({{SettingKey::Title, u"lost"_s}});
+        QCOMPARE(storedSettings().allKeys(), QStringList());
+        QCOMPARE(QFile::symLinkTarget(settingsFilePath()), target);
+    }
+
+    void aLinkToAFileIsFollowed()
+    {
+        const QTemporaryDir folder;
+        const QString file = folder.filePath(u"settings.ini"_s);
+        // At first it leads nowhere.
+        QVERIFY(QFile::link(file, settingsFilePath()));
+        for (const QString &title : {u"first"_s, u"second"_s}) {
+            storeSettings({{SettingKey::Title, title}});
+            QCOMPARE(storedSettings().value(SettingKey::Title).toString(), title);
+            QVERIFY(QFile::exists(file));
+            QCOMPARE(QFile::symLinkTarget(settingsFilePath()), file);
+        }
     }
 
     void anExistingFileKeepsItsContent()

@@ -37,6 +37,8 @@ protected:
         m_done = true;
         auto *dragged = new QMimeData;
         dragged->setUrls(m_urls);
+        // As file managers do.
+        dragged->setText(m_urls.value(0).toString());
         auto *drag = new QDrag(this);
         drag->setMimeData(dragged);
         connect(drag, &QDrag::actionChanged, this, [](Qt::DropAction action) {

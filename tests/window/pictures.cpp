@@ -114,8 +114,8 @@ int main(int argc, char *argv[])
         qWarning("usage: pictures BUNDLE SAMPLES PLACE FOLDER");
         return 1;
     }
-    adoptOrphans();
+    becomeSubreaper();
     const bool taken = takePictures(QCoreApplication::arguments());
-    buryOrphans();
+    reapDescendants();
     return taken ? 0 : 1;
 }

@@ -51,12 +51,12 @@ bool descendsFrom(const QHash<qint64, Process> &processes, qint64 id, qint64 anc
 
 } // namespace
 
-void adoptOrphans()
+void becomeSubreaper()
 {
     ::prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
 }
 
-void buryOrphans()
+void reapDescendants()
 {
     while (::waitpid(-1, nullptr, WNOHANG) > 0) {
     }

@@ -2,11 +2,11 @@
 
 #include <QStringList>
 
-/// Makes this process the parent of whatever its descendants leave behind, so that none of them escapes it.
-void adoptOrphans();
+/// Makes this process the parent of descendants whose own parent has ended, so that none of them escapes it.
+void becomeSubreaper();
 
-/// Releases those of them that have ended.
-void buryOrphans();
+/// Takes the exit codes of those that have ended.
+void reapDescendants();
 
 /// Names of the running engine and browser processes among the descendants of this one.
 QStringList engineProcesses();

@@ -12,6 +12,22 @@ constexpr int patience = 20'000; // milliseconds
 
 const QString filesTitle = u"Select one or more files to open"_s;
 
+/// The control below that has the keyboard.
+std::optional<Accessible> focusedIn(const Accessible &below)
+{
+    // The list of a combo box that has been closed keeps its current entry, and tables have many cells.
+    if (!below.isShowing() || below.role() == "table"_L1 || below.role() == "list"_L1)
+        return std::nullopt;
+    if (below.isFocused())
+        return below;
+    const QList<Accessible> children = below.children();
+    for (const Accessible &child : children) {
+        if (auto found = focusedIn(child))
+            return found;
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 Program::Program(const Desktop &desktop, const AccessibilityBus &bus, const QString &bundle)
@@ -182,6 +198,23 @@ std::optional<Dialog> Program::dialog(const QString &title) const
 bool Program::isGone(const QString &title) const
 {
     return QTest::qWaitFor([&] { return m_desktop.windows(title).isEmpty(); }, patience);
+}
+
+bool Program::walkTo(const Accessible &control, const Accessible &in) const
+{
+    constexpr int farthest = 20;
+    for (int step = 0; step < farthest; ++step) {
+        std::optional<Accessible> now;
+        if (!QTest::qWaitFor([&] { return (now = focusedIn(in)).has_value(); }, patience))
+            break;
+        if (control.isFocused())
+            return true;
+        m_desktop.pressKey(u"Tab"_s);
+        if (!QTest::qWaitFor([&now] { return !now->isFocused(); }, patience))
+            break;
+    }
+    qWarning("the tabulator key does not get to \"%s\"", qPrintable(control.name()));
+    return false;
 }
 
 bool Program::fill(const Accessible &entry, const QString &text) const

@@ -95,6 +95,8 @@ public:
     bool typeOutputFolder(const QString &folder) const;
     /// Types into the file dialog with this title and has it accepted.
     bool answerFileDialog(const QString &title, const QString &text) const;
+    /// Walks to a control of a window with the tabulator key.
+    bool walkTo(const Accessible &control, const Accessible &in) const;
     /// Replaces what an entry holds, by keyboard.
     bool fill(const Accessible &entry, const QString &text) const;
 

@@ -203,7 +203,7 @@ private slots:
             controls << byName.value(name);
         // The main window keeps the keyboard where it was; dialogs open with it on their first control.
         if (button.isNull())
-            QVERIFY(walkTo(controls.first()));
+            QVERIFY(m_program->walkTo(controls.first(), window->content));
         QTRY_VERIFY_WITH_TIMEOUT(controls.first().isFocused(), patience);
         for (qsizetype step = 1; step <= controls.size(); ++step) {
             const qsizetype index = step % controls.size();
@@ -244,31 +244,31 @@ private slots:
         const auto window = m_program->dialog(u"Quirelle"_s);
         QVERIFY(window);
         const QHash<QString, Accessible> controls = focusableControls(window->content);
-        QVERIFY(walkTo(controls.value(u"Settings"_s)));
+        QVERIFY(m_program->walkTo(controls.value(u"Settings"_s), window->content));
         m_desktop->pressKey(u"space"_s);
         auto dialog = m_program->dialog(u"Setting"_s);
         QVERIFY(dialog);
         const Accessible gray = dialog->content.find(u"check box"_s, u"Grayscale"_s);
-        QVERIFY(walkTo(gray));
+        QVERIFY(m_program->walkTo(gray, dialog->content));
         m_desktop->pressKey(u"space"_s);
         QTRY_VERIFY_WITH_TIMEOUT(gray.isChecked(), patience);
         m_desktop->pressKey(u"Return"_s);
         QVERIFY(m_program->isGone(u"Setting"_s));
         QCOMPARE(m_program->setting(u"Grayscale"_s), u"True"_s);
 
-        QVERIFY(walkTo(controls.value(u"Add web addresses"_s)));
+        QVERIFY(m_program->walkTo(controls.value(u"Add web addresses"_s), window->content));
         m_desktop->pressKey(u"space"_s);
         dialog = m_program->dialog(u"Dialog"_s);
         QVERIFY(dialog);
         QTRY_VERIFY_WITH_TIMEOUT(dialog->content.find(u"text"_s).isFocused(), patience);
         m_desktop->type(u"one.example\ntwo.example"_s);
-        QVERIFY(walkTo(dialog->button(u"OK"_s)));
+        QVERIFY(m_program->walkTo(dialog->button(u"OK"_s), dialog->content));
         m_desktop->pressKey(u"Return"_s);
         QVERIFY(m_program->isGone(u"Dialog"_s));
         QTRY_COMPARE_WITH_TIMEOUT(m_program->columnTexts(0),
                                   QStringList({u"one.example"_s, u"two.example"_s}), patience);
 
-        QVERIFY(walkTo(controls.value(u"Start"_s)));
+        QVERIFY(m_program->walkTo(controls.value(u"Start"_s), window->content));
         m_desktop->pressKey(u"space"_s);
         QVERIFY(m_program->dialog(u"Warning"_s));
         m_desktop->pressKey(u"Return"_s);
@@ -287,18 +287,6 @@ private:
                 found.insert(spokenName(control), control);
         });
         return found;
-    }
-
-    /// With the tabulator key.
-    bool walkTo(const Accessible &control) const
-    {
-        constexpr int farthest = 20;
-        for (int step = 0; step < farthest; ++step) {
-            if (QTest::qWaitFor([&control] { return control.isFocused(); }, 300))
-                return true;
-            m_desktop->pressKey(u"Tab"_s);
-        }
-        return false;
     }
 
     std::unique_ptr<Desktop> m_desktop;

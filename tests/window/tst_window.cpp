@@ -12,7 +12,10 @@
 #include <QTcpSocket>
 #include <QTest>
 
+#include <sys/stat.h>
+
 #include <csignal>
+#include <functional>
 #include <memory>
 #include <unistd.h>
 
@@ -55,7 +58,7 @@ class tst_Window : public QObject
 private slots:
     void initTestCase()
     {
-        adoptOrphans();
+        becomeSubreaper();
         m_desktop = std::make_unique<Desktop>();
         QVERIFY(m_desktop->start({1600, 1200}));
         QVERIFY(m_bus.connectTo(m_desktop->environment().value(u"DBUS_SESSION_BUS_ADDRESS"_s)));
@@ -96,7 +99,7 @@ private slots:
     void cleanupTestCase()
     {
         m_desktop.reset();
-        buryOrphans();
+        reapDescendants();
     }
 
     void opensEmptyAtItsFixedSize()
@@ -330,20 +333,61 @@ private slots:
     void takesDroppedFiles()
     {
         const QStringList pages{page(u"first"_s), page(u"second page"_s)};
-        QVERIFY(drop(pages + QStringList({u"http://one.example/"_s, page(u"third"_s)}), 2));
+        QVERIFY(dropOnList(pages + QStringList({u"http://one.example/"_s, page(u"third"_s)}), 2));
         QCOMPARE(m_program->columnTexts(0), pages);
         QCOMPARE(m_program->columnTexts(1), QStringList({u"Local File"_s, u"Local File"_s}));
         QCOMPARE(m_program->columnTexts(2), QStringList({QString(), QString()}));
     }
 
+    void takesAFolderDroppedOnItsField()
+    {
+        QVERIFY(drop({file(u"out"_s)}, Place::OutputFolderField,
+                     [this] { return m_program->outputFolder() == file(u"out"_s); }));
+        // Of a file its folder.
+        QVERIFY(drop({page(u"first"_s)}, Place::OutputFolderField,
+                     [this] { return m_program->outputFolder() == file(u"pages"_s); }));
+        QCOMPARE(m_program->rowCount(), 0);
+    }
+
+    void doesNotWaitForAFifoInThePlaceOfItsSettings()
+    {
+        QCOMPARE(m_program->close(), std::optional(0));
+        const QByteArray fifo = QFile::encodeName(m_program->settingsFile());
+        QCOMPARE(::mkfifo(fifo.constData(), 0600), 0);
+        QVERIFY(m_program->start());
+        QVERIFY(m_program->addFiles({page(u"first"_s)}));
+        QVERIFY(m_program->typeOutputFolder(file(u"out"_s)));
+        const auto dialog = openSettings();
+        QVERIFY(dialog);
+        m_desktop->pressKey(u"Return"_s);
+        QVERIFY(m_program->isGone(u"Setting"_s));
+        run();
+        QCOMPARE(m_program->columnTexts(3), QStringList(u"Success"_s));
+        QCOMPARE(m_program->close(), std::optional(0));
+        QVERIFY(QFile::remove(m_program->settingsFile()));
+        QVERIFY(m_program->start());
+    }
+
+    void convertsFilesWithQuotesInTheirNames()
+    {
+        const QStringList pages{page(u"a \"quoted\" name"_s), page(u"x.html\" \"--title"_s)};
+        QVERIFY(dropOnList(pages, 2));
+        QVERIFY(m_program->typeOutputFolder(file(u"out"_s)));
+        run();
+        QCOMPARE(m_program->columnTexts(3), QStringList({u"Success"_s, u"Success"_s}));
+        QVERIFY(pdfText(file(u"out/a \"quoted\" name.pdf"_s)).contains("This is a \"quoted\" name."_L1));
+        QCOMPARE(QDir(file(u"out"_s)).entryList(QDir::Files),
+                 QStringList({u"a \"quoted\" name.pdf"_s, u"x.html\" \"--title.pdf"_s}));
+    }
+
     void convertsWhatIsDroppedDuringARun()
     {
-        QVERIFY(drop({slowPage(u"slow"_s)}, 1));
+        QVERIFY(dropOnList({slowPage(u"slow"_s)}, 1));
         QVERIFY(m_program->typeOutputFolder(file(u"out"_s)));
         m_program->click(Place::Start);
         QTRY_COMPARE_WITH_TIMEOUT(m_server->waiting(), 1, jobPatience);
 
-        QVERIFY(drop({page(u"dropped"_s)}, 2));
+        QVERIFY(dropOnList({page(u"dropped"_s)}, 2));
         m_server->letGo();
         QTRY_VERIFY_WITH_TIMEOUT(m_program->isIdle(), jobPatience);
         QCOMPARE(m_program->columnTexts(3), QStringList({u"Success"_s, u"Success"_s}));
@@ -359,7 +403,7 @@ private slots:
         QList<Accessible> lists = dialog->content.findAll(u"combo box"_s);
         QCOMPARE(lists.size(), 3);
 
-        QVERIFY(goTo(lists.at(0)));
+        QVERIFY(m_program->walkTo(lists.at(0), dialog->content));
         m_desktop->type(u"A5"_s);
         QTRY_COMPARE(lists.at(0).name(), u"A5 (148x210 mm)"_s);
         QVERIFY(pickBelow(lists.at(1), u"Landscape"_s));
@@ -368,7 +412,7 @@ private slots:
         m_program->click(dialog->content.find(u"check box"_s, u"Grayscale"_s));
         QTRY_VERIFY(dialog->content.find(u"check box"_s, u"Grayscale"_s).isChecked());
         const Accessible noBackground = dialog->content.find(u"check box"_s, u"No Background"_s);
-        QVERIFY(goTo(noBackground));
+        QVERIFY(m_program->walkTo(noBackground, dialog->content));
         m_desktop->pressKey(u"space"_s);
         QTRY_VERIFY(noBackground.isChecked());
         keep(u"settings-filled"_s, m_desktop->screenshot(dialog->window));
@@ -444,7 +488,7 @@ private slots:
         const auto dialog = openSettings();
         QVERIFY(dialog);
         const Accessible paperSize = dialog->content.findAll(u"combo box"_s).value(0);
-        QVERIFY(goTo(paperSize));
+        QVERIFY(m_program->walkTo(paperSize, dialog->content));
         m_desktop->type(u"A3"_s);
         QTRY_COMPARE(paperSize.name(), u"A3 (297x420 mm)"_s);
         m_desktop->pressKey(u"Return"_s);
@@ -510,9 +554,13 @@ private slots:
         QVERIFY(dialog);
         QCOMPARE(m_desktop->geometry(dialog->window).size(), QSize(360, 200));
         keep(u"about"_s, m_desktop->screenshot(dialog->window));
+        const QString homepage = u"https://www.quirelle.example/"_s;
         m_program->click(dialog->button(u"Visit Our Homepage"_s));
-        QTRY_COMPARE_WITH_TIMEOUT(m_desktop->opened(), QStringList(u"https://www.quirelle.example/"_s),
-                                  patience);
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop->opened(), QStringList(homepage), patience);
+        // The link in the text, which is underlined.
+        constexpr QPoint link(180, 100);
+        m_desktop->click(m_desktop->geometry(dialog->window).topLeft() + link);
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop->opened(), QStringList({homepage, homepage}), patience);
         m_desktop->pressKey(u"Escape"_s);
         QVERIFY(m_program->isGone(u"About "_s));
     }
@@ -660,18 +708,6 @@ private:
         return m_program->dialog(u"Setting"_s);
     }
 
-    /// Walks to a control with the tabulator key.
-    bool goTo(const Accessible &control)
-    {
-        constexpr int controls = 20;
-        for (int step = 0; step < controls; ++step) {
-            if (QTest::qWaitFor([&control] { return control.isFocused(); }, 200))
-                return true;
-            m_desktop->pressKey(u"Tab"_s);
-        }
-        return false;
-    }
-
     /// Opens a list with the mouse and picks the entry below the current one.
     bool pickBelow(const Accessible &list, const QString &entry)
     {
@@ -686,9 +722,15 @@ private:
         return QTest::qWaitFor([&] { return list.name() == entry; }, patience);
     }
 
-    /// Drags these out of another program's window and drops them on the job list. Whether that has so many
-    /// rows then.
-    bool drop(const QStringList &files, int rows)
+    /// Whether the list has so many rows then.
+    bool dropOnList(const QStringList &files, int rows)
+    {
+        return drop(files, Place::Table, [this, rows] { return m_program->rowCount() == rows; });
+    }
+
+    /// Drags these out of another program's window and drops them on a control. Whether that then is as
+    /// wanted.
+    bool drop(const QStringList &files, QRect control, const std::function<bool()> &isAsWanted)
     {
         QProcess source;
         source.setProcessEnvironment(m_desktop->environment());
@@ -720,14 +762,13 @@ private:
         m_desktop->moveMouse(mouse);
         m_desktop->pressMouse();
         const bool dragging = says("dragging", [&] { m_desktop->moveMouse(mouse += QPoint(1, 0)); });
-        const QPoint target = m_program->onScreen(Place::Table.center());
+        const QPoint target = m_program->onScreen(control.center());
         int steps = 0;
         const bool welcome =
             dragging && says("welcome", [&] { m_desktop->moveMouse(target + QPoint(++steps % 20, 0)); });
         m_desktop->releaseMouse();
         // The window asks for the files after the drag is over: their program must still be there.
-        const bool added =
-            says("over", [] {}) && QTest::qWaitFor([&] { return m_program->rowCount() == rows; }, patience);
+        const bool added = says("over", [] {}) && QTest::qWaitFor(isAsWanted, patience);
         source.terminate();
         source.waitForFinished(patience);
         if (!added)

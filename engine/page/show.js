@@ -1,0 +1,20 @@
+// Shows a document from `begin`, in CSS pixels, to its end, a view at a time, and puts it back where it was. Runs in the
+// engine's world.
+async (begin) => {
+    const drawn = () => new Promise(requestAnimationFrame);
+    const view = document.scrollingElement;
+    if (!view) return;
+    const { scrollLeft: left, scrollTop: before } = view;
+    const scrollTo = (top) => view.scrollTo({ left, top, behavior: 'instant' });
+    const last = () => view.scrollHeight - view.clientHeight;
+    const end = view.scrollHeight; // what is added meanwhile is shown next time
+    for (let top = Math.max(begin - view.clientHeight, 0); top < Math.min(end, last()); top += view.clientHeight) {
+        scrollTo(top);
+        await drawn();
+    }
+    if (last() > 0) scrollTo(last());
+    await drawn();
+    scrollTo(before);
+    await drawn();
+    await drawn();
+}

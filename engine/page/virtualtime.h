@@ -1,0 +1,49 @@
+#pragma once
+
+#include "engine/devtools/session.h"
+
+#include <QSet>
+
+/// A page's own time, which its timers and animations go by, in all its frames and workers (the protocol's
+/// virtual time). The browser lets it pass as fast as the page computes, and stand still otherwise. Until it
+/// has been let pass for the first time it is the real one.
+class VirtualTime
+{
+public:
+    explicit VirtualTime(Session &session);
+
+    /// Whether none has been let pass yet.
+    bool isReal() const { return m_isReal; }
+
+    /// Whether requests under way hold the time up.
+    enum class Requests { HoldTimeUp, LetTimePass };
+
+    /// Lets so much of the page's time pass in one go, and returns when it has, when `orUntil` holds, or at
+    /// the bound; whether it has passed.
+    bool pass(std::chrono::milliseconds duration, Requests requests, Deadline bound,
+              const std::function<bool()> &orUntil);
+
+    /// How the page's time goes by while real time does. Even where it stands still, what comes in from
+    /// elsewhere is handed to the page every now and then.
+    enum class Pace { Real, Still };
+
+    /// Lets real time pass until `condition` holds or the bound has come; whether it holds.
+    bool waitUntil(const std::function<bool()> &condition, Pace pace, Deadline bound);
+    /// Asks the page something that takes page time, such as drawing it; nothing at the bound.
+    std::optional<Session::Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
+
+    /// Lets so much of the page's time pass alongside whatever is asked of the page meanwhile; the real time
+    /// does where none has been let pass yet.
+    void flow(std::chrono::milliseconds duration);
+    /// Holds the time, so that the page does nothing more.
+    void hold();
+
+private:
+    void grant(const QString &policy, double milliseconds);
+
+    Session &m_session;
+    bool m_isReal = true;
+    int m_members = 0; ///< sessions that share the time
+    /// The sessions whose share of the time has not passed yet.
+    QSet<QString> m_pending;
+};

@@ -1,0 +1,103 @@
+#include "engine/pdf/structure/links.h"
+
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFNumberTreeObjectHelper.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+
+#include <algorithm>
+#include <array>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+namespace
+{
+
+/// What acts, or tells of addresses, besides links (ISO 32000-1, 12.6 and 7.7.2).
+constexpr std::array catalogKeys = {"/OpenAction", "/AA", "/AcroForm", "/Names", "/URI"};
+
+void requireNone(QPDFObjectHandle dictionary, const char *key)
+{
+    if (dictionary.hasKey(key))
+        throw std::runtime_error(std::string("the browser wrote ") + key +
+                                 ", which may lead out of the document: convert without "
+                                 "--disable-external-links");
+}
+
+/// Moves the links that have an action from the page to `removed`.
+void removeLinks(QPDFObjectHandle page, std::vector<QPDFObjectHandle> &removed)
+{
+    requireNone(page, "/AA");
+    QPDFObjectHandle annotations = page.getKey("/Annots");
+    if (!annotations.isArray())
+        return;
+    QPDFObjectHandle kept = QPDFObjectHandle::newArray();
+    for (QPDFObjectHandle annotation : annotations.aitems()) {
+        for (const char *key : {"/AA", "/PA"})
+            requireNone(annotation, key);
+        if (annotation.hasKey("/A"))
+            removed.push_back(annotation);
+        else
+            kept.appendItem(annotation);
+    }
+    if (kept.getArrayNItems() == 0)
+        page.removeKey("/Annots");
+    else
+        page.replaceKey("/Annots", kept);
+}
+
+bool isObjectReference(QPDFObjectHandle kid)
+{
+    return kid.isDictionary() && kid.getKey("/Type").isNameAndEquals("/OBJR");
+}
+
+/// Takes the references to `objects` out of a structure element (14.7.4). An element that was a Link only by
+/// them becomes a Span.
+void removeReferences(QPDFObjectHandle element, const std::set<QPDFObjGen> &objects)
+{
+    QPDFObjectHandle kids = element.getKey("/K");
+    const std::vector<QPDFObjectHandle> items =
+        kids.isArray() ? kids.getArrayAsVector() : std::vector<QPDFObjectHandle>{kids};
+    QPDFObjectHandle kept = QPDFObjectHandle::newArray();
+    bool hasReference = false;
+    for (QPDFObjectHandle kid : items) {
+        const bool isReference = isObjectReference(kid);
+        if (isReference && objects.contains(kid.getKey("/Obj").getObjGen()))
+            continue;
+        hasReference = hasReference || isReference;
+        kept.appendItem(kid);
+    }
+    element.replaceKey("/K", kept);
+    if (!hasReference && element.getKey("/S").isNameAndEquals("/Link"))
+        element.replaceKey("/S", QPDFObjectHandle::newName("/Span"));
+}
+
+/// Takes annotations, which are gone from their pages, out of the structure tree.
+void untag(QPDF &pdf, const std::vector<QPDFObjectHandle> &annotations)
+{
+    QPDFObjectHandle root = pdf.getRoot().getKey("/StructTreeRoot");
+    if (annotations.empty() || !root.isDictionary() || !root.getKey("/ParentTree").isDictionary())
+        return;
+    std::set<QPDFObjGen> objects;
+    for (const QPDFObjectHandle &annotation : annotations)
+        objects.insert(annotation.getObjGen());
+    QPDFNumberTreeObjectHelper parents(root.getKey("/ParentTree"), pdf);
+    for (QPDFObjectHandle annotation : annotations) {
+        QPDFObjectHandle key = annotation.getKey("/StructParent");
+        QPDFObjectHandle element;
+        if (key.isInteger() && parents.remove(key.getIntValue(), &element) && element.isDictionary())
+            removeReferences(element, objects);
+    }
+}
+
+} // namespace
+
+void removeExternalLinks(QPDF &pdf)
+{
+    for (const char *key : catalogKeys)
+        requireNone(pdf.getRoot(), key);
+    std::vector<QPDFObjectHandle> removed;
+    for (QPDFPageObjectHelper page : QPDFPageDocumentHelper(pdf).getAllPages())
+        removeLinks(page.getObjectHandle(), removed);
+    untag(pdf, removed);
+}

@@ -1,0 +1,150 @@
+#include "engine/pdf/images/downscale.h"
+#include "engine/pdf/images/losslessimage.h"
+
+#include <QTest>
+#include <qpdf/Pl_Flate.hh>
+#include <qpdf/Pl_String.hh>
+
+class TestRasters : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void averagesAreas_data();
+    void averagesAreas();
+    void keepsChannelsApart();
+    void weighsByWhatCanBeSeen();
+    void countsFewColours();
+    void choosesTheSmallestWay();
+    void paletteHoldsEveryColour();
+};
+
+namespace
+{
+
+std::string bytes(std::initializer_list<int> values)
+{
+    std::string text;
+    for (const int value : values)
+        text.push_back(static_cast<char>(value));
+    return text;
+}
+
+std::string inflated(const std::string &data)
+{
+    std::string text;
+    Pl_String sink("sink", nullptr, text);
+    Pl_Flate flate("inflate", &sink, Pl_Flate::a_inflate);
+    flate.write(reinterpret_cast<const unsigned char *>(data.data()), data.size());
+    flate.finish();
+    return text;
+}
+
+/// A line drawing: few colours, large areas.
+Raster drawing()
+{
+    Raster raster{64, 64, 3, {}};
+    for (int i = 0; i < 64 * 64; ++i)
+        raster.samples += (i % 64 == i / 64) ? bytes({200, 0, 0}) : bytes({255, 255, 255});
+    return raster;
+}
+
+/// Colours that all differ and grow evenly.
+Raster ramp()
+{
+    Raster raster{64, 64, 3, {}};
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 0; x < 64; ++x)
+            raster.samples += bytes({4 * x, 4 * y, 2 * (x + y)});
+    }
+    return raster;
+}
+
+} // namespace
+
+void TestRasters::averagesAreas_data()
+{
+    QTest::addColumn<QList<int>>("from");
+    QTest::addColumn<int>("width");
+    QTest::addColumn<QList<int>>("to");
+    QTest::newRow("the same size") << QList<int>{1, 2, 3} << 3 << QList<int>{1, 2, 3};
+    QTest::newRow("half") << QList<int>{0, 100, 50, 150} << 2 << QList<int>{50, 100};
+    QTest::newRow("all in one") << QList<int>{0, 0, 0, 200} << 1 << QList<int>{50};
+    // Two thirds: each new pixel covers one and a half old ones.
+    QTest::newRow("three to two") << QList<int>{0, 90, 180} << 2 << QList<int>{30, 150};
+    QTest::newRow("rounded") << QList<int>{0, 1} << 1 << QList<int>{1};
+}
+
+void TestRasters::averagesAreas()
+{
+    QFETCH(QList<int>, from);
+    QFETCH(int, width);
+    QFETCH(QList<int>, to);
+    std::string samples;
+    for (const int value : from)
+        samples.push_back(static_cast<char>(value));
+    const auto length = static_cast<int>(from.size());
+    // Once lying, once standing.
+    const Raster lying = averaged({length, 1, 1, samples}, width, 1);
+    const Raster standing = averaged({1, length, 1, samples}, 1, width);
+    std::string expected;
+    for (const int value : to)
+        expected.push_back(static_cast<char>(value));
+    QCOMPARE(lying.samples, expected);
+    QCOMPARE(standing.samples, expected);
+}
+
+void TestRasters::keepsChannelsApart()
+{
+    const Raster result = averaged({2, 1, 3, bytes({0, 10, 20, 100, 30, 40})}, 1, 1);
+    QCOMPARE(result.samples, bytes({50, 20, 30}));
+}
+
+void TestRasters::weighsByWhatCanBeSeen()
+{
+    const Raster colours{4, 1, 1, bytes({0, 200, 40, 80})};
+    const Raster weights{4, 1, 1, bytes({0, 255, 0, 0})};
+    // The black that cannot be seen is left out; where nothing can be seen, all count.
+    QCOMPARE(averaged(colours, 2, 1, &weights).samples, bytes({200, 60}));
+}
+
+void TestRasters::countsFewColours()
+{
+    QCOMPARE(fewColours(drawing()).value().size(), size_t{2});
+    QVERIFY(!fewColours(ramp()));
+}
+
+void TestRasters::choosesTheSmallestWay()
+{
+    const LosslessImage palette = losslessImage(drawing(), true);
+    QCOMPARE(palette.bits, 1);
+    QVERIFY(!palette.palette.empty());
+    const LosslessImage plain = losslessImage(drawing(), false);
+    QVERIFY(plain.palette.empty());
+    QVERIFY(palette.data.size() + palette.palette.size() < plain.data.size());
+
+    const LosslessImage predicted = losslessImage(ramp(), true);
+    QVERIFY(predicted.predicted);
+    QCOMPARE(inflated(predicted.data).size(), size_t{64} * (64 * 3 + 1));
+    QVERIFY(predicted.data.size() < 2000);
+}
+
+void TestRasters::paletteHoldsEveryColour()
+{
+    Raster raster{5, 1, 3, {}};
+    for (const int red : {10, 20, 30, 20, 10})
+        raster.samples += bytes({red, 0, 0});
+    // Made longer, so that a palette is worth it.
+    raster.height = 400;
+    const std::string row = raster.samples;
+    for (int y = 1; y < raster.height; ++y)
+        raster.samples += row;
+    const LosslessImage image = losslessImage(raster, true);
+    QCOMPARE(image.bits, 2);
+    QCOMPARE(image.palette, bytes({10, 0, 0, 20, 0, 0, 30, 0, 0}));
+    // 0 1 2 1, then 0: two bits each, filled up to whole bytes.
+    QCOMPARE(inflated(image.data).substr(0, 2), bytes({0x19, 0x00}));
+}
+
+QTEST_APPLESS_MAIN(TestRasters)
+#include "tst_rasters.moc"

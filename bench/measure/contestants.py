@@ -92,6 +92,7 @@ class WarmEngine(Engine):
 class LikeTheWindow(WarmEngine):
     """With the options that the window gives while nothing is set."""
 
+    name = 'Quirelle, warm, no text below 10 points'
     options = ('--minimum-font-size', '10')
 
 

@@ -21,6 +21,13 @@ REAL_FOLDERS = (
     'sqlite3',
 )
 REAL_PAGES = 40
+# Long ones, with wide listings and tables that are shrunk, drawings, and neither.
+CHAPTERS = (
+    'postgresql-doc-15/html/monitoring-stats.html',
+    'postgresql-doc-15/html/app-psql.html',
+    'debian-handbook/html/en-US/network-services.html',
+    'sqlite3/windowfunctions.html',
+)
 ORDINARY_BYTES = range(8_000, 60_000)
 REMOTE = re.compile(rb'(?:src=|<link[^>]*stylesheet[^>]*href=)["\']?(?:https?:)?//', re.IGNORECASE)
 
@@ -89,3 +96,11 @@ def real_pages(count=REAL_PAGES):
             raise RuntimeError(f'{folder} has {len(pages)} pages of ordinary size; is its package installed?')
         chosen += [pages[number * len(pages) // share] for number in range(share)]
     return chosen
+
+
+def chapters():
+    pages = [Path('/usr/share/doc') / name for name in CHAPTERS]
+    missing = [page for page in pages if not page.exists()]
+    if missing:
+        raise RuntimeError(f'{missing[0]} is missing; is its package installed?')
+    return pages

@@ -109,6 +109,14 @@ def long_table(bench):
                       times[bench.peer.name], 0.8)]
 
 
+def chapters(bench):
+    """What the window asks for by default must not be felt."""
+    bounded = contestants.LikeTheWindow(bench.room)
+    times = bench.race('long chapters', documents.chapters(), bench.extent.other_rounds, [bench.warm, bounded])
+    return [ratio_row('long chapters, no text below 10 points, against any text', times[bounded.name],
+                      times[bench.warm.name], 1.1, len(documents.CHAPTERS))]
+
+
 def real_pages(bench):
     times = bench.race('real pages', bench.real, bench.extent.real_rounds,
                        [bench.warm, bench.peer, bench.limit, bench.cold, bench.without_scripts],
@@ -247,6 +255,7 @@ SERIES = {
     'small': small_page,
     'photographs': photographs,
     'table': long_table,
+    'chapters': chapters,
     'real': real_pages,
     'start': start_included,
     'clients': four_clients,

@@ -67,6 +67,7 @@ public:
 
     /// `handler` gets the parameters of every event of this name from now on.
     void on(const QString &event, const Handler &handler);
+    bool hears(const QString &event) const { return m_handlers.contains(event); }
     /// Events of the child session `id`, of a frame in another process or of a worker, come here as well.
     void adopt(const QString &id, bool isFrame);
     /// The child session is gone.

@@ -44,10 +44,16 @@ void evaluate(Session &session, const QString &expression, const QString &frame,
         u"Runtime.evaluate"_s,
         {{u"expression"_s, expression}, {u"contextId"_s, *context}, {u"returnByValue"_s, true}}, bound, to);
     if (outcome)
-        results.append({frame, outcome->result["result"_L1].toObject()["value"_L1].toObject()});
+        results.append({frame, outcome->result["result"_L1].toObject()["value"_L1].toObject(), to, {}});
 }
 
 } // namespace
+
+QString callOf(const char *script, const QJsonObject &argument)
+{
+    return u"(%1)(%2)"_s.arg(QString::fromUtf8(script),
+                             QString::fromUtf8(QJsonDocument(argument).toJson(QJsonDocument::Compact)));
+}
 
 std::optional<QJsonValue> engineContext(Session &session, const QString &frame, Deadline bound,
                                         const QString &to)
@@ -55,12 +61,37 @@ std::optional<QJsonValue> engineContext(Session &session, const QString &frame, 
     return contextIn(session.ask(u"Page.createIsolatedWorld"_s, worldIn(frame), bound, to));
 }
 
+QList<FrameResult> framesOf(Session &session, Deadline bound)
+{
+    QList<FrameResult> frames;
+    const auto add = [&](const auto &self, const QJsonObject &tree, const QString &to) -> void {
+        const QJsonObject frame = tree["frame"_L1].toObject();
+        frames.append({frame["id"_L1].toString(), {}, to, frame["parentId"_L1].toString()});
+        const QJsonArray children = tree["childFrames"_L1].toArray();
+        for (const auto &child : children)
+            self(self, child.toObject(), to);
+    };
+    for (const QString &member : session.family()) {
+        const auto tree = session.ask(u"Page.getFrameTree"_s, {}, bound, member);
+        if (tree)
+            add(add, tree->result["frameTree"_L1].toObject(), member == session.id() ? QString() : member);
+    }
+    return frames;
+}
+
+std::optional<FrameResult> runInFrame(Session &session, const FrameResult &of, const char *script,
+                                      const QJsonObject &argument, Deadline bound)
+{
+    QList<FrameResult> results;
+    evaluate(session, callOf(script, argument), of.frame, engineContext(session, of.frame, bound, of.session),
+             bound, of.session, results);
+    return results.isEmpty() ? std::nullopt : std::optional(results.first());
+}
+
 QList<FrameResult> runInFrames(Session &session, const QString &mainFrame, const char *script,
                                const QJsonObject &argument, Deadline bound)
 {
-    const QString expression =
-        u"(%1)(%2)"_s.arg(QString::fromLatin1(script),
-                          QString::fromUtf8(QJsonDocument(argument).toJson(QJsonDocument::Compact)));
+    const QString expression = callOf(script, argument);
     QList<FrameResult> results;
     const auto first = session.askAll(
         {{u"Page.getFrameTree"_s, {}}, {u"Page.createIsolatedWorld"_s, worldIn(mainFrame)}}, bound);

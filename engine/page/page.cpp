@@ -24,6 +24,8 @@ constexpr int maximumAttempts = 4;
 /// How much of the page's time may pass at once while it is printed.
 constexpr auto printingStep = 500ms;
 constexpr auto printingInterval = 30ms;
+/// How long a page may take to be fitted to its paper.
+constexpr auto fittingTime = 10s;
 /// How long a page may print before scripts that hold it up are stopped.
 constexpr auto printingTime = 5s;
 
@@ -84,7 +86,8 @@ Page::Page(Browser &browser, Deadline deadline, const std::function<Place(Sessio
       m_events(m_session, m_place.target, m_place.context), m_authentication(m_session, m_place.target),
       m_time(m_session), m_preparation(m_session, m_place.target),
       m_readiness(m_session, m_place.target, m_events, m_time, m_preparation,
-                  [&browser] { return browser.isBusy(); })
+                  [&browser] { return browser.isBusy(); }),
+      m_fitting(m_browser, m_place.context, m_session, m_place.target, m_time)
 {
     QJsonObject refusal{{u"behavior"_s, u"deny"_s}};
     if (!m_place.context.isEmpty())
@@ -158,6 +161,7 @@ void Page::load(const Order &order)
     m_session.setDeadline(order.deadline);
     const Deadline bound = Deadline::in(patience);
     configure(order.job);
+    m_preparation.announce(order.job);
     if (const QJsonObject interception = m_authentication.begin(order.job, order.address);
         !interception.isEmpty()) {
         m_session.post(u"Fetch.enable"_s, interception);
@@ -236,14 +240,19 @@ QByteArray Page::print(const Job &job)
     for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
         settings.insert(margin, usualMargin / pointsPerInch);
     m_session.setMaximumReply(maximumPrint(job));
-    Session::Reply reply = printed(settings);
+    const auto fitAndPrint = [&] {
+        m_fit = m_fitting.fit(job, Deadline::in(fittingTime));
+        settings.insert(u"scale"_s, m_fit.scale);
+        return printed(settings);
+    };
+    Session::Reply reply = fitAndPrint();
     // A page that moves on in this very moment can be printed when it has arrived.
     for (int attempt = 0; !reply.error.isEmpty() && attempt < maximumAttempts && !m_events.isLoaded();
          ++attempt) {
         const Deadline bound = Deadline::in(patience);
         m_readiness.awaitLoadEvent(bound);
         m_preparation.prepare(job, bound);
-        reply = printed(settings);
+        reply = fitAndPrint();
     }
     if (reply.error == QLatin1String(tooLargeError))
         throw tooLargeForOutput(job.maximumOutput);

@@ -3,6 +3,7 @@
 #include "engine/browser/browser.h"
 #include "engine/job/order.h"
 #include "engine/page/authentication.h"
+#include "engine/page/fitting.h"
 #include "engine/page/pageevents.h"
 #include "engine/page/preparation.h"
 #include "engine/page/readiness.h"
@@ -41,6 +42,9 @@ public:
     QByteArray print(const Job &job);
     /// What the loaded document lacks of what it means, for people, a line each.
     QStringList warnings() const;
+
+    /// How the page has come onto its paper, once it is printed.
+    const Fit &fit() const { return m_fit; }
 
     /// Holds the page's time, so that it does nothing more.
     void rest();
@@ -82,4 +86,6 @@ private:
     VirtualTime m_time;
     Preparation m_preparation;
     Readiness m_readiness;
+    Fitting m_fitting;
+    Fit m_fit;
 };

@@ -1,6 +1,5 @@
 #include "engine/page/preparation.h"
 
-#include "engine/browser/launch.h"
 #include "engine/job/paper.h"
 #include "engine/page/scripts.h"
 
@@ -14,15 +13,19 @@ namespace
 
 using namespace Qt::StringLiterals;
 
-/// How far the browser goes in shrinking a page that is wider than the paper (Blink's print layout).
-constexpr double largestShrinking = 1.5;
-
 /// How far animations have come on paper.
 constexpr std::chrono::milliseconds animationTime{5000};
 
 QJsonValue orNull(const QString &text)
 {
     return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+/// As style sheets and the scripts that read them mostly have it.
+QString inMillimetres(const QSizeF &points)
+{
+    const auto side = [](double length) { return QString::number(length / pointsPerInch * 25.4, 'f', 2); };
+    return u"%1mm %2mm"_s.arg(side(points.width()), side(points.height()));
 }
 
 /// The argument of prepareScript.
@@ -32,15 +35,14 @@ QJsonObject settingsFor(const Job &job)
     QString orientation;
     if (job.orientation)
         orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
-    return {
-        {u"size"_s, orNull(job.paper ? u"%1pt %2pt"_s.arg(paper.width()).arg(paper.height()) : QString())},
-        {u"orientation"_s, orNull(orientation)},
-        {u"background"_s, job.background},
-        {u"images"_s, job.images},
-        {u"width"_s, paper.width() * pixelsPerPoint},
-        {u"height"_s, paper.height() * pixelsPerPoint},
-        {u"margin"_s, usualMargin * pixelsPerPoint},
-        {u"animationTime"_s, static_cast<double>(animationTime.count())}};
+    return {{u"size"_s, orNull(job.paper ? inMillimetres(paper) : QString())},
+            {u"orientation"_s, orNull(orientation)},
+            {u"background"_s, job.background},
+            {u"images"_s, job.images},
+            {u"width"_s, paper.width() * pixelsPerPoint},
+            {u"height"_s, paper.height() * pixelsPerPoint},
+            {u"margin"_s, usualMargin * pixelsPerPoint},
+            {u"animationTime"_s, static_cast<double>(animationTime.count())}};
 }
 
 Preparation::Findings findingsIn(const QList<FrameResult> &results)
@@ -81,9 +83,20 @@ void Preparation::setViewport(QSizeF size)
                                                              {u"mobile"_s, false}});
 }
 
-void Preparation::setViewportWidth(const QJsonValue &width)
+void Preparation::setViewportFrom(const QJsonObject &result)
 {
-    setViewport(QSizeF(width.toDouble(m_viewport.width()), m_viewport.height()));
+    setViewport(QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
+                       result["textHeight"_L1].toDouble(m_viewport.height())));
+}
+
+void Preparation::announce(const Job &job)
+{
+    if (!job.paper && !job.orientation)
+        return;
+    QJsonObject settings = settingsFor(job);
+    settings.insert(u"starting"_s, true);
+    m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
+                   {{u"source"_s, callOf(prepareScript, settings)}, {u"worldName"_s, engineWorld}});
 }
 
 std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadline bound)
@@ -101,9 +114,7 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     if (unreadable && wantsSheets)
         changeUnreadableSheets(settings, bound);
     if (!unreadable && results.first().frame == m_mainFrame)
-        setViewportWidth(results.first().value["textWidth"_L1]);
-    if (job.minimumFontSize > 0)
-        enlargeText(job.minimumFontSize * pixelsPerPoint, launchFlagsFor(job).minimumFontPixels, bound);
+        setViewportFrom(results.first().value);
     return findingsIn(results);
 }
 
@@ -170,68 +181,5 @@ void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
             m_session.post(u"CSS.setStyleSheetText"_s,
                            {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
     }
-    setViewportWidth(value["textWidth"_L1]);
-}
-
-void Preparation::prepareForeignPictures(const Job &job, Deadline bound)
-{
-    if (!m_foreignPictures)
-        return;
-    for (const QString &session : m_session.family())
-        m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, true}}, session);
-    m_scriptsAreSilent = true;
-    enlargeText(job.minimumFontSize * pixelsPerPoint, launchFlagsFor(job).minimumFontPixels, bound);
-}
-
-/// A page that is wider than the paper is shrunk onto it, down to two thirds, and its text with it.
-void Preparation::enlargeText(double minimumPixels, int byBrowser, Deadline bound)
-{
-    double shrinking = 1;
-    QJsonObject pictures;
-    // Larger text may make the page wider still, and pictures have to be fetched once.
-    for (int round = 0; round < 4; ++round) {
-        const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, enlargeScript,
-                                                       {{u"minimum"_s, minimumPixels * shrinking},
-                                                        {u"byBrowser"_s, byBrowser},
-                                                        {u"pictures"_s, pictures},
-                                                        {u"silent"_s, m_scriptsAreSilent}},
-                                                       bound);
-        m_foreignPictures = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
-            return result.value["foreign"_L1].toBool();
-        });
-        if (fetchPictures(results, pictures, bound))
-            continue;
-        const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, bound);
-        if (!metrics)
-            return;
-        const double width = metrics->result["cssContentSize"_L1].toObject()["width"_L1].toDouble();
-        const double wanted = std::clamp(width / m_viewport.width(), 1.0, largestShrinking);
-        if (wanted <= shrinking)
-            return;
-        shrinking = wanted;
-    }
-}
-
-/// Adds the texts of the pictures that frames miss; whether there are any.
-bool Preparation::fetchPictures(const QList<FrameResult> &results, QJsonObject &pictures, Deadline bound)
-{
-    bool any = false;
-    for (const FrameResult &result : results) {
-        const QJsonArray missing = result.value["missing"_L1].toArray();
-        for (const auto &picture : missing) {
-            const QString address = picture.toString();
-            if (pictures.contains(address))
-                continue;
-            const auto reply = m_session.ask(u"Page.getResourceContent"_s,
-                                             {{u"frameId"_s, result.frame}, {u"url"_s, address}}, bound);
-            if (!reply)
-                return false;
-            QString text = reply->result["content"_L1].toString();
-            if (reply->result["base64Encoded"_L1].toBool())
-                text = QString::fromUtf8(QByteArray::fromBase64(text.toLatin1()));
-            pictures.insert(address, text);
-            any = true;
-        }
-    }
-    return any;
+    setViewportFrom(value);
 }

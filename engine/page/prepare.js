@@ -76,7 +76,9 @@
 
     const overrides = [];
     if (paper.size) overrides.push(`@page { size: ${paper.size} !important; }`);
-    if (!paper.background) overrides.push('*, ::before, ::after { print-color-adjust: economy !important; }');
+    // Without the dark that they are made for, fields and colours of a dark scheme would stay, and so would blending.
+    if (!paper.background)
+        overrides.push('*, ::before, ::after { print-color-adjust: economy !important; color-scheme: only light !important; mix-blend-mode: normal !important; }');
     // The place of an image stays, without the sign for a broken one.
     if (!paper.images) overrides.push('img, input[type="image" i] { visibility: hidden !important; }');
 
@@ -106,11 +108,6 @@
         if (!paper.images && window !== top && document.contentType.startsWith('image/'))
             document.documentElement?.style.setProperty('visibility', 'hidden', 'important');
     };
-    applyPaper();
-    // What the page changes until the last moment counts, too.
-    if (!globalThis.armed) addEventListener('beforeprint', applyPaper);
-    globalThis.armed = true;
-
     // ---- Sheets that cannot be read from here, such as files beside a file, come as text and are given back changed.
 
     // `text` with the values of "size" in @page blocks and of "print-color-adjust" everywhere exchanged.
@@ -139,6 +136,35 @@
             return found;
         });
     };
+    // ---- Before the page's scripts: what they read of its sheets is what will hold. Later changes are met below.
+
+    if (paper.starting) {
+        const coming = new Set();
+        const isRead = (node) => node && (node.nextSibling || isRead(node.parentNode));
+        const changeRead = (nodes) => {
+            for (const node of nodes) if (node instanceof HTMLStyleElement || node instanceof SVGStyleElement) coming.add(node);
+            for (const style of coming) {
+                // The parser may still be adding to it.
+                if (document.readyState === 'loading' && !isRead(style)) continue;
+                coming.delete(style);
+                const changed = changedText(style.textContent);
+                if (changed !== style.textContent) style.textContent = changed;
+            }
+            for (const sheet of document.styleSheets) if (sheet.href) everyRule(rulesOf(sheet), changeRule);
+        };
+        new MutationObserver((records) => changeRead(records.flatMap(({ addedNodes }) => [...addedNodes])))
+            .observe(document, { childList: true, subtree: true });
+        document.addEventListener('load', ({ target }) => target instanceof HTMLLinkElement && changeRead([]), true);
+        // The browser gets here no sooner than the first script does.
+        changeRead(document.querySelectorAll('style'));
+        return {};
+    }
+
+    applyPaper();
+    // What the page changes until the last moment counts, too.
+    if (!globalThis.armed) addEventListener('beforeprint', applyPaper);
+    globalThis.armed = true;
+
     const sheets = (paper.sheets ?? []).map((text) => changedText(text));
 
     // ---- How wide the text stands on paper: what the rules for all pages together say; those of single pages do not
@@ -147,7 +173,7 @@
     const general = {};
     const note = ({ selectorText, style }) => {
         if (selectorText) return;
-        for (const property of ['size', 'margin-left', 'margin-right'])
+        for (const property of ['size', 'margin-left', 'margin-right', 'margin-top', 'margin-bottom'])
             if (style.getPropertyValue(property)) general[property] = style.getPropertyValue(property).trim();
     };
     pageRules.forEach(note);
@@ -160,22 +186,23 @@
         a3: [297, 420], a4: [210, 297], a5: [148, 210], b4: [250, 353], b5: [176, 250], 'jis-b4': [257, 364],
         'jis-b5': [182, 257], letter: [215.9, 279.4], legal: [215.9, 355.6], ledger: [279.4, 431.8],
     };
-    const widthOf = (size) => {
+    const sizeOf = (size) => {
         const words = size.toLowerCase().split(/\s+/);
-        const sides = words.map((word) => millimetres[word]).find(Boolean);
-        if (sides) return (sides[words.includes('landscape') ? 1 : 0] * 96) / 25.4;
-        if (/^[\d.]/.test(size)) return inPixels(words[0]);
-        const [short, long] = [Math.min(paper.width, paper.height), Math.max(paper.width, paper.height)];
-        return words.includes('landscape') ? long : words.includes('portrait') ? short : paper.width;
+        const named = words.map((word) => millimetres[word]).find(Boolean)?.map((side) => (side * 96) / 25.4);
+        const lengths = words.filter((word) => /^[\d.]/.test(word)).map(inPixels);
+        if (lengths.length > 0) return [lengths[0], lengths.at(-1)];
+        const sides = named ?? [paper.width, paper.height];
+        const [short, long] = [Math.min(...sides), Math.max(...sides)];
+        return words.includes('landscape') ? [long, short] : words.includes('portrait') ? [short, long] : sides;
     };
-    const pageWidth = general.size ? widthOf(general.size) : paper.width;
-    const marginOf = (margin) => {
+    const [pageWidth, pageHeight] = sizeOf(general.size ?? '');
+    const marginOf = (side) => {
+        const margin = general[`margin-${side}`];
         if (!margin || margin === 'auto') return paper.margin;
-        return margin.endsWith('%') ? (parseFloat(margin) / 100) * pageWidth : inPixels(margin);
+        return margin.endsWith('%') ? (parseFloat(margin) / 100) * (/left|right/.test(side) ? pageWidth : pageHeight) : inPixels(margin);
     };
-    const textWidth = Math.round(
-        pageWidth - marginOf(general['margin-left']) - marginOf(general['margin-right']),
-    );
+    const textWidth = Math.round(pageWidth - marginOf('left') - marginOf('right'));
+    const textHeight = Math.round(pageHeight - marginOf('top') - marginOf('bottom'));
 
     // ---- What is still to come is called for.
 
@@ -223,6 +250,7 @@
         loading,
         animated,
         textWidth,
+        textHeight,
         sheets,
         unreadable: unreadable > 0,
     };

@@ -72,7 +72,6 @@ void Readiness::awaitWhole(const Job &job, Deadline bound)
         if (step == Step::GiveUp)
             break;
     }
-    m_preparation.prepareForeignPictures(job, bound);
 }
 
 void Readiness::beginDocument()

@@ -3,17 +3,42 @@
 // What is run inside documents.
 
 /// prepare.js, a function of {size, orientation, background, images, width, height, margin, animationTime,
-/// sheets}: `size` the paper as a CSS value or null, `orientation` "portrait", "landscape" or null,
+/// sheets, starting}: `size` the paper as a CSS value or null, `orientation` "portrait", "landscape" or null,
 /// `background` and `images` booleans, `width` and `height` of the paper and `margin` for pages that set none
-/// in CSS pixels, `animationTime` in milliseconds, `sheets` texts of style sheets, or absent. Returns
-/// {loading, animated, textWidth, sheets, unreadable}: whether this call has set anything loading or has
-/// ended an animation, how wide the text stands on paper in CSS pixels, `sheets` changed, and whether there
-/// are sheets that cannot be read.
+/// in CSS pixels, `animationTime` in milliseconds, `sheets` texts of style sheets, or absent. With
+/// `starting`, which is for a document whose scripts have not run, it only has the paper hold for what they
+/// read of its sheets, and returns {}. Otherwise returns {loading, animated, textWidth, textHeight, sheets,
+/// unreadable}: whether this call has set anything loading or has ended an animation, how wide and high the
+/// text stands on paper in CSS pixels, `sheets` changed, and whether there are sheets that cannot be read.
 extern const char prepareScript[];
 
-/// enlarge.js, a function of {minimum, byBrowser}: the smallest text size wanted, and that which the browser
-/// keeps, in CSS pixels.
-extern const char enlargeScript[];
+/// fit.js, a function of {minimum, byBrowser, outside, shrinks, byPrinting, maximum}: the smallest text size
+/// wanted and that which the browser keeps, both in CSS pixels; the factor at which the frame is drawn by
+/// what is around it; whether its width decides how far the page is shrunk; how far the browser shrinks it by
+/// itself, and how far it may be shrunk. Returns {shrinking, smallest, rightToLeft, pictures, scalesFrames,
+/// hidingBoxes, pseudosAreUnknown}: how far the page must be shrunk, 1 if it fits; the smallest text then, in
+/// CSS pixels on paper, at most `minimum`; whether the page grows to the left; its images, each {address,
+/// width, height, minimum, naturalWidth, naturalHeight} in CSS pixels; whether it draws frames smaller or
+/// larger than they are, whose factors then are in globalThis.frameFactors; selectors of the scrolling boxes
+/// that hide text; whether sheets that it could not read may give pseudo-elements sizes of their own, for
+/// which `enlargePseudos` then is to be called. Both stand
+/// in what lasts from one call to the next, globalThis[Symbol.for('quirelle')].
+extern const char fitScript[];
+
+/// readable.js, a function without argument, for pages whose backgrounds are left out. Returns {}.
+extern const char readableScript[];
+
+/// picture.js, a function of {text, shown}: an SVG file, and how it is shown, as in `pictures` of fit.js.
+/// Returns {enlarged}, the file with larger text, or {} if it needs none.
+extern const char pictureScript[];
+
+/// blank.js, a function that has the blank page in which picture.js runs load nothing. Returns {isReady}.
+extern const char blankScript[];
+
+/// replace.js, a function of {addresses}: by places in `pictures` of fit.js, {from, to}, the address of an
+/// image and the one that it is loaded from instead. Returns {coming}, how many of those are still being
+/// loaded.
+extern const char replaceScript[];
 
 /// shim.js and listen.js, each a script to run before those of a page: the first in the page's own world and
 /// in its workers, the second in the engine's world, where prepare.js runs.

@@ -227,6 +227,7 @@ void ConvertInputTest::brokenHtmlIsStillAPage()
 void ConvertInputTest::aLargeFile()
 {
     QByteArray html = "<!DOCTYPE html><style>@page{size:A3;margin:0}p{font-size:6px;margin:0}</style>";
+    html += "<!--" + QByteArray(3 << 20, ' ') + "-->";
     while (html.size() < (4 << 20))
         html += "<p>" + QByteArray("words of a long document, and more of them ").repeated(20);
     html += "<p style='break-before:page'>the very end";

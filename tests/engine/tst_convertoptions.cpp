@@ -1,5 +1,6 @@
 #include "tests/support/engine.h"
 #include "tests/support/pictures.h"
+#include "tests/support/webserver.h"
 
 #include <QTest>
 
@@ -163,6 +164,9 @@ private slots:
     void noBackgroundKeepsTheRest();
     void noBackgroundLeavesTheBrowsersOwnTreesAlone();
     void noBackgroundHoldsForWholePages();
+    void textIsReadableWithoutBackground_data();
+    void textIsReadableWithoutBackground();
+    void textOnPicturesKeepsItsColourWithoutBackground();
     void withoutJavaScriptNoScriptRuns();
     void withoutJavaScriptSheetsAndPaperStillWork();
     void noTextIsSmallerThanTheMinimum_data();
@@ -171,6 +175,9 @@ private slots:
     void largerTextStaysAsItIs();
     void largerTextOfPicturesStaysAsItIs();
     void fieldsHideNothingOfTheirForm();
+    void noTextIsSmallerThanWithoutAMinimum_data();
+    void noTextIsSmallerThanWithoutAMinimum();
+    void textOfPicturesFromOtherServersIsEnlarged();
     void picturesAreNotReadByScripts();
     void everyOptionAtOnce();
     void cleanupTestCase();
@@ -314,6 +321,103 @@ void ConvertOptionsTest::noBackgroundHoldsForWholePages()
     QVERIFY(shareOf(Qt::white, without.pdf().picture()) > 0.99);
 }
 
+void ConvertOptionsTest::textIsReadableWithoutBackground_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const auto row = [](const char *name, const QByteArray &html) { QTest::newRow(name) << html; };
+    const QByteArray clip = "background:linear-gradient(red,yellow);background-clip:text;";
+    row("cut out of its background", "<h1 style='" + clip + "color:transparent'>IIII</h1>");
+    row("cut out by its fill", "<h1 style='" + clip + "-webkit-text-fill-color:transparent'>IIII</h1>");
+    row("cut out by an older name", "<style>h1{background:linear-gradient(#ff0,#0ff);-webkit-background-clip:"
+                                    "text;color:#0000}</style><h1>IIII</h1>");
+    row("cut out of a picture",
+        "<h1 style='background:url(none.png);background-clip:text;color:transparent'>IIII</h1>");
+    row("within an element that is cut out",
+        "<h1 style='" + clip + "color:transparent'><b><i>IIII</i></b></h1>");
+    row("cut out in ::before",
+        "<style>h1::before{content:'IIII';" + clip + "color:transparent}</style><h1></h1>");
+    row("cut out in a shadow tree", "<div><template shadowrootmode=open><style>h1{" + clip +
+                                        "color:transparent}</style><h1>IIII</h1></template></div>");
+    row("a dark page", "<style>:root{color-scheme:dark}</style><h1>IIII</h1>");
+    row("a dark page by a meta element", "<meta name=color-scheme content=dark><h1>IIII</h1>");
+    row("a dark frame", "<iframe srcdoc='<style>:root{color-scheme:dark}</style><h1>IIII</h1>'></iframe>");
+    row("light-dark()",
+        "<style>:root{color-scheme:dark}h1{color:light-dark(#111,#eee)}</style><h1>IIII</h1>");
+    row("colours of the system",
+        "<style>:root{color-scheme:dark}h1{color:CanvasText;background:Canvas}</style><h1>IIII</h1>");
+    for (const char *field : {"input value=IIIII", "textarea", "button", "input type=button value=IIIII",
+                              "input type=date value=2020-01-01"})
+        row(qPrintable(u"a dark field: %1"_s.arg(QLatin1String(field))),
+            QByteArray("<style>:root{color-scheme:dark}*{font-size:40px}</style><") + field + ">IIII");
+    row("a field with colours of its own",
+        "<input value=IIIII style='font-size:40px;color:#fff;background:#000'>");
+    row("a field that is empty", "<style>::placeholder{color:#eee}</style><input placeholder=IIIII "
+                                 "style='font-size:40px;background:#000'>");
+    for (const char *colour :
+         {"#fff", "#ffc", "lime", "rgba(255,255,255,.7)", "oklch(.95 .1 100)", "color(display-p3 1 1 1)"})
+        row(qPrintable(u"on a dark background: %1"_s.arg(QLatin1String(colour))),
+            QByteArray("<body style='background:#000;color:") + colour + "'><h1>IIII</h1>");
+    row("half seen", "<body style='background:#000;color:#fff'><h1 style='opacity:.6'>IIII</h1>");
+    row("by its fill", "<h1 style='-webkit-text-fill-color:#fff;background:#000'>IIII</h1>");
+    row("by its stroke",
+        "<h1 style='color:transparent;-webkit-text-stroke:2px #fff;background:#000'>IIII</h1>");
+    row("by its shadow", "<h1 style='color:transparent;text-shadow:0 0 0 #fff;background:#000'>IIII</h1>");
+    row("blended", "<body style='background:#000'><h1 style='color:#fff;mix-blend-mode:screen'>IIII</h1>");
+    row("a page turned dark",
+        "<html style='filter:invert(1) hue-rotate(180deg)'><body style='background:#fff'><h1>IIII</h1>");
+    row("drawn", "<body style='background:#000'><svg width=200 height=60><text y=40 font-size=40 "
+                 "fill=white>IIII</text></svg>");
+    row("markers", "<style>::marker{color:#fff}</style><ol "
+                   "style='background:#000;font-size:60px;padding-left:90px'><li></ol>");
+    row("a first line", "<style>h1::first-line{color:#fff}</style><h1 style='background:#000'>IIII</h1>");
+    row("in a dark shadow of a box", "<h1 style='color:#fff;box-shadow:inset 0 0 0 99px #000'>IIII</h1>");
+    row("set by a timer",
+        "<h1>IIII</h1><script>setTimeout(()=>document.body.style='background:#000;color:#fff',2000)</"
+        "script>");
+}
+
+void ConvertOptionsTest::textIsReadableWithoutBackground()
+{
+    QFETCH(QByteArray, html);
+    const Conversion conversion =
+        m_engine.convertText("<!DOCTYPE html><meta charset=utf-8>" + html, {u"--no-background"_s});
+    VERIFY_WRITTEN(conversion);
+    const QImage page = conversion.pdf().picture(1, 150);
+    int darkest = 255;
+    qint64 dark = 0;
+    for (int y = 0; y < page.height(); ++y) {
+        for (int x = 0; x < page.width(); ++x) {
+            const int gray = qGray(page.pixel(x, y));
+            darkest = std::min(darkest, gray);
+            dark += gray < 100;
+        }
+    }
+    // That of #767676, whose contrast with white is 4.5.
+    QVERIFY2(darkest <= 118, qPrintable(u"the darkest is %1"_s.arg(darkest)));
+    QVERIFY2(static_cast<double>(dark) / page.width() / page.height() < 0.02, "there is a dark background");
+}
+
+/// What is printed behind text makes it readable, not the paper.
+void ConvertOptionsTest::textOnPicturesKeepsItsColourWithoutBackground()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><svg width=300 height=90><rect width=300 height=90 fill='#000'/><text y=60 x=20 "
+        "font-size=60 "
+        "fill='#ff0'>IIIIIII</text></svg><div style='position:relative'><img src='" +
+            dataAddress(Qt::black).toLatin1() +
+            "' width=300 height=90><b "
+            "style='position:absolute;left:20px;top:10px;font-size:60px;color:#fff'>IIIIIII</b></div>",
+        {u"--no-background"_s});
+    VERIFY_WRITTEN(conversion);
+    const QImage page = conversion.pdf().picture();
+    QVERIFY(shows(QColor(255, 255, 0), page));
+    // By the browser, which makes white text gray.
+    int light = 0;
+    for (int x = 40; x < 240; ++x)
+        light += qGray(page.pixel(x, 140)) > 150 ? 1 : 0;
+    QVERIFY(light > 10);
+}
+
 void ConvertOptionsTest::withoutJavaScriptNoScriptRuns()
 {
     m_engine.write(u"script.js"_s, "document.body.append(' by-file')");
@@ -411,6 +515,43 @@ void ConvertOptionsTest::noTextIsSmallerThanTheMinimum_data()
     row("adjusted to the height of its letters", "<p style='font-size-adjust:.2'>small");
     row("a frame made smaller",
         "<div style='transform:scale(.5)'><iframe srcdoc=\"<p style='font-size:6px'>small\"></iframe></div>");
+    row("the alternative text of a missing picture on a page wider than the paper",
+        "<img src=none.png alt='small words' style='font-size:6px'><div "
+        "style='width:1000px;height:9px'></div>");
+    row("the alternative text of a missing picture made smaller",
+        "<div style='transform:scale(.5)'><img src=none.png alt='small words' style='font-size:9px'></div>");
+    row("a frame with a file, made smaller",
+        "<div style='transform:scale(.5)'><iframe src=frame.html></iframe></div>");
+    row("a frame in a frame, both made smaller",
+        "<iframe style='transform:scale(.7)' srcdoc=\"<iframe style='transform:scale(.7)' src=frame.html>\">"
+        "</iframe>");
+    row("an SVG file as a picture made smaller",
+        "<div style='transform:scale(.5)'><img src=small.svg></div>");
+    row("an SVG file as a picture on a page wider than the paper",
+        "<img src=small.svg><div style='width:1000px;height:9px'></div>");
+    row("an SVG file in a drawing",
+        "<svg width=60 height=15><image href=small.svg width=60 height=15 /></svg>");
+    row("an SVG file fitted into its box",
+        "<img src=small.svg style='width:300px;height:15px;object-fit:contain'>");
+    row("an SVG file as a picture with padding",
+        "<img src=small.svg style='box-sizing:border-box;width:150px;height:90px;padding:20px;border:9px "
+        "solid'>");
+    row("an SVG file with important sizes",
+        "<img src=\"data:image/svg+xml,%3Csvg xmlns='http://www.w3.org/2000/svg' width='200' height='60'%3E"
+        "%3Cstyle%3Etext%23a,tspan%7Bfont-size:4px!important%7D%3C/style%3E%3Ctext id='a' "
+        "y='20'%3Esmall%3Ctspan "
+        "style='font-size:3px!important'%3Esmall%3C/tspan%3E%3C/text%3E%3C/svg%3E\">");
+    row("SVG with sizes of a sheet and relative ones",
+        "<style>text{font-size:50%}tspan{font-size:.5em}</style><svg width=200 height=50 "
+        "style='font-size:8px'>"
+        "<g transform='scale(.5)'><text y=20>small<tspan>smaller</tspan></text></g></svg>");
+    row("zoom within zoom",
+        "<div style='zoom:.7'><div style='zoom:.7'><p style='font-size:14px'>small</div></div>");
+    row("made smaller by the property scale", "<div style='scale:.4'><p>small<ul><li>small</ul></div>");
+    row("a pseudo-element of a sheet in a file, made smaller",
+        "<link rel=stylesheet href=small.css><div style='transform:scale(.5)'><p>small</div>");
+    row("text in a wide table",
+        "<table><tr><td style='min-width:2500px;font-size:6px'>small<td>small</table>");
     row("set by a timer", "<p id=p>small<script>setTimeout(()=>p.style.fontSize='5px',2000)</script>");
 }
 
@@ -421,6 +562,8 @@ void ConvertOptionsTest::noTextIsSmallerThanTheMinimum()
                    "<svg xmlns='http://www.w3.org/2000/svg' width='120' height='30'><style>.s{font-size:7px}"
                    "</style><text y='12' class='s'>small</text><text y='28' font-size='6'>small<tspan "
                    "font-size='2'>tiny</tspan></text></svg>");
+    m_engine.write(u"frame.html"_s, "<!DOCTYPE html><p style='font-size:6px'>small");
+    m_engine.write(u"small.css"_s, "p::after { content: 'smaller'; font-size: 9px }");
     const Conversion conversion = m_engine.convertText("<!DOCTYPE html><meta charset=utf-8>" + html,
                                                        {u"--minimum-font-size"_s, u"12"_s});
     VERIFY_WRITTEN(conversion);
@@ -480,6 +623,66 @@ void ConvertOptionsTest::fieldsHideNothingOfTheirForm()
         {u"--minimum-font-size"_s, u"20"_s, u"--no-background"_s});
     VERIFY_WRITTEN(conversion);
     QVERIFY(smallest(conversion.pdf().fontSizes()) >= 20 - coarseness);
+}
+
+void ConvertOptionsTest::noTextIsSmallerThanWithoutAMinimum_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const QByteArray line(90, 'x');
+    QTest::newRow("a wide line")
+        << "<h1>word</h1><p style='font-size:9px'>small</p><pre style='font-size:13px'>" + line +
+               line.left(30) + "</pre>";
+    QTest::newRow("a line that fits") << "<h1>word</h1><pre style='font-size:12px'>" + line + "</pre>";
+    QTest::newRow("a wide table") << "<h1>word</h1><table style='font-size:10px'><tr>" +
+                                         QByteArray("<td>columns ").repeated(20) + "</table>";
+    QTest::newRow("a line in a list")
+        << "<h1>word</h1><ul><li><code style='font-size:12px;white-space:pre'>" + line + line.left(20) +
+               "</code></ul>";
+    QTest::newRow("a wide line of many parts") << "<h1>word</h1><pre style='font-size:12px'>" +
+                                                      QByteArray("<b>bold</b> <i>words</i> ").repeated(14) +
+                                                      "</pre>";
+}
+
+/// What gets wider by larger text must not make the page, and with it other text, smaller.
+void ConvertOptionsTest::noTextIsSmallerThanWithoutAMinimum()
+{
+    QFETCH(QByteArray, html);
+    const Conversion plain = m_engine.convertText("<!DOCTYPE html>" + html);
+    const Conversion bounded =
+        m_engine.convertText("<!DOCTYPE html>" + html, {u"--minimum-font-size"_s, u"12"_s});
+    VERIFY_WRITTEN(plain);
+    VERIFY_WRITTEN(bounded);
+    const auto extremes = [](const PdfFile &pdf) {
+        const QList<double> sizes = pdf.fontSizes();
+        return std::pair(smallest(sizes), *std::max_element(sizes.begin(), sizes.end()));
+    };
+    const auto [least, most] = extremes(plain.pdf());
+    const auto [leastBounded, mostBounded] = extremes(bounded.pdf());
+    QVERIFY2(leastBounded >= least - coarseness,
+             qPrintable(u"%1 instead of %2"_s.arg(leastBounded).arg(least)));
+    QVERIFY2(mostBounded >= most - coarseness, qPrintable(u"%1 instead of %2"_s.arg(mostBounded).arg(most)));
+    QCOMPARE(bounded.pdf().text(), plain.pdf().text());
+}
+
+void ConvertOptionsTest::textOfPicturesFromOtherServersIsEnlarged()
+{
+    const WebServer pages("");
+    const WebServer pictures("");
+    pictures.write(u"small.svg"_s,
+                   "<svg xmlns='http://www.w3.org/2000/svg' width='300' height='90'><text y='20' "
+                   "font-size='3'>drawn</text></svg>");
+    const QByteArray address = pictures.address(u"/small.svg"_s).toLatin1();
+    pages.write(u"index.html"_s,
+                "<!DOCTYPE html><img src=" + address + "><img srcset='" + address +
+                    " 1x'><img src=" + address +
+                    " style='transform:scale(.5)'><p id=p></p><script>for(const i of document.images)"
+                    "i.addEventListener('load',()=>p.append('loaded '))</script>");
+    const Conversion conversion =
+        m_engine.convert(pages.address(u"/"_s), {u"--minimum-font-size"_s, u"20"_s});
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(smallest(conversion.pdf().fontSizes()) >= 20 - coarseness);
+    // The page is told nothing of it.
+    QCOMPARE(conversion.pdf().text().count(u"loaded"_s), 3);
 }
 
 /// They may show what their page may not read.

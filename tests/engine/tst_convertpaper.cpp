@@ -72,6 +72,13 @@ private slots:
     void orientationTurnsThePaper();
     void orientationTurnsTheSheetInAFileOfItsOwn();
     void orientationLaysThePageOutAnew();
+    void pagesThatAreCutByScriptsFit_data();
+    void pagesThatAreCutByScriptsFit();
+    void aSheetBesideThePageHoldsForItsScripts();
+    void wideContentIsShrunkOntoThePaper_data();
+    void wideContentIsShrunkOntoThePaper();
+    void whatThePageHidesDoesNotShrinkIt_data();
+    void whatThePageHidesDoesNotShrinkIt();
     void cleanupTestCase();
 
 private:
@@ -408,6 +415,172 @@ void ConvertPaperTest::orientationLaysThePageOutAnew()
     QVERIFY(page.width() > page.height());
     QCOMPARE(page.pixelColor(page.width() - 35, 50), QColor(Qt::red));
     QCOMPARE(conversion.pdf().text(), u"across"_s);
+}
+
+void ConvertPaperTest::pagesThatAreCutByScriptsFit_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    QTest::addColumn<QStringList>("options");
+    const QByteArray cut =
+        "<script>function cut(w, h) { let box; for (let i = 1; i <= 120; i++) {"
+        "if (!box || box.lastChild.getBoundingClientRect().bottom + 40 > box.getBoundingClientRect().bottom) "
+        "{"
+        "box = document.createElement('div'); box.style = "
+        "`width:${w};height:${h};overflow:hidden;break-after:page;"
+        "break-inside:avoid`; document.body.append(box) }"
+        "const p = document.createElement('p'); p.textContent = 'line' + i; p.style = 'margin:0;height:40px';"
+        "box.append(p) } }</script>";
+    const QByteArray byRule =
+        "<body style='margin:0'>" + cut +
+        "<script>const rules = [...document.styleSheets].flatMap(s => [...s.cssRules]);"
+        "const size = rules.filter(r => r instanceof CSSPageRule).pop().style.getPropertyValue('size');"
+        "const [w, h] = /landscape/.test(size) ? ['210mm', '147mm'] : /portrait|^a5$/.test(size) ? "
+        "['148mm', '209mm'] : size.split(' ').map(parseFloat).map(side => side - 1 + 'mm'); cut(w, h)"
+        "</script>";
+    const QByteArray byText = "<body style='margin:0'>" + cut +
+                              "<script>const [, w, h] = document.querySelector('style').textContent.match("
+                              "/size:\\s*([\\d.]+)mm\\s+([\\d.]+)mm/); cut(w + 'mm', h - 1 + 'mm')</script>";
+    const QByteArray byWindow =
+        "<body style='margin:0'>" + cut +
+        "<script>onload = () => cut(innerWidth + 'px', innerHeight - 2 + 'px')</script>";
+    const QStringList landscape{u"--orientation"_s, u"Landscape"_s};
+    const QStringList small{u"--page-size"_s, u"A6"_s};
+    const QByteArray a5 = "<!DOCTYPE html><style>@page{size:148mm 210mm;margin:0}</style>";
+    for (const auto &[name, options] :
+         {std::pair("as the page says", QStringList()), std::pair("landscape", landscape),
+          std::pair("on A6", small), std::pair("on A6 across", small + landscape)}) {
+        const auto row = [&, name = name, options = options](const char *way, const QByteArray &html) {
+            QTest::newRow(qPrintable(u"%1, %2"_s.arg(QLatin1String(way), QLatin1String(name))))
+                << html << options;
+        };
+        row("by the rule", a5 + byRule);
+        row("by the sheet's text", a5 + byText);
+        row("by the window", "<!DOCTYPE html>" + byWindow);
+        row("by the rule of a later sheet",
+            a5 + "<p hidden>x</p><script></script><style>@page{size:148mm 210mm}</style>" + byRule);
+        row("by a sheet that a script writes",
+            "<!DOCTYPE html><script>document.head.insertAdjacentHTML('beforeend', '<style>@page{size:148mm "
+            "210mm;margin:0}</style>')</script>" +
+                byText);
+    }
+    QTest::newRow("by the rule, with an orientation")
+        << "<!DOCTYPE html><style>@page{size:A5 portrait;margin:0}</style>" + byRule << landscape;
+}
+
+void ConvertPaperTest::pagesThatAreCutByScriptsFit()
+{
+    QFETCH(QByteArray, html);
+    QFETCH(QStringList, options);
+    const Conversion conversion = m_engine.convertText(html, options);
+    VERIFY_WRITTEN(conversion);
+    const PdfFile pdf = conversion.pdf();
+    qsizetype lines = 0;
+    const qsizetype onFirst = pdf.text(1).count(u"line"_s);
+    for (int page = 1; page <= pdf.pages(); ++page) {
+        const qsizetype onPage = pdf.text(page).count(u"line"_s);
+        lines += onPage;
+        QVERIFY2(page == pdf.pages() ? onPage > 0 : onPage == onFirst,
+                 qPrintable(u"%1 lines on page %2, %3 on the first"_s.arg(onPage).arg(page).arg(onFirst)));
+    }
+    QCOMPARE(lines, 120);
+    // As high as the paper lets them be: no line of 40 pixels more would fit.
+    const double paper = pdf.pageSizes()[0].height() / 0.75;
+    QVERIFY(static_cast<double>(onFirst + 1) * 40 > paper - 2 * 38 - 40);
+}
+
+void ConvertPaperTest::aSheetBesideThePageHoldsForItsScripts()
+{
+    const WebServer pages("");
+    pages.write(u"sheet.css"_s, "@page { size: 148mm 210mm }");
+    pages.write(
+        u"index.html"_s,
+        "<!DOCTYPE html><link rel=stylesheet href=sheet.css><p id=p><script>onload=()=>p.textContent = "
+        "document.styleSheets[0].cssRules[0].style.getPropertyValue('size')</script>");
+    const Conversion conversion =
+        m_engine.convert(pages.address(u"/"_s), {u"--orientation"_s, u"Landscape"_s});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"210mm 148mm"_s);
+}
+
+void ConvertPaperTest::wideContentIsShrunkOntoThePaper_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const auto row = [](const char *name, const QByteArray &html) { QTest::newRow(name) << html; };
+    for (const int width : {760, 1000, 1600, 3000, 6500})
+        row(qPrintable(u"a box of %1 pixels"_s.arg(width)),
+            u"<div style='width:%1px;text-align:right'>LAST</div>"_s.arg(width).toLatin1());
+    row("a table", "<table><tr>" + QByteArray("<td>some-words-here").repeated(30) + "<td>LAST</table>");
+    row("a table whose cells are not to be broken", "<table style='white-space:nowrap'><tr>" +
+                                                        QByteArray("<td>some words of a cell").repeated(20) +
+                                                        "<td>LAST</table>");
+    row("a table with a width",
+        "<table style='width:2500px'><tr><td>first<td style='text-align:right'>LAST</table>");
+    row("a line", "<pre>" + QByteArray(400, 'x') + "LAST</pre>");
+    row("a line among small text",
+        "<p>text</p><pre style='font-size:9px'>" + QByteArray(700, 'x') + "LAST</pre>");
+    row("a box far to the right", "<div style='position:absolute;left:2600px'>LAST</div>");
+    row("a box moved by a transform", "<div style='transform:translateX(2000px)'>LAST</div>");
+    row("a box with a minimum", "<div style='min-width:2200px;text-align:right'>LAST</div>");
+    row("boxes in a row",
+        "<div style='display:flex'>" +
+            QByteArray("<div style='flex:0 0 300px;border:1px solid'>box</div>").repeated(8) +
+            "<div>LAST</div></div>");
+    row("columns", "<div style='columns:300px;height:100px'>" +
+                       QByteArray("<p>a paragraph of some words</p>").repeated(30) + "<p>LAST</div>");
+    row("a picture", "<svg width=2400 height=50><text x=2300 y=30>LAST</text></svg>");
+    row("a page with a paper of its own", "<style>@page{size:A5 landscape;margin:1cm 3cm}</style><div "
+                                          "style='width:2000px;text-align:right'>LAST</div>");
+    row("a margin that is negative",
+        "<div style='width:1500px'><div style='margin-right:-900px;text-align:right'>LAST</div></div>");
+    row("from right to left, a little", "<html dir=rtl><div style='width:900px;text-align:left'>LAST</div>");
+    row("from right to left", "<html dir=rtl><div style='width:3000px;text-align:left'>LAST</div>");
+    row("a table from right to left",
+        "<html dir=rtl><table><tr>" + QByteArray("<td>some-words-here").repeated(30) + "<td>LAST</table>");
+    row("by a timer", "<p id=p>x<script>setTimeout(()=>p.innerHTML='<div "
+                      "style=\"width:2500px;text-align:right\">LAST</div>',"
+                      "2000)</script>");
+}
+
+void ConvertPaperTest::wideContentIsShrunkOntoThePaper()
+{
+    QFETCH(QByteArray, html);
+    for (const QStringList &options : {QStringList(), QStringList{u"--minimum-font-size"_s, u"8"_s}}) {
+        const Conversion conversion = m_engine.convertText("<!DOCTYPE html><p>FIRST</p>" + html, options);
+        VERIFY_WRITTEN(conversion);
+        const PdfFile pdf = conversion.pdf();
+        // pdftotext leaves out what lies off the paper.
+        QVERIFY2(pdf.text().contains(u"FIRST"_s) && pdf.text().contains(u"LAST"_s),
+                 qPrintable(pdf.text().right(60) + options.join(u' ')));
+    }
+}
+
+void ConvertPaperTest::whatThePageHidesDoesNotShrinkIt_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const auto row = [](const char *name, const QByteArray &html) { QTest::newRow(name) << html; };
+    row("to the left of the page", "<div style='position:absolute;left:-9999px'>hidden</div>");
+    row("by an indent", "<h2 style='text-indent:-9999px'>hidden</h2>");
+    row("in a box with the rest cut off",
+        "<div style='overflow:hidden'><div style='width:3000px'>hidden</div></div>");
+    row("in a carousel", "<div style='overflow:hidden;display:flex'>" +
+                             QByteArray("<div style='flex:0 0 100%'>slide</div>").repeated(9) + "</div>");
+    row("in a scrolling box", "<div style='overflow:auto'><table><tr>" +
+                                  QByteArray("<td>some-words").repeated(50) + "</table></div>");
+    row("in a frame", "<iframe srcdoc='<div style=\"width:3000px\">wide</div>'></iframe>");
+    row("not displayed", "<div style='width:3000px;display:none'>hidden</div>");
+    row("with clip", "<div style='overflow:clip'><div style='width:3000px'>hidden</div></div>");
+}
+
+void ConvertPaperTest::whatThePageHidesDoesNotShrinkIt()
+{
+    QFETCH(QByteArray, html);
+    for (const QStringList &options : {QStringList(), QStringList{u"--minimum-font-size"_s, u"8"_s}}) {
+        const Conversion conversion =
+            m_engine.convertText("<!DOCTYPE html><p style='font-size:20pt'>text</p>" + html, options);
+        VERIFY_WRITTEN(conversion);
+        const QList<double> sizes = conversion.pdf().fontSizes();
+        QVERIFY(std::abs(*std::max_element(sizes.begin(), sizes.end()) - 20) < 0.5);
+    }
 }
 
 void ConvertPaperTest::cleanupTestCase()

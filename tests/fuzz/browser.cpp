@@ -102,7 +102,7 @@ void listen(Connection &connection)
 {
     try {
         Session session(connection, sessionId, Deadline::in(30s));
-        PageEvents events(session, u"F"_s);
+        PageEvents events(session, u"F"_s, u"C"_s);
         session.askAll({{u"Page.getFrameTree"_s, {}}, {u"Runtime.enable"_s, {}}}, Deadline::in(30s));
         session.askUrgently(u"Page.printToPDF"_s, {}, 10s, [] {});
         session.waitUntil([] { return false; }, Deadline::in(30s));

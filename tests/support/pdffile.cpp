@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QXmlStreamReader>
 
 #include <functional>
 
@@ -81,6 +82,20 @@ QString PdfFile::documentTitle() const
     if (text.startsWith(QLatin1String("b:")))
         return QString::fromLatin1(QByteArray::fromHex(text.mid(2).toLatin1()));
     return title.isString() ? text.mid(2) : QString();
+}
+
+QString PdfFile::metadataTitle() const
+{
+    QXmlStreamReader metadata(
+        outputOf(QStringLiteral("pdfinfo"), {QStringLiteral("-meta"), m_path}).trimmed());
+    bool inTitle = false;
+    while (!metadata.atEnd()) {
+        metadata.readNext();
+        inTitle = inTitle || (metadata.isStartElement() && metadata.name() == QLatin1String("title"));
+        if (inTitle && metadata.isStartElement() && metadata.name() == QLatin1String("li"))
+            return metadata.readElementText();
+    }
+    return {};
 }
 
 int PdfFile::pages() const

@@ -24,6 +24,8 @@ public:
     QMap<QString, QString> info() const;
     /// The title in the document's information, blanks and all; null if there is none.
     QString documentTitle() const;
+    /// The title in the document's metadata; null if there is none.
+    QString metadataTitle() const;
     int pages() const;
     /// Of every page, in points, turned as a viewer shows it.
     QList<QSizeF> pageSizes() const;

@@ -23,13 +23,13 @@ constexpr char longData = '\1';
 constexpr int mostLongData = 3;
 const QString sessionId = u"S"_s;
 
-class Pipe
+class TestPipe
 {
 public:
-    Pipe() { require(::pipe2(m_ends.data(), O_CLOEXEC) == 0, "there is a pipe"); }
-    Pipe(const Pipe &) = delete;
-    Pipe &operator=(const Pipe &) = delete;
-    ~Pipe()
+    TestPipe() { require(::pipe2(m_ends.data(), O_CLOEXEC) == 0, "there is a pipe"); }
+    TestPipe(const TestPipe &) = delete;
+    TestPipe &operator=(const TestPipe &) = delete;
+    ~TestPipe()
     {
         ::close(m_ends[0]);
         closeWriter();
@@ -67,7 +67,7 @@ QByteArray spelledOut(const QByteArray &input)
     return bytes;
 }
 
-void writeInPieces(const Pipe &pipe, const QByteArray &bytes)
+void writeInPieces(const TestPipe &pipe, const QByteArray &bytes)
 {
     for (qsizetype at = 0; at < bytes.size();) {
         const qsizetype size = 1 + static_cast<unsigned char>(bytes[at]) * (at % 3 == 0 ? 1 : 300);
@@ -134,9 +134,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const QByteArray bytes = spelledOut(inputBytes(data, size));
     const QList<QJsonObject> sent = messagesIn(bytes);
 
-    const Pipe commands;
-    Pipe replies;
-    Pipe errors;
+    const TestPipe commands;
+    TestPipe replies;
+    TestPipe errors;
     Connection connection(commands.writer(), replies.reader(), errors.reader());
     const auto observer = std::make_shared<Mailbox>();
     connection.attach(sessionId, observer);

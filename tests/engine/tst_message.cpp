@@ -106,7 +106,16 @@ void MessageTest::aBodyThatIsTooLongIsRefusedByItsHeader()
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(longest, maximumOrder));
 }
 
-    void thePdfsThatMayBeOrderedFit();
+void MessageTest::thePdfsThatMayBeOrderedFit()
+{
+    for (const size_t size : {2047ULL << 20, 2049ULL << 20, 4095ULL << 20}) {
+        std::string bytes = frameHeader(FrameKind::Pdf, size);
+        QCOMPARE(bytes.size(), headerSize);
+        QVERIFY(!takeFrame(bytes, maximumBody));
+        QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(bytes, size - 1));
+    }
+}
+
 void MessageTest::anOrderArrivesAsItWas()
 {
     for (const Invocation &invocation : {ordinaryInvocation(), oddInvocation(), invocationOf({})})

@@ -223,7 +223,7 @@ constexpr auto table = std::to_array<Option>({
         .name = "--password",
         .value = "TEXT",
         .help = "password for the page's server",
-        .details = "The password that goes with it. Lists of processes do not show it.",
+        .details = "The password that goes with it. For a moment lists of processes show it.",
         .example = "--username ann --password secret http://www.example.com/ a.pdf",
         .apply = text<&Job::password>,
         .isSecret = true,
@@ -243,16 +243,18 @@ constexpr auto table = std::to_array<Option>({
         .isSecret = true,
         .variable = "QUIRELLE_PROXY",
     },
-
     {
         .group = OptionGroup::Network,
         .name = "--block-private-addresses",
         .help = "reach the public Internet only",
-        .details = "Reaches the public Internet only: no files, and no servers of this machine and its network, "
-                   "neither for the page nor for anything that it loads. See [security](security.md#addresses-from-outside).",
+        .details =
+            "Reaches the public Internet only: no files, and no servers of this machine and its network, "
+            "neither for the page nor for anything that it loads. See "
+            "[security](security.md#addresses-from-outside).",
         .example = "--block-private-addresses www.example.com a.pdf",
         .apply = set<&Job::blockPrivateAddresses, true>,
     },
+
     {
         .group = OptionGroup::Limits,
         .name = "--timeout",

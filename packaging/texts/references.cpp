@@ -12,8 +12,12 @@ namespace
 
 QString detailsOf(const Option &option)
 {
-    const QString details = QString::fromUtf8(option.details);
-    return option.isRepeatable ? details + u" May be given more than once."_s : details;
+    QString details = QString::fromUtf8(option.details);
+    if (option.isRepeatable)
+        details += u" May be given more than once."_s;
+    if (*option.variable)
+        details += u" Default: the environment variable `%1`."_s.arg(QString::fromUtf8(option.variable));
+    return details;
 }
 
 /// Text as the formatter of man pages prints it.

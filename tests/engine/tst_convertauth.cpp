@@ -694,17 +694,28 @@ void ConvertAuthTest::theSecretsShowNowhere_data()
 {
     QTest::addColumn<QString>("userInfo");
     QTest::addColumn<QStringList>("options");
-    QTest::newRow("in options") << QString() << credentials(u"secret-user"_s, u"secret-password"_s);
-    QTest::newRow("in the address") << u"secret-user:secret-password@"_s << QStringList();
+    QTest::addColumn<QStringList>("variables");
+    const QStringList variables{u"QUIRELLE_USERNAME"_s, u"secret-user"_s, u"QUIRELLE_PASSWORD"_s,
+                                u"secret-password"_s};
+    QTest::newRow("in options") << QString() << credentials(u"secret-user"_s, u"secret-password"_s)
+                                << QStringList();
+    QTest::newRow("in the address") << u"secret-user:secret-password@"_s << QStringList() << QStringList();
     // Between "http:" and the name.
-    QTest::newRow("in the address, oddly written") << uR"(\\secret-user:secret-password@)"_s << QStringList();
+    QTest::newRow("in the address, oddly written")
+        << uR"(\\secret-user:secret-password@)"_s << QStringList() << QStringList();
+    QTest::newRow("in variables") << QString() << QStringList() << variables;
+    QTest::newRow("one in a variable, and one in an option")
+        << QString() << QStringList{u"--password"_s, u"secret-password"_s} << variables.mid(0, 2);
 }
 
 void ConvertAuthTest::theSecretsShowNowhere()
 {
     QFETCH(QString, userInfo);
     QFETCH(QStringList, options);
+    QFETCH(QStringList, variables);
     Engine engine;
+    for (qsizetype i = 0; i < variables.size(); i += 2)
+        engine.setVariable(variables[i], variables[i + 1]);
     SilentServer server;
     const auto job = engine.start(
         options + QStringList{server.address(u"/page.html"_s).insert(7, userInfo), engine.freshOutput()});

@@ -247,9 +247,12 @@ void ServerTest::aNewBuildHasAServerOfItsOwn()
     QCOMPARE(m_engine->servers().size(), 2);
     QCOMPARE(convert(), 0);
     QCOMPARE(m_engine->servers().size(), 2);
-    QVERIFY(build(u"quirelle-pdf.so"_s));
+    QVERIFY(build(u"quirelle-engine.so"_s));
     QCOMPARE(convert(), 0);
     QCOMPARE(m_engine->servers().size(), 3);
+    QVERIFY(build(u"quirelle-pdf.so"_s));
+    QCOMPARE(convert(), 0);
+    QCOMPARE(m_engine->servers().size(), 4);
     QVERIFY(m_engine->servers().contains(ours));
 }
 

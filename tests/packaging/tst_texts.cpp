@@ -54,6 +54,7 @@ constexpr Option everyKind[] = {
         .help = "margins",
         .details = "The margins.",
         .example = "-m -1mm a b",
+        .variable = "MARGINS",
     },
     {
         .group = OptionGroup::Program,
@@ -123,6 +124,7 @@ void TextsTest::theManualPageIsFormatted()
     const QString text = QString::fromUtf8(result.output);
     for (const QString &line : {u"--flag Doesn't. -x|y is \\ of it; see there."_s,
                                 u".A line that begins with a dot. The NAME is not a NAMESPACE."_s,
+                                u"The margins. Default: the environment variable MARGINS."_s,
                                 u"--stylesheet FILE"_s, u"May be given more than once."_s, u"-m LENGTHS"_s})
         QVERIFY2(text.simplified().contains(line), qPrintable(text));
 }

@@ -182,6 +182,7 @@ void Page::configure(const Job &job)
     m_preparation.setViewport((paper - 2 * QSizeF(usualMargin, usualMargin)) * pixelsPerPoint);
     // Without scripts the browser runs none from the start; see LaunchFlags.
     if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
+        m_session.post(u"Runtime.enable"_s);
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(shimScript)}});
     }
@@ -205,6 +206,13 @@ void Page::navigate(const Address &address, const Job &job)
             u"cannot be reached, or has a private address only, which --block-private-addresses refuses"_s);
     if (!error.isEmpty())
         refuse(explainNetworkError(error));
+}
+
+QStringList Page::warnings() const
+{
+    PageProblems problems = m_events.problems();
+    problems.unfinished = m_readiness.unfinished();
+    return warningsFor(problems);
 }
 
 void Page::rest()

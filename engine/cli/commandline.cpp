@@ -303,8 +303,7 @@ std::vector<bool> haveSecrets(const QStringList &arguments)
 QString helpText()
 {
     QString text =
-        QStringLiteral("Usage: quirelle [options] INPUT OUTPUT, quirelle --help, quirelle --version\n"
-                       "Turns an HTML file or web page into a PDF; OUTPUT - is standard output.\n");
+        QStringLiteral("Usage: quirelle [options] INPUT OUTPUT (-: standard output), --help, --version\n");
     auto group = optionGroups.begin();
     for (size_t i = 0; i < options.size(); ++i) {
         if (group != optionGroups.end() && group->first == i) {

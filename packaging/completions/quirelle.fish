@@ -15,6 +15,7 @@ complete -c quirelle -l disable-external-links -d 'No link that leaves the docum
 complete -c quirelle -l username -x -d 'User name for the page\'s server'
 complete -c quirelle -l password -x -d 'Password for the page\'s server'
 complete -c quirelle -s p -x -d 'A proxy: [user:password@]host[:port]'
+complete -c quirelle -l block-private-addresses -d 'Reach the public Internet only'
 complete -c quirelle -l timeout -x -d 'Give up after so many seconds'
 complete -c quirelle -l max-memory -x -d 'Give up a page that takes more MiB of memory'
 complete -c quirelle -l max-output -x -d 'Give up a PDF that is larger than so many MiB'

@@ -95,7 +95,7 @@ def at(room, moment, *options, **more):
         worker = engine_has(room, job)
         before = ticks_of(worker)
         # Of the printing it notices little.
-        if not wait_until(lambda: ticks_of(worker) > before + 15 or job.process.poll() is not None):
+        if not wait_until(lambda: ticks_of(worker) > before + 15 or job.process.poll() is not None, 50):
             raise Complaint('no edits')
     return job
 

@@ -149,6 +149,7 @@ void Page::configure(const Job &job)
     m_preparation.setViewport((paper - 2 * QSizeF(usualMargin, usualMargin)) * pixelsPerPoint);
     // Without scripts the browser runs none from the start; see LaunchFlags.
     if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
+        m_session.post(u"Runtime.enable"_s);
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(shimScript)}});
     }
@@ -168,6 +169,13 @@ void Page::navigate(const Address &address)
         refuse(u"there is no such file, and no host of that name"_s);
     if (!error.isEmpty())
         refuse(explainNetworkError(error));
+}
+
+QStringList Page::warnings() const
+{
+    PageProblems problems = m_events.problems();
+    problems.unfinished = m_readiness.unfinished();
+    return warningsFor(problems);
 }
 
 void Page::rest()

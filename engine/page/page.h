@@ -39,6 +39,8 @@ public:
     /// Prints the loaded document on the job's paper, 10 mm of margin around it unless the page has margins
     /// of its own. Returns the PDF, tagged and with an outline unless the job wants the smallest file.
     QByteArray print(const Job &job);
+    /// What the loaded document lacks of what it means, for people, a line each.
+    QStringList warnings() const;
 
     /// How the page has come onto its paper, once it is printed.
     const Fit &fit() const { return m_fit; }

@@ -65,11 +65,9 @@ void PageEvents::listenToDocuments()
     m_session.on(u"Page.lifecycleEvent"_s,
                  [this](const QJsonObject &event, const QString &) { noteLifecycle(event); });
     m_session.on(u"Page.frameStartedNavigating"_s, [this](const QJsonObject &event, const QString &) {
-        ++m_count;
         m_navigating.insert(event["frameId"_L1].toString());
     });
     m_session.on(u"Page.frameStoppedLoading"_s, [this](const QJsonObject &event, const QString &) {
-        ++m_count;
         const QString frame = event["frameId"_L1].toString();
         m_navigating.remove(frame);
         // Without a load event where a script has broken off the loading.
@@ -108,6 +106,9 @@ void PageEvents::listenToRequests()
                  [this](const QJsonObject &event, const QString &from) { noteRequest(from, event); });
     m_session.on(u"Network.responseReceived"_s,
                  [this](const QJsonObject &event, const QString &) { noteResponse(event); });
+    m_session.on(u"Runtime.exceptionThrown"_s, [this](const QJsonObject &event, const QString &) {
+        noteException(event["exceptionDetails"_L1].toObject());
+    });
     m_session.on(u"Network.loadingFinished"_s,
                  [this](const QJsonObject &event, const QString &) { noteRequestEnd(event); });
     m_session.on(u"Network.loadingFailed"_s,
@@ -181,15 +182,13 @@ std::chrono::milliseconds PageEvents::channelWait() const
     return wait;
 }
 
-QStringList PageEvents::underWay() const
+QStringList PageEvents::requestsUnderWay() const
 {
     QStringList names;
     for (const Request &request : m_requests) {
         if (!request.lasting)
             names += u"a request to %1"_s.arg(withoutCredentials(request.address));
     }
-    for (const QString &kind : m_workers)
-        names += kind == "service_worker"_L1 ? u"a service worker"_s : u"a worker"_s;
     return names;
 }
 
@@ -214,6 +213,7 @@ void PageEvents::noteNavigation(const QJsonObject &frame)
     m_leadsOn = false;
     m_asksForPrint = false;
     m_channels.clear();
+    m_problems = {};
     ++m_count;
     m_requests.removeIf([&](const auto &request) {
         return request->session == m_session.id() && request->document != m_document;
@@ -246,21 +246,25 @@ void PageEvents::noteResponse(const QJsonObject &event)
     const QString request = event["requestId"_L1].toString();
     if (m_channels.contains(request))
         noteChannel(request, true);
-    // Only the document of the main frame has its own id as the request's.
-    if (event["frameId"_L1].toString() != m_mainFrame || request != event["loaderId"_L1].toString())
-        return;
     const QJsonObject response = event["response"_L1].toObject();
     const int status = response["status"_L1].toInt();
-    if (status >= 400) {
-        m_session.fail(Failure(ExitCode::NotLoaded, u"%1: the server answered %2 %3"_s.arg(m_shownAddress)
-                                                        .arg(status)
-                                                        .arg(response["statusText"_L1].toString())
-                                                        .trimmed()));
-    }
+    if (status < 400)
+        return;
+    const QString reason =
+        u"the server answered %1 %2"_s.arg(status).arg(response["statusText"_L1].toString()).trimmed();
+    noteProblem(request, reason);
+    // Only the document of the main frame has its own id as the request's.
+    if (event["frameId"_L1].toString() == m_mainFrame && request == event["loaderId"_L1].toString())
+        m_session.fail(Failure(ExitCode::NotLoaded, u"%1: %2"_s.arg(m_shownAddress, reason)));
 }
 
 void PageEvents::noteRequestFailure(const QJsonObject &event)
 {
+    const QString blocked = event["blockedReason"_L1].toString();
+    if (!blocked.isEmpty())
+        noteProblem(event["requestId"_L1].toString(), u"blocked by the browser (%1)"_s.arg(blocked));
+    else if (!event["canceled"_L1].toBool())
+        noteProblem(event["requestId"_L1].toString(), explainNetworkError(event["errorText"_L1].toString()));
     noteRequestEnd(event);
     // The document is there and breaks off. What a page or the engine itself stops is no failure.
     if (event["requestId"_L1].toString() == m_document && !event["canceled"_L1].toBool())
@@ -275,6 +279,30 @@ void PageEvents::noteRequestEnd(const QJsonObject &event)
     const QString request = event["requestId"_L1].toString();
     m_requests.remove(request);
     m_channels.remove(request);
+}
+
+/// What is no part of the page, such as a ping, is no problem.
+void PageEvents::noteProblem(const QString &request, const QString &reason)
+{
+    const auto found = m_requests.constFind(request);
+    if (found == m_requests.constEnd() || found->lasting || request == m_document)
+        return;
+    const bool isKnown = std::any_of(m_problems.failedRequests.begin(), m_problems.failedRequests.end(),
+                                     [&](const auto &failed) { return failed.address == found->address; });
+    if (!isKnown)
+        m_problems.failedRequests += {found->address, reason};
+}
+
+void PageEvents::noteException(const QJsonObject &details)
+{
+    const QJsonObject exception = details["exception"_L1].toObject();
+    QString text = exception["description"_L1].toString().section(u'\n', 0, 0);
+    if (text.isEmpty())
+        text = exception["value"_L1].toVariant().toString();
+    const QString where = details["url"_L1].toString();
+    m_problems.exceptions += where.isEmpty() ? text
+                                             : u"%1 (%2, line %3)"_s.arg(text, withoutCredentials(where))
+                                                   .arg(details["lineNumber"_L1].toInt() + 1);
 }
 
 void PageEvents::noteChannel(const QString &id, bool isConnected)
@@ -310,6 +338,7 @@ void PageEvents::noteChild(const QJsonObject &event)
         m_session.post(u"Runtime.evaluate"_s, {{u"expression"_s, QString::fromLatin1(shimScript)}}, child);
     }
     m_session.post(u"Network.enable"_s, {}, child);
+    m_session.post(u"Runtime.enable"_s, {}, child);
     m_session.post(u"Runtime.runIfWaitingForDebugger"_s, {}, child);
 }
 

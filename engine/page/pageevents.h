@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/devtools/session.h"
+#include "engine/page/warnings.h"
 
 #include <QHash>
 #include <QSet>
@@ -39,8 +40,10 @@ public:
     /// Counts what has happened: documents, requests, their ends, messages from servers, workers.
     int count() const { return m_count; }
 
-    /// What is under way, for people: "a request to http://127.0.0.1/a.png", "a worker".
-    QStringList underWay() const;
+    /// What is under way, for people: "a request to http://127.0.0.1/a.png".
+    QStringList requestsUnderWay() const;
+    /// Of the document at hand: requests that failed, and exceptions of its scripts.
+    const PageProblems &problems() const { return m_problems; }
 
 private:
     struct Request {
@@ -67,6 +70,8 @@ private:
     void noteResponse(const QJsonObject &event);
     void noteRequestEnd(const QJsonObject &event);
     void noteRequestFailure(const QJsonObject &event);
+    void noteProblem(const QString &request, const QString &reason);
+    void noteException(const QJsonObject &details);
     void noteChannel(const QString &id, bool isConnected);
     void noteChild(const QJsonObject &event);
     void noteChildsEnd(const QString &child);
@@ -87,4 +92,5 @@ private:
     /// Sessions of workers, with their kinds ("worker", "service_worker").
     QHash<QString, QString> m_workers;
     int m_count = 0;
+    PageProblems m_problems;
 };

@@ -16,17 +16,17 @@ namespace
 using namespace Qt::StringLiterals;
 
 /// How much of the page's own time is let pass after its load event, for timers, animations and delayed
-/// redirects, and in what steps.
+/// redirects, and how much at first and after each step in which it has done something.
 constexpr std::chrono::milliseconds pageTime = 5s;
-constexpr std::chrono::milliseconds pageTimeStep = 1s;
+constexpr std::chrono::milliseconds firstTimeStep = 1s;
 /// How much more, and in what steps, after it has done something late; and how much more in all.
 constexpr std::chrono::milliseconds furtherTime = 1s;
 constexpr std::chrono::milliseconds furtherTimeStep = 250ms;
-constexpr std::chrono::milliseconds mostFurtherTime = 10s;
+constexpr std::chrono::milliseconds maximumFurtherTime = 10s;
 /// How long a page may compute while its time passes.
 constexpr auto computingTime = 3s;
 /// How long a look takes: several steps of a conversation between the page and the browser.
-constexpr auto lookTime = 15ms;
+constexpr auto lookTime = 10ms;
 /// After the page has worked: how long a browser that is busy is taken to be busy for it.
 constexpr auto busyTime = 300ms;
 /// How often sockets and event streams are looked at.
@@ -36,12 +36,12 @@ constexpr auto quietTime = 30ms;
 /// How long a page may take to be drawn.
 constexpr auto showTime = 3s;
 /// How often a page that grows, or works, when it is shown is shown again.
-constexpr int mostShows = 3;
+constexpr int maximumShows = 3;
 /// How often a page that goes on changing is prepared for paper.
-constexpr int mostPreparations = 6;
+constexpr int maximumPreparations = 6;
 /// How long a page that had to be stopped may take to be made ready for paper, and how often it is stopped.
 constexpr auto preparingTime = 2s;
-constexpr int mostStops = 4;
+constexpr int maximumStops = 4;
 
 } // namespace
 
@@ -64,8 +64,10 @@ void Readiness::awaitWhole(const Job &job, Deadline bound)
         if (m_document != m_events.document())
             beginDocument();
         const Step step = nextStep(facts());
-        if (step == Step::Print)
+        if (step == Step::Print) {
+            noteUnfinished();
             break;
+        }
         carryOut(step, job);
         if (step == Step::GiveUp)
             break;
@@ -78,8 +80,8 @@ void Readiness::beginDocument()
     m_facts = {};
     m_facts.pageTimeLeft = pageTime;
     m_lastWork = {};
-    m_timeStep = pageTimeStep;
-    m_furtherTime = mostFurtherTime;
+    m_timeStep = firstTimeStep;
+    m_furtherTime = maximumFurtherTime;
     m_shows = 0;
     m_preparations = 0;
     m_shownHeight = 0;
@@ -148,6 +150,8 @@ std::optional<Readiness::Work> Readiness::work()
                 sum.processes += value;
             else if (name == "JSEventListeners"_L1)
                 sum.listeners += value;
+            else if (name == "LayoutCount"_L1 || name == "RecalcStyleCount"_L1)
+                sum.layouts += value;
         }
     }
     sum.events = m_events.count();
@@ -167,6 +171,10 @@ bool Readiness::noteWork()
     const bool any = now->scripts != m_lastWork.scripts || now->processes > m_lastWork.processes ||
                      now->events != m_lastWork.events;
     m_facts.hasRunScripts = m_facts.hasRunScripts || now->scripts > 0;
+    // What preparing the page has changed shows in the first figures after it.
+    if (!m_preparedLayouts && !any)
+        m_preparedLayouts = now->layouts;
+    m_facts.hasChanged = m_preparedLayouts != now->layouts && m_preparations < maximumPreparations;
     m_lastWork = *now;
     return any;
 }
@@ -175,8 +183,7 @@ bool Readiness::noteWork()
 void Readiness::noteChange()
 {
     m_facts.quietLooks = 0;
-    m_facts.hasChanged = m_preparations < mostPreparations;
-    m_facts.isShown = m_shows >= mostShows;
+    m_facts.isShown = m_shows >= maximumShows;
 }
 
 void Readiness::look()
@@ -221,6 +228,7 @@ void Readiness::prepare(const Job &job)
     if (!isFirst && m_facts.hasBegunLoading)
         m_facts.quietLooks = 0;
     m_facts.hasChanged = false;
+    m_preparedLayouts = std::nullopt;
     ++m_preparations;
 }
 
@@ -237,7 +245,10 @@ void Readiness::passTime()
     if (passed)
         m_workingSince = std::nullopt;
     m_facts.pageTimeLeft -= step;
+    // With nothing to do in its beginning, the rest may pass at once.
+    m_timeStep = pageTime;
     if (noteWork()) {
+        m_timeStep = firstTimeStep;
         m_lastWorked = std::chrono::steady_clock::now();
         noteChange();
     }
@@ -255,12 +266,6 @@ void Readiness::awaitRequests()
     noteChange();
 }
 
-double Readiness::documentHeight()
-{
-    const auto metrics = m_session.ask(u"Page.getLayoutMetrics"_s, {}, m_bound);
-    return metrics ? metrics->result["cssContentSize"_L1].toObject()["height"_L1].toDouble() : 0;
-}
-
 /// Draws the page as somebody who scrolls through it would see it, for what is filled in when it comes into
 /// view. Nothing changes its size.
 void Readiness::show()
@@ -268,31 +273,42 @@ void Readiness::show()
     const Deadline bound = Deadline::in(showTime).earlier(m_bound);
     m_facts.isShown = true;
     ++m_shows;
-    const double height = documentHeight();
     if (const auto context = engineContext(m_session, m_mainFrame, bound)) {
-        m_time.ask(u"Runtime.evaluate"_s,
-                   {{u"expression"_s, u"(%1)(%2)"_s.arg(QString::fromLatin1(showScript)).arg(m_shownHeight)},
-                    {u"contextId"_s, *context},
-                    {u"awaitPromise"_s, true}},
-                   bound);
+        const auto shown = m_time.ask(
+            u"Runtime.evaluate"_s,
+            {{u"expression"_s, u"(%1)(%2)"_s.arg(QString::fromLatin1(showScript)).arg(m_shownHeight)},
+             {u"contextId"_s, *context},
+             {u"awaitPromise"_s, true},
+             {u"returnByValue"_s, true}},
+            bound);
+        if (shown)
+            m_shownHeight = shown->result["result"_L1].toObject()["value"_L1].toDouble(m_shownHeight);
     }
-    m_shownHeight = height;
     noteWork();
-    m_facts.hasChanged = m_preparations < mostPreparations;
     m_facts.quietLooks = std::min(m_facts.quietLooks, 1);
     m_facts.pageTimeLeft = std::max(m_facts.pageTimeLeft, furtherTime);
     m_timeStep = furtherTime;
 }
 
+/// A page that works without a pause is printed while it does.
+void Readiness::noteUnfinished()
+{
+    if (facts().workTime <= longestWork && !m_bound.passed())
+        return;
+    if (m_facts.hasBusyWorkers)
+        m_unfinished += u"a worker that keeps running"_s;
+    else if (m_workingSince)
+        m_unfinished += u"scripts that keep running"_s;
+}
+
 /// What is there is printed, also when a script never ends or a server never finishes its answer.
 void Readiness::giveUp(const Job &job)
 {
-    m_unfinished = m_events.underWay();
-    if (m_workingSince)
-        m_unfinished += u"scripts"_s;
+    m_unfinished = m_events.requestsUnderWay();
+    noteUnfinished();
     m_session.post(u"Page.stopLoading"_s);
     // What is stopped may be followed by the next that never ends.
-    for (int attempt = 0; attempt < mostStops; ++attempt) {
+    for (int attempt = 0; attempt < maximumStops; ++attempt) {
         m_session.post(u"Runtime.terminateExecution"_s);
         if (m_preparation.prepare(job, Deadline::in(preparingTime)))
             return;

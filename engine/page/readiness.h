@@ -29,6 +29,7 @@ private:
         double scripts = 0;   ///< seconds
         double processes = 0; ///< seconds of processor time of its renderers
         double listeners = 0;
+        double layouts = 0; ///< style and layout calculations
         int events = 0;
     };
 
@@ -43,8 +44,8 @@ private:
     void passTime();
     void awaitRequests();
     void show();
+    void noteUnfinished();
     void giveUp(const Job &job);
-    double documentHeight();
 
     Session &m_session;
     QString m_mainFrame;
@@ -64,6 +65,8 @@ private:
     int m_shows = 0;
     int m_preparations = 0;
     double m_shownHeight = 0;
+    /// What the page was like when it was prepared; nothing while that is not known.
+    std::optional<double> m_preparedLayouts;
     std::optional<std::chrono::steady_clock::time_point> m_workingSince;
     std::chrono::steady_clock::time_point m_lastWorked;
     std::chrono::steady_clock::time_point m_lastComputed;

@@ -1,9 +1,14 @@
 // Shows a document from `begin`, in CSS pixels, to its end, a view at a time, and puts it back where it was. Runs in the
-// engine's world.
+// engine's world. Returns how far it has been shown.
 async (begin) => {
-    const drawn = () => new Promise(requestAnimationFrame);
+    // Resolved by a message, which comes after all that the frame itself has brought.
+    const drawn = () => new Promise((resolve) => requestAnimationFrame(() => {
+        const { port1, port2 } = new MessageChannel();
+        port1.onmessage = () => { port1.close(); resolve(); };
+        port2.postMessage(0);
+    }));
     const view = document.scrollingElement;
-    if (!view) return;
+    if (!view) return 0;
     const { scrollLeft: left, scrollTop: before } = view;
     const scrollTo = (top) => view.scrollTo({ left, top, behavior: 'instant' });
     const last = () => view.scrollHeight - view.clientHeight;
@@ -12,9 +17,11 @@ async (begin) => {
         scrollTo(top);
         await drawn();
     }
-    if (last() > 0) scrollTo(last());
+    if (last() > 0) {
+        scrollTo(last());
+        await drawn();
+        scrollTo(before);
+    }
     await drawn();
-    scrollTo(before);
-    await drawn();
-    await drawn();
+    return end;
 }

@@ -34,6 +34,20 @@ private slots:
     void whatIsDoneWhileARequestLasts();
     void whatIsDoneAfterASlowAnswer();
     void whatALaterDocumentWatches();
+    void scriptsThatAreGone_data();
+    void scriptsThatAreGone();
+    void workers_data();
+    void workers();
+    void whatIsDoneInTurns_data();
+    void whatIsDoneInTurns();
+    void theViewHasItsUsualSize_data();
+    void theViewHasItsUsualSize();
+    void whatComesIntoView_data();
+    void whatComesIntoView();
+    void aDrawingOfWebGlIsKept_data();
+    void aDrawingOfWebGlIsKept();
+    void thePageThatAsksToBePrintedIsPrinted_data();
+    void thePageThatAsksToBePrintedIsPrinted();
     void whatServersPush_data();
     void whatServersPush();
     void dialogsAreDismissed_data();
@@ -240,6 +254,244 @@ void ConvertScriptTest::whatALaterDocumentWatches()
     const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
     VERIFY_WRITTEN(conversion);
     QVERIFY(conversion.pdf().text().startsWith(u"begin built"_s));
+}
+
+void ConvertScriptTest::scriptsThatAreGone_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const auto row = [](const char *name, const QByteArray &html) {
+        QTest::newRow(name) << "<!DOCTYPE html>" + html;
+    };
+    const QByteArray late = "setTimeout(()=>document.querySelector('#q').append(' built'),300)";
+    row("a script that removes itself",
+        "<p id=q>begin<script>document.currentScript.remove();" + late + "</script>");
+    row("a module that defines elements",
+        "<p id=q>begin<script type=module>document.querySelector('script').remove();"
+        "customElements.define('x-a',class extends HTMLElement{connectedCallback(){" +
+            late +
+            "}});"
+            "document.body.append(document.createElement('x-a'))</script>");
+    row("a body that is replaced",
+        "<body><script>onload=()=>{const b=document.createElement('body');b.innerHTML='<p id=q>begin';"
+        "document.body.replaceWith(b);" +
+            late + "}</script>");
+    row("a root that is replaced",
+        "<body><script>onload=()=>{const h=document.createElement('html');h.innerHTML='<body><p id=q>begin';"
+        "document.documentElement.replaceWith(h);" +
+            late + "}</script>");
+    row("an attribute that rebuilds the body",
+        "<body onload=\"document.body.innerHTML='<p id=q>begin';" + late + "\">");
+    row("an attribute that rebuilds everything",
+        "<body onload=\"document.documentElement.innerHTML='<body><p id=q>begin';" + late + "\">");
+    row("a document that is opened",
+        "<body><script>onload=()=>{document.open();document.write('<p id=q>begin');document.close();" + late +
+            "}</script>");
+    row("a document that is opened late, and works elsewhere",
+        "<body><script>setTimeout(()=>{document.open();document.write('<p id=q>begin');document.close();"
+        "(async()=>{await new Blob(['x']).text();const w=new Worker(URL.createObjectURL(new "
+        "Blob(['postMessage(1)'])));await new Promise(d=>w.onmessage=d);" +
+            late + "})()},1500)</script>");
+    row("an attribute for the end of an animation",
+        "<style>@keyframes k{to{opacity:.9}}</style><p id=q style='animation:k 1s' "
+        "onanimationend=\"this.append(' built')\">begin");
+}
+
+/// Whether scripts have run is the question, not whether they still stand in the document.
+void ConvertScriptTest::scriptsThatAreGone()
+{
+    QFETCH(QByteArray, html);
+    const Conversion conversion = m_engine.convertText(html);
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"begin built"_s);
+}
+
+void ConvertScriptTest::workers_data()
+{
+    QTest::addColumn<QByteArray>("worker");
+    QTest::addColumn<QString>("text");
+    const QString built = u"begin built"_s;
+    QTest::newRow("one with a timer") << QByteArray("setTimeout(()=>postMessage(1),3000)") << built;
+    QTest::newRow("one that computes")
+        << QByteArray("const t=performance.now();while(performance.now()-t<1500);postMessage(1)") << built;
+    QTest::newRow("one that fetches")
+        << QByteArray(
+               "fetch(origin+'/slow/data').then(r=>r.text()).then(()=>setTimeout(()=>postMessage(1),200))")
+        << built;
+    QTest::newRow("one with a worker of its own")
+        << QByteArray(
+               "const w=new Worker(URL.createObjectURL(new Blob(['setTimeout(()=>postMessage(1),700)'])));"
+               "w.onmessage=()=>postMessage(1)")
+        << built;
+    QTest::newRow("one with a database")
+        << QByteArray("indexedDB.open('x').onsuccess=()=>caches.open('y').then(()=>postMessage(1))") << built;
+    QTest::newRow("a silent one") << QByteArray("onmessage=()=>0") << u"begin"_s;
+    QTest::newRow("one that polls") << QByteArray("setInterval(()=>fetch(origin+'/page.html'),100)")
+                                    << u"begin"_s;
+}
+
+void ConvertScriptTest::workers()
+{
+    QFETCH(QByteArray, worker);
+    QFETCH(QString, text);
+    WebServer web("location /slow/ { limit_rate 1000; }");
+    web.write(u"slow/data"_s, QByteArray(1500, ' '));
+    web.write(u"page.html"_s,
+              "<!DOCTYPE html><p id=p>begin<script>const w=new Worker(URL.createObjectURL(new Blob(["
+              "`const origin='${location.origin}';`+" +
+                  QByteArray("String.raw`") + worker +
+                  "`])));w.onmessage=()=>{w.onmessage=null;p.append(' built')}</script>");
+    const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), text);
+}
+
+void ConvertScriptTest::whatIsDoneInTurns_data()
+{
+    QTest::addColumn<QByteArray>("work");
+    QTest::newRow("storage and timers")
+        << QByteArray("for(let i=0;i<12;++i){await caches.open(i);await new Promise(d=>setTimeout(d,100))}");
+    // Page time that passed meanwhile would end it.
+    QTest::newRow("work against a timeout") << QByteArray(
+        "const k=await crypto.subtle.importKey('raw',new Uint8Array(9),'PBKDF2',false,['deriveBits']);"
+        "await Promise.race([crypto.subtle.deriveBits({name:'PBKDF2',hash:'SHA-256',salt:new Uint8Array(9),"
+        "iterations:600000},k,256),new Promise((d,e)=>setTimeout(e,3000,'timeout'))])");
+    QTest::newRow("late work against a timeout")
+        << QByteArray("await new Promise(d=>setTimeout(d,500));const o=indexedDB.open('y');"
+                      "await Promise.race([new Promise(d=>o.onsuccess=d),new "
+                      "Promise((d,e)=>setTimeout(e,2000,'timeout'))])");
+    QTest::newRow("requests and timers")
+        << QByteArray("for(let i=0;i<5;++i){await(await fetch('page.html')).text();await new "
+                      "Promise(d=>setTimeout(d,700))}");
+}
+
+void ConvertScriptTest::whatIsDoneInTurns()
+{
+    QFETCH(QByteArray, work);
+    const WebServer web({});
+    web.write(u"page.html"_s, "<!DOCTYPE html><p id=p>begin<script>(async()=>{" + work +
+                                  "})().then(()=>p.append(' built'),e=>p.append(' '+e))</script>");
+    const Conversion conversion = m_engine.convert(web.address(u"/page.html"_s));
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"begin built"_s);
+}
+
+void ConvertScriptTest::theViewHasItsUsualSize_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    // All print what they have come to, in CSS pixels; a view on A4 is 1047 high.
+    QTest::newRow("a chart of half the view, made when it comes into view")
+        << QByteArray("new "
+                      "IntersectionObserver((e,o)=>{if(e[0].isIntersecting){o.disconnect();r.textContent="
+                      "innerHeight}}).observe(c)");
+    QTest::newRow("a chart that follows its box, a while later")
+        << QByteArray("let t;new "
+                      "ResizeObserver(()=>{clearTimeout(t);t=setTimeout(()=>{r.textContent=2*c.clientHeight},"
+                      "300)}).observe(c)");
+    QTest::newRow("a chart drawn on resize, a while later")
+        << QByteArray("const d=()=>{r.textContent=innerHeight};d();let "
+                      "t;onresize=()=>{clearTimeout(t);t=setTimeout(d,900)}");
+    QTest::newRow("a chart drawn once") << QByteArray("onload=()=>{r.textContent=innerHeight}");
+    QTest::newRow("what only grows") << QByteArray("let n=0;const "
+                                                   "d=()=>{n=Math.max(n,innerHeight,2*c.clientHeight);r."
+                                                   "textContent=n};d();onresize=d;setInterval(d,50)");
+}
+
+void ConvertScriptTest::theViewHasItsUsualSize()
+{
+    QFETCH(QByteArray, script);
+    const Conversion conversion =
+        m_engine.convertText("<!DOCTYPE html><style>#c{height:50vh}</style><p id=r>-</p><div "
+                             "style='height:8000px'></div><div id=c></div>"
+                             "<script>" +
+                             script + "</script>");
+    VERIFY_WRITTEN(conversion);
+    const int height = conversion.pdf().text().trimmed().toInt();
+    QVERIFY2(qAbs(height - 1047) <= 2, qPrintable(conversion.pdf().text()));
+    // Half a view more than the rest.
+    QCOMPARE(conversion.pdf().pages(), 9);
+}
+
+void ConvertScriptTest::whatComesIntoView_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::newRow("by an observer") << QByteArray(
+        "let n=0;const o=new IntersectionObserver(es=>{for(const e of "
+        "es)if(e.isIntersecting){o.unobserve(e.target);"
+        "++n;if(n==9)p.append(' built')}});for(const d of document.querySelectorAll('div'))o.observe(d)");
+    QTest::newRow("by scrolling") << QByteArray(
+        "onscroll=()=>{if(scrollY>4000){onscroll=null;p.append(' built')}}");
+    QTest::newRow("by an observer that fetches")
+        << QByteArray("new IntersectionObserver((e,o)=>{if(e[0].isIntersecting){o.disconnect();"
+                      "setTimeout(()=>caches.open('x').catch(()=>0).then(()=>p.append(' "
+                      "built')),500)}}).observe(document.querySelector('#last'))");
+}
+
+void ConvertScriptTest::whatComesIntoView()
+{
+    QFETCH(QByteArray, script);
+    QByteArray boxes;
+    for (int i = 0; i < 8; ++i)
+        boxes += "<div style='height:900px'></div>";
+    const Conversion conversion = m_engine.convertText("<!DOCTYPE html><p id=p>begin</p>" + boxes +
+                                                       "<div id=last></div><script>" + script + "</script>");
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"begin built"_s);
+}
+
+void ConvertScriptTest::aDrawingOfWebGlIsKept_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    const QByteArray draw =
+        "const g=c.getContext('webgl');g.clearColor(0,.5,0,1);g.clear(g.COLOR_BUFFER_BIT)";
+    QTest::newRow("on a canvas") << draw;
+    QTest::newRow("on load") << "onload=()=>{" + draw + "}";
+    QTest::newRow("with settings") << QByteArray(draw).replace("'webgl'", "'webgl',{alpha:false}");
+    QTest::newRow("of the second kind") << QByteArray(draw).replace("'webgl'", "'webgl2'");
+    QTest::newRow("on a canvas of another thread's kind")
+        << "{const v=c.transferControlToOffscreen();{const c=v;" + draw + "}}";
+    QTest::newRow("in a worker") << "const v=c.transferControlToOffscreen();new "
+                                    "Worker(URL.createObjectURL(new Blob([`onmessage=e=>{const "
+                                    "c=e.data;" +
+                                        draw + "}`]))).postMessage(v,[v])";
+}
+
+void ConvertScriptTest::aDrawingOfWebGlIsKept()
+{
+    QFETCH(QByteArray, script);
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><canvas id=c width=400 height=400></canvas><script>" + script + "</script>");
+    VERIFY_WRITTEN(conversion);
+    const QColor drawn = conversion.pdf().picture().pixelColor(150, 150);
+    QVERIFY2(drawn.green() > 90 && drawn.red() < 60, qPrintable(drawn.name()));
+}
+
+void ConvertScriptTest::thePageThatAsksToBePrintedIsPrinted_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    QTest::newRow("on load, then leads on")
+        << QByteArray("<body onload=print() onafterprint=\"location='other.html'\"><p>receipt");
+    QTest::newRow("and leads on at once")
+        << QByteArray("<p>receipt<script>onload=()=>{print();location='other.html'}</script>");
+    QTest::newRow("and leads on a while later") << QByteArray(
+        "<p>receipt<script>onload=()=>{print();setTimeout(()=>location.replace('other.html'),500)}</script>");
+    QTest::newRow("a while after it is loaded")
+        << QByteArray("<p>receipt<script>addEventListener('afterprint',()=>{location.href='other.html'});"
+                      "setTimeout(()=>window.print(),800)</script>");
+    QTest::newRow("and sends a form")
+        << QByteArray("<form "
+                      "action=other.html></"
+                      "form><p>receipt<script>onload=()=>{print();document.forms[0].submit()}</script>");
+    QTest::newRow("and clears itself") << QByteArray(
+        "<p id=p>receipt<script>onafterprint=()=>{p.textContent='thanks'};onload=()=>print()</script>");
+}
+
+void ConvertScriptTest::thePageThatAsksToBePrintedIsPrinted()
+{
+    QFETCH(QByteArray, html);
+    m_engine.write(u"other.html"_s, "<!DOCTYPE html><p>other");
+    const Conversion conversion = m_engine.convertText("<!DOCTYPE html>" + html);
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"receipt"_s);
 }
 
 void ConvertScriptTest::whatServersPush_data()

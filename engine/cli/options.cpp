@@ -79,14 +79,15 @@ void pageSize(Job &job, const QString &name, const QString &value)
         refuseValue(name, u"one of "_s + paperSizeNames().join(u' '), value);
 }
 
-void timeout(Job &job, const QString &name, const QString &value)
+template <auto field>
+void seconds(Job &job, const QString &name, const QString &value)
 {
     bool isNumber = false;
-    const double seconds = value.toDouble(&isNumber);
+    const double found = value.toDouble(&isNumber);
     // Written so that "nan" fails too.
-    if (!isNumber || !(seconds > 0 && seconds <= 86400))
+    if (!isNumber || !(found > 0 && found <= 86400))
         refuseValue(name, u"a number of seconds above 0 and up to 86400"_s, value);
-    job.timeout = std::chrono::milliseconds(static_cast<qint64>(std::ceil(seconds * 1000)));
+    job.*field = std::chrono::milliseconds(static_cast<qint64>(std::ceil(found * 1000)));
 }
 
 void proxy(Job &job, const QString &name, const QString &value)
@@ -263,7 +264,18 @@ constexpr auto table = std::to_array<Option>({
         .details = "Fails if the job takes longer than SECONDS, a number up to 86400 such as `300` or `2.5`. "
                    "Default: 60.",
         .example = "--timeout 300 www.example.com a.pdf",
-        .apply = timeout,
+        .apply = seconds<&Job::timeout>,
+    },
+    {
+        .group = OptionGroup::Limits,
+        .name = "--max-wait",
+        .value = "SECONDS",
+        .help = "print the page as it is after SECONDS (default 30)",
+        .details = "Prints the page as it is when it is not whole after SECONDS, a number up to 86400 such "
+                   "as `5` or "
+                   "`0.5`: a request has no end, or a script. Default: 30.",
+        .example = "--max-wait 5 www.example.com a.pdf",
+        .apply = seconds<&Job::maximumWait>,
     },
     {
         .group = OptionGroup::Limits,

@@ -65,6 +65,8 @@ struct Job {
 
     /// The whole job's time, the browser's start included.
     std::chrono::milliseconds timeout{60000};
+    /// A page that is not whole after this time is printed as it is.
+    std::chrono::milliseconds maximumWait{30000};
     /// MiB of memory that a process which shows the page may take: 1 to 1048576.
     int maximumMemory = 2048;
     /// MiB that the PDF may be large: 1 to 4095.

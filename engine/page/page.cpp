@@ -17,8 +17,6 @@ namespace
 
 using namespace Qt::StringLiterals;
 
-/// A page that is not whole after this time is taken as it is.
-constexpr std::chrono::milliseconds patience = 30s;
 /// How often a page that moves on while it is printed is tried again.
 constexpr int maximumAttempts = 4;
 /// How much of the page's time may pass at once while it is printed.
@@ -159,7 +157,7 @@ void Page::load(const Order &order)
     m_events.setShownAddress(m_shownAddress);
     m_browser.setDeadline(order.deadline);
     m_session.setDeadline(order.deadline);
-    const Deadline bound = Deadline::in(patience);
+    const Deadline bound = Deadline::in(order.job.maximumWait);
     configure(order.job);
     m_preparation.announce(order.job);
     if (const QJsonObject interception = m_authentication.begin(order.job, order.address);
@@ -249,7 +247,7 @@ QByteArray Page::print(const Job &job)
     // A page that moves on in this very moment can be printed when it has arrived.
     for (int attempt = 0; !reply.error.isEmpty() && attempt < maximumAttempts && !m_events.isLoaded();
          ++attempt) {
-        const Deadline bound = Deadline::in(patience);
+        const Deadline bound = Deadline::in(job.maximumWait);
         m_readiness.awaitLoadEvent(bound);
         m_preparation.prepare(job, bound);
         reply = fitAndPrint();

@@ -33,7 +33,7 @@ public:
     void expect(bool javaScript);
 
     /// Loads the order's document and returns when it is whole: after its load event, with its fonts and
-    /// images, what its scripts build and what they fetch. What is not whole 30 s after the start is taken as
+    /// images, what its scripts build and what they fetch. What is not whole after Job::maximumWait is taken as
     /// it is. Throws Failure(NotLoaded) with the reason when there is no page.
     void load(const Order &order);
 

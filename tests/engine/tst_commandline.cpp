@@ -125,6 +125,8 @@ void CommandLineTest::optionsReachTheJob_data()
         [](const Job &job) { return job.timeout == std::chrono::seconds(5); });
     row("parts of a second", {u"--timeout"_s, u"0.25"_s},
         [](const Job &job) { return job.timeout == std::chrono::milliseconds(250); });
+    row("how long to wait", {u"--max-wait"_s, u"0.5"_s},
+        [](const Job &job) { return job.maximumWait == std::chrono::milliseconds(500); });
     row("memory", {u"--max-memory"_s, u"512"_s}, [](const Job &job) { return job.maximumMemory == 512; });
     row("largest output", {u"--max-output"_s, u"4095"_s},
         [](const Job &job) { return job.maximumOutput == 4095; });
@@ -179,6 +181,7 @@ void CommandLineTest::withoutOptionsTheJobHasTheDefaults()
     QVERIFY(job->externalLinks && job->javaScript && job->images && job->background);
     QVERIFY(!job->grayscale && !job->lowQuality);
     QCOMPARE(job->timeout, std::chrono::seconds(60));
+    QCOMPARE(job->maximumWait, std::chrono::seconds(30));
     QCOMPARE(job->maximumMemory, 2048);
     QCOMPARE(job->maximumOutput, 1024);
 }
@@ -233,8 +236,9 @@ void CommandLineTest::refused_data()
     row("half an option", {u"--gray"_s}, u"--gray"_s);
     row("short option", {u"-g"_s}, u"-g"_s);
     row("value joined on", {u"--copies=2"_s}, u"--copies"_s);
-    for (const char *name : {"--page-size", "--orientation", "--copies", "--minimum-font-size", "--title",
-                             "--username", "--password", "-p", "--timeout", "--max-memory", "--max-output"}) {
+    for (const char *name :
+         {"--page-size", "--orientation", "--copies", "--minimum-font-size", "--title", "--username",
+          "--password", "-p", "--timeout", "--max-wait", "--max-memory", "--max-output"}) {
         QTest::addRow("no value for %s", name)
             << QStringList{u"in"_s, u"out"_s, QLatin1String(name)} << QString(QLatin1String(name));
     }
@@ -246,9 +250,13 @@ void CommandLineTest::refused_data()
                 << QString(QLatin1String(name));
         }
     }
-    for (const char *value : {"", "0", "-1", "0.0", "nan", "inf", "-inf", "86401", "1e99", "soon", "5s"}) {
-        QTest::addRow("--timeout '%s'", value)
-            << QStringList{u"--timeout"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--timeout"_s;
+    for (const char *name : {"--timeout", "--max-wait"}) {
+        for (const char *value :
+             {"", "0", "-1", "0.0", "nan", "inf", "-inf", "86401", "1e99", "soon", "5s"}) {
+            QTest::addRow("%s '%s'", name, value)
+                << QStringList{QLatin1String(name), QLatin1String(value), u"in"_s, u"out"_s}
+                << QString(QLatin1String(name));
+        }
     }
     for (const char *name : {"--max-memory", "--max-output"}) {
         for (const char *value : {"", "0", "-1", "0.5", "1048577", "2G"}) {

@@ -606,7 +606,7 @@ void ConvertScriptTest::dialogsAreDismissed()
     QVERIFY(!QFile::exists(m_engine.path(u"downloaded"_s)));
 }
 
-/// All at once, because each takes the half minute that the engine waits for a page.
+/// All at once, because each takes as long as the engine waits for a page.
 void ConvertScriptTest::pagesThatGoOnForEverArePrintedAsTheyAre()
 {
     WebServer server("location /endless/ { limit_rate 1; }");
@@ -630,7 +630,9 @@ void ConvertScriptTest::pagesThatGoOnForEverArePrintedAsTheyAre()
                              "while.html", "timer-while.html"}) {
         const QString output = m_engine.freshOutput();
         jobs.push_back(
-            {name, m_engine.start({server.address(u"/"_s + QLatin1String(name)), output}), output});
+            {name,
+             m_engine.start({u"--max-wait"_s, u"5"_s, server.address(u"/"_s + QLatin1String(name)), output}),
+             output});
     }
     QByteArrayList flaws;
     for (const Started &job : jobs) {

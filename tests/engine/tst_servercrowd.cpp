@@ -34,21 +34,34 @@ void ServerCrowdTest::nothingPilesUp()
             RawClient(socketPath()).send("x");
         }
     };
-    const auto atRest = [&](qsizetype descriptors, qsizetype processes) {
-        return waitUntil([&] {
-            return openFilesOf(server).size() <= descriptors && descendantsOf(server.id).size() <= processes;
-        });
+    struct Counts {
+        qsizetype descriptors = 0;
+        qsizetype processes = 0;
+        bool operator==(const Counts &) const = default;
     };
+    const auto counts = [&] { return Counts{openFilesOf(server).size(), descendantsOf(server.id).size()}; };
     work(5);
-    std::this_thread::sleep_for(2500ms);
-    const qsizetype descriptors = openFilesOf(server).size();
-    const qsizetype processes = descendantsOf(server.id).size();
+    // At rest: the same for two seconds.
+    Counts before = counts();
+    QElapsedTimer unchanged;
+    unchanged.start();
+    QVERIFY(waitUntil([&] {
+        if (const Counts now = counts(); now != before) {
+            before = now;
+            unchanged.restart();
+        }
+        return unchanged.hasExpired(2000);
+    }));
     work(30);
-    QVERIFY2(atRest(descriptors, processes),
-             qPrintable(u"%1 descriptors after %2, %3 processes after %4"_s.arg(openFilesOf(server).size())
-                            .arg(descriptors)
-                            .arg(descendantsOf(server.id).size())
-                            .arg(processes)));
+    const auto isAsBefore = [&] {
+        const Counts now = counts();
+        return now.descriptors <= before.descriptors && now.processes <= before.processes;
+    };
+    QVERIFY2(waitUntil(isAsBefore),
+             qPrintable(u"%1 descriptors after %2, %3 processes after %4"_s.arg(counts().descriptors)
+                            .arg(before.descriptors)
+                            .arg(counts().processes)
+                            .arg(before.processes)));
 }
 
 void ServerCrowdTest::endedAtItsBeginning()

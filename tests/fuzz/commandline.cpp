@@ -102,7 +102,8 @@ QStringList argumentsOf(const Job &job)
         u"--copies"_s,   QString::number(job.copies),
         u"--username"_s, job.userName,
         u"--password"_s, job.password,
-        u"--timeout"_s,  QString::number(static_cast<double>(job.timeout.count()) / 1000, 'f', 3)};
+        u"--timeout"_s,  QString::number(static_cast<double>(job.timeout.count()) / 1000, 'f', 3),
+        u"--max-wait"_s, QString::number(static_cast<double>(job.maximumWait.count()) / 1000, 'f', 3)};
     for (const PaperSize &size : paperSizes) {
         const QString name = QString::fromLatin1(size.name.data(), static_cast<qsizetype>(size.name.size()));
         if (job.paper && paperSizeByName(name) == job.paper)
@@ -153,7 +154,8 @@ bool same(const Job &one, const Job &other)
     const auto fields = [](const Job &job) {
         return std::tie(job.input, job.output, job.paper, job.orientation, job.copies, job.minimumFontSize,
                         job.title, job.userName, job.password, job.externalLinks, job.grayscale,
-                        job.javaScript, job.images, job.background, job.lowQuality, job.timeout);
+                        job.javaScript, job.images, job.background, job.lowQuality, job.timeout,
+                        job.maximumWait);
     };
     return fields(one) == fields(other) && sameProxy(one.proxy, other.proxy);
 }

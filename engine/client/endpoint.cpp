@@ -145,8 +145,7 @@ std::optional<Endpoint> findEndpoint(const std::string &executable, IfNone ifNon
             continue;
         if (ifNone == IfNone::Start)
             ::mkdir(folder.c_str(), S_IRWXU);
-        if (isPrivateFolder(folder))
-            return endpoint;
+        return isPrivateFolder(folder) ? std::optional(endpoint) : std::nullopt;
     }
     return std::nullopt;
 }

@@ -262,10 +262,10 @@ void ServerFaultsTest::aPageThatFillsTheBrowserHarmsNoOther()
     const auto job = m_engine->start(bound + QStringList{page, output});
     QVERIFY(!picture.awaitRequest().isNull());
     // The addresses of their documents are kept there.
-    const Conversion large =
-        m_engine->convertText("<body><script>for(let i=0;i<1200;i++){const f=document.createElement('iframe');"
-                              "f.src='data:text/html,'+i+'x'.repeat(1.9e6);document.body.append(f)}</script>",
-                              bound);
+    const Conversion large = m_engine->convertText(
+        "<body><script>for(let i=0;i<1200;i++){const f=document.createElement('iframe');"
+        "f.src='data:text/html,'+i+'x'.repeat(1.9e6);document.body.append(f)}</script>",
+        bound);
     VERIFY_FAILED(large, 6);
     QVERIFY2(large.run.errors.contains("the browser takes more than 300 MiB"), large.run.errors.constData());
     // The other job begins anew, by itself.

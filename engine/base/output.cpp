@@ -94,7 +94,8 @@ std::string absolute(const std::string &path)
 {
     std::array<char, PATH_MAX> folder{};
     const bool isRelative = !path.starts_with('/') && ::getcwd(folder.data(), folder.size());
-    std::string text = isRelative ? folder.data() + ('/' + path) : path;
+    const std::string below = path.starts_with("./") ? path.substr(2) : path;
+    std::string text = isRelative ? folder.data() + ('/' + below) : path;
     while (text.size() > 1 && text.ends_with('/'))
         text.pop_back();
     return text;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <dirent.h>
 #include <memory>
@@ -82,7 +83,7 @@ ProfileFolder::ProfileFolder(const std::string &parent)
         if (m_lock)
             ::flock(m_lock.get(), LOCK_EX);
         // One who looked for left ones may have been faster.
-    } while (m_lock && !isFileAt(m_lock.get(), m_path));
+    } while (m_lock ? !isFileAt(m_lock.get(), m_path) : errno == ENOENT);
 }
 
 void ProfileFolder::remove() const

@@ -120,16 +120,14 @@ bool isPrivateFolder(const std::string &path)
            (info.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
-/// Where it may be, the best first.
+/// Where it may be; the second one if sockets in the first would have too long a path.
 std::vector<std::string> folders()
 {
-    std::vector<std::string> result;
     const char *runtime = ::getenv("XDG_RUNTIME_DIR");
     if (runtime && *runtime == '/' && isPrivateFolder(runtime))
-        result.push_back(std::string(runtime) + "/quirelle");
-    for (const std::string &folder : {temporaryFolder(), systemTemporaryFolder()})
-        result.push_back(folder + "/quirelle-" + std::to_string(::geteuid()));
-    return result;
+        return {std::string(runtime) + "/quirelle"};
+    const std::string name = "/quirelle-" + std::to_string(::geteuid());
+    return {temporaryFolder() + name, systemTemporaryFolder() + name};
 }
 
 } // namespace
@@ -140,13 +138,11 @@ std::optional<Endpoint> findEndpoint(const std::string &executable, IfNone ifNon
     for (const std::string &folder : folders()) {
         const std::string base = folder + "/" + name;
         Endpoint endpoint{base + ".socket", base + ".lock"};
-        // Sockets have short names.
         if (endpoint.socket.size() >= sizeof(sockaddr_un::sun_path))
             continue;
         if (ifNone == IfNone::Start)
             ::mkdir(folder.c_str(), S_IRWXU);
-        if (isPrivateFolder(folder))
-            return endpoint;
+        return isPrivateFolder(folder) ? std::optional(endpoint) : std::nullopt;
     }
     return std::nullopt;
 }

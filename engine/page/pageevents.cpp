@@ -71,8 +71,10 @@ void PageEvents::listenToDocuments()
         const QString frame = event["frameId"_L1].toString();
         m_navigating.remove(frame);
         // Without a load event where a script has broken off the loading.
-        if (frame == m_mainFrame && !m_document.isEmpty())
+        if (frame == m_mainFrame && !m_document.isEmpty()) {
             m_loaded = true;
+            m_requests.remove(m_document);
+        }
     });
     m_session.on(u"Page.frameDetached"_s, [this](const QJsonObject &event, const QString &) {
         m_navigating.remove(event["frameId"_L1].toString());

@@ -26,7 +26,9 @@ constexpr std::chrono::milliseconds maximumFurtherTime = 10s;
 /// How long a page may compute while its time passes.
 constexpr auto computingTime = 3s;
 /// How long a look takes: several steps of a conversation between the page and the browser.
-constexpr auto lookTime = 10ms;
+constexpr std::chrono::milliseconds lookTime = 15ms;
+/// How often in a look the browser is asked whether it is busy.
+constexpr int glances = 3;
 /// After the page has worked: how long a browser that is busy is taken to be busy for it.
 constexpr auto busyTime = 300ms;
 /// How often sockets and event streams are looked at.
@@ -190,13 +192,17 @@ void Readiness::look()
 {
     if (!m_workingSince)
         m_workingSince = std::chrono::steady_clock::now();
-    m_time.waitUntil([] { return false; },
-                     m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
-                     Deadline::in(lookTime).earlier(m_bound));
-    const auto now = std::chrono::steady_clock::now();
     // On a busy machine what the page awaits may not have got its turn yet. Other pages keep the browser busy
     // too.
-    const bool isBusy = now - m_lastWorked < busyTime && m_browserIsBusy();
+    const bool mayBeBusy = std::chrono::steady_clock::now() - m_lastWorked < busyTime;
+    bool isBusy = false;
+    for (int glance = 0; glance < glances; ++glance) {
+        m_time.waitUntil([] { return false; },
+                         m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
+                         Deadline::in(lookTime / glances).earlier(m_bound));
+        isBusy = isBusy || (mayBeBusy && m_browserIsBusy());
+    }
+    const auto now = std::chrono::steady_clock::now();
     if (!noteWork()) {
         if (isBusy)
             return;
@@ -210,8 +216,7 @@ void Readiness::look()
     const auto added = std::min(furtherTime - std::min(furtherTime, m_facts.pageTimeLeft), m_furtherTime);
     m_facts.pageTimeLeft += added;
     m_furtherTime -= added;
-    if (m_facts.pageTimeLeft <= furtherTime)
-        m_timeStep = furtherTimeStep;
+    m_timeStep = furtherTimeStep;
 }
 
 void Readiness::prepare(const Job &job)

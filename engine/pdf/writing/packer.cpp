@@ -166,7 +166,9 @@ private:
         writeObject(number, "<< /Type /Metadata /Subtype /XML /Length " + std::to_string(xmp.size()) +
                                 " >>\nstream\n" + xmp + "\nendstream");
         // libqpdf leaves out entries whose object it does not know.
-        const std::string root = m_pdf.getRoot().unparseResolved();
+        QPDFObjectHandle catalog = m_pdf.getRoot().shallowCopy();
+        catalog.removeKey("/Metadata");
+        const std::string root = catalog.unparseResolved();
         m_written.push_back(root.substr(0, root.rfind(">>")) + "/Metadata " + std::to_string(number) +
                             " 0 R >>");
         const int catalogue = m_pdf.getRoot().getObjectID();

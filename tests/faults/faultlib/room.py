@@ -103,7 +103,7 @@ def wait_until(condition, seconds=SLACK):
     while not condition():
         if time.monotonic() > end:
             return False
-        time.sleep(0.02)
+        time.sleep(0.05)
     return True
 
 

@@ -3,7 +3,6 @@
 #include "engine/base/environment.h"
 #include "engine/base/temporary.h"
 #include "engine/browser/locate.h"
-#include "engine/browser/processes.h"
 
 #include <QFile>
 
@@ -52,11 +51,6 @@ Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
       m_memory(m_process.process(), flags.maximumMemory)
 {
-}
-
-bool Browser::isBusy() const
-{
-    return ::isBusy(std::to_string(guardProcess()));
 }
 
 Failure Browser::withReason(const Failure &failure) const

@@ -22,8 +22,6 @@ public:
     MemoryWatch &memory() { return m_memory; }
     /// Begins to end it, which goes on by itself; the object's end waits for it.
     void end() { m_process.end(); }
-    /// Whether one of its processes has something to do, as far as the system tells.
-    bool isBusy() const;
     bool ended() const { return m_connection.ended(); }
     /// Id of the process that all processes of the browser descend from.
     int guardProcess() const { return m_process.process(); }

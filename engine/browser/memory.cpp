@@ -16,7 +16,6 @@ namespace
 
 #ifdef __linux__
 constexpr auto checkInterval = 200ms;
-constexpr int maximumDepth = 16;
 /// What a process of the browser that shows no page takes at most by itself, in bytes.
 constexpr long long ownMaximum = 128LL << 20;
 
@@ -45,41 +44,6 @@ long long takenMemory(const std::string &process)
     return kibibytes << 10;
 }
 
-long long memoryOfTree(const std::string &process, int depth)
-{
-    long long bytes = ownMemory(process);
-    if (depth < maximumDepth) {
-        for (const std::string &child : childrenOf(process))
-            bytes += memoryOfTree(child, depth + 1);
-    }
-    return bytes;
-}
-
-enum class Kind { Renderer, Other };
-
-/// What a process of the browser does, as its arguments say.
-Kind kindOf(const std::string &process)
-{
-    std::ifstream file("/proc/" + process + "/cmdline");
-    // Of a process that has just ended nothing can be read, which bare iterators would throw.
-    std::string line;
-    std::getline(file, line);
-    return line.find("--type=renderer") != std::string::npos ? Kind::Renderer : Kind::Other;
-}
-
-std::vector<std::string> descendantsOf(const std::string &process, int depth = 0)
-{
-    std::vector<std::string> result;
-    for (const std::string &child : childrenOf(process)) {
-        result.push_back(child);
-        if (depth < maximumDepth) {
-            const std::vector<std::string> further = descendantsOf(child, depth + 1);
-            result.insert(result.end(), further.begin(), further.end());
-        }
-    }
-    return result;
-}
-
 void kill(const std::string &process)
 {
     ::kill(std::stoi(process), SIGKILL);
@@ -91,7 +55,11 @@ void kill(const std::string &process)
 long long memoryOfTree([[maybe_unused]] int process)
 {
 #ifdef __linux__
-    return memoryOfTree(std::to_string(process), 0);
+    const std::string root = std::to_string(process);
+    long long bytes = ownMemory(root);
+    for (const std::string &descendant : descendantsOf(root))
+        bytes += ownMemory(descendant);
+    return bytes;
 #else
     return 0;
 #endif
@@ -139,7 +107,7 @@ void MemoryWatch::killLarge()
         if (bytes <= maximum)
             continue;
         // Counted before their end shows.
-        if (kindOf(process) == Kind::Renderer) {
+        if (isRenderer(process)) {
             ++m_rendererKills;
             kill(process);
         } else if (bytes > maximum + ownMaximum) {

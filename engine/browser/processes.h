@@ -3,9 +3,12 @@
 #include <string>
 #include <vector>
 
-/// The processes that any thread of this one has started, by their ids; none where there is no /proc.
-std::vector<std::string> childrenOf(const std::string &process);
+// All of this knows of nothing where there is no /proc.
 
-/// Whether a thread of this process, or of one that descends from it, runs, is ready to run, or waits for a
-/// disk; false where there is no /proc.
-bool isBusy(const std::string &process);
+/// The processes that any thread of this one has started, by their ids.
+std::vector<std::string> childrenOf(const std::string &process);
+/// Those, and theirs, and so on.
+std::vector<std::string> descendantsOf(const std::string &process);
+
+/// Whether this process of a browser shows pages, as its arguments say.
+bool isRenderer(const std::string &process);

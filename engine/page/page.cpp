@@ -84,7 +84,7 @@ Page::Page(Browser &browser, Deadline deadline, const std::function<Place(Sessio
       m_events(m_session, m_place.target, m_place.context), m_authentication(m_session, m_place.target),
       m_time(m_session), m_preparation(m_session, m_place.target),
       m_readiness(m_session, m_place.target, m_events, m_time, m_preparation,
-                  [&browser] { return browser.isBusy(); }),
+                  ThreadWatch(browser.guardProcess())),
       m_fitting(m_browser, m_place.context, m_session, m_place.target, m_time)
 {
     QJsonObject refusal{{u"behavior"_s, u"deny"_s}};

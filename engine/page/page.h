@@ -33,8 +33,8 @@ public:
     void expect(bool javaScript);
 
     /// Loads the order's document and returns when it is whole: after its load event, with its fonts and
-    /// images, what its scripts build and what they fetch. What is not whole after Job::maximumWait is taken as
-    /// it is. Throws Failure(NotLoaded) with the reason when there is no page.
+    /// images, what its scripts build and what they fetch. What is not whole after Job::maximumWait is taken
+    /// as it is. Throws Failure(NotLoaded) with the reason when there is no page.
     void load(const Order &order);
 
     /// Prints the loaded document on the job's paper, 10 mm of margin around it unless the page has margins

@@ -72,6 +72,7 @@ void PageEvents::listenToDocuments()
         m_navigating.remove(frame);
         // Without a load event where a script has broken off the loading.
         if (frame == m_mainFrame && !m_document.isEmpty()) {
+            m_parsed = true;
             m_loaded = true;
             m_requests.remove(m_document);
         }
@@ -196,9 +197,11 @@ QStringList PageEvents::requestsUnderWay() const
 
 void PageEvents::noteLifecycle(const QJsonObject &event)
 {
-    if (event["frameId"_L1].toString() != m_mainFrame || event["name"_L1].toString() != "load"_L1)
+    if (event["frameId"_L1].toString() != m_mainFrame || event["loaderId"_L1].toString() != m_document)
         return;
-    m_loaded = event["loaderId"_L1].toString() == m_document;
+    const QString name = event["name"_L1].toString();
+    m_parsed = m_parsed || name == "DOMContentLoaded"_L1;
+    m_loaded = m_loaded || name == "load"_L1;
 }
 
 void PageEvents::noteNavigation(const QJsonObject &frame)
@@ -211,6 +214,7 @@ void PageEvents::noteNavigation(const QJsonObject &frame)
         m_session.fail(Failure(ExitCode::NotLoaded, u"%1 leads on to %2, which cannot be loaded"_s.arg(
                                                         m_shownAddress, withoutCredentials(unreachable))));
     m_document = frame["loaderId"_L1].toString();
+    m_parsed = false;
     m_loaded = false;
     m_leadsOn = false;
     m_asksForPrint = false;

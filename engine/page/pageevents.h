@@ -30,6 +30,8 @@ public:
     const QString &document() const { return m_document; }
     /// Whether that document has had its load event.
     bool isLoaded() const { return m_loaded; }
+    /// Whether it has been read to its end, or as far as it goes.
+    bool isParsed() const { return m_parsed; }
     /// Whether a navigation of the main frame is scheduled for later.
     bool leadsOn() const { return m_leadsOn; }
     /// Whether the document has called window.print().
@@ -86,6 +88,7 @@ private:
     QString m_mainFrame;
     QString m_shownAddress;
     QString m_document;
+    bool m_parsed = false;
     bool m_loaded = false;
     bool m_leadsOn = false;
     bool m_asksForPrint = false;

@@ -16,21 +16,21 @@ namespace
 using namespace Qt::StringLiterals;
 
 /// How much of the page's own time is let pass after its load event, for timers, animations and delayed
-/// redirects, and how much at first and after each step in which it has done something.
+/// redirects; how much more after it has done something late, and how much more in all.
 constexpr std::chrono::milliseconds pageTime = 5s;
-constexpr std::chrono::milliseconds firstTimeStep = 1s;
-/// How much more, and in what steps, after it has done something late; and how much more in all.
 constexpr std::chrono::milliseconds furtherTime = 1s;
-constexpr std::chrono::milliseconds furtherTimeStep = 250ms;
 constexpr std::chrono::milliseconds maximumFurtherTime = 10s;
+/// What a timer has asked the browser for comes before whatever was to end the wait for it only if that is in
+/// another step. Each in which nothing is done is followed by one twice as long.
+constexpr std::chrono::milliseconds firstTimeStep = 250ms;
+constexpr std::chrono::milliseconds longestTimeStep = 1s;
 /// How long a page may compute while its time passes.
 constexpr auto computingTime = 3s;
-/// How long a look takes: several steps of a conversation between the page and the browser.
-constexpr std::chrono::milliseconds lookTime = 15ms;
-/// How often in a look the browser is asked whether it is busy.
-constexpr int glances = 3;
-/// After the page has worked: how long a browser that is busy is taken to be busy for it.
-constexpr auto busyTime = 300ms;
+/// How long a look takes: so many questions and answers between the page and the browser, at least so long.
+constexpr int lookAnswers = 4;
+constexpr std::chrono::milliseconds lookTime = 10ms;
+/// After the page has worked: how long a browser that works is taken to work for it.
+constexpr auto servingTime = 300ms;
 /// How often sockets and event streams are looked at.
 constexpr auto channelInterval = 50ms;
 /// After requests have ended: the time in which further ones are expected.
@@ -41,6 +41,8 @@ constexpr auto showTime = 3s;
 constexpr int maximumShows = 3;
 /// How often a page that goes on changing is prepared for paper.
 constexpr int maximumPreparations = 6;
+/// How long a page that is on its way to another document is waited for.
+constexpr auto arrivalTime = 1s;
 /// How long a page that had to be stopped may take to be made ready for paper, and how often it is stopped.
 constexpr auto preparingTime = 2s;
 constexpr int maximumStops = 4;
@@ -48,9 +50,9 @@ constexpr int maximumStops = 4;
 } // namespace
 
 Readiness::Readiness(Session &session, const QString &mainFrame, const PageEvents &events, VirtualTime &time,
-                     Preparation &preparation, std::function<bool()> browserIsBusy)
+                     Preparation &preparation, ThreadWatch threads)
     : m_session(session), m_mainFrame(mainFrame), m_events(events), m_time(time), m_preparation(preparation),
-      m_browserIsBusy(std::move(browserIsBusy))
+      m_threads(std::move(threads))
 {
 }
 
@@ -138,6 +140,7 @@ void Readiness::carryOut(Step step, const Job &job)
 std::optional<Readiness::Work> Readiness::work()
 {
     Work sum;
+    const auto begin = std::chrono::steady_clock::now();
     for (const QString &session : m_session.family()) {
         const auto reply = m_session.ask(u"Performance.getMetrics"_s, {}, m_bound, session);
         if (!reply)
@@ -148,8 +151,8 @@ std::optional<Readiness::Work> Readiness::work()
             const double value = metric["value"_L1].toDouble();
             if (name == "ScriptDuration"_L1)
                 sum.scripts += value;
-            else if (name == "ProcessTime"_L1)
-                sum.processes += value;
+            else if (name == "ThreadTime"_L1)
+                sum.mainThreadTimes[session.toStdString()] = value;
             else if (name == "JSEventListeners"_L1)
                 sum.listeners += value;
             else if (name == "LayoutCount"_L1 || name == "RecalcStyleCount"_L1)
@@ -157,6 +160,8 @@ std::optional<Readiness::Work> Readiness::work()
         }
     }
     sum.events = m_events.count();
+    m_answerTime =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
     return sum;
 }
 
@@ -166,12 +171,7 @@ bool Readiness::noteWork()
     const std::optional<Work> now = work();
     if (!now)
         return false;
-    const auto time = std::chrono::steady_clock::now();
-    if (now->processes > m_lastWork.processes)
-        m_lastComputed = time;
-    m_facts.hasBusyWorkers = m_events.hasWorkers() && time - m_lastComputed < busyTime;
-    const bool any = now->scripts != m_lastWork.scripts || now->processes > m_lastWork.processes ||
-                     now->events != m_lastWork.events;
+    const bool any = now->scripts != m_lastWork.scripts || now->events != m_lastWork.events;
     m_facts.hasRunScripts = m_facts.hasRunScripts || now->scripts > 0;
     // What preparing the page has changed shows in the first figures after it.
     if (!m_preparedLayouts && !any)
@@ -192,19 +192,17 @@ void Readiness::look()
 {
     if (!m_workingSince)
         m_workingSince = std::chrono::steady_clock::now();
-    // On a busy machine what the page awaits may not have got its turn yet. Other pages keep the browser busy
-    // too.
-    const bool mayBeBusy = std::chrono::steady_clock::now() - m_lastWorked < busyTime;
-    bool isBusy = false;
-    for (int glance = 0; glance < glances; ++glance) {
-        m_time.waitUntil([] { return false; },
-                         m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
-                         Deadline::in(lookTime / glances).earlier(m_bound));
-        isBusy = isBusy || (mayBeBusy && m_browserIsBusy());
-    }
+    m_threads.sinceLast({});
+    m_time.waitUntil([] { return false; },
+                     m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
+                     Deadline::in(std::max(lookTime, lookAnswers * m_answerTime)).earlier(m_bound));
     const auto now = std::chrono::steady_clock::now();
-    if (!noteWork()) {
-        if (isBusy)
+    const bool hasWorked = noteWork();
+    const ThreadWatch::Work threads = m_threads.sinceLast(m_lastWork.mainThreadTimes);
+    m_facts.hasBusyWorkers = m_events.hasWorkers() && threads.ofPage;
+    if (!hasWorked) {
+        // What serves all pages may be busy for others.
+        if (threads.ofPage || (threads.ofBrowser && now - m_lastWorked < servingTime))
             return;
         ++m_facts.quietLooks;
         m_workingSince = std::nullopt;
@@ -216,7 +214,7 @@ void Readiness::look()
     const auto added = std::min(furtherTime - std::min(furtherTime, m_facts.pageTimeLeft), m_furtherTime);
     m_facts.pageTimeLeft += added;
     m_furtherTime -= added;
-    m_timeStep = furtherTimeStep;
+    m_timeStep = firstTimeStep;
 }
 
 void Readiness::prepare(const Job &job)
@@ -250,8 +248,7 @@ void Readiness::passTime()
     if (passed)
         m_workingSince = std::nullopt;
     m_facts.pageTimeLeft -= step;
-    // With nothing to do in its beginning, the rest may pass at once.
-    m_timeStep = pageTime;
+    m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     if (noteWork()) {
         m_timeStep = firstTimeStep;
         m_lastWorked = std::chrono::steady_clock::now();
@@ -311,6 +308,9 @@ void Readiness::giveUp(const Job &job)
 {
     m_unfinished = m_events.requestsUnderWay();
     noteUnfinished();
+    // One that reloads without end has nothing to print between its documents.
+    m_time.waitUntil([this] { return m_events.isParsed(); }, VirtualTime::Pace::Real,
+                     Deadline::in(arrivalTime));
     m_session.post(u"Page.stopLoading"_s);
     // What is stopped may be followed by the next that never ends.
     for (int attempt = 0; attempt < maximumStops; ++attempt) {

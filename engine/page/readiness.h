@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/browser/threadwatch.h"
 #include "engine/page/pageevents.h"
 #include "engine/page/preparation.h"
 #include "engine/page/virtualtime.h"
@@ -10,10 +11,9 @@
 class Readiness
 {
 public:
-    /// `mainFrame` is the id of the page's main frame; `browserIsBusy` tells whether the browser has
-    /// something to do at the moment, for this page or another.
+    /// `mainFrame` is the id of the page's main frame; `threads` are those of its browser.
     Readiness(Session &session, const QString &mainFrame, const PageEvents &events, VirtualTime &time,
-              Preparation &preparation, std::function<bool()> browserIsBusy);
+              Preparation &preparation, ThreadWatch threads);
 
     void awaitLoadEvent(Deadline bound);
     /// Returns when the page is whole and ready for paper; at the bound as it is then. With a page to which
@@ -26,11 +26,11 @@ public:
 private:
     /// What the browser counts of the work that is done for a page.
     struct Work {
-        double scripts = 0;   ///< seconds
-        double processes = 0; ///< seconds of processor time of its renderers
+        double scripts = 0; ///< seconds
         double listeners = 0;
         double layouts = 0; ///< style and layout calculations
         int events = 0;
+        std::map<std::string, double> mainThreadTimes; ///< as ThreadWatch takes them
     };
 
     void beginDocument();
@@ -52,8 +52,9 @@ private:
     const PageEvents &m_events;
     VirtualTime &m_time;
     Preparation &m_preparation;
-    std::function<bool()> m_browserIsBusy;
+    ThreadWatch m_threads;
     Deadline m_bound = Deadline::in({});
+    std::chrono::milliseconds m_answerTime{}; ///< that the browser took for its last answer
     QStringList m_unfinished;
 
     // Of the document at hand.
@@ -69,5 +70,4 @@ private:
     std::optional<double> m_preparedLayouts;
     std::optional<std::chrono::steady_clock::time_point> m_workingSince;
     std::chrono::steady_clock::time_point m_lastWorked;
-    std::chrono::steady_clock::time_point m_lastComputed;
 };

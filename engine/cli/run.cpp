@@ -23,7 +23,7 @@ size_t convertShowingProgress(const Invocation &invocation, const Job &job, UseS
 {
     Progress progress(invocation.begun);
     return convert(invocation, job, useServer,
-                   [&progress](std::string_view activity) { progress.tell(activity); });
+                   [&progress](std::string_view activity) { progress.setActivity(activity); });
 }
 
 int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
@@ -38,7 +38,7 @@ int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
     } catch (const std::bad_alloc &) {
         return reportFailure(ExitCode::Crashed, name, "out of memory");
     } catch (const std::system_error &error) {
-        // There is no thread or lock to be had.
+        // No thread or lock can be created.
         return reportFailure(ExitCode::Crashed, name,
                              std::string("the system gives no more memory or threads: ") + error.what());
     }
@@ -71,7 +71,7 @@ std::optional<Job> jobFrom(const Invocation &invocation)
         if (Job *job = std::get_if<Job>(&request))
             return std::move(*job);
     } catch (const Failure &) {
-        // The engine says why itself.
+        // The engine, told that the order is refused, parses it again and reports why.
     }
     return std::nullopt;
 }

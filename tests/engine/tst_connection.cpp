@@ -366,7 +366,7 @@ void ConnectionTest::aHalfMessageAtTheEndIsDropped()
     peer.hangUp();
     QVERIFY(!mailbox->take(soon()));
     QVERIFY(mailbox->closed());
-    QVERIFY(!peer.connection().heardOf());
+    QVERIFY(!peer.connection().hasResponded());
 }
 
 void ConnectionTest::lastErrorsAreKeptAndBounded()

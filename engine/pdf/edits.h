@@ -4,7 +4,7 @@
 
 #include <QByteArray>
 
-/// Makes the PDF that the job asks for out of the one that the browser printed: every edit that the job
-/// names, one after another, then compacted. Throws an exception with a reason in English if the browser's
-/// file cannot be understood.
+/// Edits the PDF that the browser printed as the job asks, and compacts it. Throws Refusal if it has
+/// something that an edit is not made for, and any other std::exception if it is damaged; both with a reason
+/// in English.
 QByteArray editedPdf(const QByteArray &printed, const Job &job);

@@ -24,12 +24,12 @@ namespace
 {
 
 #ifdef O_PATH
-constexpr int toPointAt = O_PATH;
+constexpr int referenceOnly = O_PATH;
 #else
-constexpr int toPointAt = O_RDONLY;
+constexpr int referenceOnly = O_RDONLY;
 #endif
 constexpr mode_t allPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
-/// As many as systems follow.
+/// The kernel's own maximum.
 constexpr int maximumLinks = 40;
 
 bool isStandardOutput(const std::string &path)
@@ -42,8 +42,8 @@ bool isStandardOutput(const std::string &path)
     throw OutputError(onOneLine(path + " cannot be written: " + reason));
 }
 
-/// The system's reason, and what to do.
-[[noreturn]] void refuseFor(const std::string &path, int error, const std::string &remedy)
+/// With the system's reason, and what to do.
+[[noreturn]] void refuseWithError(const std::string &path, int error, const std::string &remedy)
 {
     const std::string reason = error == EACCES ? "permission denied" : strerror(error);
     refuse(path, reason + "; " + remedy);
@@ -75,16 +75,15 @@ bool writeAll(int descriptor, std::string_view bytes)
     return true;
 }
 
-/// A name in a folder, and what lies there.
+/// A name in a folder, and the file that has it now.
 struct Place {
     /// Ends with a slash.
     std::string folderPath;
     Descriptor folder;
     std::string name;
-    /// One file's owner, kind and permissions, read at once: whatever happens to the name, they belong
-    /// together.
+    /// Of the existing file, if there is one.
     std::optional<struct stat> older;
-    /// On Linux the same file, not opened for reading or writing.
+    /// On Linux the same file even if the name is reused meanwhile, opened neither for reading nor writing.
     Descriptor olderFile;
 
     bool isLink() const { return older && S_ISLNK(older->st_mode); }
@@ -101,7 +100,7 @@ std::string absolute(const std::string &path)
     return text;
 }
 
-/// What stands at `file`, not followed if it is a link. Throws for `shown` if that cannot be told.
+/// What is at `file`, not followed if it is a link. Throws, naming `shown`, if that cannot be read.
 Place lookAt(const std::string &file, const std::string &shown)
 {
     const size_t slash = file.rfind('/');
@@ -110,11 +109,11 @@ Place lookAt(const std::string &file, const std::string &shown)
     place.name = slash == std::string::npos ? file : file.substr(slash + 1);
     if (place.name.empty())
         refuse(shown, "it is a folder; name a file in it");
-    place.folder.reset(::open(place.folderPath.c_str(), toPointAt | O_DIRECTORY | O_CLOEXEC));
+    place.folder.reset(::open(place.folderPath.c_str(), referenceOnly | O_DIRECTORY | O_CLOEXEC));
     if (!place.folder && (errno == ENOENT || errno == ENOTDIR))
         refuse(shown, "there is no folder " + absolute(place.folderPath) + "; make it first");
     if (!place.folder)
-        refuseFor(shown, errno, "choose another folder");
+        refuseWithError(shown, errno, "choose another folder");
     struct stat info {
     };
 #ifdef O_PATH
@@ -126,9 +125,9 @@ Place lookAt(const std::string &file, const std::string &shown)
     if (found)
         place.older = info;
     else if (errno == ENAMETOOLONG)
-        refuseFor(shown, errno, "choose a shorter name");
+        refuseWithError(shown, errno, "choose a shorter name");
     else if (errno != ENOENT)
-        refuseFor(shown, errno, "choose another folder");
+        refuseWithError(shown, errno, "choose another folder");
     return place;
 }
 
@@ -142,27 +141,28 @@ std::string targetOf(const Place &place, const std::string &shown)
     const ssize_t size = ::readlinkat(place.folder.get(), place.name.c_str(), target.data(), target.size());
 #endif
     if (size < 0)
-        refuseFor(shown, errno, "remove it, or choose another name");
+        refuseWithError(shown, errno, "remove it, or choose another name");
     const std::string text(target.data(), static_cast<size_t>(size));
     return text.starts_with('/') ? text : place.folderPath + text;
 }
 
-/// Where a file of this name is to be written: behind all links.
+/// Where a file of this name is to be written, with all links followed.
 Place placeOf(const std::string &path)
 {
     Place place = lookAt(path, path);
     for (int links = 0; place.isLink() && !isKernelFile(place.folder.get()); ++links) {
-        // Others could lead this user to a file of this user's that way.
+        // Another user could redirect the output to a file of this user.
         if (place.older->st_uid != ::geteuid() && place.older->st_uid != 0)
             refuse(path, "it is another user's link; choose another name");
         if (links == maximumLinks)
-            refuseFor(path, ELOOP, "remove it, or choose another name");
+            refuseWithError(path, ELOOP, "remove it, or choose another name");
         place = lookAt(targetOf(place, path), path);
     }
     return place;
 }
 
-/// Whether the folder lets its files be replaced only by their owners, and the older one has another.
+/// Whether the folder is sticky, so that files are replaced only by their owners, and the older file belongs
+/// to another user.
 bool belongsToAnother(const Place &place, const struct stat &folder)
 {
     const uid_t user = ::geteuid();
@@ -170,7 +170,7 @@ bool belongsToAnother(const Place &place, const struct stat &folder)
            user != place.older->st_uid;
 }
 
-/// Throws if it can be told that no file can be put there.
+/// Throws if no file can be written there.
 void check(const Place &place, const std::string &path)
 {
     if (place.older && S_ISDIR(place.older->st_mode))
@@ -178,26 +178,25 @@ void check(const Place &place, const std::string &path)
     if ((place.older && !S_ISREG(place.older->st_mode)) || isKernelFile(place.folder.get()))
         refuse(path, "it is no ordinary file; choose another name");
     if (::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
-        refuseFor(path, errno, "choose another folder");
+        refuseWithError(path, errno, "choose another folder");
     struct stat folder {
     };
     if (::fstat(place.folder.get(), &folder) != 0 || belongsToAnother(place, folder))
         refuse(path, "it belongs to another user; choose another name");
     if (place.older && ::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0)
-        refuseFor(path, errno, "choose another name");
+        refuseWithError(path, errno, "choose another name");
 }
 
-/// The permissions of a file that a program makes without asking for any.
-mode_t usualPermissions()
+/// The permissions that the umask leaves a new file.
+mode_t defaultPermissions()
 {
     const mode_t withheld = ::umask(0);
     ::umask(withheld);
     return (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH) & ~withheld;
 }
 
-/// Gives the file `made` the access list of `older`, or none if that has none; false if it is not known
-/// whether they are the same.
-bool takeOverAccessList([[maybe_unused]] int made, [[maybe_unused]] int older)
+/// Gives the file `made` the access control list of `older`, or none if it has none; false if that fails.
+bool copyAccessList([[maybe_unused]] int made, [[maybe_unused]] int older)
 {
 #ifdef __linux__
     constexpr char list[] = "system.posix_acl_access";
@@ -209,15 +208,15 @@ bool takeOverAccessList([[maybe_unused]] int made, [[maybe_unused]] int older)
         return ::fsetxattr(made, list, content.data(), static_cast<size_t>(size), 0) == 0;
     if (errno != ENODATA && errno != EOPNOTSUPP)
         return false;
-    // The folder may have given it one.
+    // A default list of the folder may have been applied.
     return ::fremovexattr(made, list) == 0 || errno == ENODATA || errno == EOPNOTSUPP;
 #else
     return true;
 #endif
 }
 
-/// Gives the file `made` the permissions of the older one if that is this user's own. What other users have
-/// put there, or have lent another name, opens nothing.
+/// Gives the file `made` the permissions of the older file if this user owns that. An older file of another
+/// user, or one with several hard links, must not make the PDF more accessible than the umask does.
 bool setPermissions(int made, const Place &place)
 {
     struct stat info {
@@ -225,27 +224,27 @@ bool setPermissions(int made, const Place &place)
     if (::fstat(made, &info) != 0)
         return false;
     if (!place.older || place.older->st_uid != ::geteuid())
-        return ::fchmod(made, usualPermissions()) == 0;
+        return ::fchmod(made, defaultPermissions()) == 0;
     mode_t mode = place.older->st_mode & allPermissions;
     if (place.older->st_nlink != 1)
-        mode &= usualPermissions();
-    // What the group may do is said of that group, and with an access list of those who stand in it.
+        mode &= defaultPermissions();
+    // Group permissions are kept only together with the group and the access list that they refer to.
     const bool sameGroup = info.st_gid == place.older->st_gid ||
                            ::fchown(made, static_cast<uid_t>(-1), place.older->st_gid) == 0;
-    if (!sameGroup || !takeOverAccessList(made, place.olderFile.get()))
+    if (!sameGroup || !copyAccessList(made, place.olderFile.get()))
         mode &= ~static_cast<mode_t>(S_IRWXG);
     return ::fchmod(made, mode) == 0;
 }
 
-/// A file in the folder of a place, without a name for as long as possible: what has none is not left behind
-/// by a process that is killed.
+/// A new file in the folder of a place. It has no name until it is complete, where the system allows that
+/// (O_TMPFILE), so a killed process leaves no temporary file behind.
 class NewFile
 {
 public:
     NewFile(const Place &place, const std::string &path) : m_folder(place.folder.get()), m_path(path)
     {
 #ifdef O_TMPFILE
-        // What has no name gets one through /proc.
+        // link() below goes through /proc.
         if (::access("/proc/self/fd", X_OK) == 0)
             m_file.reset(::openat(m_folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
 #endif
@@ -256,7 +255,7 @@ public:
         }
         if (!m_file) {
             m_name.clear();
-            refuseFor(path, errno, "choose another folder");
+            refuseWithError(path, errno, "choose another folder");
         }
     }
     NewFile(const NewFile &) = delete;
@@ -276,7 +275,7 @@ public:
     {
         if (!place.older && m_name.empty() && link(place.name))
             return;
-        // The older file gives way only when the new one has come to the disk, which takes a while.
+        // Only before replacing an older file: fsync is slow.
         require(!place.older || ::fsync(m_file.get()) == 0);
         if (m_name.empty()) {
             const std::string name = newName();
@@ -288,7 +287,7 @@ public:
     }
 
 private:
-    /// Not made of the output's name, which may be as long as names can be.
+    /// Not derived from the output's name, which may already have the maximum length.
     static std::string newName()
     {
         std::array<char, 32> name{};
@@ -298,7 +297,7 @@ private:
         return name.data();
     }
 
-    /// False, with errno, if it cannot get this name: there is such a file by now, for example.
+    /// False, with errno set, if that fails: because the name is taken by now, for example.
     bool link(const std::string &name) const
     {
         const std::string file = "/proc/self/fd/" + std::to_string(m_file.get());
@@ -308,7 +307,7 @@ private:
     void require(bool done) const
     {
         if (!done)
-            refuseFor(m_path, errno, "choose another folder");
+            refuseWithError(m_path, errno, "choose another folder");
     }
 
     int m_folder;
@@ -335,7 +334,7 @@ void writeOutput(const std::string &path, std::string_view bytes)
             refuse("standard output", strerror(errno));
         return;
     }
-    // Much may have happened since the job began.
+    // Checked again: the folder may have changed since the job began.
     const Place place = placeOf(path);
     check(place, path);
     NewFile file(place, path);

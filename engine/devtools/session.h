@@ -65,9 +65,9 @@ public:
     /// Sends a command whose reply is of no interest, here or to the child session `to`.
     void post(const QString &method, const QJsonObject &parameters = {}, const QString &to = {});
 
-    /// `handler` gets the parameters of every event of this name from now on.
-    void on(const QString &event, const Handler &handler);
-    bool hears(const QString &event) const { return m_handlers.contains(event); }
+    /// `handler` gets the parameters of every event of this name from now on; without one nobody does.
+    /// Returns the handler that did so far, if any.
+    Handler on(const QString &event, const Handler &handler);
     /// Events of the child session `id`, of a frame in another process or of a worker, come here as well.
     void adopt(const QString &id, bool isFrame);
     /// The child session is gone.

@@ -84,7 +84,8 @@ def at(room, moment, *options, **more):
         return job
     if room.warm and not room.server:
         room.warm_up()
-    page, sign = {'load': ('/waiting', '/held')}.get(moment, ('/long_page', '/printing'))
+    page = {'load': '/waiting', 'print': '/shorter_page'}.get(moment, '/long_page')
+    sign = '/held' if moment == 'load' else '/printing'
     job = room.start(room.web.address + page, *options, **more)
     if moment == 'write':
         return await_writing(room, job)
@@ -159,8 +160,10 @@ add('browser talks nonsense', 'start', BOTH, with_browser('exec yes nonsense >&4
 add('browser complains without end', 'start', BOTH, with_browser('exec yes complaint >&2\n'), 4, 'time')
 
 
-def browser_hit(moment, number, what='browser', seconds=4):
+def browser_hit(moment, number, what='browser'):
     def act(room):
+        # Enough for a busy machine to begin to print.
+        seconds = 10 if moment == 'print' else 4
         options = ('--timeout', str(seconds)) if number == STOPPED else ()
         job = at(room, moment, *options)
         worker = engine_has(room, job) or room.servers()[0]
@@ -172,7 +175,7 @@ def browser_hit(moment, number, what='browser', seconds=4):
             raise Complaint(f'no {what}')
         for victim in filter(None, victims):
             send(victim, number)
-        return done(room, job, seconds)
+        return done(room, job, seconds) if number == STOPPED else done(room, job)
     return act
 
 

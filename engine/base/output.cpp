@@ -101,35 +101,49 @@ std::string absolute(const std::string &path)
     return text;
 }
 
-/// What stands at `file`, not followed if it is a link. Throws for `shown` if that cannot be told.
-Place lookAt(const std::string &file, const std::string &shown)
+/// Looks for `name` in the place's folder, not followed if it is a link. False, with errno, if that cannot be
+/// told; nothing of that name is no error.
+bool look(Place &place, const std::string &name)
 {
-    const size_t slash = file.rfind('/');
-    Place place;
-    place.folderPath = slash == std::string::npos ? "./" : file.substr(0, slash + 1);
-    place.name = slash == std::string::npos ? file : file.substr(slash + 1);
-    if (place.name.empty())
-        refuse(shown, "it is a folder; name a file in it");
-    place.folder.reset(::open(place.folderPath.c_str(), toPointAt | O_DIRECTORY | O_CLOEXEC));
-    if (!place.folder && (errno == ENOENT || errno == ENOTDIR))
-        refuse(shown, "there is no folder " + absolute(place.folderPath) + "; make it first");
-    if (!place.folder)
-        refuseFor(shown, errno, "choose another folder");
+    place.name = name;
+    place.older.reset();
     struct stat info {
     };
 #ifdef O_PATH
-    place.olderFile.reset(::openat(place.folder.get(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    place.olderFile.reset(::openat(place.folder.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     const bool found = place.olderFile && ::fstat(place.olderFile.get(), &info) == 0;
 #else
-    const bool found = ::fstatat(place.folder.get(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool found = ::fstatat(place.folder.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
 #endif
     if (found)
         place.older = info;
-    else if (errno == ENAMETOOLONG)
-        refuseFor(shown, errno, "choose a shorter name");
-    else if (errno != ENOENT)
-        refuseFor(shown, errno, "choose another folder");
-    return place;
+    return found || errno == ENOENT;
+}
+
+/// Goes to another folder, or with `name` into a folder of this one; false, with errno, if that cannot be.
+bool enter(Place &place, const char *name)
+{
+    // The kernel's own links lead where no path may.
+    const bool follows = place.folder && isKernelFile(place.folder.get());
+    const int from = place.folder ? place.folder.get() : AT_FDCWD;
+    Descriptor folder(::openat(from, name, toPointAt | O_DIRECTORY | O_CLOEXEC | (follows ? 0 : O_NOFOLLOW)));
+    if (!folder)
+        return false;
+    place.folder = std::move(folder);
+    return true;
+}
+
+/// Whether the link at `place` may have been put there by somebody to lead this user astray.
+bool isPlanted(const Place &place, bool isLast)
+{
+    const uid_t owner = place.older->st_uid;
+    if (owner == ::geteuid() || owner == 0)
+        return false;
+    struct stat folder {
+    };
+    // On the way: as the kernel has it, but for all folders that several may write.
+    return isLast || ::fstat(place.folder.get(), &folder) != 0 ||
+           (owner != folder.st_uid && (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0);
 }
 
 /// Where the link at `place` leads.
@@ -143,23 +157,56 @@ std::string targetOf(const Place &place, const std::string &shown)
 #endif
     if (size < 0)
         refuseFor(shown, errno, "remove it, or choose another name");
-    const std::string text(target.data(), static_cast<size_t>(size));
-    return text.starts_with('/') ? text : place.folderPath + text;
+    return {target.data(), static_cast<size_t>(size)};
 }
 
-/// Where a file of this name is to be written: behind all links.
+/// Where a file of this name is to be written: behind all links. Each folder on the way is held while the
+/// next is looked for, so that nobody can put a link there in between.
 Place placeOf(const std::string &path)
 {
-    Place place = lookAt(path, path);
-    for (int links = 0; place.isLink() && !isKernelFile(place.folder.get()); ++links) {
-        // Others could lead this user to a file of this user's that way.
-        if (place.older->st_uid != ::geteuid() && place.older->st_uid != 0)
-            refuse(path, "it is another user's link; choose another name");
-        if (links == maximumLinks)
-            refuseFor(path, ELOOP, "remove it, or choose another name");
-        place = lookAt(targetOf(place, path), path);
+    Place place;
+    std::string rest = path;
+    const auto begin = [&] {
+        place.folderPath = rest.starts_with('/') ? "/" : place.folderPath.empty() ? "./" : place.folderPath;
+        if ((rest.starts_with('/') || !place.folder) && !enter(place, place.folderPath.c_str()))
+            refuseFor(path, errno, "choose another folder");
+        rest.erase(0, std::min(rest.find_first_not_of('/'), rest.size()));
+    };
+    const auto noFolder = [&](const std::string &name) {
+        const std::string whole = place.folderPath + name + rest;
+        refuse(path,
+               "there is no folder " + absolute(whole.substr(0, whole.rfind('/') + 1)) + "; make it first");
+    };
+    begin();
+    for (int links = 0;;) {
+        const size_t end = std::min(rest.find('/'), rest.size());
+        const std::string name = rest.substr(0, end);
+        rest.erase(0, end);
+        const bool isLast = rest.empty();
+        if (name.empty())
+            refuse(path, "it is a folder; name a file in it");
+        if (!look(place, name))
+            refuseFor(path, errno,
+                      isLast && errno == ENAMETOOLONG ? "choose a shorter name" : "choose another folder");
+        if (place.isLink() && !isKernelFile(place.folder.get())) {
+            if (isPlanted(place, isLast))
+                refuse(path, "it is another user's link; choose another name");
+            if (++links > maximumLinks)
+                refuseFor(path, ELOOP, "remove it, or choose another name");
+            rest.insert(0, targetOf(place, path));
+            begin();
+        } else if (isLast) {
+            return place;
+        } else {
+            if (!enter(place, name.c_str())) {
+                if (errno == ENOENT || errno == ENOTDIR)
+                    noFolder(name);
+                refuseFor(path, errno, "choose another folder");
+            }
+            place.folderPath += name + '/';
+            rest.erase(0, std::min(rest.find_first_not_of('/'), rest.size()));
+        }
     }
-    return place;
 }
 
 /// Whether the folder lets its files be replaced only by their owners, and the older one has another.

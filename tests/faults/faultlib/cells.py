@@ -163,7 +163,7 @@ add('browser complains without end', 'start', BOTH, with_browser('exec yes compl
 def browser_hit(moment, number, what='browser'):
     def act(room):
         # Enough for a busy machine to begin to print.
-        seconds = 10 if moment == 'print' else 4
+        seconds = 20 if moment == 'print' else 4
         options = ('--timeout', str(seconds)) if number == STOPPED else ()
         job = at(room, moment, *options)
         worker = engine_has(room, job) or room.servers()[0]

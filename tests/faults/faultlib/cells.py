@@ -113,7 +113,7 @@ def await_writing(room, job):
             raise Skip('an ordinary user cannot see what the engine writes') from None
         except OSError:
             return False
-    end = time.monotonic() + 30
+    end = time.monotonic() + 60
     while not writes():
         if time.monotonic() > end:
             raise Complaint('nothing is written')

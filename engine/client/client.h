@@ -4,6 +4,7 @@
 #include "engine/base/exitcode.h"
 #include "engine/base/invocation.h"
 #include "engine/client/endpoint.h"
+#include "engine/client/report.h"
 
 #include <string>
 
@@ -13,15 +14,13 @@ struct ServerReply {
         NoServer, ///< there is none, or there shall be none
         Useless,  ///< the engine must do what it is called for itself: asking again would not help
         Failed,   ///< the job cannot be done: `code` and `message` say why
-        Printed,  ///< `pdf` is for `output`
+        Printed,  ///< `pdf` is for the job's output
     };
     Kind kind = Kind::NoServer;
     ExitCode code = ExitCode::Written;
     std::string message = {};
     std::string pdf = {};
-    /// From here on of Failed and Printed: where the PDF goes, and the job's name for the log.
-    std::string output = {};
-    std::string name = {};
+    JobAccount job = {}; ///< of Failed and Printed
 };
 
 /// Hands the job to the warm server. Useless, after at most half a second, if the server is full, stuck or

@@ -43,11 +43,14 @@ void loadPdfEdits()
     pdfEdits();
 }
 
-QByteArray finishPdf(const QByteArray &printed, const Job &job)
+QByteArray finishPdf(const QByteArray &printed, const Job &job, JobRecord &record)
 {
+    record.enter(JobStep::Edit);
+    Job described = job;
+    described.page = record.page;
     QByteArray pdf;
     QString problem;
-    if (!pdfEdits()(printed, job, pdf, problem))
+    if (!pdfEdits()(printed, described, pdf, record.pages, problem))
         throw Failure(ExitCode::Crashed, QStringLiteral("the printed PDF cannot be read: %1").arg(problem));
     if (pdf.size() > static_cast<qsizetype>(job.maximumOutput) << 20)
         throw tooLargeForOutput(job.maximumOutput);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/job/job.h"
+#include "engine/job/record.h"
 
 #include <QByteArray>
 
@@ -8,6 +8,7 @@
 /// half the time. Throws Failure(Crashed) if it is missing.
 void loadPdfEdits();
 
-/// Makes the PDF that the job asks for out of the one that the browser printed. Throws Failure(Crashed) if
-/// that cannot be understood, and Failure(NotWritten) if the outcome is larger than the job allows.
-QByteArray finishPdf(const QByteArray &printed, const Job &job);
+/// Makes the PDF that the job asks for out of the one that the browser printed from the page of the record,
+/// which gets the number of pages. Throws Failure(Crashed) if that cannot be understood, and
+/// Failure(NotWritten) if the outcome is larger than the job allows.
+QByteArray finishPdf(const QByteArray &printed, const Job &job, JobRecord &record);

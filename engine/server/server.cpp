@@ -4,6 +4,7 @@
 #include "engine/client/message.h"
 #include "engine/client/start.h"
 #include "engine/finish/finish.h"
+#include "engine/page/printing.h"
 #include "engine/server/browserpool.h"
 
 #include <sys/socket.h>
@@ -89,10 +90,10 @@ struct Task {
         page = nullptr;
     }
 
-    void setActivity(const QString &activity)
+    void setActivity(std::string_view activity)
     {
         const std::lock_guard lock(mutex);
-        doing = activity.toUtf8();
+        doing = QByteArray(activity.data(), static_cast<qsizetype>(activity.size()));
     }
     QByteArray activity()
     {
@@ -107,6 +108,7 @@ struct Task {
     Page *page = nullptr;
     bool cancelled = false;
     QByteArray doing = "waiting for other jobs";
+    JobRecord record;
     /// To be sent, once done; of no meaning if cancelled.
     Reply result{FrameKind::Failure, {}};
     std::atomic<bool> done = false;
@@ -186,7 +188,7 @@ private:
     Reply resultOf(Task &task)
     {
         try {
-            return {FrameKind::Pdf, finishPdf(printedOf(task), task.job)};
+            return {FrameKind::Pdf, finishPdf(printedOf(task), task.job, task.record)};
         } catch (const Failure &failure) {
             return replyOf(failure);
         } catch (const std::exception &error) {
@@ -228,10 +230,9 @@ private:
         page = browser.takePage(order.job.proxy, order.deadline);
         try {
             task.setPage(page.get());
-            task.setActivity(QStringLiteral("loading %1").arg(order.address.shown));
-            page->load(order);
-            task.setActivity(QStringLiteral("printing %1").arg(order.address.shown));
-            QByteArray printed = page->print(order.job);
+            QByteArray printed = printPage(*page, order, task.record, [&task](std::string_view activity) {
+                task.setActivity(activity);
+            });
             leave.done = std::move(page);
             return printed;
         } catch (const Cancelled &) {
@@ -300,8 +301,10 @@ public:
 
     void takeResult()
     {
-        if (m_task && m_task->done && !m_finished)
-            finish(std::move(m_task->result));
+        if (!m_task || !m_task->done || m_finished)
+            return;
+        queue({FrameKind::Findings, bytesOf(findingsBody(m_task->record.findings(m_task->job)))});
+        finish(std::move(m_task->result));
     }
 
     /// Refuses an order that cannot be begun, and tells the other clients that theirs is being worked on.
@@ -349,8 +352,9 @@ private:
         const Deadline deadline = Deadline::after(begun, job.timeout);
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline.time() - Deadline::Clock::now());
-        queue({FrameKind::Accepted, bytesOf(acceptanceBody({std::max(left, 0ms), job.output.toStdString(),
-                                                            nameOf(job).toStdString()}))});
+        queue({FrameKind::Accepted,
+               bytesOf(acceptanceBody({std::max(left, 0ms), job.output.toStdString(),
+                                       nameOf(job).toStdString(), job.report.toStdString(), job.quiet}))});
         m_task = std::make_shared<Task>(std::move(job), deadline);
         workers.add(m_task);
     }

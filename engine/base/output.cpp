@@ -46,7 +46,7 @@ bool isStandardOutput(const std::string &path)
 [[noreturn]] void refuseFor(const std::string &path, int error, const std::string &remedy)
 {
     const std::string reason = error == EACCES ? "permission denied" : strerror(error);
-    refuse(path, reason + "; " + remedy);
+    refuse(path, reason + "; " + (error == EMFILE ? "allow more open files (ulimit -n)" : remedy));
 }
 
 void checkStandardOutput()

@@ -478,7 +478,7 @@ def with_limit(kind, most, page='/plain', warm_first=False):
 
 DESCRIPTORS = ('descriptor', 'pipe', 'cannot start', 'Too many open files', 'browser')
 for COUNT in (4, 6, 8, 10, 12, 16, 24, 32, 64, 128, 256):
-    add(f'{COUNT} file descriptors', 'start', BOTH, with_limit(resource.RLIMIT_NOFILE, COUNT), (0, 2, 127),
+    add(f'{COUNT} file descriptors', 'start', BOTH, with_limit(resource.RLIMIT_NOFILE, COUNT), (0, 2, 5, 127),
         DESCRIPTORS, written=None, small=(COLD,) if COUNT in (8, 12) else ())
 for COUNT in (8, 12, 16):
     add(f'{COUNT} file descriptors, server runs', 'start', (WARM,),

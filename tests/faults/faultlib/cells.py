@@ -184,7 +184,8 @@ for MOMENT in ('start', 'load', 'print', 'edit'):
         {COLD: (0,) if MOMENT == 'edit' else (2, 6) if MOMENT == 'start' else 6, WARM: 0}, 'browser',
         written={COLD: MOMENT == 'edit', WARM: True}, small=(WARM,) if MOMENT == 'print' else ())
 for MOMENT in ('start', 'load', 'print'):
-    add('browser stopped', MOMENT, BOTH, browser_hit(MOMENT, STOPPED), 4, 'time',
+    # What it is sent fills the pipe at last.
+    add('browser stopped', MOMENT, BOTH, browser_hit(MOMENT, STOPPED), 4, ('time', 'takes no commands'),
         small=BOTH if MOMENT == 'load' else ())
 for MOMENT in ('load', 'print'):
     add('renderer killed', MOMENT, BOTH, browser_hit(MOMENT, KILLED, 'renderers'), {COLD: 6, WARM: 0}, 'crash',

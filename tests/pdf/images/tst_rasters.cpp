@@ -15,6 +15,8 @@ private slots:
     void keepsChannelsApart();
     void weighsByWhatCanBeSeen();
     void countsFewColours();
+    void aPaletteHasAtMost256Colours_data();
+    void aPaletteHasAtMost256Colours();
     void choosesTheSmallestWay();
     void paletteHoldsEveryColour();
 };
@@ -56,6 +58,21 @@ Raster ramp()
     for (int y = 0; y < 64; ++y) {
         for (int x = 0; x < 64; ++x)
             raster.samples += bytes({4 * x, 4 * y, 2 * (x + y)});
+    }
+    return raster;
+}
+
+/// So many colours, each several times, in an order that cannot be predicted.
+Raster mixture(unsigned colours)
+{
+    Raster raster{64, 64, 3, {}};
+    unsigned random = 1;
+    for (unsigned i = 0; i < 64 * 64; ++i) {
+        random = random * 1664525U + 1013904223U;
+        const unsigned colour = i < colours ? i : (random >> 16U) % colours;
+        const unsigned scattered = colour * 40503U;
+        raster.samples += bytes({static_cast<int>(colour & 0xffU), static_cast<int>(scattered >> 8U & 0xffU),
+                                 static_cast<int>(colour >> 8U)});
     }
     return raster;
 }
@@ -112,6 +129,42 @@ void TestRasters::countsFewColours()
 {
     QCOMPARE(fewColours(drawing()).value().size(), size_t{2});
     QVERIFY(!fewColours(ramp()));
+}
+
+void TestRasters::aPaletteHasAtMost256Colours_data()
+{
+    QTest::addColumn<unsigned>("colours");
+    QTest::addColumn<int>("bits");
+    for (const auto &[colours, bits] :
+         {std::pair(2U, 1), std::pair(3U, 2), std::pair(4U, 2), std::pair(5U, 4), std::pair(16U, 4),
+          std::pair(17U, 8), std::pair(256U, 8)})
+        QTest::addRow("%u", colours) << colours << bits;
+    QTest::newRow("257") << 257U << 0;
+}
+
+void TestRasters::aPaletteHasAtMost256Colours()
+{
+    QFETCH(unsigned, colours);
+    QFETCH(int, bits);
+    const Raster raster = mixture(colours);
+    const auto few = fewColours(raster);
+    QCOMPARE(few ? few->size() : 0, bits > 0 ? size_t{colours} : 0);
+    const LosslessImage image = losslessImage(raster, true);
+    QCOMPARE(image.palette.size(), bits > 0 ? size_t{colours} * 3 : 0);
+    QCOMPARE(image.bits, bits > 0 ? bits : 8);
+    const std::string rows = inflated(image.data);
+    if (image.palette.empty()) {
+        QCOMPARE(rows.size(), raster.samples.size() + (image.predicted ? 64 : 0));
+        return;
+    }
+    std::string samples;
+    for (size_t pixel = 0; pixel < 64 * 64; ++pixel) {
+        const size_t bit = pixel * static_cast<size_t>(bits);
+        const unsigned shift = 8U - static_cast<unsigned>(bits) - bit % 8;
+        const unsigned byte = static_cast<unsigned char>(rows.at(bit / 8));
+        samples += image.palette.substr(3 * (byte >> shift & ((1U << static_cast<unsigned>(bits)) - 1)), 3);
+    }
+    QVERIFY(samples == raster.samples);
 }
 
 void TestRasters::choosesTheSmallestWay()

@@ -9,4 +9,5 @@ enum class ExitCode {
     OutOfTime = 4,    ///< the job's time is used up
     NotWritten = 5,   ///< the output cannot be written
     Crashed = 6,      ///< the page or the browser crashed
+    Incomplete = 7,   ///< the PDF would lack something of the page, which is not allowed to
 };

@@ -15,6 +15,9 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+/// In seconds: the year 9999 is the last that a PDF can name.
+constexpr qint64 maximumFixedTime = 253402300799;
+
 /// Throws if the bytes are not valid UTF-8. The message calls them `what`, or quotes them if that is empty.
 QString textOf(const std::string &bytes, const QString &what)
 {
@@ -113,10 +116,24 @@ void applyOption(Job &job, const Option &option, Arguments &arguments)
     option.apply(job, nameOf(option), value);
 }
 
+QDateTime fixedTimeOf(const QString &value)
+{
+    bool isNumber = false;
+    const qint64 seconds = value.toLongLong(&isNumber);
+    if (!isNumber || seconds < 0 || seconds > maximumFixedTime)
+        refuse(u"%1 takes the seconds since 1970, not \"%2\""_s.arg(QLatin1String(fixedTimeVariable),
+                                                                    onOneLine(value)));
+    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
+}
+
 /// Applies the variables of options that are not among the arguments.
 void applyVariables(Job &job, const Invocation &invocation, const std::vector<const Option *> &given)
 {
     for (const auto &[name, value] : invocation.variables) {
+        if (name == fixedTimeVariable) {
+            job.fixedTime = fixedTimeOf(textOf(value, QLatin1String(fixedTimeVariable)));
+            continue;
+        }
         const auto isNamed = [name = std::string_view(name)](const Option &option) {
             return name == option.variable;
         };

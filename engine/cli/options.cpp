@@ -29,6 +29,14 @@ void text(Job &job, const QString &, const QString &value)
     job.*field = value;
 }
 
+template <auto field>
+void entry(Job &job, const QString &name, const QString &value)
+{
+    if (value.isEmpty())
+        refuse(u"%1 takes a name"_s.arg(name));
+    (job.*field).append(value.toLower());
+}
+
 /// A whole number in decimal digits.
 template <auto field, int least, int most>
 void number(Job &job, const QString &name, const QString &value)
@@ -148,6 +156,38 @@ constexpr auto table = std::to_array<Option>({
         .details = "Omits images.",
         .example = "--no-images a.html a.pdf",
         .apply = set<&Job::images, false>,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--wait-for",
+        .value = "SELECTOR",
+        .help = "wait until an element can be seen",
+        .details = "Waits until an element that this CSS selector names is there and can be seen. That is "
+                   "waited for in real "
+                   "time, until `--timeout`.",
+        .example = "--wait-for \"#chart svg\" www.example.com a.pdf",
+        .apply = text<&Job::awaitedElement>,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--wait-for-expression",
+        .value = "JS",
+        .help = "wait until an expression in JavaScript is true",
+        .details =
+            "Waits until this expression in JavaScript is true in the page, or the promise that it is comes "
+            "to "
+            "something true. It may fail meanwhile. That is waited for in real time, until `--timeout`.",
+        .example = "--wait-for-expression window.finished www.example.com a.pdf",
+        .apply = text<&Job::awaitedExpression>,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--wait",
+        .value = "SECONDS",
+        .help = "wait so long after the page is loaded",
+        .details = "Waits for so many seconds of real time after the page is loaded, a number up to 86400.",
+        .example = "--wait 2.5 www.example.com a.pdf",
+        .apply = seconds<&Job::awaitedTime>,
     },
     {
         .group = OptionGroup::Page,
@@ -299,6 +339,47 @@ constexpr auto table = std::to_array<Option>({
     },
 
     {
+        .group = OptionGroup::Warnings,
+        .name = "--quiet",
+        .help = "warnings go to the log only",
+        .details = "Writes [warnings](#warnings) to the log only, not to standard error.",
+        .example = "--quiet a.html a.pdf",
+        .apply = set<&Job::quiet, true>,
+    },
+    {
+        .group = OptionGroup::Warnings,
+        .name = "--strict",
+        .help = "fail instead of writing a PDF with warnings",
+        .details = "Fails, with exit code 7, where there would be a [warning](#warnings): no PDF is written.",
+        .example = "--strict a.html a.pdf",
+        .apply = set<&Job::strict, true>,
+    },
+    {
+        .group = OptionGroup::Warnings,
+        .name = "--strict-ignore",
+        .value = "HOST",
+        .help = "requests to HOST may fail without a warning",
+        .details = "Requests to this host, such as `ads.example.com`, may fail: there is no warning of them. "
+                   "Can be given "
+                   "several times.",
+        .example = "--strict --strict-ignore ads.example.com www.example.com a.pdf",
+        .apply = entry<&Job::ignoredHosts>,
+        .isRepeatable = true,
+    },
+    {
+        .group = OptionGroup::Warnings,
+        .name = "--report",
+        .value = "FILE",
+        .help = "write what became of the job to FILE, as JSON",
+        .details = "Writes what became of the job to FILE, as [one JSON object](#the-report); `-` for "
+                   "standard error. Also "
+                   "when the job fails.",
+        .example = "--report a.json a.html a.pdf",
+        .apply = text<&Job::report>,
+        .isFile = true,
+    },
+
+    {
         .group = OptionGroup::Program,
         .name = "--help",
         .help = "print this summary",
@@ -341,6 +422,8 @@ QString titleOf(OptionGroup group)
         return u"Network"_s;
     case OptionGroup::Limits:
         return u"Limits"_s;
+    case OptionGroup::Warnings:
+        return u"Warnings"_s;
     case OptionGroup::Program:
         return u"Program"_s;
     }

@@ -8,7 +8,7 @@
 #include <span>
 
 /// The headings under which help, man page and docs/engine.md list the options, in this order.
-enum class OptionGroup { Page, Document, Network, Limits, Program };
+enum class OptionGroup { Page, Document, Network, Limits, Warnings, Program };
 
 /// What is printed instead of a job being done.
 enum class Answer { Help, Version };

@@ -14,33 +14,39 @@
 namespace
 {
 
-int report(const Failure &failure, const std::string &name)
-{
-    return reportFailure(failure.code(), name, failure.message().toStdString());
-}
-
-size_t convertShowingProgress(const Invocation &invocation, const Job &job, UseServer useServer)
+size_t convertShowingProgress(const Invocation &invocation, const Job &job, UseServer useServer,
+                              Findings &findings)
 {
     Progress progress(invocation.begun);
-    return convert(invocation, job, useServer,
-                   [&progress](std::string_view activity) { progress.setActivity(activity); });
+    return convert(
+        invocation, job, useServer, [&progress](std::string_view activity) { progress.setActivity(activity); },
+        findings);
+}
+
+JobAccount accountOf(const Job &job)
+{
+    return {nameOf(job).toStdString(), job.output.toStdString(), job.report.toStdString(), job.quiet, {}};
 }
 
 int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
 {
-    const std::string name = nameOf(job).toStdString();
+    JobAccount account = accountOf(job);
+    const auto failed = [&](ExitCode code, const std::string &message) {
+        return reportFailure(invocation, account, code, message);
+    };
     try {
-        return reportWritten(invocation, name, convertShowingProgress(invocation, job, useServer));
+        const size_t bytes = convertShowingProgress(invocation, job, useServer, account.findings);
+        return reportWritten(invocation, account, bytes);
     } catch (const Failure &failure) {
-        return report(failure, name);
+        return failed(failure.code(), failure.message().toStdString());
     } catch (const OutputError &error) {
-        return reportFailure(ExitCode::NotWritten, name, error.what());
+        return failed(ExitCode::NotWritten, error.what());
     } catch (const std::bad_alloc &) {
-        return reportFailure(ExitCode::Crashed, name, "out of memory");
+        return failed(ExitCode::Crashed, "out of memory");
     } catch (const std::system_error &error) {
         // No thread or lock can be created.
-        return reportFailure(ExitCode::Crashed, name,
-                             std::string("the system gives no more memory or threads: ") + error.what());
+        return failed(ExitCode::Crashed,
+                      std::string("the system gives no more memory or threads: ") + error.what());
     }
 }
 
@@ -60,7 +66,7 @@ int runCommandLine(const Invocation &invocation, UseServer useServer)
         fputs(textOf(std::get<Answer>(request)).c_str(), stdout);
         return fflush(stdout) == 0 ? 0 : static_cast<int>(ExitCode::NotWritten);
     } catch (const Failure &failure) {
-        return report(failure, "refused");
+        return reportFailure(invocation, {}, failure.code(), failure.message().toStdString());
     }
 }
 

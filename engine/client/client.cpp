@@ -135,18 +135,24 @@ public:
         const Frame answer = nextFrame();
         if (answer.kind != FrameKind::Accepted)
             return useless();
-        Acceptance job = acceptanceFrom(answer.body);
+        const Acceptance acceptance = acceptanceFrom(answer.body);
+        JobAccount job{acceptance.name, acceptance.output, acceptance.report, acceptance.isQuiet, {}};
         checkOutput(job.output);
-        m_resultDeadline = Deadline::in(job.left + resultDelay);
+        if (!job.report.empty() && job.report != "-")
+            checkOutput(job.report);
+        m_resultDeadline = Deadline::in(acceptance.left + resultDelay);
         for (;;) {
             Frame frame = nextFrame();
             switch (frame.kind) {
             case FrameKind::Alive:
                 m_listener(frame.body);
                 break;
+            case FrameKind::Findings:
+                job.findings = findingsFrom(frame.body);
+                break;
             case FrameKind::Pdf:
-                return {ServerReply::Kind::Printed, ExitCode::Written, {},
-                        std::move(frame.body),      job.output,        job.name};
+                return {
+                    ServerReply::Kind::Printed, ExitCode::Written, {}, std::move(frame.body), std::move(job)};
             case FrameKind::Failure:
                 if (const FailureReply failure = failureFrom(frame.body); !isServersFault(failure))
                     return failed(job, failure.code, failure.message);
@@ -162,9 +168,9 @@ public:
     static ServerReply useless() { return {ServerReply::Kind::Useless}; }
 
 private:
-    static ServerReply failed(const Acceptance &job, ExitCode code, const std::string &message)
+    static ServerReply failed(const JobAccount &job, ExitCode code, const std::string &message)
     {
-        return {ServerReply::Kind::Failed, code, message, {}, job.output, job.name};
+        return {ServerReply::Kind::Failed, code, message, {}, job};
     }
 
     Frame nextFrame()

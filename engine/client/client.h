@@ -4,6 +4,7 @@
 #include "engine/base/exitcode.h"
 #include "engine/base/invocation.h"
 #include "engine/client/endpoint.h"
+#include "engine/client/report.h"
 
 #include <string>
 
@@ -13,15 +14,13 @@ struct ServerReply {
         NoServer, ///< none is running or can be started, or servers are disabled
         Useless,  ///< the server cannot do this: the engine must do it itself, without asking again
         Failed,   ///< the job has failed for the reason in `code` and `message`
-        Printed,  ///< `pdf` is to be written to `output`
+        Printed,  ///< `pdf` is to be written to the job's output
     };
     Kind kind = Kind::NoServer;
     ExitCode code = ExitCode::Written;
     std::string message = {};
     std::string pdf = {};
-    /// For Failed and Printed: where the PDF goes, and the job's name for the log.
-    std::string output = {};
-    std::string name = {};
+    JobAccount job = {}; ///< of Failed and Printed
 };
 
 /// Sends the job to the warm server and waits for the result. Useless, after at most half a second, if the

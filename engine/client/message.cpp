@@ -78,7 +78,7 @@ std::optional<Frame> takeFrame(std::string &bytes, size_t limit)
     uint32_t size = 0;
     memcpy(&size, bytes.data(), sizeof(size));
     const char kind = bytes[sizeof(size)];
-    if (std::string_view("onyafp").find(kind) == std::string_view::npos || size > limit)
+    if (std::string_view("onyawfp").find(kind) == std::string_view::npos || size > limit)
         refuse();
     if (bytes.size() - headerSize < size)
         return std::nullopt;
@@ -123,6 +123,8 @@ std::string acceptanceBody(const Acceptance &acceptance)
     append(body, acceptance.left);
     append(body, acceptance.output);
     append(body, acceptance.name);
+    append(body, acceptance.report);
+    append(body, int64_t{acceptance.isQuiet});
     return body;
 }
 
@@ -132,7 +134,27 @@ Acceptance acceptanceFrom(std::string_view body)
     acceptance.left = takeTime(body);
     acceptance.output = takeText(body);
     acceptance.name = takeText(body);
+    acceptance.report = takeText(body);
+    acceptance.isQuiet = takeNumber(body, 0, 1) == 1;
     return acceptance;
+}
+
+std::string findingsBody(const Findings &findings)
+{
+    std::string body;
+    append(body, findings.report);
+    for (const std::string &warning : findings.warnings)
+        append(body, warning);
+    return body;
+}
+
+Findings findingsFrom(std::string_view body)
+{
+    Findings findings;
+    findings.report = takeText(body);
+    while (!body.empty())
+        findings.warnings.push_back(takeText(body));
+    return findings;
 }
 
 std::string failureBody(const FailureReply &failure)
@@ -147,7 +169,7 @@ std::string failureBody(const FailureReply &failure)
 FailureReply failureFrom(std::string_view body)
 {
     const int64_t code = takeNumber(body, static_cast<int64_t>(ExitCode::BadArguments),
-                                    static_cast<int64_t>(ExitCode::Crashed));
+                                    static_cast<int64_t>(ExitCode::Incomplete));
     const bool isFinal = takeNumber(body, 0, 1) == 1;
     return {static_cast<ExitCode>(code), isFinal, takeText(body)};
 }

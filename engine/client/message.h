@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/base/exitcode.h"
+#include "engine/base/findings.h"
 #include "engine/base/invocation.h"
 
 #include <cstdint>
@@ -17,8 +18,9 @@ enum class FrameKind : char {
     Refusal = 'n',  ///< server to client: it does not take the order; no body
     Accepted = 'y', ///< server to client, before all that follows: what the client needs for its part
     Alive = 'a', ///< server to client, several times a second until the result: what is being done, as UTF-8
-    Failure = 'f', ///< server to client: why there is no PDF
-    Pdf = 'p',     ///< server to client: the PDF
+    Findings = 'w', ///< server to client, before the result: what is known of the job
+    Failure = 'f',  ///< server to client: why there is no PDF
+    Pdf = 'p',      ///< server to client: the PDF
 };
 
 struct Frame {
@@ -51,11 +53,19 @@ struct Acceptance {
     std::string output;
     /// "page.html -> page.pdf", for the log.
     std::string name;
+    /// Where the report goes; empty for none.
+    std::string report;
+    /// Warnings go to the log only.
+    bool isQuiet = false;
 };
 
 std::string acceptanceBody(const Acceptance &acceptance);
 /// Throws std::runtime_error if `body` is none.
 Acceptance acceptanceFrom(std::string_view body);
+
+std::string findingsBody(const Findings &findings);
+/// Throws std::runtime_error if `body` is none.
+Findings findingsFrom(std::string_view body);
 
 struct FailureReply {
     ExitCode code;

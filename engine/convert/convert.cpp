@@ -8,9 +8,11 @@ namespace
 {
 
 /// Nothing if the server is of no use.
-std::optional<std::string> printedByServer(const Invocation &invocation, const ActivityListener &listener)
+std::optional<std::string> printedByServer(const Invocation &invocation, const ActivityListener &listener,
+                                           Findings &findings)
 {
     ServerReply reply = askServer(invocation, IfNone::Start, listener);
+    findings = std::move(reply.job.findings);
     if (reply.kind == ServerReply::Kind::Failed)
         throw Failure(reply.code, QString::fromStdString(reply.message));
     if (reply.kind == ServerReply::Kind::Printed)
@@ -21,19 +23,29 @@ std::optional<std::string> printedByServer(const Invocation &invocation, const A
 } // namespace
 
 size_t convert(const Invocation &invocation, const Job &job, UseServer useServer,
-               const ActivityListener &listener)
+               const ActivityListener &listener, Findings &findings)
 {
     const std::string output = job.output.toStdString();
     checkOutput(output);
+    if (!job.report.isEmpty() && job.report != QLatin1String("-"))
+        checkOutput(job.report.toStdString());
     const Order order = orderOf(invocation, job);
     const auto write = [&output](std::string_view pdf) {
         writeOutput(output, pdf);
         return pdf.size();
     };
     if (useServer == UseServer::Yes) {
-        if (const std::optional<std::string> pdf = printedByServer(invocation, listener))
+        if (const std::optional<std::string> pdf = printedByServer(invocation, listener, findings))
             return write(*pdf);
     }
-    const QByteArray pdf = renderAlone(order, listener);
+    JobRecord record;
+    QByteArray pdf;
+    try {
+        pdf = renderAlone(order, listener, record);
+    } catch (const Failure &) {
+        findings = record.findings(job);
+        throw;
+    }
+    findings = record.findings(job);
     return write({pdf.constData(), static_cast<size_t>(pdf.size())});
 }

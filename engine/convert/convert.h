@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/base/findings.h"
 #include "engine/base/invocation.h"
 #include "engine/convert/render.h"
 #include "engine/job/job.h"
@@ -8,7 +9,8 @@
 enum class UseServer { No, Yes };
 
 /// Does the job that the invocation asks for from beginning to end: on the warm server, or with a browser of
-/// its own, which is gone when this returns. Returns the size of the PDF in bytes. Throws Failure, and
-/// OutputError as checkOutput() and writeOutput() do; the output is then as it was before.
+/// its own, which is gone when this returns. Returns the size of the PDF in bytes; what is known of the job
+/// otherwise is in `findings`, also when it fails. Throws Failure, and OutputError as checkOutput() and
+/// writeOutput() do; the output is then as it was before.
 size_t convert(const Invocation &invocation, const Job &job, UseServer useServer,
-               const ActivityListener &listener);
+               const ActivityListener &listener, Findings &findings);

@@ -2,24 +2,22 @@
 
 #include "engine/browser/browser.h"
 #include "engine/finish/finish.h"
-#include "engine/page/page.h"
+#include "engine/page/printing.h"
 
 #include <memory>
 
 namespace
 {
 
-QByteArray printedBy(Browser &browser, const Order &order, const ActivityListener &listener)
+QByteArray printedBy(Browser &browser, const Order &order, const ActivityListener &listener,
+                     JobRecord &record)
 {
     const WatchedJob watched(browser.memory());
     try {
         const std::unique_ptr<Page> page =
             order.job.proxy ? std::make_unique<Page>(browser, order.job.proxy, order.deadline)
                             : std::make_unique<Page>(browser, order.deadline);
-        listener("loading " + order.address.shown.toStdString());
-        page->load(order);
-        listener("printing " + order.address.shown.toStdString());
-        QByteArray printed = page->print(order.job);
+        QByteArray printed = printPage(*page, order, record, listener);
         // Its end takes longer than the edits do.
         browser.end();
         return printed;
@@ -30,13 +28,13 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
 
 } // namespace
 
-QByteArray renderAlone(const Order &order, const ActivityListener &listener)
+QByteArray renderAlone(const Order &order, const ActivityListener &listener, JobRecord &record)
 {
     listener("starting the browser");
     Browser browser(launchFlagsFor(order.job), order.job.proxy ? FirstPage::None : FirstPage::Blank);
     // While it starts.
     loadPdfEdits();
-    const QByteArray printed = printedBy(browser, order, listener);
+    const QByteArray printed = printedBy(browser, order, listener, record);
     listener("finishing the PDF");
-    return finishPdf(printed, order.job);
+    return finishPdf(printed, order.job, record);
 }

@@ -43,11 +43,14 @@ void loadPdfEdits()
     pdfEdits();
 }
 
-QByteArray finishPdf(const QByteArray &printed, const Job &job)
+QByteArray finishPdf(const QByteArray &printed, const Job &job, JobRecord &record)
 {
+    record.enter(JobStep::Edit);
+    Job described = job;
+    described.page = record.page;
     QByteArray pdf;
     QString problem;
-    switch (pdfEdits()(printed, job, pdf, problem)) {
+    switch (pdfEdits()(printed, described, pdf, record.pages, problem)) {
     case EditOutcome::Edited:
         break;
     case EditOutcome::Refused:

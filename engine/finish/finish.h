@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/job/job.h"
+#include "engine/job/record.h"
 
 #include <QByteArray>
 
@@ -9,7 +9,7 @@
 /// be loaded.
 void loadPdfEdits();
 
-/// Edits the PDF that the browser printed as the job asks. Throws Failure(Crashed) if it is damaged, or if it
-/// has something that an edit is not made for, which is final; and Failure(NotWritten) if the result is
-/// larger than the job allows.
-QByteArray finishPdf(const QByteArray &printed, const Job &job);
+/// Edits the PDF that the browser printed from the page of `record` as the job asks, and sets the number of
+/// pages in `record`. Throws Failure(Crashed) if the PDF is damaged, or if it has something that an edit is
+/// not made for, which is final; and Failure(NotWritten) if the result is larger than the job allows.
+QByteArray finishPdf(const QByteArray &printed, const Job &job, JobRecord &record);

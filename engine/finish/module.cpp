@@ -7,10 +7,10 @@
 #include <type_traits>
 
 extern "C" Q_DECL_EXPORT EditOutcome editPdf(const QByteArray &printed, const Job &job, QByteArray &pdf,
-                                             QString &problem)
+                                             int &pages, QString &problem)
 {
     try {
-        pdf = editedPdf(printed, job);
+        pdf = editedPdf(printed, job, &pages);
         return EditOutcome::Edited;
     } catch (const Refusal &refusal) {
         problem = QString::fromUtf8(refusal.what());

@@ -4,7 +4,7 @@
 
 #include <QDateTime>
 #include <QSizeF>
-#include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <optional>
@@ -55,6 +55,20 @@ struct Job {
     /// SOURCE_DATE_EPOCH of the process that ordered the job: the same input then gives the same bytes, with
     /// this as the time of everything. Invalid without it.
     QDateTime fixedTime;
+
+    /// Fail instead of writing a PDF that lacks something of the page; requests to these hosts may fail.
+    bool strict = false;
+    QStringList ignoredHosts;
+    /// Warnings go to the log only.
+    bool quiet = false;
+    /// Where the report goes: a path, "-" for standard error; empty for none.
+    QString report;
+
+    /// What a page has to have before it is taken to be whole: an element that can be seen, as a CSS
+    /// selector; an expression, in JavaScript, that has come true; so much time. Empty, and 0, for nothing.
+    QString awaitedElement;
+    QString awaitedExpression;
+    std::chrono::milliseconds awaitedTime{};
 
     bool externalLinks = true;
     bool grayscale = false;

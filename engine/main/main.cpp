@@ -32,7 +32,7 @@ void openStandardDescriptors()
 
 /// A function of the engine's module; null, after reporting why, if it cannot be loaded.
 template <typename Function>
-Function engineFunction(const char *name)
+Function engineFunction(const Invocation &invocation, const char *name)
 {
     void *module = ::dlopen(engineModuleOf(executablePath()).c_str(), RTLD_NOW | RTLD_LOCAL);
     void *function = module ? ::dlsym(module, name) : nullptr;
@@ -40,7 +40,7 @@ Function engineFunction(const char *name)
         const std::string why = ::dlerror();
         const bool lacksMemory = why.find("failed to map segment") != std::string::npos ||
                                  why.find("annot allocate memory") != std::string::npos;
-        reportFailure(ExitCode::Crashed, "refused",
+        reportFailure(invocation, {}, ExitCode::Crashed,
                       (lacksMemory ? "there is too little memory: " : "the installation is incomplete: ") +
                           why);
     }
@@ -57,17 +57,17 @@ ServerReply askServerShowingProgress(const Invocation &invocation)
 int writePdf(const Invocation &invocation, const ServerReply &reply)
 {
     try {
-        writeOutput(reply.output, reply.pdf);
-        return reportWritten(invocation, reply.name, reply.pdf.size());
+        writeOutput(reply.job.output, reply.pdf);
+        return reportWritten(invocation, reply.job, reply.pdf.size());
     } catch (const OutputError &error) {
-        return reportFailure(ExitCode::NotWritten, reply.name, error.what());
+        return reportFailure(invocation, reply.job, ExitCode::NotWritten, error.what());
     }
 }
 
 int runEngine(const Invocation &invocation, int argc, char *argv[], bool serverTried)
 {
     const std::string order = orderBody(invocation);
-    const auto run = engineFunction<RunEngine>(runEngineName);
+    const auto run = engineFunction<RunEngine>(invocation, runEngineName);
     return run ? run(argc, argv, order.data(), order.size(), serverTried)
                : static_cast<int>(ExitCode::Crashed);
 }
@@ -85,7 +85,7 @@ int runJob(const Invocation &invocation, int argc, char *argv[])
     if (reply && reply->kind == ServerReply::Kind::Printed)
         return writePdf(invocation, *reply);
     if (reply && reply->kind == ServerReply::Kind::Failed)
-        return reportFailure(reply->code, reply->name, reply->message);
+        return reportFailure(invocation, reply->job, reply->code, reply->message);
     return runEngine(invocation, argc, argv, !reply || reply->kind == ServerReply::Kind::Useless);
 }
 
@@ -102,7 +102,7 @@ int main(int argc, char *argv[])
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     if (argc > 0 && strcmp(argv[0], serverName) == 0) {
-        const auto serve = engineFunction<ServeOrders>(serveOrdersName);
+        const auto serve = engineFunction<ServeOrders>(invocation, serveOrdersName);
         return serve ? serve(argc, argv) : static_cast<int>(ExitCode::Crashed);
     }
     return runJob(invocation, argc, argv);

@@ -52,6 +52,8 @@ void takeVariables(Invocation &invocation)
             ::unsetenv(value.variable);
         }
     }
+    if (const char *time = ::getenv(fixedTimeVariable); time && *time)
+        invocation.variables.emplace_back(fixedTimeVariable, time);
 }
 
 std::string workingFolder()

@@ -1,11 +1,13 @@
 #include "engine/page/page.h"
 
 #include "engine/job/paper.h"
+#include "engine/page/conditions.h"
 #include "engine/page/frames.h"
 #include "engine/page/neterror.h"
 #include "engine/page/scripts.h"
 
 #include <QJsonArray>
+#include <QUrl>
 
 #include <algorithm>
 #include <utility>
@@ -38,6 +40,12 @@ qsizetype maximumPrint(const Job &job)
     return bytes / 3 * 4 + around;
 }
 
+/// "Chrome/156.0.8078.79"
+QString versionOf(Session &browser)
+{
+    return browser.call(u"Browser.getVersion"_s)["product"_L1].toString();
+}
+
 /// After a print has failed: in this time a crash is told.
 constexpr auto crashNoticeTime = 200ms;
 
@@ -50,23 +58,25 @@ Page::Place Page::opened(Session &browser, const std::optional<Proxy> &proxy)
         // Without the bypass rule the browser would go to this machine's own servers directly.
         settings = {{u"proxyServer"_s, proxy->server}, {u"proxyBypassList"_s, u"<-loopback>"_s}};
     }
+    const QString version = versionOf(browser);
     const QString context =
         browser.call(u"Target.createBrowserContext"_s, settings)["browserContextId"_L1].toString();
     const QJsonObject made = browser.call(u"Target.createTarget"_s,
                                           {{u"url"_s, u"about:blank"_s}, {u"browserContextId"_s, context}});
-    return attached(browser, {context, made["targetId"_L1].toString(), {}});
+    return attached(browser, {context, made["targetId"_L1].toString(), {}, version});
 }
 
 Page::Place Page::first(Session &browser)
 {
+    const QString version = versionOf(browser);
     const QJsonObject known = browser.call(u"Target.getTargets"_s);
     const QJsonArray targets = known["targetInfos"_L1].toArray();
     for (const auto &target : targets) {
         if (target["type"_L1].toString() == "page"_L1)
-            return attached(browser, {{}, target["targetId"_L1].toString(), {}});
+            return attached(browser, {{}, target["targetId"_L1].toString(), {}, version});
     }
     const QJsonObject made = browser.call(u"Target.createTarget"_s, {{u"url"_s, u"about:blank"_s}});
-    return attached(browser, {{}, made["targetId"_L1].toString(), {}});
+    return attached(browser, {{}, made["targetId"_L1].toString(), {}, version});
 }
 
 Page::Place Page::attached(Session &browser, Place place)
@@ -150,7 +160,7 @@ void checkReach(const Order &order)
 
 } // namespace
 
-void Page::load(const Order &order)
+void Page::load(const Order &order, JobRecord &record)
 {
     checkReach(order);
     m_shownAddress = order.address.shown;
@@ -167,7 +177,14 @@ void Page::load(const Order &order)
     }
     navigate(order.address, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
-    m_readiness.awaitWhole(order.job, bound);
+    m_readiness.awaitLoadEvent(bound);
+    record.enter(JobStep::Settle);
+    // How long the user's own conditions take is up to --timeout.
+    const auto patience =
+        std::chrono::duration_cast<std::chrono::milliseconds>(bound.time() - Deadline::Clock::now());
+    awaitConditions(m_session, m_place.target, order.job);
+    m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
+    m_readiness.awaitWhole(order.job, Deadline::in(patience));
 }
 
 void Page::expect(bool javaScript)
@@ -209,11 +226,19 @@ void Page::navigate(const Address &address, const Job &job)
         refuse(explainNetworkError(error));
 }
 
-QStringList Page::warnings() const
+void Page::describe(const Job &job, JobRecord &record) const
 {
     PageProblems problems = m_events.problems();
     problems.unfinished = m_readiness.unfinished();
-    return warningsFor(problems);
+    problems.fit = m_fit;
+    problems.failedRequests.removeIf(
+        [&](const auto &request) { return job.ignoredHosts.contains(QUrl(request.address).host()); });
+    record.warnings = warningsFor(problems);
+    record.address = m_events.address();
+    record.requests = m_events.requestCount();
+    record.failedRequests = static_cast<int>(m_events.problems().failedRequests.size());
+    record.page = m_preparation.metadata();
+    record.page.browser = m_place.browser;
 }
 
 void Page::rest()

@@ -2,6 +2,7 @@
 
 #include "engine/browser/browser.h"
 #include "engine/job/order.h"
+#include "engine/job/record.h"
 #include "engine/page/authentication.h"
 #include "engine/page/fitting.h"
 #include "engine/page/pageevents.h"
@@ -35,16 +36,14 @@ public:
     /// Loads the order's document and returns when it is whole: after its load event, with its fonts and
     /// images, what its scripts build and what they fetch. What is not whole after Job::maximumWait is taken
     /// as it is. Throws Failure(NotLoaded) with the reason when there is no page.
-    void load(const Order &order);
+    void load(const Order &order, JobRecord &record);
 
     /// Prints the loaded document on the job's paper, 10 mm of margin around it unless the page has margins
     /// of its own. Returns the PDF, tagged and with an outline unless the job wants the smallest file.
     QByteArray print(const Job &job);
-    /// What the loaded document lacks of what it means, for people, a line each.
-    QStringList warnings() const;
-
-    /// How the page has come onto its paper, once it is printed.
-    const Fit &fit() const { return m_fit; }
+    /// Notes what is known of the document: what it says of itself, what was loaded for it, and what it lacks
+    /// on paper of what it means.
+    void describe(const Job &job, JobRecord &record) const;
 
     /// Holds the page's time, so that it does nothing more.
     void rest();
@@ -64,6 +63,8 @@ private:
         /// Also the id of the page's main frame.
         QString target;
         QString session;
+        /// Name and version of the browser.
+        QString browser;
     };
 
     Page(Browser &browser, Deadline deadline, const std::function<Place(Session &browser)> &open);

@@ -85,6 +85,8 @@ void PageEvents::listenToDocuments()
     });
     m_session.on(u"Page.navigatedWithinDocument"_s, [this](const QJsonObject &event, const QString &) {
         m_navigating.remove(event["frameId"_L1].toString());
+        if (event["frameId"_L1].toString() == m_mainFrame)
+            m_address = withoutCredentials(event["url"_L1].toString());
     });
     m_session.on(u"Page.documentOpened"_s, [this](const QJsonObject &, const QString &) { ++m_count; });
     m_session.on(u"Page.frameScheduledNavigation"_s, [this](const QJsonObject &event, const QString &) {
@@ -214,6 +216,7 @@ void PageEvents::noteNavigation(const QJsonObject &frame)
         m_session.fail(Failure(ExitCode::NotLoaded, u"%1 leads on to %2, which cannot be loaded"_s.arg(
                                                         m_shownAddress, withoutCredentials(unreachable))));
     m_document = frame["loaderId"_L1].toString();
+    m_address = withoutCredentials(frame["url"_L1].toString() + frame["urlFragment"_L1].toString());
     m_parsed = false;
     m_loaded = false;
     m_leadsOn = false;
@@ -236,13 +239,18 @@ void PageEvents::noteDialog(const QString &session, const QJsonObject &event)
 void PageEvents::noteRequest(const QString &session, const QJsonObject &event)
 {
     ++m_count;
+    ++m_requestCount;
     const QString address = event["request"_L1].toObject()["url"_L1].toString();
     // The script of a shared worker, which is not the page's alone: nobody reports its end.
     if (event["loaderId"_L1].toString().isEmpty() && event["documentURL"_L1].toString() == address)
         return;
     const QString type = event["type"_L1].toString();
     const QString id = event["requestId"_L1].toString();
-    m_requests.insert(id, {session, event["loaderId"_L1].toString(), address, isLasting(type)});
+    const QString loader = event["loaderId"_L1].toString();
+    // The page's own failure is the job's. Others have their own kinds but for icons and what is meant for
+    // later.
+    const bool isPart = (id != loader || event["frameId"_L1].toString() != m_mainFrame) && type != "Other"_L1;
+    m_requests.insert(id, {session, loader, address, isLasting(type), isPart});
     if (type == "EventSource"_L1)
         noteChannel(id, false);
 }
@@ -291,7 +299,7 @@ void PageEvents::noteRequestEnd(const QJsonObject &event)
 void PageEvents::noteProblem(const QString &request, const QString &reason)
 {
     const auto found = m_requests.constFind(request);
-    if (found == m_requests.constEnd() || found->lasting || request == m_document)
+    if (found == m_requests.constEnd() || found->lasting || !found->isPart)
         return;
     const bool isKnown = std::any_of(m_problems.failedRequests.begin(), m_problems.failedRequests.end(),
                                      [&](const auto &failed) { return failed.address == found->address; });

@@ -45,6 +45,10 @@ public:
     /// that may be about to say something.
     std::chrono::milliseconds channelWait() const;
     bool hasWorkers() const { return !m_workers.isEmpty(); }
+    /// Of the document at hand, without credentials.
+    const QString &address() const { return m_address; }
+    /// How many requests there have been in all.
+    int requestCount() const { return m_requestCount; }
     /// Counts what has happened: documents, requests, their ends, messages from servers, workers.
     int count() const { return m_count; }
 
@@ -60,6 +64,8 @@ private:
         QString address;
         /// Made to go on: nobody waits for its end.
         bool lasting = false;
+        /// Of something that would be seen, or do something, in the page.
+        bool isPart = true;
     };
     struct Channel {
         bool isConnected = false;
@@ -88,6 +94,8 @@ private:
     QString m_mainFrame;
     QString m_shownAddress;
     QString m_document;
+    QString m_address;
+    int m_requestCount = 0;
     bool m_parsed = false;
     bool m_loaded = false;
     bool m_leadsOn = false;

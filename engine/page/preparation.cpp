@@ -55,6 +55,19 @@ Preparation::Findings findingsIn(const QList<FrameResult> &results)
     return findings;
 }
 
+/// In characters: what a page says of itself in more is no use in a PDF's information.
+constexpr qsizetype maximumText = 2000;
+
+PageMetadata metadataIn(const QJsonObject &object)
+{
+    const auto text = [&](const char *name) {
+        return object[QLatin1String(name)].toString().simplified().left(maximumText);
+    };
+    const auto time = [&](const char *name) { return QDateTime::fromString(text(name), Qt::ISODate); };
+    return {text("author"),   text("keywords"), text("description"), text("generator"),
+            text("language"), time("created"),  time("modified"),    {}};
+}
+
 } // namespace
 
 Preparation::Preparation(Session &session, const QString &mainFrame)
@@ -113,6 +126,8 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     const bool wantsSheets = job.paper || job.orientation || !job.background;
     if (unreadable && wantsSheets)
         changeUnreadableSheets(settings, bound);
+    if (results.first().frame == m_mainFrame)
+        m_metadata = metadataIn(results.first().value["metadata"_L1].toObject());
     if (!unreadable && results.first().frame == m_mainFrame)
         setViewportFrom(results.first().value);
     return findingsIn(results);

@@ -26,6 +26,9 @@ public:
     /// bound.
     std::optional<Findings> prepare(const Job &job, Deadline bound);
 
+    /// What the main document said of itself when it was prepared last.
+    const PageMetadata &metadata() const { return m_metadata; }
+
     /// In CSS pixels. As large as the text on paper, so that what scripts measure and draw fits there.
     void setViewport(QSizeF size);
     QSize viewport() const { return m_viewport; }
@@ -38,6 +41,7 @@ private:
 
     Session &m_session;
     QString m_mainFrame;
+    PageMetadata m_metadata;
     QSize m_viewport;
     bool m_inspectsSheets = false;
     /// Ids of sheets from files that have not been looked at yet.

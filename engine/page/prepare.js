@@ -246,9 +246,30 @@
         runner.replaceWith(standing);
     }
 
+    // ---- What the document says of itself, for the PDF's information.
+
+    const said = (...names) => {
+        for (const name of names) {
+            const all = [...document.querySelectorAll(`meta[name="${name}" i], meta[property="${name}" i]`)]
+                .map((meta) => meta.content.trim()).filter(Boolean);
+            if (all.length > 0) return all.join(', ');
+        }
+        return '';
+    };
+    const metadata = window === top && !paper.starting && {
+        author: said('author', 'dcterms.creator', 'dc.creator', 'article:author'),
+        keywords: said('keywords', 'dcterms.subject', 'dc.subject'),
+        description: said('description', 'dcterms.description', 'dc.description', 'og:description'),
+        generator: said('generator'),
+        language: document.documentElement?.lang || document.querySelector('meta[http-equiv="content-language" i]')?.content || '',
+        created: said('dcterms.created', 'dc.date.created', 'date', 'dcterms.date', 'dc.date', 'article:published_time'),
+        modified: said('dcterms.modified', 'dc.date.modified', 'last-modified', 'article:modified_time'),
+    };
+
     return {
         loading,
         animated,
+        metadata,
         textWidth,
         textHeight,
         sheets,

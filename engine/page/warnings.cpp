@@ -12,13 +12,26 @@ using namespace Qt::StringLiterals;
 
 /// In characters.
 constexpr qsizetype maximumAddress = 200;
-/// Of what was still going on: how much is named.
+/// Of things of a kind: how many are named.
 constexpr qsizetype maximumNames = 3;
+/// Sizes that differ by less are the same.
+constexpr double tolerance = 1.001;
 
 QString shortened(const QString &address)
 {
     const QString clean = withoutCredentials(address);
     return clean.size() > maximumAddress ? clean.left(maximumAddress) + u"…"_s : clean;
+}
+
+/// The first of them, and how many there are more.
+QString namesOf(const QStringList &all)
+{
+    QStringList names = all.first(std::min(maximumNames, all.size()));
+    for (QString &name : names)
+        name = shortened(name);
+    if (all.size() > maximumNames)
+        names += u"%1 more"_s.arg(all.size() - maximumNames);
+    return names.join(u", "_s);
 }
 
 /// The first failed request of each server, and how many more there are of it.
@@ -45,22 +58,35 @@ QStringList requestWarnings(const QList<PageProblems::Request> &requests)
     return warnings;
 }
 
+/// What the paper has kept from the page.
+QStringList fitWarnings(const Fit &fit)
+{
+    QStringList warnings;
+    if (fit.shrinking > maximumShrinking * tolerance)
+        warnings +=
+            u"cut off at the edge of the paper: the page is %1 times as wide, and shrunk to a tenth at most"_s
+                .arg(fit.shrinking, 0, 'f', 1);
+    if (fit.smallestText > 0)
+        warnings +=
+            u"text is smaller than asked for, %1 points, because all of the page's width is kept on the paper"_s
+                .arg(fit.smallestText, 0, 'f', 1);
+    if (!fit.hidingBoxes.isEmpty())
+        warnings +=
+            u"text is hidden in boxes that would have to be scrolled: %1"_s.arg(namesOf(fit.hidingBoxes));
+    return warnings;
+}
+
 } // namespace
 
 QStringList warningsFor(const PageProblems &problems)
 {
     QStringList warnings;
-    if (!problems.unfinished.isEmpty()) {
-        QStringList names = problems.unfinished.first(std::min(maximumNames, problems.unfinished.size()));
-        if (problems.unfinished.size() > maximumNames)
-            names += u"%1 more"_s.arg(problems.unfinished.size() - maximumNames);
-        for (QString &name : names)
-            name = shortened(name);
-        warnings += u"printed before it was complete, still going on: %1"_s.arg(names.join(u", "_s));
-    }
+    if (!problems.unfinished.isEmpty())
+        warnings += u"printed before it was complete, still going on: %1"_s.arg(namesOf(problems.unfinished));
     warnings += requestWarnings(problems.failedRequests);
     for (const QString &exception : problems.exceptions)
         warnings += u"a script failed: %1"_s.arg(shortened(exception));
+    warnings += fitWarnings(problems.fit);
     warnings.removeDuplicates();
     if (warnings.size() > maximumWarnings) {
         const qsizetype more = warnings.size() - (maximumWarnings - 1);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/page/fitting.h"
+
 #include <QList>
 #include <QStringList>
 
@@ -14,6 +16,7 @@ struct PageProblems {
     QStringList exceptions;
     /// What was still going on when patience ended, for people.
     QStringList unfinished;
+    Fit fit;
 };
 
 /// One line for each kind of problem and server, without credentials, at most maximumWarnings of them; the

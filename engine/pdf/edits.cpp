@@ -11,7 +11,7 @@
 #include "engine/pdf/structure/structure.h"
 #include "engine/pdf/writing/document.h"
 
-QByteArray editedPdf(const QByteArray &printed, const Job &job)
+QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
 {
     PdfDocument document(printed);
     const DocumentParts parts = DocumentParts::of(document.pdf());
@@ -34,5 +34,7 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job)
     }
     if (job.copies > 1)
         repeatPages(document.pdf(), job.copies);
+    if (pages)
+        *pages = static_cast<int>(parts.pages.size()) * job.copies;
     return document.compacted(xmpOf(document.pdf()));
 }

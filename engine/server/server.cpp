@@ -5,6 +5,7 @@
 #include "engine/client/message.h"
 #include "engine/client/start.h"
 #include "engine/finish/finish.h"
+#include "engine/page/printing.h"
 #include "engine/server/browserpool.h"
 
 #include <sys/socket.h>
@@ -90,10 +91,10 @@ struct Task {
         page = nullptr;
     }
 
-    void setActivity(const QString &activity)
+    void setActivity(std::string_view activity)
     {
         const std::lock_guard lock(mutex);
-        doing = activity.toUtf8();
+        doing = QByteArray(activity.data(), static_cast<qsizetype>(activity.size()));
     }
     QByteArray activity()
     {
@@ -108,6 +109,7 @@ struct Task {
     Page *page = nullptr;
     bool cancelled = false;
     QByteArray doing = "waiting for other jobs";
+    JobRecord record;
     /// Valid when `done`, unless cancelled.
     Reply result{FrameKind::Failure, {}};
     std::atomic<bool> done = false;
@@ -188,7 +190,7 @@ private:
     Reply resultOf(Task &task)
     {
         try {
-            return {FrameKind::Pdf, finishPdf(printedOf(task), task.job)};
+            return {FrameKind::Pdf, finishPdf(printedOf(task), task.job, task.record)};
         } catch (const Failure &failure) {
             return replyOf(failure);
         } catch (const std::exception &error) {
@@ -230,10 +232,9 @@ private:
         page = browser.takePage(order.job.proxy, order.deadline);
         try {
             task.setPage(page.get());
-            task.setActivity(QStringLiteral("loading %1").arg(order.address.shown));
-            page->load(order);
-            task.setActivity(QStringLiteral("printing %1").arg(order.address.shown));
-            QByteArray printed = page->print(order.job);
+            QByteArray printed = printPage(*page, order, task.record, [&task](std::string_view activity) {
+                task.setActivity(activity);
+            });
             finish.done = std::move(page);
             return printed;
         } catch (const Cancelled &) {
@@ -305,8 +306,10 @@ public:
 
     void takeResult()
     {
-        if (m_task && m_task->done && !m_finished)
-            finish(std::move(m_task->result));
+        if (!m_task || !m_task->done || m_finished)
+            return;
+        queue({FrameKind::Findings, bytesOf(findingsBody(m_task->record.findings(m_task->job)))});
+        finish(std::move(m_task->result));
     }
 
     /// Refuses an order that has waited too long; otherwise tells the client that the server is alive.
@@ -354,8 +357,9 @@ private:
         const Deadline deadline = Deadline::after(begun, job.timeout);
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline.time() - Deadline::Clock::now());
-        queue({FrameKind::Accepted, bytesOf(acceptanceBody({std::max(left, 0ms), job.output.toStdString(),
-                                                            nameOf(job).toStdString()}))});
+        queue({FrameKind::Accepted,
+               bytesOf(acceptanceBody({std::max(left, 0ms), job.output.toStdString(),
+                                       nameOf(job).toStdString(), job.report.toStdString(), job.quiet}))});
         m_task = std::make_shared<Task>(std::move(job), deadline);
         workers.add(m_task);
     }

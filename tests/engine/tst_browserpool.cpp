@@ -65,7 +65,9 @@ ExitCode codeOf(PooledBrowser &browser, Deadline deadline)
 QByteArray printed(PooledBrowser &browser)
 {
     const std::unique_ptr<Page> page = browser.takePage(std::nullopt, Deadline::in(20s));
-    page->load({Job(), Address{u"about:blank"_s, u"about:blank"_s, false, {}, {}}, Deadline::in(20s)});
+    JobRecord record;
+    page->load({Job(), Address{u"about:blank"_s, u"about:blank"_s, false, {}, {}}, Deadline::in(20s)},
+               record);
     return page->print(Job()).left(4);
 }
 
@@ -181,7 +183,9 @@ void BrowserPoolTest::itStaysWhileItIsUsed()
     QVERIFY(first->needsReplacement());
     const auto next = pool.browserFor({});
     QVERIFY(next != first);
-    page->load({Job(), Address{u"about:blank"_s, u"about:blank"_s, false, {}, {}}, Deadline::in(20s)});
+    JobRecord record;
+    page->load({Job(), Address{u"about:blank"_s, u"about:blank"_s, false, {}, {}}, Deadline::in(20s)},
+               record);
     QCOMPARE(page->print(Job()).left(4), QByteArray("%PDF"));
 }
 

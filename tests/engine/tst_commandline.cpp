@@ -486,7 +486,7 @@ void CommandLineTest::everyOptionIsThereOnce()
         QVERIFY2(!option.answer == (option.apply != nullptr), option.name);
     }
     QCOMPARE(names.removeDuplicates(), 0);
-    QVERIFY2(std::is_sorted(groups.begin(), groups.end()) && groups.size() == 5,
+    QVERIFY2(std::is_sorted(groups.begin(), groups.end()) && groups.size() == 6,
              "the options of a group stand together");
 }
 

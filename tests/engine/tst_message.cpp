@@ -54,6 +54,7 @@ private slots:
     void whatIsNoOrderIsRefused_data();
     void whatIsNoOrderIsRefused();
     void anAcceptanceArrivesAsItWas();
+    void findingsArriveAsTheyWere();
     void aFailureArrivesAsItWas();
     void whatIsNoFailureIsRefused_data();
     void whatIsNoFailureIsRefused();
@@ -89,7 +90,7 @@ void MessageTest::aKindThatDoesNotExistIsRefused()
 {
     for (int kind = 0; kind < 256; ++kind) {
         std::string bytes = frameBytes(static_cast<FrameKind>(kind), "body");
-        if (kind != 0 && QByteArray("onyafp").contains(static_cast<char>(kind)))
+        if (kind != 0 && QByteArray("onyawfp").contains(static_cast<char>(kind)))
             QVERIFY(takeFrame(bytes, 4));
         else
             QVERIFY_THROWS_EXCEPTION(std::runtime_error, takeFrame(bytes, 4));
@@ -181,18 +182,30 @@ void MessageTest::whatIsNoOrderIsRefused()
 
 void MessageTest::anAcceptanceArrivesAsItWas()
 {
-    const Acceptance acceptance{1234ms, "töp/a\nb.pdf", "page -> page.pdf"};
+    const Acceptance acceptance{1234ms, "töp/a\nb.pdf", "page -> page.pdf", "report.json", true};
     const std::string body = acceptanceBody(acceptance);
     const Acceptance arrived = acceptanceFrom(body);
     QVERIFY(arrived.left == acceptance.left && arrived.output == acceptance.output &&
-            arrived.name == acceptance.name);
+            arrived.name == acceptance.name && arrived.report == acceptance.report &&
+            arrived.isQuiet == acceptance.isQuiet);
     for (size_t size = 0; size < body.size(); ++size)
         QVERIFY_THROWS_EXCEPTION(std::runtime_error, acceptanceFrom(body.substr(0, size)));
 }
 
+void MessageTest::findingsArriveAsTheyWere()
+{
+    const Findings findings{{"töp is missing", "", "b"}, R"("pages":3)"};
+    const std::string body = findingsBody(findings);
+    const Findings arrived = findingsFrom(body);
+    QVERIFY(arrived.warnings == findings.warnings && arrived.report == findings.report);
+    QVERIFY(findingsFrom(findingsBody({})).warnings.empty());
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, findingsFrom(body.substr(0, body.size() - 1)));
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, findingsFrom(""));
+}
+
 void MessageTest::aFailureArrivesAsItWas()
 {
-    for (int code = 1; code <= 6; ++code) {
+    for (int code = 1; code <= 7; ++code) {
         const FailureReply failure{static_cast<ExitCode>(code), code == 6, "Grund: läßt sich nicht laden"};
         const FailureReply arrived = failureFrom(failureBody(failure));
         QVERIFY(arrived.code == failure.code && arrived.isFinal == failure.isFinal &&
@@ -205,7 +218,7 @@ void MessageTest::whatIsNoFailureIsRefused_data()
     QTest::addColumn<QByteArray>("body");
     QTest::newRow("nothing") << QByteArray();
     QTest::newRow("text") << QByteArray("failure");
-    for (const int code : {-1, 0, 7, 1 << 20})
+    for (const int code : {-1, 0, 8, 1 << 20})
         QTest::addRow("code %d", code) << QByteArray::number(code) + QByteArray("\0"
                                                                                 "0\0x\0",
                                                                                 5);

@@ -35,7 +35,8 @@ Job grayJob()
 std::optional<Failure> failureOf(const QByteArray &pdf, const Job &job)
 {
     try {
-        finishPdf(pdf, job);
+        JobRecord record;
+        finishPdf(pdf, job, record);
         return std::nullopt;
     } catch (const Failure &failure) {
         return failure;
@@ -46,8 +47,10 @@ std::optional<Failure> failureOf(const QByteArray &pdf, const Job &job)
 
 void TestFinish::aSoundPdfIsEdited()
 {
-    const QByteArray pdf = finishPdf(HandPdf().content("1 0 0 rg 0 0 9 9 re f").bytes(), grayJob());
+    JobRecord record;
+    const QByteArray pdf = finishPdf(HandPdf().content("1 0 0 rg 0 0 9 9 re f").bytes(), grayJob(), record);
     QCOMPARE(JudgedPdf(pdf).complaints(), QByteArray());
+    QCOMPARE(record.pages, 1);
 }
 
 void TestFinish::aRefusalIsFinal_data()

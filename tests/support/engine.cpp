@@ -11,9 +11,19 @@ QByteArray Conversion::flaw() const
     if (run.exitCode != 0)
         return (run.outOfTime ? QByteArray("did not end") : "exit code " + QByteArray::number(run.exitCode)) +
                ": " + run.errors;
-    if (!run.errors.isEmpty())
-        return "standard error is not empty: " + run.errors;
+    if (warnings().join() != run.errors)
+        return "standard error holds more than warnings: " + run.errors;
     return pdf().complaint().toUtf8();
+}
+
+QByteArrayList Conversion::warnings() const
+{
+    QByteArrayList lines;
+    for (const QByteArray &line : run.errors.split('\n')) {
+        if (line.startsWith("quirelle: warning: "))
+            lines += line + '\n';
+    }
+    return lines;
 }
 
 QByteArray Conversion::flawAsFailure(int exitCode) const

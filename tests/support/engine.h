@@ -17,8 +17,10 @@ struct Conversion {
 
     PdfFile pdf() const { return PdfFile(output); }
     /// What keeps this from being a success: an exit code other than 0, words on standard error, or a damaged
-    /// PDF. Empty if nothing does.
+    /// PDF. Warnings do not. Empty if nothing does.
     QByteArray flaw() const;
+    /// The lines of standard error that are warnings.
+    QByteArrayList warnings() const;
     /// What keeps this from being a proper failure with this exit code: another one, or standard error not
     /// being one line that begins with the program's name. Empty if nothing does.
     QByteArray flawAsFailure(int exitCode) const;

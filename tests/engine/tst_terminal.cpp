@@ -13,7 +13,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// The engine as somebody sees it who calls it from a shell.
+/// The engine as a user of a shell sees it.
 class TerminalTest : public QObject
 {
     Q_OBJECT

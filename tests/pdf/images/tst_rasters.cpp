@@ -5,6 +5,9 @@
 #include <qpdf/Pl_Flate.hh>
 #include <qpdf/Pl_String.hh>
 
+#include <cstdlib>
+#include <set>
+
 class TestRasters : public QObject
 {
     Q_OBJECT
@@ -18,6 +21,7 @@ private slots:
     void aPaletteHasAtMost256Colours_data();
     void aPaletteHasAtMost256Colours();
     void choosesTheSmallestWay();
+    void predictionsCanBeUndone();
     void paletteHoldsEveryColour();
 };
 
@@ -75,6 +79,33 @@ Raster mixture(unsigned colours)
                                  static_cast<int>(colour >> 8U)});
     }
     return raster;
+}
+
+/// Undoes PNG's predictors (PNG specification, 9.2), and notes in `filters` which of them were used.
+std::string unpredicted(const std::string &rows, size_t length, size_t channels, std::set<int> &filters)
+{
+    std::string samples;
+    for (size_t begin = 0; begin < rows.size(); begin += length + 1) {
+        const int filter = rows[begin];
+        filters.insert(filter);
+        const std::string above =
+            begin > 0 ? samples.substr(samples.size() - length) : std::string(length, '\0');
+        std::string row;
+        for (size_t i = 0; i < length; ++i) {
+            const auto byte = [](char value) { return static_cast<int>(static_cast<unsigned char>(value)); };
+            const int a = i >= channels ? byte(row[i - channels]) : 0;
+            const int b = byte(above[i]);
+            const int c = i >= channels ? byte(above[i - channels]) : 0;
+            const int distances[] = {std::abs(b - c), std::abs(a - c), std::abs(a + b - 2 * c)};
+            const int nearest = distances[0] <= distances[1] && distances[0] <= distances[2] ? a
+                                : distances[1] <= distances[2]                               ? b
+                                                                                             : c;
+            const int predictions[] = {0, a, b, (a + b) / 2, nearest};
+            row += static_cast<char>(byte(rows[begin + 1 + i]) + predictions[filter]);
+        }
+        samples += row;
+    }
+    return samples;
 }
 
 } // namespace
@@ -180,6 +211,32 @@ void TestRasters::choosesTheSmallestWay()
     QVERIFY(predicted.predicted);
     QCOMPARE(inflated(predicted.data).size(), size_t{64} * (64 * 3 + 1));
     QVERIFY(predicted.data.size() < 2000);
+}
+
+void TestRasters::predictionsCanBeUndone()
+{
+    std::set<int> filters;
+    for (const int channels : {1, 3}) {
+        // Rows of every kind: a ramp to the right, repeated, with steps, noise around both, and few values.
+        Raster raster{60, 60, channels, {}};
+        unsigned random = 1;
+        for (int y = 0; y < 60; ++y) {
+            for (int x = 0; x < 60 * channels; ++x) {
+                random = random * 1664525U + 1013904223U;
+                const int noise = static_cast<int>(random >> 30U);
+                const int kinds[] = {4 * x, 240 - 4 * x, 7 * (x * y % 13) + noise, 2 * (x + y) + noise,
+                                     x == 7 * y % 60 ? 200 : 0};
+                raster.samples.push_back(static_cast<char>(kinds[y / 12]));
+            }
+        }
+        const LosslessImage image = losslessImage(raster, false);
+        QVERIFY(image.predicted);
+        QCOMPARE(image.channels, channels);
+        const auto length = static_cast<size_t>(60 * channels);
+        const auto pixel = static_cast<size_t>(channels);
+        QVERIFY(unpredicted(inflated(image.data), length, pixel, filters) == raster.samples);
+    }
+    QCOMPARE(filters, (std::set<int>{0, 1, 2, 3, 4}));
 }
 
 void TestRasters::paletteHoldsEveryColour()

@@ -24,12 +24,12 @@ namespace
 {
 
 #ifdef O_PATH
-constexpr int referenceOnly = O_PATH;
+constexpr int toPointAt = O_PATH;
 #else
-constexpr int referenceOnly = O_RDONLY;
+constexpr int toPointAt = O_RDONLY;
 #endif
 constexpr mode_t allPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
-/// The kernel's own maximum.
+/// As many as systems follow.
 constexpr int maximumLinks = 40;
 
 bool isStandardOutput(const std::string &path)
@@ -42,11 +42,11 @@ bool isStandardOutput(const std::string &path)
     throw OutputError(onOneLine(path + " cannot be written: " + reason));
 }
 
-/// With the system's reason, and what to do.
-[[noreturn]] void refuseWithError(const std::string &path, int error, const std::string &remedy)
+/// The system's reason, and what to do.
+[[noreturn]] void refuseFor(const std::string &path, int error, const std::string &remedy)
 {
     const std::string reason = error == EACCES ? "permission denied" : strerror(error);
-    refuse(path, reason + "; " + remedy);
+    refuse(path, reason + "; " + (error == EMFILE ? "allow more open files (ulimit -n)" : remedy));
 }
 
 void checkStandardOutput()
@@ -75,15 +75,16 @@ bool writeAll(int descriptor, std::string_view bytes)
     return true;
 }
 
-/// A name in a folder, and the file that has it now.
+/// A name in a folder, and what lies there.
 struct Place {
     /// Ends with a slash.
     std::string folderPath;
     Descriptor folder;
     std::string name;
-    /// Of the existing file, if there is one.
+    /// One file's owner, kind and permissions, read at once: whatever happens to the name, they belong
+    /// together.
     std::optional<struct stat> older;
-    /// On Linux the same file even if the name is reused meanwhile, opened neither for reading nor writing.
+    /// On Linux the same file, not opened for reading or writing.
     Descriptor olderFile;
 
     bool isLink() const { return older && S_ISLNK(older->st_mode); }
@@ -100,35 +101,49 @@ std::string absolute(const std::string &path)
     return text;
 }
 
-/// What is at `file`, not followed if it is a link. Throws, naming `shown`, if that cannot be read.
-Place lookAt(const std::string &file, const std::string &shown)
+/// Looks for `name` in the place's folder, not followed if it is a link. False, with errno, if that cannot be
+/// told; nothing of that name is no error.
+bool look(Place &place, const std::string &name)
 {
-    const size_t slash = file.rfind('/');
-    Place place;
-    place.folderPath = slash == std::string::npos ? "./" : file.substr(0, slash + 1);
-    place.name = slash == std::string::npos ? file : file.substr(slash + 1);
-    if (place.name.empty())
-        refuse(shown, "it is a folder; name a file in it");
-    place.folder.reset(::open(place.folderPath.c_str(), referenceOnly | O_DIRECTORY | O_CLOEXEC));
-    if (!place.folder && (errno == ENOENT || errno == ENOTDIR))
-        refuse(shown, "there is no folder " + absolute(place.folderPath) + "; make it first");
-    if (!place.folder)
-        refuseWithError(shown, errno, "choose another folder");
+    place.name = name;
+    place.older.reset();
     struct stat info {
     };
 #ifdef O_PATH
-    place.olderFile.reset(::openat(place.folder.get(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    place.olderFile.reset(::openat(place.folder.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     const bool found = place.olderFile && ::fstat(place.olderFile.get(), &info) == 0;
 #else
-    const bool found = ::fstatat(place.folder.get(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool found = ::fstatat(place.folder.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
 #endif
     if (found)
         place.older = info;
-    else if (errno == ENAMETOOLONG)
-        refuseWithError(shown, errno, "choose a shorter name");
-    else if (errno != ENOENT)
-        refuseWithError(shown, errno, "choose another folder");
-    return place;
+    return found || errno == ENOENT;
+}
+
+/// Goes to another folder, or with `name` into a folder of this one; false, with errno, if that cannot be.
+bool enter(Place &place, const char *name)
+{
+    // The kernel's own links lead where no path may.
+    const bool follows = place.folder && isKernelFile(place.folder.get());
+    const int from = place.folder ? place.folder.get() : AT_FDCWD;
+    Descriptor folder(::openat(from, name, toPointAt | O_DIRECTORY | O_CLOEXEC | (follows ? 0 : O_NOFOLLOW)));
+    if (!folder)
+        return false;
+    place.folder = std::move(folder);
+    return true;
+}
+
+/// Whether the link at `place` may have been put there by somebody to lead this user astray.
+bool isPlanted(const Place &place, bool isLast)
+{
+    const uid_t owner = place.older->st_uid;
+    if (owner == ::geteuid() || owner == 0)
+        return false;
+    struct stat folder {
+    };
+    // On the way: as the kernel has it, but for all folders that several may write.
+    return isLast || ::fstat(place.folder.get(), &folder) != 0 ||
+           (owner != folder.st_uid && (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0);
 }
 
 /// Where the link at `place` leads.
@@ -141,28 +156,60 @@ std::string targetOf(const Place &place, const std::string &shown)
     const ssize_t size = ::readlinkat(place.folder.get(), place.name.c_str(), target.data(), target.size());
 #endif
     if (size < 0)
-        refuseWithError(shown, errno, "remove it, or choose another name");
-    const std::string text(target.data(), static_cast<size_t>(size));
-    return text.starts_with('/') ? text : place.folderPath + text;
+        refuseFor(shown, errno, "remove it, or choose another name");
+    return {target.data(), static_cast<size_t>(size)};
 }
 
-/// Where a file of this name is to be written, with all links followed.
+/// Where a file of this name is to be written: behind all links. Each folder on the way is held while the
+/// next is looked for, so that nobody can put a link there in between.
 Place placeOf(const std::string &path)
 {
-    Place place = lookAt(path, path);
-    for (int links = 0; place.isLink() && !isKernelFile(place.folder.get()); ++links) {
-        // Another user could redirect the output to a file of this user.
-        if (place.older->st_uid != ::geteuid() && place.older->st_uid != 0)
-            refuse(path, "it is another user's link; choose another name");
-        if (links == maximumLinks)
-            refuseWithError(path, ELOOP, "remove it, or choose another name");
-        place = lookAt(targetOf(place, path), path);
+    Place place;
+    std::string rest = path;
+    const auto begin = [&] {
+        place.folderPath = rest.starts_with('/') ? "/" : place.folderPath.empty() ? "./" : place.folderPath;
+        if ((rest.starts_with('/') || !place.folder) && !enter(place, place.folderPath.c_str()))
+            refuseFor(path, errno, "choose another folder");
+        rest.erase(0, std::min(rest.find_first_not_of('/'), rest.size()));
+    };
+    const auto noFolder = [&](const std::string &name) {
+        const std::string whole = place.folderPath + name + rest;
+        refuse(path,
+               "there is no folder " + absolute(whole.substr(0, whole.rfind('/') + 1)) + "; make it first");
+    };
+    begin();
+    for (int links = 0;;) {
+        const size_t end = std::min(rest.find('/'), rest.size());
+        const std::string name = rest.substr(0, end);
+        rest.erase(0, end);
+        const bool isLast = rest.empty();
+        if (name.empty())
+            refuse(path, "it is a folder; name a file in it");
+        if (!look(place, name))
+            refuseFor(path, errno,
+                      isLast && errno == ENAMETOOLONG ? "choose a shorter name" : "choose another folder");
+        if (place.isLink() && !isKernelFile(place.folder.get())) {
+            if (isPlanted(place, isLast))
+                refuse(path, "it is another user's link; choose another name");
+            if (++links > maximumLinks)
+                refuseFor(path, ELOOP, "remove it, or choose another name");
+            rest.insert(0, targetOf(place, path));
+            begin();
+        } else if (isLast) {
+            return place;
+        } else {
+            if (!enter(place, name.c_str())) {
+                if (errno == ENOENT || errno == ENOTDIR)
+                    noFolder(name);
+                refuseFor(path, errno, "choose another folder");
+            }
+            place.folderPath += name + '/';
+            rest.erase(0, std::min(rest.find_first_not_of('/'), rest.size()));
+        }
     }
-    return place;
 }
 
-/// Whether the folder is sticky, so that files are replaced only by their owners, and the older file belongs
-/// to another user.
+/// Whether the folder lets its files be replaced only by their owners, and the older one has another.
 bool belongsToAnother(const Place &place, const struct stat &folder)
 {
     const uid_t user = ::geteuid();
@@ -170,7 +217,7 @@ bool belongsToAnother(const Place &place, const struct stat &folder)
            user != place.older->st_uid;
 }
 
-/// Throws if no file can be written there.
+/// Throws if it can be told that no file can be put there.
 void check(const Place &place, const std::string &path)
 {
     if (place.older && S_ISDIR(place.older->st_mode))
@@ -178,25 +225,26 @@ void check(const Place &place, const std::string &path)
     if ((place.older && !S_ISREG(place.older->st_mode)) || isKernelFile(place.folder.get()))
         refuse(path, "it is no ordinary file; choose another name");
     if (::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
-        refuseWithError(path, errno, "choose another folder");
+        refuseFor(path, errno, "choose another folder");
     struct stat folder {
     };
     if (::fstat(place.folder.get(), &folder) != 0 || belongsToAnother(place, folder))
         refuse(path, "it belongs to another user; choose another name");
     if (place.older && ::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0)
-        refuseWithError(path, errno, "choose another name");
+        refuseFor(path, errno, "choose another name");
 }
 
-/// The permissions that the umask leaves a new file.
-mode_t defaultPermissions()
+/// The permissions of a file that a program makes without asking for any.
+mode_t usualPermissions()
 {
     const mode_t withheld = ::umask(0);
     ::umask(withheld);
     return (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH) & ~withheld;
 }
 
-/// Gives the file `made` the access control list of `older`, or none if it has none; false if that fails.
-bool copyAccessList([[maybe_unused]] int made, [[maybe_unused]] int older)
+/// Gives the file `made` the access list of `older`, or none if that has none; false if it is not known
+/// whether they are the same.
+bool takeOverAccessList([[maybe_unused]] int made, [[maybe_unused]] int older)
 {
 #ifdef __linux__
     constexpr char list[] = "system.posix_acl_access";
@@ -208,15 +256,15 @@ bool copyAccessList([[maybe_unused]] int made, [[maybe_unused]] int older)
         return ::fsetxattr(made, list, content.data(), static_cast<size_t>(size), 0) == 0;
     if (errno != ENODATA && errno != EOPNOTSUPP)
         return false;
-    // A default list of the folder may have been applied.
+    // The folder may have given it one.
     return ::fremovexattr(made, list) == 0 || errno == ENODATA || errno == EOPNOTSUPP;
 #else
     return true;
 #endif
 }
 
-/// Gives the file `made` the permissions of the older file if this user owns that. An older file of another
-/// user, or one with several hard links, must not make the PDF more accessible than the umask does.
+/// Gives the file `made` the permissions of the older one if that is this user's own. What other users have
+/// put there, or have lent another name, opens nothing.
 bool setPermissions(int made, const Place &place)
 {
     struct stat info {
@@ -224,27 +272,27 @@ bool setPermissions(int made, const Place &place)
     if (::fstat(made, &info) != 0)
         return false;
     if (!place.older || place.older->st_uid != ::geteuid())
-        return ::fchmod(made, defaultPermissions()) == 0;
+        return ::fchmod(made, usualPermissions()) == 0;
     mode_t mode = place.older->st_mode & allPermissions;
     if (place.older->st_nlink != 1)
-        mode &= defaultPermissions();
-    // Group permissions are kept only together with the group and the access list that they refer to.
+        mode &= usualPermissions();
+    // What the group may do is said of that group, and with an access list of those who stand in it.
     const bool sameGroup = info.st_gid == place.older->st_gid ||
                            ::fchown(made, static_cast<uid_t>(-1), place.older->st_gid) == 0;
-    if (!sameGroup || !copyAccessList(made, place.olderFile.get()))
+    if (!sameGroup || !takeOverAccessList(made, place.olderFile.get()))
         mode &= ~static_cast<mode_t>(S_IRWXG);
     return ::fchmod(made, mode) == 0;
 }
 
-/// A new file in the folder of a place. It has no name until it is complete, where the system allows that
-/// (O_TMPFILE), so a killed process leaves no temporary file behind.
+/// A file in the folder of a place, without a name for as long as possible: what has none is not left behind
+/// by a process that is killed.
 class NewFile
 {
 public:
     NewFile(const Place &place, const std::string &path) : m_folder(place.folder.get()), m_path(path)
     {
 #ifdef O_TMPFILE
-        // link() below goes through /proc.
+        // What has no name gets one through /proc.
         if (::access("/proc/self/fd", X_OK) == 0)
             m_file.reset(::openat(m_folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR));
 #endif
@@ -255,7 +303,7 @@ public:
         }
         if (!m_file) {
             m_name.clear();
-            refuseWithError(path, errno, "choose another folder");
+            refuseFor(path, errno, "choose another folder");
         }
     }
     NewFile(const NewFile &) = delete;
@@ -275,7 +323,7 @@ public:
     {
         if (!place.older && m_name.empty() && link(place.name))
             return;
-        // Only before replacing an older file: fsync is slow.
+        // The older file gives way only when the new one has come to the disk, which takes a while.
         require(!place.older || ::fsync(m_file.get()) == 0);
         if (m_name.empty()) {
             const std::string name = newName();
@@ -287,7 +335,7 @@ public:
     }
 
 private:
-    /// Not derived from the output's name, which may already have the maximum length.
+    /// Not made of the output's name, which may be as long as names can be.
     static std::string newName()
     {
         std::array<char, 32> name{};
@@ -297,7 +345,7 @@ private:
         return name.data();
     }
 
-    /// False, with errno set, if that fails: because the name is taken by now, for example.
+    /// False, with errno, if it cannot get this name: there is such a file by now, for example.
     bool link(const std::string &name) const
     {
         const std::string file = "/proc/self/fd/" + std::to_string(m_file.get());
@@ -307,7 +355,7 @@ private:
     void require(bool done) const
     {
         if (!done)
-            refuseWithError(m_path, errno, "choose another folder");
+            refuseFor(m_path, errno, "choose another folder");
     }
 
     int m_folder;
@@ -334,7 +382,7 @@ void writeOutput(const std::string &path, std::string_view bytes)
             refuse("standard output", strerror(errno));
         return;
     }
-    // Checked again: the folder may have changed since the job began.
+    // Much may have happened since the job began.
     const Place place = placeOf(path);
     check(place, path);
     NewFile file(place, path);

@@ -93,9 +93,12 @@ void Session::post(const QString &method, const QJsonObject &parameters, const Q
     m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, nullptr);
 }
 
-void Session::on(const QString &event, const Handler &handler)
+Session::Handler Session::on(const QString &event, const Handler &handler)
 {
-    m_handlers.insert(event, handler);
+    Handler before = m_handlers.take(event);
+    if (handler)
+        m_handlers.insert(event, handler);
+    return before;
 }
 
 void Session::adopt(const QString &id, bool isFrame)

@@ -66,9 +66,9 @@ public:
     /// Sends a command without waiting for its reply, to the child session `to` if that is not empty.
     void post(const QString &method, const QJsonObject &parameters = {}, const QString &to = {});
 
-    /// From now on calls `handler` with the parameters of every event of this name.
-    void on(const QString &event, const Handler &handler);
-    bool hears(const QString &event) const { return m_handlers.contains(event); }
+    /// From now on calls `handler` with the parameters of every event of this name; an empty one ends that.
+    /// Returns the handler until now, if any.
+    Handler on(const QString &event, const Handler &handler);
     /// From now on handles events of the child session `id` too: of a frame in another process or of a
     /// worker.
     void adopt(const QString &id, bool isFrame);

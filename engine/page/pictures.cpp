@@ -67,7 +67,7 @@ void Pictures::enlarge(const QList<FrameResult> &frames, Deadline bound)
 /// Finds out which of the pictures are SVG files with text, and how these are shown.
 void Pictures::readTexts(const QList<FrameResult> &frames, Deadline bound)
 {
-    QHash<QString, std::pair<Resource, QString>> drawings; // by address, with the sessions of their frames
+    QHash<Place, std::pair<Resource, QString>> drawings; // with the sessions of their frames
     for (const QString &session : m_page.family()) {
         const auto tree = m_page.ask(u"Page.getResourceTree"_s, {}, bound, session);
         if (!tree)
@@ -75,21 +75,21 @@ void Pictures::readTexts(const QList<FrameResult> &frames, Deadline bound)
         const QList<Resource> resources = resourcesIn(tree->result["frameTree"_L1].toObject());
         for (const Resource &resource : resources) {
             if (resource.mimeType == "image/svg+xml"_L1)
-                drawings.insert(resource.address, {resource, session});
+                drawings.insert({resource.frame, resource.address}, {resource, session});
         }
     }
     for (const FrameResult &frame : frames) {
         const QJsonArray pictures = frame.value["pictures"_L1].toArray();
         for (const auto &picture : pictures) {
-            const QString address = picture["address"_L1].toString();
-            if (!m_texts.contains(address)) {
-                QString text = textOfData(address);
-                if (const auto drawing = drawings.constFind(address); drawing != drawings.constEnd())
+            const Place place(frame.frame, picture["address"_L1].toString());
+            if (!m_texts.contains(place)) {
+                QString text = textOfData(place.second);
+                if (const auto drawing = drawings.constFind(place); drawing != drawings.constEnd())
                     text = contentOf(m_page, drawing->first, drawing->second, bound);
-                m_texts.insert(address, hasText(text) ? text : QString());
+                m_texts.insert(place, hasText(text) ? text : QString());
             }
-            if (!m_texts[address].isEmpty())
-                m_pictures[address].shown.append(picture);
+            if (!m_texts[place].isEmpty())
+                m_pictures[place].shown.append(picture);
         }
     }
 }
@@ -149,9 +149,15 @@ void Pictures::replace(const QList<FrameResult> &frames, Deadline bound)
                                  [](const Picture &picture) { return !picture.enlarged.isEmpty(); });
     if (!any)
         return;
-    const bool answersAnyway = m_page.hears(u"Fetch.authRequired"_s);
-    m_page.on(u"Fetch.requestPaused"_s,
-              [this](const QJsonObject &event, const QString &from) { answer(event, from); });
+    m_others = m_page.on(u"Fetch.requestPaused"_s, [this](const QJsonObject &event, const QString &from) {
+        if (answer(event, from))
+            return;
+        if (m_others)
+            m_others(event, from);
+        else
+            m_page.post(u"Fetch.continueRequest"_s, {{u"requestId"_s, event["requestId"_L1]}}, from);
+    });
+    const bool answersAnyway = m_others != nullptr;
     const QJsonArray onlyImages{QJsonObject{{u"urlPattern"_s, u"*"_s}, {u"resourceType"_s, u"Image"_s}}};
     for (const QString &session : m_page.family()) {
         if (!answersAnyway)
@@ -164,15 +170,15 @@ void Pictures::replace(const QList<FrameResult> &frames, Deadline bound)
     const QString host = u"https://%1.invalid/"_s.arg(QUuid::createUuid().toString(QUuid::WithoutBraces));
     int number = 0;
     for (auto picture = m_pictures.begin(); picture != m_pictures.end(); ++picture)
-        picture->standIn =
-            picture.key().startsWith("http"_L1) ? picture.key() : host + QString::number(++number);
+        picture->standIn = picture.key().second.startsWith("http"_L1) ? picture.key().second
+                                                                      : host + QString::number(++number);
     QList<FrameResult> waiting;
     for (const FrameResult &frame : frames) {
         QJsonObject addresses;
         const QJsonArray pictures = frame.value["pictures"_L1].toArray();
         for (qsizetype i = 0; i < pictures.size(); ++i) {
             const QString address = pictures[i]["address"_L1].toString();
-            const auto picture = m_pictures.constFind(address);
+            const auto picture = m_pictures.constFind({frame.frame, address});
             if (picture != m_pictures.constEnd() && !picture->enlarged.isEmpty())
                 addresses.insert(QString::number(i),
                                  QJsonObject{{u"from"_s, address}, {u"to"_s, picture->standIn}});
@@ -195,24 +201,28 @@ void Pictures::replace(const QList<FrameResult> &frames, Deadline bound)
         if (!answersAnyway)
             m_page.post(u"Fetch.disable"_s, {}, session);
     }
+    m_page.on(u"Fetch.requestPaused"_s, std::exchange(m_others, nullptr));
 }
 
-void Pictures::answer(const QJsonObject &request, const QString &from)
+/// False if it is no request for one of the pictures.
+bool Pictures::answer(const QJsonObject &request, const QString &from)
 {
+    if (request["resourceType"_L1].toString() != "Image"_L1)
+        return false;
+    const QString frame = request["frameId"_L1].toString();
     const QString address = request["request"_L1]["url"_L1].toString();
-    const bool isImage = request["resourceType"_L1].toString() == "Image"_L1;
-    const auto picture = std::find_if(m_pictures.begin(), m_pictures.end(), [&](const Picture &one) {
-        return isImage && !one.enlarged.isEmpty() && one.standIn == address;
-    });
-    QJsonObject parameters{{u"requestId"_s, request["requestId"_L1]}};
-    if (picture == m_pictures.end()) {
-        m_page.post(u"Fetch.continueRequest"_s, parameters, from);
-        return;
+    for (auto picture = m_pictures.constBegin(); picture != m_pictures.constEnd(); ++picture) {
+        if (picture.key().first != frame || picture->standIn != address || picture->enlarged.isEmpty())
+            continue;
+        const QJsonObject type{{u"name"_s, u"Content-Type"_s},
+                               {u"value"_s, u"image/svg+xml; charset=utf-8"_s}};
+        m_page.post(u"Fetch.fulfillRequest"_s,
+                    {{u"requestId"_s, request["requestId"_L1]},
+                     {u"responseCode"_s, 200},
+                     {u"responseHeaders"_s, QJsonArray{type}},
+                     {u"body"_s, QString::fromLatin1(picture->enlarged.toUtf8().toBase64())}},
+                    from);
+        return true;
     }
-    parameters.insert(u"responseCode"_s, 200);
-    parameters.insert(u"responseHeaders"_s,
-                      QJsonArray{QJsonObject{{u"name"_s, u"Content-Type"_s},
-                                             {u"value"_s, u"image/svg+xml; charset=utf-8"_s}}});
-    parameters.insert(u"body"_s, QString::fromLatin1(picture->enlarged.toUtf8().toBase64()));
-    m_page.post(u"Fetch.fulfillRequest"_s, parameters, from);
+    return false;
 }

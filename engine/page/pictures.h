@@ -6,10 +6,13 @@
 #include <QHash>
 #include <QJsonArray>
 
+#include <utility>
+
 /// The SVG files that a page shows as pictures, whose small text is enlarged: as if their servers, or their
 /// files, had answered with larger text. What they hold stands nowhere in the page, which may be allowed to
 /// show them but not to read them: they are changed in a blank page of their own, and given to the page's
-/// loader.
+/// loader. A frame gets only what has been loaded for that frame itself: another one's may have taken a
+/// password, or be a file.
 class Pictures
 {
 public:
@@ -25,7 +28,10 @@ public:
     void enlarge(const QList<FrameResult> &frames, Deadline bound);
 
 private:
-    /// How pictures of one address are shown, and what they are shown instead.
+    /// A frame, and the address of a picture in it.
+    using Place = std::pair<QString, QString>;
+
+    /// How pictures of one address are shown in a frame, and what they are shown instead.
     struct Picture {
         QJsonArray shown;
         QString enlarged;
@@ -37,14 +43,16 @@ private:
     std::optional<QString> openDocument(Deadline bound);
     void closeDocument();
     void replace(const QList<FrameResult> &frames, Deadline bound);
-    void answer(const QJsonObject &request, const QString &from);
+    bool answer(const QJsonObject &request, const QString &from);
 
     Session &m_browser;
     QString m_context;
     Session &m_page;
     VirtualTime &m_time;
     QString m_document; ///< the target in which files are changed, once there is one
-    /// What the files hold that are SVG with text, by address; empty for all others.
-    QHash<QString, QString> m_texts;
-    QHash<QString, Picture> m_pictures;
+    /// What the files hold that are SVG with text; empty for all others.
+    QHash<Place, QString> m_texts;
+    QHash<Place, Picture> m_pictures;
+    /// Who else answers for requests, if anybody does.
+    Session::Handler m_others;
 };

@@ -107,6 +107,14 @@ private slots:
         QTest::newRow("at both ends") << u"\"a b\""_s;
         QTest::newRow("a run within") << u"a\"\"\"\" b"_s;
         QTest::newRow("behind backslashes") << u"a\\\" \\\\\"b"_s;
+        QTest::newRow("lines") << u"a\n\"\r\n\"--title\"\n"_s;
+        QTest::newRow("only an option") << u"\"--log\""_s;
+        QTest::newRow("begins like an option") << u"--title\" \"x"_s;
+        QTest::newRow("ends with a backslash") << u"a\"\\"_s;
+        QTest::newRow("other quotes") << u"'a' `b` \u201cc\u201d \uff02d\uff02 \""_s;
+        QTest::newRow("a shell's signs") << u"\"; $(rm -rf ~) & | > x \""_s;
+        QTest::newRow("an end within") << QStringLiteral("a\"%1\"b").arg(QChar(1));
+        QTest::newRow("only blanks between quotes") << u"\" \" \""_s;
         QTest::newRow("around blanks") << u" \" \t\n\" "_s;
     }
 

@@ -88,6 +88,8 @@ private slots:
     void privateAddressesAreRefused_data();
     void privateAddressesAreRefused();
     void whatAPageLoadsIsRefused();
+    void furtherWaysOfAPageAreRefused_data();
+    void furtherWaysOfAPageAreRefused();
     void theServerKeepsSuchJobsApart();
     void filesAndProxiesAreRefused();
     void cleanupTestCase();
@@ -106,7 +108,8 @@ void AddressFilterTest::initTestCase()
     m_publicPort = freePort();
     m_web = std::make_unique<WebServer>("listen " + QByteArray(publicAddress) + ':' +
                                         QByteArray::number(m_publicPort) + ";\n" +
-                                        "location /to { return 302 $arg_to; }\n");
+                                        "location /to { return 302 $arg_to; }\n"
+                                        "location /kept { return 307 $arg_to; }\n");
     m_web->write(u"page.html"_s, "<!DOCTYPE html><p>public<img src=green.png>");
     m_web->write(u"green.png"_s, plainPicture(Qt::green));
     m_web->write(u"red.png"_s, plainPicture(Qt::red));
@@ -264,6 +267,21 @@ void AddressFilterTest::privateAddressesAreRefused_data()
     row("a redirect", u"http://public.example:%2/to?to=http://127.0.0.1:%1/secret.html"_s);
     row("metadata", u"http://169.254.169.254/latest/"_s);
     row("a private network", u"http://10.1.2.3/"_s);
+    row("loopback, short", u"http://127.1:%1/secret.html"_s);
+    row("loopback, in hexadecimal and octal", u"http://0x7f.0.0.01:%1/secret.html"_s);
+    row("loopback, in wide digits", u"http://１２７.0.0.1:%1/secret.html"_s);
+    row("loopback of IPv6", u"http://[::1]:%1/secret.html"_s);
+    row("this host of IPv6", u"http://[::]:%1/secret.html"_s);
+    row("loopback, mapped, in hexadecimal", u"http://[::ffff:7f00:1]:%1/secret.html"_s);
+    row("loopback, by NAT64", u"http://[64:ff9b::7f00:1]:%1/secret.html"_s);
+    row("loopback, by 6to4", u"http://[2002:7f00:1::1]:%1/secret.html"_s);
+    row("a local network of IPv6", u"http://[fd00::1]/"_s);
+    row("a name with a dot at its end", u"http://localhost.:%1/secret.html"_s);
+    row("a name below localhost", u"http://a.localhost:%1/secret.html"_s);
+    row("a name from DNS with a dot at its end", u"http://private.example.:%1/secret.html"_s);
+    row("a redirect to another spelling",
+        u"http://public.example:%2/to?to=http://2130706433:%1/secret.html"_s);
+    row("two redirects", u"http://public.example:%2/to?to=http://public.example:%2/to?to=http://[::1]:%1/"_s);
 }
 
 void AddressFilterTest::privateAddressesAreRefused()
@@ -275,7 +293,8 @@ void AddressFilterTest::privateAddressesAreRefused()
     const Conversion conversion = m_engine.convert(address, {u"--block-private-addresses"_s});
     VERIFY_FAILED(conversion, 3);
     QVERIFY2(conversion.run.errors.contains("--block-private-addresses"), conversion.run.errors.constData());
-    QVERIFY(m_web->requests().filter(u"secret"_s).isEmpty());
+    const QStringList requests = m_web->requests().filter(u"secret"_s);
+    QVERIFY2(requests.isEmpty(), qPrintable(requests.join(u'\n')));
 }
 
 void AddressFilterTest::whatAPageLoadsIsRefused()
@@ -284,7 +303,6 @@ void AddressFilterTest::whatAPageLoadsIsRefused()
         QSKIP(qPrintable(m_noInternet));
     m_web->write(u"worker.js"_s, "fetch(location.hash.slice(1)+'part.txt?worker',{mode:'no-cors'})"
                                  ".catch(()=>0)");
-    SilentServer socket;
     const auto askedFor = [&](const QString &address, const QStringList &options) {
         const qsizetype before = m_web->requests().size();
         m_engine.convert(address, options);
@@ -297,25 +315,35 @@ void AddressFilterTest::whatAPageLoadsIsRefused()
     };
     for (const char *host : {"127.0.0.1", "localhost", "private.example", "[::ffff:127.0.0.1]"}) {
         const QString inside = u"http://%1:%2/"_s.arg(QLatin1String(host)).arg(m_web->port());
-        m_web->write(
-            u"mixed.html"_s,
-            u"<!DOCTYPE html><body><p>public<img src=green.png><img src=%1red.png><img "
-            "src=http://public.example:%2/to?to=%1red.png><iframe src=%1secret.html></iframe>"
-            "<object data=%1secret.html></object><link rel=stylesheet href=%1style.css>"
-            "<link rel=preconnect href=%1><link rel=prefetch href=%1page.html><script src=%1x.js></script>"
-            "<video src=%1film.mp4></video><script>fetch('%1part.txt',{mode:'no-cors'}).catch(()=>0);"
-            "new WebSocket('%3');new EventSource('%1events');open('%1secret.html');"
-            "navigator.sendBeacon('%1beacon');new Worker('worker.js#%1');new SharedWorker('worker.js#%1');"
-            "const c=new RTCPeerConnection({iceServers:[{urls:'turn:%4?transport=tcp',username:'u',"
-            "credential:'p'}]});c.createDataChannel('x');c.createOffer().then(o=>c.setLocalDescription(o));"
-            "</script>"_s.arg(inside)
-                .arg(m_publicPort)
-                .arg(socket.address().replace(u"http"_s, u"ws"_s),
-                     socket.address({}).mid(int(qstrlen("http://"))))
-                .toUtf8());
+        const auto write = [&](const SilentServer &socket) {
+            m_web->write(
+                u"mixed.html"_s,
+                u"<!DOCTYPE html><body><p>public<img src=green.png><img src=%1red.png><img "
+                "src=http://public.example:%2/to?to=%1red.png><iframe src=%1secret.html></iframe>"
+                "<object data=%1secret.html></object><link rel=stylesheet href=%1style.css>"
+                "<link rel=preconnect href=%1><link rel=prefetch href=%1page.html><script "
+                "src=%1x.js></script>"
+                "<video src=%1film.mp4></video><script>fetch('%1part.txt',{mode:'no-cors'}).catch(()=>0);"
+                "new WebSocket('%3');new EventSource('%1events');open('%1secret.html');"
+                "navigator.sendBeacon('%1beacon');new Worker('worker.js#%1');new "
+                "SharedWorker('worker.js#%1');"
+                "const c=new RTCPeerConnection({iceServers:[{urls:'turn:%4?transport=tcp',username:'u',"
+                "credential:'p'}]});c.createDataChannel('x');c.createOffer().then(o=>c.setLocalDescription(o)"
+                ");"
+                "</script>"_s.arg(inside)
+                    .arg(m_publicPort)
+                    .arg(socket.address().replace(u"http"_s, u"ws"_s),
+                         socket.address({}).mid(int(qstrlen("http://"))))
+                    .toUtf8());
+        };
         const QString address = u"http://public.example:%1/mixed.html"_s.arg(m_publicPort);
         // The browser by itself blocks all of these except new windows.
+        const SilentServer reached;
+        write(reached);
         QVERIFY(!askedFor(address, {}).filter(u"secret.html"_s).isEmpty());
+        QVERIFY(reached.isConnectedTo());
+        const SilentServer socket;
+        write(socket);
         QCOMPARE(askedFor(address, {u"--block-private-addresses"_s}), QStringList());
         const Conversion conversion = m_engine.convert(address, {u"--block-private-addresses"_s});
         QVERIFY2(conversion.run.exitCode == 0, conversion.run.errors.constData());
@@ -323,8 +351,72 @@ void AddressFilterTest::whatAPageLoadsIsRefused()
         QVERIFY(!conversion.pdf().text().contains(u"secret"_s));
         QVERIFY(shows(Qt::green, conversion.pdf().picture()));
         QVERIFY(!shows(Qt::red, conversion.pdf().picture()));
+        QVERIFY(!socket.isConnectedTo());
     }
-    QVERIFY(socket.awaitRequest(std::chrono::milliseconds(0)).isNull());
+}
+
+void AddressFilterTest::furtherWaysOfAPageAreRefused_data()
+{
+    QTest::addColumn<QString>("html");
+    const auto row = [](const char *name, const QString &html) { QTest::newRow(name) << html; };
+    row("a refresh", u"<meta http-equiv=refresh content='0;url=%1secret.html'>"_s);
+    row("a refresh in a frame",
+        u"<iframe srcdoc=\"<meta http-equiv=refresh content='0;url=%1secret.html'>\"></iframe>"_s);
+    row("a frame within a text", u"<iframe srcdoc=\"<iframe src='%1secret.html'></iframe>\"></iframe>"_s);
+    row("a frame within an address", u"<iframe src=\"data:text/html,<img src='%1red.png'>\"></iframe>"_s);
+    row("a form of a redirect", u"<form method=post target=_blank action=/kept?to=%1secret.html></form>"
+                                "<script>document.forms[0].submit()</script>"_s);
+    row("a script's way", u"<script>location='%1secret.html'</script>"_s);
+    row("a window of its own", u"<script>open('about:blank').location='%1secret.html'</script>"_s);
+    row("a link with a ping", u"<a id=a href=#x ping=%1ping>a</a><script>a.click()</script>"_s);
+    row("what is loaded in advance",
+        u"<script type=speculationrules>{\"prefetch\":[{\"urls\":[\"%1secret.html\"],"
+        "\"eagerness\":\"immediate\"}],\"prerender\":[{\"urls\":"
+        "[\"%1secret.html?x\"],\"eagerness\":\"immediate\"}]}</script>"
+        "<link rel=preload as=image href=%1red.png><link rel=modulepreload href=%1m.js>"
+        "<link rel=dns-prefetch href=%1><link rel=manifest href=%1m.json>"
+        "<link rel=icon href=%1red.png>"_s);
+    row("what outlives the page",
+        u"<script>onpagehide=onbeforeprint=()=>{fetch('%1part.txt',{keepalive:true,mode:"
+        "'no-cors'});navigator.sendBeacon('%1part.txt')};fetchLater?.('%1part.txt',"
+        "{activateAfter:0})</script>"_s);
+    row("styles",
+        u"<style>@import '%1style.css';@font-face{font-family:f;src:url(%1f.woff)}p{font-family:f;"
+        "background:url(%1red.png);mask:url(%1red.png);cursor:url(%1red.png);content:url(%1red.png)}"
+        "</style><svg><image href=%1red.png /><use href=%1red.svg#a /><filter id=g><feImage "
+        "href=%1red.png /></filter><rect filter=url(#g) width=9 height=9 /></svg>"_s);
+    row("media",
+        u"<video poster=%1red.png src=%1film.mp4><track default src=%1t.vtt></video><audio src=%1a.ogg>"
+        "</audio><input type=image src=%1red.png><embed src=%1secret.html><picture><source "
+        "srcset=%1red.png><img></picture><table background=%1red.png></table>"_s);
+    row("workers",
+        u"<script>for(const W of [Worker,SharedWorker])new W(URL.createObjectURL(new Blob([`importScripts("
+        "'%1x.js')`])));new Worker(URL.createObjectURL(new Blob([`fetch('%1part.txt',{mode:'no-cors'});"
+        "new WebSocket('%1'.replace('http','ws'))`])))</script>"_s);
+}
+
+/// Nothing of it comes to a server of this machine, asked by a page at a public address, or by one whose name
+/// has led there.
+void AddressFilterTest::furtherWaysOfAPageAreRefused()
+{
+    if (!m_noInternet.isEmpty())
+        QSKIP(qPrintable(m_noInternet));
+    QFETCH(QString, html);
+    SilentServer inside;
+    const QString port = inside.address({}).section(u':', -1).remove(u'/');
+    for (const char *host : {"localhost", "[::ffff:127.0.0.1]", "both.example"}) {
+        const QString there = u"http://%1:%2/"_s.arg(QLatin1String(host), port);
+        m_web->write(u"further.html"_s,
+                     u"<!DOCTYPE html><body><p>public"_s.append(html).replace(u"%1"_s, there).toUtf8());
+        const Conversion conversion =
+            m_engine.convert(u"http://public.example:%1/further.html"_s.arg(m_publicPort),
+                             {u"--block-private-addresses"_s, u"--max-wait"_s, u"5"_s});
+        // A page that leads elsewhere is not there to be shown.
+        QVERIFY2(conversion.run.exitCode == 0 || conversion.run.exitCode == 3,
+                 conversion.run.errors.constData());
+
+        QVERIFY2(!inside.isConnectedTo(), host);
+    }
 }
 
 void AddressFilterTest::theServerKeepsSuchJobsApart()

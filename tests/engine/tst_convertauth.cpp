@@ -46,6 +46,10 @@ QByteArray closedLocations(const QString &accountFile)
            "location /outwards { return 302 $arg_to; }\n";
 }
 
+constexpr char smallDrawing[] =
+    "<svg xmlns='http://www.w3.org/2000/svg' width='120' height='30'><text y='12' "
+    "style='font-size:5px'>drawn</text></svg>";
+
 QByteArray accountLines()
 {
     QByteArray lines;
@@ -121,6 +125,9 @@ private slots:
     void credentialsInTheAddressAreNotInThePdf();
     void wrongCredentialsInTheAddress();
     void credentialsInTheAddressAreNotForOthers();
+    void smallTextInClosedPictures_data();
+    void smallTextInClosedPictures();
+    void aForeignFrameGetsNoClosedPictures();
     void theSecretsShowNowhere_data();
     void theSecretsShowNowhere();
     void theLogOfThePipeHoldsNoPasswords();
@@ -688,6 +695,74 @@ void ConvertAuthTest::credentialsInTheAddressAreNotForOthers()
     VERIFY_WRITTEN(conversion);
     QVERIFY(!other.requests().isEmpty());
     QCOMPARE(other.authorizations(), QStringList());
+}
+
+void ConvertAuthTest::smallTextInClosedPictures_data()
+{
+    QTest::addColumn<QString>("page");
+    QTest::newRow("in the page") << u"<img src=small.svg>"_s;
+    QTest::newRow("drawn")
+        << u"<svg width=120 height=30><image href=small.svg width=120 height=30 /></svg>"_s;
+    QTest::newRow("in a frame") << u"<iframe src=drawing.html></iframe>"_s;
+    QTest::newRow("in all of them")
+        << u"<img src=small.svg><iframe src=drawing.html></iframe><img src=small.svg?2>"_s;
+    QTest::newRow("in an open page") << QString();
+}
+
+/// Requests get their answer while pictures are enlarged, and afterwards.
+void ConvertAuthTest::smallTextInClosedPictures()
+{
+    QFETCH(QString, page);
+    const bool isOpen = page.isEmpty();
+    m_server->write(u"closed/small.svg"_s, smallDrawing);
+    m_server->write(u"closed/drawing.html"_s, "<!DOCTYPE html><img src=small.svg>");
+    for (const char *when : {"meanwhile", "printing"})
+        m_server->write(u"closed/%1.png"_s.arg(QLatin1String(when)), plainPicture(Qt::red));
+    m_server->write(
+        isOpen ? u"drawings.html"_s : u"closed/drawings.html"_s,
+        u"<!DOCTYPE html><base href=/closed/><body><img src=small.svg?first>%1<script>"
+        "const load=when=>{new Image().src=when+'.png'};"
+        "new MutationObserver(()=>load('meanwhile')).observe(document.images[0],{attributes:true});"
+        "addEventListener('beforeprint',()=>load('printing'))</script>"_s.arg(page)
+            .toUtf8());
+    const qsizetype before = m_server->requests().size();
+    const Conversion conversion =
+        m_engine.convert(m_server->address(isOpen ? u"/drawings.html"_s : u"/closed/drawings.html"_s),
+                         rightCredentials + QStringList{u"--minimum-font-size"_s, u"12"_s});
+    VERIFY_WRITTEN(conversion);
+    const QList<double> sizes = conversion.pdf().fontSizes();
+    QVERIFY(!sizes.isEmpty());
+    QVERIFY2(*std::min_element(sizes.begin(), sizes.end()) >= 11.6, qPrintable(conversion.pdf().text()));
+    const QStringList requests = m_server->requests().mid(before);
+    for (const char *when : {"meanwhile", "printing"}) {
+        const QStringList asked = requests.filter(QLatin1String(when));
+        QVERIFY2(!asked.isEmpty(), when);
+        for (const QString &request : asked)
+            QVERIFY2(request.endsWith(u" 200"_s), qPrintable(request));
+    }
+}
+
+void ConvertAuthTest::aForeignFrameGetsNoClosedPictures()
+{
+    const WebServer other({});
+    m_server->write(u"closed/small.svg"_s, smallDrawing);
+    const QString drawing = m_server->address(u"/closed/small.svg"_s);
+    other.write(u"frame.html"_s,
+                u"<!DOCTYPE html>foreign<img width=120 height=30 src=%1>"_s.arg(drawing).toUtf8());
+    for (const char *host : {"127.0.0.1", "localhost"}) {
+        m_server->write(u"closed/around.html"_s,
+                        u"<!DOCTYPE html><img src=small.svg><iframe src=http://%1:%2/frame.html></iframe>"_s
+                            .arg(QLatin1String(host))
+                            .arg(other.port())
+                            .toUtf8());
+        const Conversion conversion =
+            m_engine.convert(m_server->address(u"/closed/around.html"_s),
+                             rightCredentials + QStringList{u"--minimum-font-size"_s, u"12"_s});
+        VERIFY_WRITTEN(conversion);
+        const QString text = conversion.pdf().text();
+        QVERIFY2(text.contains(u"foreign"_s), qPrintable(text));
+        QCOMPARE(text.count(u"drawn"_s), 1);
+    }
 }
 
 void ConvertAuthTest::theSecretsShowNowhere_data()

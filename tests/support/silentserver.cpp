@@ -38,6 +38,11 @@ QByteArray SilentServer::awaitRequest(std::chrono::milliseconds bound)
     return {};
 }
 
+bool SilentServer::isConnectedTo() const
+{
+    return m_server->hasPendingConnections() || m_server->waitForNewConnection(0);
+}
+
 void SilentServer::answer(const QByteArray &bytes)
 {
     m_connection->write(bytes);

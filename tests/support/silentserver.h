@@ -19,6 +19,8 @@ public:
     QString address(const QString &path = QStringLiteral("/")) const;
     /// Waits until someone has connected and sent a whole request head; returns that, or null at the bound.
     QByteArray awaitRequest(std::chrono::milliseconds bound = std::chrono::seconds(20));
+    /// Whether anybody has connected since the last request.
+    bool isConnectedTo() const;
     /// Answers the last request with these bytes, and leaves the connection open.
     void answer(const QByteArray &bytes);
     /// Ends the connection of the last request.

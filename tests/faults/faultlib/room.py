@@ -182,15 +182,15 @@ class Room:
         """`limits` are pairs for setrlimit."""
         began = time.monotonic()
         arguments = [str(self.engine), *options, str(page), str(output or self.output)]
-        if self.user and os.geteuid() == 0:
-            arguments = ['setpriv', f'--reuid={NOBODY}', f'--regid={NOBODY}', '--clear-groups', *arguments]
+        who = {'user': NOBODY, 'group': NOBODY, 'extra_groups': []} if self.user and os.geteuid() == 0 else {}
 
+        # Called as that user: who becomes a user whose processes are too many already can start no program.
         def limit():
             for kind, most in limits:
                 resource.setrlimit(kind, (most, most))
         return Job(subprocess.Popen(arguments, env=environment or self.environment, cwd=self.base / 'documents',
                                     stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                    preexec_fn=limit, start_new_session=True), began)
+                                    preexec_fn=limit, start_new_session=True, **who), began)
 
     def run(self, page, *options, seconds=30, **more):
         return self.start(page, *options, **more).finish(seconds)

@@ -6,21 +6,23 @@ import struct
 import threading
 import time
 
-PARAGRAPHS = 12000
+# Seconds to print, and tenths to edit; a second to print.
+LONG, SHORTER = 12000, 3000
 
 
-def long_page():
-    """Takes seconds to print and to edit, and says when its printing begins."""
+def page_that_tells(paragraphs):
+    """Says when its printing begins."""
     line = '<p style="color:#a30">a line of <b>many</b> lines of text in this page'
     return ('<title>long</title><script>onbeforeprint=()=>{const x=new XMLHttpRequest;'
-            'x.open("GET","/printing",false);x.send()}</script>' + line * PARAGRAPHS).encode()
+            'x.open("GET","/printing",false);x.send()}</script>' + line * paragraphs).encode()
 
 
 class Web:
     def __init__(self):
         self.asked = queue.Queue()
         self.release = threading.Event()
-        self._long = long_page()
+        # A job that is done once more finds another page: whether it is done is the question, not how long it takes.
+        self._printed = False
         self._closing = False
         self._listener = socket.create_server(('127.0.0.1', 0), backlog=100)
         self.address = f'http://127.0.0.1:{self._listener.getsockname()[1]}'
@@ -31,7 +33,7 @@ class Web:
         self.release.set()
         self._listener.close()
 
-    def await_request(self, path, seconds=25):
+    def await_request(self, path, seconds=60):
         """Whether this path is asked for in this time."""
         end = time.monotonic() + seconds
         while (left := end - time.monotonic()) > 0:
@@ -89,10 +91,14 @@ class Web:
         self.release.wait(60)
         self._missing(connection)
 
-    def _long_page(self, connection):
-        self._send(connection, self._long)
+    def _long_page(self, connection, paragraphs=LONG):
+        self._send(connection, b'<p>once more' if self._printed else page_that_tells(paragraphs))
+
+    def _shorter_page(self, connection):
+        self._long_page(connection, SHORTER)
 
     def _printing(self, connection):
+        self._printed = True
         self._send(connection, b'')
 
     def _closed(self, connection):

@@ -337,7 +337,7 @@ void AddressFilterTest::whatAPageLoadsIsRefused()
                     .toUtf8());
         };
         const QString address = u"http://public.example:%1/mixed.html"_s.arg(m_publicPort);
-        // The browser itself keeps the page from all but what it opens a window for.
+        // The browser by itself blocks all of these except new windows.
         const SilentServer reached;
         write(reached);
         QVERIFY(!askedFor(address, {}).filter(u"secret.html"_s).isEmpty());

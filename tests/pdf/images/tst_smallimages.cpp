@@ -13,6 +13,8 @@ class TestSmallImages : public QObject
 private slots:
     void photographsGetSmaller();
     void imagesThatFitKeepTheirSize();
+    void grayPhotographsAreNoDrawings();
+    void imagesThatAreNotShownKeepTheirSize();
     void drawingsStaySharp();
     void samplesAreRounded();
     void losslessWinsATie();
@@ -56,6 +58,12 @@ HandPdf imagePdf(const QByteArray &dictionary, const QByteArray &data, const QBy
     return hand;
 }
 
+/// The same in gray, which has at most 256 colours.
+QByteArray grayPhotograph(int width, int height)
+{
+    return QByteArray::fromStdString(grayJpeg(photograph(width, height).toStdString()));
+}
+
 /// pdfimages' row of width, height, colour, components, bits and coding.
 QString described(const QStringList &row)
 {
@@ -83,8 +91,30 @@ void TestSmallImages::imagesThatFitKeepTheirSize()
     const QByteArray pdf = imagePdf(imageEntries(100, 60, "/DeviceRGB") + "/Filter /DCTDecode",
                                     photograph(100, 60), "75 0 0 45 5 20 cm /I Do")
                                .bytes();
-    QCOMPARE(described(JudgedPdf(edited(pdf, makeImagesSmall)).images().value(0)),
-             QStringLiteral("100 60 rgb 3 8 jpeg"));
+    const QByteArray small = edited(pdf, makeImagesSmall);
+    QCOMPARE(described(JudgedPdf(small).images().value(0)), QStringLiteral("100 60 rgb 3 8 jpeg"));
+    // A photograph, not a drawing: low quality, half the resolution of colour.
+    const Raster raster = decodeJpeg(photograph(100, 60).toStdString());
+    QVERIFY(small.contains(QByteArray::fromStdString(encodeJpeg(raster, 50, true))));
+}
+
+void TestSmallImages::grayPhotographsAreNoDrawings()
+{
+    const QByteArray file = grayPhotograph(100, 60);
+    const QByteArray pdf =
+        imagePdf(imageEntries(100, 60, "/DeviceGray") + "/Filter /DCTDecode", file, "75 0 0 45 5 20 cm /I Do")
+            .bytes();
+    const Raster raster = decodeJpeg(file.toStdString());
+    QVERIFY(fewColours(raster));
+    QVERIFY(edited(pdf, makeImagesSmall).contains(QByteArray::fromStdString(encodeJpeg(raster, 50, true))));
+}
+
+void TestSmallImages::imagesThatAreNotShownKeepTheirSize()
+{
+    const QByteArray pdf = imagePdf(imageEntries(300, 200, "/DeviceRGB") + "/Filter /DCTDecode",
+                                    photograph(300, 200), "0 0 9 9 re f")
+                               .bytes();
+    QVERIFY(edited(pdf, makeImagesSmall).contains("/Width 300"));
 }
 
 void TestSmallImages::drawingsStaySharp()

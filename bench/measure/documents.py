@@ -12,6 +12,10 @@ SMALL = '''<!DOCTYPE html>
 <ul><li>First</li><li>Second</li><li>Third</li></ul>
 '''
 
+# Built by a script when it is loaded; and beside a worker that never says anything.
+SCRIPTED = SMALL + "<p id=built>Built by <script>built.append('a script')</script>\n"
+WORKER = SCRIPTED + "<script>new Worker(URL.createObjectURL(new Blob(['onmessage = () => 0'])))</script>\n"
+
 PHOTOGRAPHS = 10
 TABLE_ROWS = 2640  # 72 pages on A4
 REAL_FOLDERS = (
@@ -36,6 +40,13 @@ def small_page(folder):
     page = folder / 'small.html'
     page.write_text(SMALL)
     return page
+
+
+def scripted_pages(folder):
+    pages = [folder / 'scripted.html', folder / 'worker.html']
+    for page, text in zip(pages, (SCRIPTED, WORKER)):
+        page.write_text(text)
+    return pages
 
 
 def small_rows(folder, count):

@@ -88,6 +88,18 @@ def small_page(bench):
             ratio_row('warm job, small page, against --print-to-pdf', times[bench.warm.name], peer, 0.18, len(turn))]
 
 
+def scripted_pages(bench):
+    """How long is waited for scripts that have nothing more to do."""
+    scripted, worker = documents.scripted_pages(bench.room.documents)
+    rows = []
+    for name, page, bound in (('scripted small page', scripted, 0.5), ('small page with a silent worker', worker, 1.5)):
+        turn = [page] * bench.extent.small_turn
+        times = bench.race(name, turn, bench.extent.small_rounds, [bench.warm, bench.peer])
+        rows.append(ratio_row(f'warm job, {name}, against --print-to-pdf', times[bench.warm.name],
+                              times[bench.peer.name], bound, len(turn)))
+    return rows
+
+
 def photographs(bench):
     """No row: shown among the documents."""
     page = documents.photograph_page(bench.room.documents)
@@ -253,6 +265,7 @@ def memory(bench):
 
 SERIES = {
     'small': small_page,
+    'scripted': scripted_pages,
     'photographs': photographs,
     'table': long_table,
     'chapters': chapters,

@@ -40,10 +40,8 @@ extern const char blankScript[];
 /// loaded.
 extern const char replaceScript[];
 
-/// shim.js and listen.js, each a script to run before those of a page: the first in the page's own world and
-/// in its workers, the second in the engine's world, where prepare.js runs.
+/// shim.js, a script to run before those of a page, in the page's own world and in its workers.
 extern const char shimScript[];
-extern const char listenScript[];
 
 /// show.js, a function of the height in CSS pixels down to which the document has been shown already; its
 /// promise is kept when the rest has been drawn.

@@ -4,7 +4,7 @@
 
 int main(int argc, char *argv[])
 {
-    // Whatever the name that the program is started by: its settings folder, and what desktops know it by.
+    // Fixed names for the settings folder and for desktops, whatever the executable is called.
     QApplication::setApplicationName(QStringLiteral("Quirelle"));
     QApplication::setDesktopFileName(QStringLiteral("example.quirelle.Quirelle"));
     const QApplication application(argc, argv);

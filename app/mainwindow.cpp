@@ -22,15 +22,15 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// The widths that the columns start with are one pixel more than the frame leaves. That is no reason for a
-/// scroll bar; a column widened by the user is.
+/// The initial column widths add up to one pixel more than the viewport. Shows the scroll bar only if they
+/// are wider than that, because the user has widened a column.
 void hideNeedlessScrollBar(QTableWidget &table)
 {
     const bool needed = table.horizontalHeader()->length() > table.viewport()->width() + 1;
     table.setHorizontalScrollBarPolicy(needed ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
 }
 
-/// Whether the columns that are narrow and of a fixed width show whole texts.
+/// Whether the column headers and the longest source text fit their columns.
 bool fitColumns(const QTableWidget &table)
 {
     constexpr int margin = 4;
@@ -62,7 +62,7 @@ MainWindow::MainWindow(QWidget *parent)
 MainWindow::~MainWindow()
 {
     if (m_pProcess) {
-        // The end of this process must not start anything in a window that is going.
+        // Otherwise the end of this process would call ExeCmd() and start the next job.
         m_pProcess->disconnect(this);
         m_pProcess->close();
         delete m_pProcess;
@@ -72,8 +72,8 @@ MainWindow::~MainWindow()
 
 void MainWindow::connectControls()
 {
-    // By name: destroyed() comes when the window's own part is gone, and a slot connected by pointer would
-    // still be called. The form connects that slot by its name as well, by contract.
+    // By name: destroyed() is emitted when MainWindow's own part is already destroyed, and a slot connected
+    // by pointer would still be called. The form connects that slot by name as well, by contract.
     struct Connection {
         QObject *sender;
         const char *signal;
@@ -107,13 +107,13 @@ void MainWindow::showBackground()
     const QPalette ofControls = colors;
     colors.setBrush(QPalette::Window, QBrush(colors.color(QPalette::Window), background));
     setPalette(colors);
-    // Controls with a style sheet, and what is within them, take no colours from their window.
+    // Controls with a style sheet, and their children, do not inherit the window's palette.
     const auto controls = findChildren<QWidget *>();
     for (QWidget *control : controls) {
         if (control->testAttribute(Qt::WA_StyleSheet))
             control->setPalette(ofControls);
     }
-    // A field with a style sheet is filled from the application's colours, whatever its own are.
+    // A field with a style sheet takes its background from the application's palette, not from its own.
     if (QApplication::palette().color(QPalette::Base).lightness() < 128) {
         QLineEdit &field = *ui->lineEdit_OutPutPath;
         field.setStyleSheet(field.styleSheet() + u"\nbackground-color: #FFFFFF;"_s);
@@ -124,7 +124,7 @@ void MainWindow::fitTexts()
 {
     QTableWidget &table = *ui->tableWidget;
     QHeaderView &header = *table.horizontalHeader();
-    // Each by itself: in a control with a style sheet no font is handed down.
+    // Set for each: children of a control with a style sheet do not inherit its font.
     shrinkFont({&table, table.viewport(), &header, header.viewport()},
                [&table] { return fitColumns(table); });
     const QList<QWidget *> lowerRow{ui->pushButton_OutPutPath, ui->lineEdit_OutPutPath,
@@ -165,7 +165,7 @@ void MainWindow::InitAllChoice()
 
 void MainWindow::Setting()
 {
-    // Also during a run: what is saved holds from the next job on.
+    // Allowed during a run: what is saved applies from the next job on.
     m_settingDialog.exec();
 }
 

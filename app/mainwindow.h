@@ -10,8 +10,8 @@
 class QProcess;
 class Ui_MainWindow;
 
-/// The one main window: the job list, the output folder, and the run that converts the list. Each subsystem
-/// defines its members in its own folder. Everything happens on the GUI thread.
+/// The main window: the job list, the output folder, and the run that converts the list. Each subsystem
+/// defines its members in its own folder. Used on the GUI thread only.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -21,31 +21,29 @@ public:
     /// Stops a running engine.
     ~MainWindow() override;
 
-    /// Makes the window ready for its first use: size, empty job table, title, icons. To be called once, when
-    /// it is shown.
+    /// Sets size, empty job table, title and icons. To be called once, when the window is shown.
     void InitAllChoice();
 
-    // Job list. A blocked operation, here and below, is one that returns at once, silently, while a run is
-    // going.
+    // Job list. Operations marked "Blocked", here and below, do nothing during a run.
 
-    /// Whether Latin-1 text, ended by a zero byte, is taken for a web address; see isAddress.
+    /// Whether null-terminated Latin-1 text counts as a web address; see isAddress.
     bool CheckURL(char *address);
-    /// Adds a row for every address in a text of words; what is no address is dropped silently.
+    /// Adds a row for every address among the words of a text; silently ignores other words.
     void AddUrltoList(QString text);
 
     // Output folder.
 
-    /// Lets the user choose a folder, starting at the last one converted to; empty when cancelled.
+    /// Lets the user choose a folder, starting at the last output folder; empty if cancelled.
     QString GetOutPutFolder();
 
     // Conversion.
 
-    /// The engine's options from the settings as they are stored now; see engineOptions.
+    /// The engine's options from the currently stored settings; see engineOptions.
     QString GetCmdArg();
-    /// Stops the current engine if a run is going, and waits until it has gone. Its end is still recorded in
+    /// During a run, kills the current engine and waits until it has ended. Its result is still written to
     /// its row.
     void KillProcess();
-    /// Blanks size and information of every row.
+    /// Clears size and information of every row.
     void ClearAllInfo();
 
 public slots:
@@ -56,9 +54,9 @@ public slots:
     /// Removes every row. Blocked.
     void DeleteAllFile();
     void Setting();
-    /// Starts the run, or stops it, by what the button says.
+    /// Starts or stops the run, depending on the text of the button.
     void StartConvert();
-    /// Records the job that has ended and starts the next one. Always true.
+    /// Records the result of the job that has ended and starts the next one. Always returns true.
     bool ExeCmd();
     /// Lets the user choose the output folder; a cancelled choice empties the field. Blocked.
     void AddOutputPath();
@@ -86,24 +84,24 @@ private:
     void connectControls();
     void showBackground();
     void fitTexts();
-    /// Lets a folder or a file that is dropped on the output folder's field name the folder.
+    /// A folder dropped on the output field becomes the output folder; so does the folder of a dropped file.
     void acceptFolderDrops();
 
     static QString startText();
     static QString stopText();
     void showStartButton();
-    /// Judges the job just ended by its PDF, and writes that into its row.
+    /// Writes into the row whether the job that has just ended left a PDF, and its size.
     void recordResult(int row);
 
     qint32 m_nCurrentJob = 0;     ///< row of the next job; while a job runs, its row + 1
-    qint32 m_nFileCount = 0;      ///< rows when the Start button was last pressed
+    qint32 m_nFileCount = 0;      ///< number of rows when the Start button was last pressed
     QString m_strOutputFolder;    ///< as returned by the last folder dialog
     QString m_strLastOutput;      ///< path of the PDF of the job started last
     QString m_strPdfExt;          ///< extension of every PDF, with its dot
     QStringList m_listInputFiles; ///< inputs at every press of the Start button, one list after another
-    bool m_bConverting = false;   ///< whether a run is going
+    bool m_bConverting = false;   ///< during a run
     Ui_MainWindow *ui;            ///< owned
     SettingDialog m_settingDialog;
     addurl m_addUrlDialog;
-    QProcess *m_pProcess = nullptr; ///< the engine of the current job, owned; a fresh one between runs
+    QProcess *m_pProcess = nullptr; ///< the engine of the current job, owned; an unused one between runs
 };

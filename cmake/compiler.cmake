@@ -1,5 +1,5 @@
-# What the libraries ask of whoever links them, also from outside: link quirelle_usage PUBLIC. A sanitizer and gcov
-# are among it, for their runtimes must be in the whole program.
+# Options for everything that links the libraries, also from outside this project: link quirelle_usage PUBLIC. Includes
+# sanitizers and gcov, because the whole program needs their runtimes.
 add_library(quirelle_usage INTERFACE)
 target_include_directories(quirelle_usage INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_features(quirelle_usage INTERFACE cxx_std_20)
@@ -13,8 +13,8 @@ if(QUIRELLE_COVERAGE)
   target_link_options(quirelle_usage INTERFACE --coverage)
 endif()
 
-# What every target of the house is compiled with: link quirelle_flags PRIVATE. How strict we are with ourselves is no
-# business of those who link a library.
+# Options for compiling every target of this project: link quirelle_flags PRIVATE, so that our warnings do not apply to
+# others who link a library.
 add_library(quirelle_flags INTERFACE)
 target_link_libraries(quirelle_flags INTERFACE quirelle_usage)
 target_compile_definitions(quirelle_flags INTERFACE
@@ -23,14 +23,14 @@ target_compile_definitions(quirelle_flags INTERFACE
 target_compile_options(quirelle_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # GCC 12 sees an overlap in the library's own std::string::insert (its bug 105329).
+  # GCC 12 has a false positive in std::string::insert (GCC bug 105329).
   target_compile_options(quirelle_flags INTERFACE -Wno-restrict)
 endif()
 if(QUIRELLE_WARNINGS_AS_ERRORS)
   target_compile_options(quirelle_flags INTERFACE -Werror)
 endif()
 if(NOT QUIRELLE_SANITIZE)
-  # Hardening. The sanitizers bring their own checks and do not go with _FORTIFY_SOURCE.
+  # Hardening. Sanitizers have their own checks and do not work with _FORTIFY_SOURCE.
   target_compile_options(quirelle_flags INTERFACE -fstack-protector-strong)
   target_compile_options(quirelle_flags INTERFACE $<$<CONFIG:Release>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=3>)
   if(NOT APPLE)

@@ -1,6 +1,7 @@
-# quirelle_room(NAME [NO_QT] SOURCES … [USES FOLDER…] [LIBRARIES …] [PRIVATE …]): the static library quirelle_NAME of the sources
-# of this folder. It may include headers of its own folder and of those it USES (paths from the repository's root), and
-# links their libraries; the build fails at any other include. LIBRARIES are linked publicly, PRIVATE privately.
+# quirelle_room(NAME [NO_QT] SOURCES … [USES FOLDER…] [LIBRARIES …] [PRIVATE …]): makes the static library quirelle_NAME
+# from the sources of this folder. It may include headers of its own folder and of the folders that it USES (paths from
+# the repository's root), and links their libraries; any other include of the project fails the build. LIBRARIES are
+# linked PUBLIC, PRIVATE ones PRIVATE.
 function(quirelle_room name)
   cmake_parse_arguments(ARG "NO_QT" "" "SOURCES;USES;LIBRARIES;PRIVATE" ${ARGN})
   file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
@@ -16,7 +17,7 @@ function(quirelle_room name)
   set_target_properties(quirelle_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   list(TRANSFORM ARG_USES REPLACE "^.*/" "")
   list(TRANSFORM ARG_USES PREPEND quirelle_)
-  # The one room that is not called like its folder: quirelle_app is the whole window.
+  # The library of app/ is called quirelle_window, because quirelle_app is the whole window.
   list(TRANSFORM ARG_USES REPLACE "^quirelle_app$" "quirelle_window")
   target_link_libraries(quirelle_${name}
     PUBLIC ${ARG_USES} ${ARG_LIBRARIES} $<$<NOT:$<BOOL:${ARG_NO_QT}>>:Qt6::Core> quirelle_usage

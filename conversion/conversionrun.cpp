@@ -1,4 +1,4 @@
-// What Start does: one engine process after another, each started from the end of the one before.
+// What Start does: runs one engine process after another; the end of one starts the next.
 
 #include "app/mainwindow.h"
 #include "conversion/enginecommand.h"
@@ -33,18 +33,18 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// Nobody reads what an engine prints, and the process object would keep all of it in memory. So the engine
-/// is given pipes like any other child, and then lets its own ends of them go.
+/// Redirects the engine's output to /dev/null: nobody reads it, and QProcess would keep all of it in memory.
+/// Done in the child, so that the process object keeps its separate channels, by contract.
 void discardOutput(QProcess &process)
 {
 #ifdef Q_OS_UNIX
     process.setChildProcessModifier([] {
-        const int nowhere = ::open("/dev/null", O_WRONLY);
-        if (nowhere < 0)
+        const int null = ::open("/dev/null", O_WRONLY);
+        if (null < 0)
             return;
-        ::dup2(nowhere, STDOUT_FILENO);
-        ::dup2(nowhere, STDERR_FILENO);
-        ::close(nowhere);
+        ::dup2(null, STDOUT_FILENO);
+        ::dup2(null, STDERR_FILENO);
+        ::close(null);
     });
 #else
     Q_UNUSED(process)
@@ -63,7 +63,7 @@ void warn(QWidget &window, const QString &title, const QString &text)
 
 void MainWindow::StartConvert()
 {
-    // These checks guard Stop as well, by contract.
+    // These checks apply to Stop as well, by contract.
     m_nFileCount = ui->tableWidget->rowCount();
     if (m_nFileCount < 1) {
         warn(*this, tr("Warning"), tr("No File!"));
@@ -98,8 +98,8 @@ void MainWindow::StartConvert()
 
 bool MainWindow::ExeCmd()
 {
-    // The process that has ended goes once its notification, which may be the caller, is over. One that could
-    // not be started has no notification and goes here as well.
+    // Not deleted at once: the caller may be its finished() signal. Also deletes a process that could not be
+    // started.
     if (m_pProcess && m_pProcess->state() == QProcess::NotRunning)
         m_pProcess->deleteLater();
     m_pProcess = new QProcess;
@@ -154,7 +154,7 @@ void MainWindow::KillProcess()
 {
     if (!m_bConverting)
         return;
-    // Closing delivers the end of the process to ExeCmd, here and now, and that must not start the next job.
+    // close() below emits finished() and so calls ExeCmd(), which must not start the next job.
     m_bConverting = false;
     setJobText(*ui->tableWidget, m_nCurrentJob, SizeColumn, QString());
     if (m_pProcess)
@@ -187,7 +187,7 @@ QString MainWindow::startText()
 
 QString MainWindow::stopText()
 {
-    // With its trailing blank, which is part of the text.
+    // The trailing space is part of the text.
     return tr("Stop ");
 }
 
@@ -199,7 +199,7 @@ void MainWindow::showStartButton()
 
 bool MainWindow::SetFontPath()
 {
-    // The environment keeps this very buffer.
+    // putenv() does not copy: the environment uses this buffer.
     static std::array<char, 1024> buffer;
     const QByteArray setting = fontFolderSetting(QCoreApplication::applicationDirPath());
     if (static_cast<std::size_t>(setting.size()) >= buffer.size())

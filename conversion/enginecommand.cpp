@@ -9,9 +9,8 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// Text for within the double quotes of a command line, where three double quotes stand for one; see
-/// QProcess::splitCommand.
-QString quotable(QString text)
+/// Escapes text for use within double quotes: three double quotes stand for one; see QProcess::splitCommand.
+QString escaped(QString text)
 {
     return text.replace(u'"', u"\"\"\""_s);
 }
@@ -29,8 +28,8 @@ QString enginePath(const QString &applicationFolder)
 QString engineCommand(const QString &engine, const QString &options, const QString &input,
                       const QString &output)
 {
-    return u"\"%1\" %2 \"%3\" \"%4\""_s.arg(quotable(engine))
+    return u"\"%1\" %2 \"%3\" \"%4\""_s.arg(escaped(engine))
         .arg(options)
-        .arg(quotable(input))
-        .arg(quotable(output));
+        .arg(escaped(input))
+        .arg(escaped(output));
 }

@@ -2,13 +2,12 @@
 
 #include <QString>
 
-/// Path of the engine's executable, from the folder of the window's own: both lie in one application bundle,
-/// the window in its Contents/MacOS, the engine in a bundle of its own, two levels up.
+/// Path of the engine's executable. `applicationFolder` is the folder of the window's executable,
+/// Contents/MacOS of the application bundle; the engine has its own bundle two levels up.
 QString enginePath(const QString &applicationFolder);
 
-/// The whole command line of one job, for QProcess::startCommand: engine, input and output in double quotes,
-/// so that each arrives as one argument whatever characters it has; the options as they are. Filled one after
-/// another, so a "%" followed by a digit in an earlier piece takes part in the filling of the later ones,
-/// by contract.
+/// The command line of one job, for QProcess::startCommand: engine, input and output in double quotes, so
+/// that each is one argument whatever characters it has; the options unchanged. The parts are filled in one
+/// after another: "%" and a digit in an earlier part is replaced by a later one, by contract.
 QString engineCommand(const QString &engine, const QString &options, const QString &input,
                       const QString &output);

@@ -13,7 +13,7 @@ namespace
 
 constexpr int maximumCopies = 10;
 constexpr int maximumPaperSide = 3000; // millimetres
-// Where the file has no such key. A stored "Default" is 0, and asks for no minimum: see "Kept by contract" in
+// If the file has no such key. A stored "Default" is 0 and means no minimum: see "Kept by contract" in
 // docs/development.md.
 constexpr int fontSizeWhenAbsent = 10;
 
@@ -43,8 +43,9 @@ int storedNumber(const QSettings &settings, const char16_t *key, int whenAbsent)
     return settings.value(key, whenAbsent).toString().toInt();
 }
 
-/// A stored number within these limits, else 0.
-int clamped(const QSettings &settings, const char16_t *key, int minimum, int maximum, int whenAbsent = 0)
+/// A stored number if it is within these limits, else 0.
+int numberInRange(const QSettings &settings, const char16_t *key, int minimum, int maximum,
+                  int whenAbsent = 0)
 {
     const int number = storedNumber(settings, key, whenAbsent);
     return number < minimum || number > maximum ? 0 : number;
@@ -53,14 +54,14 @@ int clamped(const QSettings &settings, const char16_t *key, int minimum, int max
 QString paperOption(const QSettings &settings)
 {
     const int last = static_cast<int>(g_paperSizes.size()) - 1;
-    const int index = clamped(settings, SettingKey::PaperSizeModel, 0, last);
+    const int index = numberInRange(settings, SettingKey::PaperSizeModel, 0, last);
     if (index == 0)
         return QString();
     return u"\"--page-size\" \"%1\""_s.arg(
         QLatin1String(g_paperSizes.at(static_cast<std::size_t>(index)).option));
 }
 
-/// One side of a paper of the user's own, as text; "NULL" for one that no paper has.
+/// One side of a custom paper size, as text; "NULL" if it is out of range.
 QString paperSide(const QSettings &settings, const char16_t *key)
 {
     const QString side = settings.value(key, 0).toString();
@@ -70,13 +71,14 @@ QString paperSide(const QSettings &settings, const char16_t *key)
 
 QString copiesOption(const QSettings &settings)
 {
-    return u"\"--copies\" \"%1\""_s.arg(clamped(settings, SettingKey::CopyNumber, 0, maximumCopies - 1) + 1);
+    return u"\"--copies\" \"%1\""_s.arg(
+        numberInRange(settings, SettingKey::CopyNumber, 0, maximumCopies - 1) + 1);
 }
 
 QString orientationOption(const QSettings &settings)
 {
     const int last = static_cast<int>(g_orientations.size()) - 1;
-    const int index = clamped(settings, SettingKey::Orientation, 0, last);
+    const int index = numberInRange(settings, SettingKey::Orientation, 0, last);
     if (index == 0)
         return QString();
     return u"\"--orientation\" \"%1\""_s.arg(
@@ -85,8 +87,8 @@ QString orientationOption(const QSettings &settings)
 
 QString fontSizeOption(const QSettings &settings)
 {
-    const int points =
-        clamped(settings, SettingKey::FontSize, g_minimumFontSize, g_maximumFontSize, fontSizeWhenAbsent);
+    const int points = numberInRange(settings, SettingKey::FontSize, g_minimumFontSize, g_maximumFontSize,
+                                     fontSizeWhenAbsent);
     return points == 0 ? QString() : u"\"--minimum-font-size\" \"%1\""_s.arg(points);
 }
 
@@ -107,7 +109,7 @@ QString flagOption(const QSettings &settings, const TextOption &option)
 QString engineOptions(const QSettings &settings)
 {
     QStringList places{paperOption(settings)};
-    // Read and checked, but there is no option for a paper size of the user's own.
+    // Read, but unused: the engine has no option for a custom paper size.
     [[maybe_unused]] const QString width = paperSide(settings, SettingKey::PaperWidth);
     [[maybe_unused]] const QString height = paperSide(settings, SettingKey::PaperHeight);
     places << copiesOption(settings) << orientationOption(settings) << fontSizeOption(settings);
@@ -117,7 +119,7 @@ QString engineOptions(const QSettings &settings)
         places << flagOption(settings, option);
     places << QString(); // the last place is always empty
 
-    // Filled one after another: each takes the lowest marker left, wherever that has come from.
+    // One after another: each replaces the lowest remaining marker, also one that came with an earlier value.
     QString line = u"%1 %2 %3 %4 %5 %6 %7 %8 %9 %10 %11 %12 %13 %14 %15"_s;
     for (const QString &place : std::as_const(places))
         line = line.arg(place);

@@ -21,6 +21,6 @@ void MyThread::run()
 
 void MyThread::produceMessage(int number)
 {
-    // Both markers are filled at once, so that a percent sign in the name stays what it is.
+    // Both markers in one call, so that a "%2" in the name is not replaced.
     qDebug().noquote() << QStringLiteral("Producing %1:%2").arg(m_strName, QString::number(number));
 }

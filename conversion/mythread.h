@@ -11,8 +11,8 @@ class MyThread : public QThread
 public:
     explicit MyThread(const QString &name);
 
-    /// Stores the request. The thread looks at it before each message, so it ends at most one sleep later;
-    /// stored before start(), it ends without a message.
+    /// With `true`, the thread ends before its next message, at most one sleep later; called before start(),
+    /// it ends without a message.
     void stopThread(bool stop);
     /// Writes one line: the thread's name and the message's number.
     void produceMessage(int number);

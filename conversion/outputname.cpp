@@ -7,12 +7,12 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-// Taken out of an address, in this order.
+// Removed from an address, in this order.
 constexpr QLatin1Char unwantedCharacters[] = {
     '+'_L1, '-'_L1, '*'_L1, '/'_L1, '%'_L1, '?'_L1, ':'_L1, '!'_L1,
     '@'_L1, '#'_L1, '$'_L1, '^'_L1, '&'_L1, '('_L1, ')'_L1, '='_L1,
 };
-// And then these. Without ":" and "/" only the last two are ever met.
+// And then these. As ":" and "/" are gone by then, only the last two can occur.
 constexpr QLatin1String unwantedTexts[] = {"http://"_L1, "http:/"_L1, "http:"_L1, "http"_L1, "htp"_L1};
 
 QString nameOfFile(const QString &path)

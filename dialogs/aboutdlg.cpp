@@ -47,16 +47,17 @@ AboutDlg::AboutDlg(QWidget *parent) : QDialog(parent), ui(new Ui_AboutDlg)
 {
     ui->setupUi(this);
     setFixedSize(360, 200);
-    // The text's colours are made for a light ground. A widget with a style sheet of its own does not follow.
+    // The text's colours need a light background. The text box has a style sheet and so does not inherit the
+    // palette.
     setPalette(lightPalette(palette()));
     ui->textEdit->setPalette(palette());
     keepMenuUnstyled(*ui->textEdit);
 
-    // The box is so many pixels high whatever a point measures on this screen, and the text must fit it.
+    // The box has a fixed height in pixels: lay its text out at 72 dpi, whatever the screen's resolution.
     static QImage surface = pointSizedSurface();
     ui->textEdit->document()->documentLayout()->setPaintDevice(&surface);
     ui->textEdit->setHtml(aboutText());
-    // Nor may the wheel move it for the sake of its empty last line.
+    // The mouse wheel must not scroll to the empty last line.
     ui->textEdit->verticalScrollBar()->setEnabled(false);
     ui->textEdit->viewport()->setMouseTracking(true);
     ui->textEdit->viewport()->installEventFilter(this);
@@ -107,7 +108,7 @@ bool AboutDlg::eventFilter(QObject *watched, QEvent *event)
         ui->textEdit->viewport()->setCursor(link.isEmpty() ? Qt::IBeamCursor : Qt::PointingHandCursor);
         if (event->type() == QEvent::MouseButtonPress && mouse.button() == Qt::LeftButton)
             m_pressedLink = link;
-        // Not where the mouse was drawn over the text to select it.
+        // Dragging over the link selects text and is no click.
         const bool isClick = event->type() == QEvent::MouseButtonRelease &&
                              mouse.button() == Qt::LeftButton && !link.isEmpty() && link == m_pressedLink &&
                              !ui->textEdit->textCursor().hasSelection();

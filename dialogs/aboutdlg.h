@@ -4,7 +4,7 @@
 
 class Ui_AboutDlg;
 
-/// Name, version, rights and addresses of the product, and a way to its homepage.
+/// Shows name, version, rights and addresses of the product, with a link to its homepage.
 class AboutDlg : public QDialog
 {
     Q_OBJECT
@@ -14,16 +14,16 @@ public:
     ~AboutDlg() override;
 
 public slots:
-    /// Opens the homepage in the user's browser. Nothing is reported where none opens.
+    /// Opens the homepage in the user's browser; a failure is not reported.
     void VisitURL();
 
 protected:
-    /// Makes the homepage in the text a link, which a QTextEdit only paints.
+    /// Makes the link in the text clickable, which QTextEdit does not support.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     static QString aboutText();
 
     Ui_AboutDlg *ui;       ///< owned
-    QString m_pressedLink; ///< under the mouse when its button went down; empty beside any
+    QString m_pressedLink; ///< the link on which the mouse button was pressed; empty for none
 };

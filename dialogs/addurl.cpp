@@ -17,13 +17,12 @@
 namespace
 {
 
-/// A list may hold megabytes in one line, which is laid out as a whole.
-void layOutQuickly(QTextEdit *box)
+/// A list may have megabytes in one line, which is laid out as a whole: choose fast text layout.
+void useFastLayout(QTextEdit *box)
 {
-    // Wrapping at word boundaries takes minutes where there are none.
+    // Searching for word boundaries takes minutes in a line that has none.
     box->setWordWrapMode(QTextOption::WrapAnywhere);
-    // Addresses gain nothing by kerning, and without it the scripts that can do without are not shaped: half
-    // the time.
+    // Without kerning, simple scripts need no shaping: half the time.
     QFont font = box->font();
     font.setKerning(false);
     font.setStyleStrategy(QFont::PreferNoShaping);
@@ -45,7 +44,7 @@ addurl::addurl(QWidget *parent) : QDialog(parent), ui(new Ui_addurl)
     ui->setupUi(this);
     setFixedSize(401, 300);
     setPalette(lightPalette(palette()));
-    layOutQuickly(ui->textEdit_URL);
+    useFastLayout(ui->textEdit_URL);
     shrinkFont({ui->layoutWidget}, [this] { return hasRoomForTexts(*ui->layoutWidget); });
     connect(ui->pushButton_LoadTXT, SIGNAL(clicked()), this, SLOT(on_buttonBox_LoadTXT()));
     connect(ui->pushButton_Clear, SIGNAL(clicked()), this, SLOT(on_buttonBox_Clear()));
@@ -64,7 +63,7 @@ QString addurl::GetURLContent()
 
 void addurl::showEvent(QShowEvent *event)
 {
-    // Not the button that ended the last showing.
+    // Otherwise the button that closed the dialog the last time keeps the focus.
     ui->textEdit_URL->setFocus();
     QDialog::showEvent(event);
 }

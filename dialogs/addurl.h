@@ -5,8 +5,8 @@
 
 class Ui_addurl;
 
-/// Takes web addresses, typed or loaded from a list file, and hands them over as one text: it neither splits
-/// nor tests them. The text box keeps its content from one showing to the next.
+/// Lets the user type web addresses or load them from a file, and returns them as one text, neither split nor
+/// checked. The text box keeps its content from one showing to the next.
 class addurl : public QDialog
 {
     Q_OBJECT
@@ -15,7 +15,7 @@ public:
     explicit addurl(QWidget *parent = nullptr);
     ~addurl() override;
 
-    /// Takes the text box's plain text over into m_strURLContent, and returns it.
+    /// Stores the text box's plain text in m_strURLContent and returns it.
     QString GetURLContent();
 
     /// The text of the last OK; empty before the first.

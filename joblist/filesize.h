@@ -4,10 +4,9 @@
 
 class QString;
 
-/// Size of a file in bytes; 0 for what is missing and for a folder, whatever size the system gives to
-/// folders.
+/// Size of a file in bytes; 0 for a missing file and for a folder.
 qint64 fileSize(const QString &path);
 
-/// Whether a dropped file counts as one with content. Only the low 32 bits of its size are looked at, as a
-/// signed number, by contract.
+/// Whether a dropped file counts as having content: the low 32 bits of its size, as a signed number, are
+/// positive, by contract.
 bool dropHasContent(const QString &path);

@@ -1,4 +1,4 @@
-// What the user puts into the job list, and takes out of it.
+// Adding jobs to the list and removing them.
 
 #include "app/mainwindow.h"
 #include "joblist/address.h"
@@ -30,7 +30,8 @@ QString storedInputFolder()
 
 void storeInputFolder(const QString &file)
 {
-    // Only a backslash ends the folder, by contract. A dialog that is started on a file opens its folder.
+    // Cut at a backslash only, by contract; elsewhere this stores the file's path. A file dialog opens its
+    // folder.
     storeSettings({{SettingKey::InputFolder, file.left(file.lastIndexOf(u'\\'))}});
 }
 
@@ -67,12 +68,12 @@ void MainWindow::dragEnterEvent(QDragEnterEvent *event)
 
 void MainWindow::dropEvent(QDropEvent *event)
 {
-    // Also during a run: the new rows are converted with the others.
+    // Allowed during a run: the new rows are converted with the others.
     QList<Job> jobs;
     const QList<QUrl> urls = event->mimeData()->urls();
     for (const QUrl &url : urls) {
         const QString path = url.toLocalFile();
-        // The first address that is no local file ends the drop; what came before it stays.
+        // The first URL that is no local file ends the drop; files before it are added.
         if (path.isEmpty())
             break;
         jobs.append({path, dropHasContent(path) ? QString::fromUtf16(JobSource::LocalFile) : QString()});
@@ -94,7 +95,8 @@ void MainWindow::AddUrltoList(QString text)
 {
     QStringList addresses = splitAddresses(std::move(text));
     addresses.removeIf([this](const QString &address) {
-        // The engine would get no more than what comes before a zero byte, and write a PDF of another name.
+        // The engine would get the address only up to the null character, while the PDF is named after all of
+        // it.
         return address.contains(QChar(0)) || !CheckURL(address.toLatin1().data());
     });
     appendJobs(*ui->tableWidget, jobsOf(addresses, JobSource::OnlineFile));
@@ -110,16 +112,16 @@ void MainWindow::DeleteFile()
     if (m_bConverting)
         return;
     QTableWidget &table = *ui->tableWidget;
-    // The current row goes first, even where it is not selected.
+    // The current row first, even if it is not selected.
     if (table.currentRow() >= 0)
         table.removeRow(table.currentRow());
     std::set<int, std::greater<>> rows;
     const QModelIndexList selected = table.selectionModel()->selectedIndexes();
     for (const QModelIndex &index : selected)
         rows.insert(index.row());
-    // All of it goes, and adjusting the selection at each removal takes longer than the removals.
+    // For speed: updating the selection at each removal takes longer than the removals.
     table.clearSelection();
-    // From the end on, so that no removal shifts a row that is still to go.
+    // From the last to the first, so that a removal does not shift the rows still to be removed.
     for (const int row : rows)
         table.removeRow(row);
 }

@@ -1,4 +1,4 @@
-// Where the PDFs go.
+// The output folder.
 
 #include "app/mainwindow.h"
 #include "settings/settingsfile.h"
@@ -14,14 +14,13 @@
 namespace
 {
 
-QString lastFolderConvertedTo()
+QString lastOutputFolder()
 {
     const QString folder = storedSettings().value(SettingKey::OutputFolder, QString()).toString();
     return QFile::exists(folder) ? folder : QString();
 }
 
-/// The folder that a drag names: the first of its folders and files, or that file's folder. Empty where it
-/// has none.
+/// The first dragged folder, or the folder of the first dragged file; empty if the drag has no local file.
 QString folderOf(const QMimeData &drag)
 {
     const QString path = drag.urls().value(0).toLocalFile();
@@ -31,7 +30,7 @@ QString folderOf(const QMimeData &drag)
     return QDir::cleanPath(entry.isDir() ? path : entry.path());
 }
 
-/// For a field: the field itself would take the text of such a drag, which is an address.
+/// Handles drops on a field, which by itself would insert the URL as text.
 class FolderDrops : public QObject
 {
 public:
@@ -49,7 +48,7 @@ public:
         const QString folder = folderOf(*drag.mimeData());
         if (folder.isEmpty())
             return false;
-        // Never a move: whoever drags would remove the file.
+        // Never a move: the source of the drag would delete the file.
         drag.setDropAction(Qt::CopyAction);
         drag.accept();
         if (event->type() == QEvent::Drop)
@@ -70,7 +69,7 @@ void MainWindow::acceptFolderDrops()
 
 QString MainWindow::GetOutPutFolder()
 {
-    return QFileDialog::getExistingDirectory(this, tr("Open directory"), lastFolderConvertedTo(),
+    return QFileDialog::getExistingDirectory(this, tr("Open directory"), lastOutputFolder(),
                                              QFileDialog::ShowDirsOnly | QFileDialog::DontResolveSymlinks);
 }
 

@@ -4,9 +4,10 @@
 
 #include <array>
 
-/// What the settings dialog offers, and what the engine calls it. The settings file stores the index of a
-/// paper or an orientation, so the order of these tables is part of the file's format. The texts are kept as
-/// they are, though B9 is 44x62 mm, C5E 162x229 mm and DLE 110x220 mm on paper, and Ledger has an odd blank.
+/// A choice in the settings dialog and the engine's name for it. The settings file stores the index of a
+/// paper or an orientation, so the order of these tables is part of the file format. The texts are kept by
+/// contract, also those that are wrong: B9 is 44x62 mm, C5E 162x229 mm and DLE 110x220 mm, and Ledger has a
+/// stray space.
 struct Choice {
     const char
         *option;      ///< value of the engine's option; empty where the engine's own default is left in force
@@ -52,8 +53,8 @@ inline constexpr std::array<Choice, 2> g_orientations{{
     {"Landscape", QT_TRANSLATE_NOOP("SettingDialog", "Landscape")},
 }};
 
-/// Minimum font sizes in points that the list offers. Any other size within the range below may be typed;
-/// the number itself is stored, 0 for "Default".
+/// Minimum font sizes in points that the list offers. Any other size within the range below may be typed. The
+/// number itself is stored, 0 for "Default".
 inline constexpr std::array<const char *, 15> g_fontSizes{
     QT_TRANSLATE_NOOP("SettingDialog", "Default"),
     "9",
@@ -74,5 +75,5 @@ inline constexpr std::array<const char *, 15> g_fontSizes{
 inline constexpr int g_minimumFontSize = 5;
 inline constexpr int g_maximumFontSize = 72;
 
-/// Maximum length of a title, user name, password or proxy, in UTF-16 code units: what is longer is cut.
+/// Maximum length of a title, user name, password or proxy, in UTF-16 code units; longer ones are truncated.
 inline constexpr qsizetype g_maximumTextLength = 100;

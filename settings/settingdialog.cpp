@@ -140,14 +140,14 @@ bool SettingDialog::hasRoomForTexts() const
 
 void SettingDialog::showEvent(QShowEvent *event)
 {
-    // Their lists are made on demand, and start-up makes none.
+    // Here and not in the constructor: view() creates the list, which slows down start-up.
     for (const QLabel *label : {ui->label_2, ui->label, ui->label_6}) {
         auto *list = qobject_cast<QComboBox *>(label->buddy());
         list->view()->setAccessibleName(label->text());
         if (list->lineEdit())
             list->lineEdit()->setAccessibleName(label->text());
     }
-    // Not the button that ended the last showing.
+    // Otherwise the button that closed the dialog the last time keeps the focus.
     ui->comboBox_PageSize->setFocus();
     QDialog::showEvent(event);
 }
@@ -180,7 +180,7 @@ void SettingDialog::LoadInfo()
     const QSettings settings = storedSettings();
     ui->comboBox_PageSize->setCurrentIndex(
         readIndex(settings, SettingKey::PaperSizeModel, ui->comboBox_PageSize->count()));
-    // Measures of one's own paper and the number of copies have no control: read and checked, then dropped.
+    // Custom paper sizes and the number of copies have no control: read and checked, but unused.
     [[maybe_unused]] const QString paperWidth = readMeasure(settings, SettingKey::PaperWidth);
     [[maybe_unused]] const QString paperHeight = readMeasure(settings, SettingKey::PaperHeight);
     [[maybe_unused]] const int copies = readNumber(settings, SettingKey::CopyNumber);

@@ -4,8 +4,8 @@
 
 class Ui_SettingDialog;
 
-/// The conversion options, edited modally. The controls are filled from the settings file once, at
-/// construction, and then keep what they hold from one showing to the next; only OK writes the file.
+/// The modal dialog for conversion options. The constructor fills the controls from the settings file; after
+/// that they keep their content from one showing to the next. Only OK writes the file.
 class SettingDialog : public QDialog
 {
     Q_OBJECT
@@ -14,15 +14,15 @@ public:
     explicit SettingDialog(QWidget *parent = nullptr);
     ~SettingDialog() override;
 
-    /// Rebuilds the lists and puts the defaults into the controls; writes nothing. Password and proxy stay,
-    /// by contract.
+    /// Rebuilds the lists and resets the controls to defaults, without writing the file. Password and proxy
+    /// stay, by contract.
     void IniAllChoice();
-    /// Settings file to controls. What is missing, malformed or out of range shows as its default.
+    /// Fills the controls from the settings file. Missing, malformed and out-of-range values become defaults.
     void LoadInfo();
-    /// Controls to settings file: always all sixteen keys of the dialog.
+    /// Writes the controls to the settings file: always all sixteen keys of the dialog.
     void SaveInfo();
 
-    /// Never installed on any object. Announces each event in message boxes, and consumes none.
+    /// Not installed on any object. Shows each event in message boxes and consumes none.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 public slots:
@@ -36,7 +36,7 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
-    /// Selects a minimum font size in points, listing it first where it is not yet; "Default" for any out of
+    /// Selects a minimum font size in points, after adding it to the list if necessary; "Default" if out of
     /// range.
     void showFontSize(int points);
     void layOutPanel();

@@ -26,17 +26,17 @@ bool belongsToUser([[maybe_unused]] const QFileInfo &file)
 #endif
 }
 
-/// Whether opening this cannot block: for links what they lead to counts.
+/// Whether opening this cannot block. Follows links.
 bool isRegularOrMissing(const QString &path)
 {
     const QFileInfo file(path);
     return file.isFile() || !file.exists();
 }
 
-/// A file that its owner has made read-only stays so.
-void narrow(const QFileInfo &file)
+/// Removes all permissions except reading and writing by the owner; a read-only file stays read-only.
+void makePrivate(const QFileInfo &file)
 {
-    // The user's permissions are the owner's over again, and not the file's.
+    // Qt's "User" permissions are those of the current user, not bits of the file.
     constexpr QFile::Permissions ofUser = QFile::ReadUser | QFile::WriteUser | QFile::ExeUser;
     const QFile::Permissions stored = file.permissions() & ~ofUser;
     if ((stored & ~privatePermissions) && belongsToUser(file))
@@ -47,11 +47,11 @@ void narrow(const QFileInfo &file)
 
 QString settingsFilePath()
 {
-    // No separator stands between the two pieces of the file's name.
+    // Without a separator: "quirelleinfo.ini".
     const QString fileName = QString::fromLatin1(g_chSoftwareName) + QStringLiteral("info.ini");
     const QString folder = QCoreApplication::applicationDirPath();
     QString beside = folder + QLatin1Char('/') + fileName;
-    // Of an installed copy that root has used once, nobody else can read the file.
+    // isReadable: if root has used an installed copy, other users cannot read root's file there.
     if (QFileInfo(beside).isReadable() || QFileInfo(folder).isWritable())
         return beside;
     return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) + QLatin1Char('/') + fileName;
@@ -60,7 +60,7 @@ QString settingsFilePath()
 QSettings storedSettings()
 {
     QString path = settingsFilePath();
-    // None of the resources compiled in has this name.
+    // A resource that does not exist: reads as empty.
     if (!isRegularOrMissing(path))
         path = QStringLiteral(":/none");
     return QSettings(path, QSettings::IniFormat);
@@ -69,7 +69,7 @@ QSettings storedSettings()
 void storeSettings(const QList<std::pair<const char16_t *, QString>> &values)
 {
     const QString path = settingsFilePath();
-    // QSettings also reads its lock, where there is one.
+    // QSettings opens its lock file too.
     if (!isRegularOrMissing(path) || !isRegularOrMissing(path + QStringLiteral(".lock")))
         return;
     ensurePrivateSettingsFile();
@@ -83,7 +83,7 @@ bool ensurePrivateSettingsFile()
     const QString path = settingsFilePath();
     const QFileInfo existing(path);
     if (existing.exists()) {
-        narrow(existing);
+        makePrivate(existing);
         return true;
     }
     QDir().mkpath(existing.absolutePath());

@@ -6,26 +6,25 @@
 
 #include <utility>
 
-/// Short name of the product: names the engine's bundle and executable and starts the settings file's name.
+/// Short name of the product, used for the engine's bundle and executable and in the settings file's name.
 extern const char *g_chSoftwareName;
 
-/// Absolute path of the settings file: beside the executable; in the user's configuration folder
-/// (QStandardPaths::AppConfigLocation) only where the executable's folder is not writable and holds no such
-/// file that the user can read.
+/// Absolute path of the settings file: beside the executable, or in the user's configuration folder
+/// (QStandardPaths::AppConfigLocation) if the executable's folder is not writable and has no readable
+/// settings file.
 QString settingsFilePath();
 
-/// The one file that outlives a run, in INI format, opened to be read: every key lies in the group
-/// SettingInfo, every value is text. Nobody keeps it open: each operation opens it anew. What is missing,
-/// unreadable or no regular file, such as a FIFO, which would block, reads as empty, silently.
+/// The settings file, in INI format, opened for reading: every key is in the group SettingInfo, every value
+/// is text. It is not kept open: each operation opens it again. A file that is missing, unreadable or not
+/// regular (opening a FIFO would block) reads as empty, without a message.
 QSettings storedSettings();
 
-/// Stores values under their full keys, in this order, and keeps all others. A failed write is lost,
-/// silently; what is no regular file is left alone. The file holds a password, so it is made private first.
+/// Stores values under their full keys, in this order, and keeps all others. A failed write is not reported;
+/// a file that is not regular is not written. The file contains a password, so it is made private first.
 void storeSettings(const QList<std::pair<const char16_t *, QString>> &values);
 
-/// Creates a missing settings file, empty and with mode 0600, together with its folder. Of an existing one
-/// that belongs to the user it takes every permission beyond these, and leaves its content as it is. Returns
-/// whether the file is there.
+/// Creates a missing settings file, empty and with mode 0600, together with its folder. Removes all other
+/// permissions from an existing one that belongs to the user. Returns whether the file exists now.
 bool ensurePrivateSettingsFile();
 
 /// Full keys, as stored. The spelling of PaperSizeModel's key is part of the file format.

@@ -3,9 +3,8 @@
 #include <QMenu>
 #include <QWidget>
 
-/// A style sheet without a selector is for whatever lies below its control, and so for the control's menu,
-/// which must not become transparent or white. This gives a text control the menu that it has anyway, in the
-/// desktop's own colours.
+/// Shows a text control's standard context menu in the desktop's own colours. Otherwise a style sheet without
+/// a selector applies to the menu too, as a child of the control, and makes it transparent or white.
 template <typename TextControl>
 void keepMenuUnstyled(TextControl &control)
 {

@@ -25,15 +25,15 @@ QSize contentSize(const QPushButton &button)
     return {icon + text.width() + 2 * margin, text.height()};
 }
 
-bool isWithin(QSize needed, QSize there)
+bool isWithin(QSize needed, QSize available)
 {
-    return needed.boundedTo(there) == needed;
+    return needed.boundedTo(available) == needed;
 }
 
 void setFont(QWidget &control, const QFont &font)
 {
     control.setFont(font);
-    // A list keeps the smallest size that it once had, until its style changes.
+    // A combo box caches its size hint until its style changes.
     const auto lists = control.findChildren<QComboBox *>();
     for (QComboBox *list : lists) {
         QEvent change(QEvent::StyleChange);

@@ -6,10 +6,10 @@
 
 class QWidget;
 
-/// Whether a button, label, check box, list or line has room for its text in the font that it has now. Other
-/// controls have.
+/// Whether a button, label, check box, combo box or line edit has room for its text in its current font. True
+/// for other controls.
 bool hasRoomForText(const QWidget &control);
 
-/// Forms have fixed sizes, desktops have fonts of any. Makes the font of these controls, alike, as much
-/// smaller as it takes until everything fits; where it does at once, nothing is changed.
+/// Reduces the font size of all these controls until `fits` returns true, or to a minimum; changes nothing if
+/// it does at once. Needed because the forms have fixed sizes, and desktops fonts of any size.
 void shrinkFont(const QList<QWidget *> &controls, const std::function<bool()> &fits);

@@ -3,6 +3,6 @@
 class QAbstractButton;
 class QString;
 
-/// Gives a button the image ":/MyImage/…" as its icon, at the image's own pixel size. Where ":/MyImage2x/…"
-/// has the same image at twice that size, screens of high density show that.
+/// Sets the image ":/MyImage/…" as a button's icon, at the image's own pixel size. High-density screens use
+/// the image of twice that size in ":/MyImage2x/…", if there is one.
 void showButtonImage(QAbstractButton &button, const QString &image);

@@ -8,7 +8,7 @@
 namespace
 {
 
-/// As a tool tip: no markup, and in lines, for a path has few places to be wrapped at.
+/// Text for a tool tip: escaped, and cut into lines, as a path has few places for line breaks.
 QString toolTip(const QString &text)
 {
     constexpr qsizetype lineLength = 100;
@@ -72,7 +72,7 @@ QString jobText(const QTableWidget &table, int row, JobColumn column)
 
 void setJobText(QTableWidget &table, int row, JobColumn column, const QString &text)
 {
-    // The table takes ownership only of an item that it has a place for.
+    // setItem() takes ownership of the item only if the row exists.
     if (row >= 0 && row < table.rowCount())
         table.setItem(row, column, new QTableWidgetItem(text));
 }

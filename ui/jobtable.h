@@ -8,7 +8,7 @@ class QTableWidget;
 /// The columns of the job list.
 enum JobColumn { InputColumn, SourceColumn, SizeColumn, InformationColumn, JobColumnCount };
 
-/// What column SourceColumn says of a row. A row that says neither has no output name of its own.
+/// The texts of SourceColumn. A row with neither gets an empty output name.
 namespace JobSource
 {
 inline constexpr char16_t LocalFile[] = u"Local File";
@@ -22,14 +22,14 @@ struct Job {
     QString source; ///< one of JobSource, or empty
 };
 
-/// How the table shows its cells: sizes at the right, and what a column is too narrow for whole as a tool
-/// tip. Texts are cut in their middle, where paths and addresses differ least.
+/// Sets how the table shows its cells: sizes right-aligned, long texts elided in the middle, where paths and
+/// addresses differ least, with the whole text as a tool tip.
 void setUpCells(QTableWidget &table);
 
 /// Adds rows at the end, in order, with an item in every cell.
 void appendJobs(QTableWidget &table, const QList<Job> &jobs);
 
-/// The text of a cell; empty where there is none.
+/// The text of a cell; empty if there is no such cell.
 QString jobText(const QTableWidget &table, int row, JobColumn column);
 
 /// Puts a new item with this text into a cell, if the table has that row.

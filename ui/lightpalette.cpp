@@ -12,7 +12,7 @@ constexpr QRgb ink = 0xff1a1f24;
 constexpr QRgb faded = 0xff6b7680;
 
 constexpr RoleColor lightColors[] = {
-    // Behind an image: the style takes the shades of frames from it.
+    // Covered by an image, but the style derives the colours of frames from it.
     {QPalette::Window, 0xfff0f2f4},
     {QPalette::WindowText, ink},
     {QPalette::Text, ink},

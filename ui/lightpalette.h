@@ -2,6 +2,6 @@
 
 #include <QPalette>
 
-/// A palette with its colours made fit for a light ground: for windows that show a light image, or text with
-/// dark colours of its own, whatever the desktop's colours are, and whatever they become.
+/// `desktop` with all colours replaced by those for a light background: for windows with a light background
+/// image or with dark text colours, whatever the desktop's colours are.
 QPalette lightPalette(QPalette desktop);

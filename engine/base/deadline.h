@@ -2,7 +2,8 @@
 
 #include <chrono>
 
-/// A point in time by which something must be done. Steady: setting the computer's clock does not move it.
+/// A point in time by which something must be done, on the monotonic clock: setting the system clock does not
+/// move it.
 class Deadline
 {
 public:

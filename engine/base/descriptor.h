@@ -10,13 +10,13 @@
 #include <unistd.h>
 #include <utility>
 
-/// Owns a file descriptor: it is closed with the object, once. Where the engine keeps a descriptor, it keeps
-/// it in one of these; a bare number is borrowed from one.
+/// Owns a file descriptor and closes it in its destructor. The engine keeps every descriptor in one of these;
+/// a plain int is borrowed.
 class Descriptor
 {
 public:
     Descriptor() = default;
-    /// Takes over what a system call has returned; below zero it is none.
+    /// Takes ownership of what a system call has returned; a negative number is no descriptor.
     explicit Descriptor(int number) : m_number(number) {}
     Descriptor(Descriptor &&other) noexcept : m_number(other.release()) {}
     Descriptor &operator=(Descriptor &&other) noexcept
@@ -29,9 +29,10 @@ public:
     explicit operator bool() const { return m_number >= 0; }
     /// -1 for none.
     int get() const { return m_number; }
-    /// Gives it up without closing it.
+    /// Gives up ownership without closing.
     [[nodiscard]] int release() { return std::exchange(m_number, -1); }
-    /// Closes it, and takes over another one. Keeps errno, so that a failed call can be reported after it.
+    /// Closes the descriptor and takes ownership of `number`. Preserves errno, so that a failed call can be
+    /// reported after it.
     void reset(int number = -1)
     {
         const int error = errno;
@@ -50,8 +51,7 @@ struct Pipe {
     Descriptor writeEnd;
 };
 
-/// A pipe whose ends no other program gets, numbered `lowest` or higher; nothing, with errno, when there is
-/// none to be had.
+/// A pipe with close-on-exec ends numbered `lowest` or higher; nullopt, with errno set, on failure.
 inline std::optional<Pipe> makePipe(int lowest = 0)
 {
     std::array<int, 2> ends{};
@@ -65,7 +65,7 @@ inline std::optional<Pipe> makePipe(int lowest = 0)
     return pipe;
 }
 
-/// Whether the open file or folder is the one that lies at `path` now.
+/// Whether `path` now names the open file or folder `descriptor`.
 inline bool isFileAt(int descriptor, const std::string &path)
 {
     struct stat held {

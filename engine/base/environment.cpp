@@ -11,10 +11,10 @@ extern char **environ;
 namespace
 {
 
-/// A name that ends with * stands for all that begin so. Nothing is here that a browser can do without: it
-/// could make it write its keys (SSLKEYLOGFILE), load other code, or hold secrets that a page might be shown.
+/// A trailing * matches any suffix. Only what a browser needs is listed: other variables could make it write
+/// its TLS keys to a file (SSLKEYLOGFILE), load other code, or expose secrets to a page.
 constexpr std::string_view passedNames[] = {
-    // The user's, and the programs.
+    // User and folders.
     "HOME",
     "USER",
     "LOGNAME",
@@ -47,7 +47,7 @@ constexpr std::string_view passedNames[] = {
     "HTTPS_PROXY",
     "ALL_PROXY",
     "NO_PROXY",
-    // Libraries, without which a program may not start.
+    // Shared libraries: without these a program may not start.
     "LD_LIBRARY_PATH",
     "LD_PRELOAD",
     // Which browser, and how it starts.
@@ -55,7 +55,7 @@ constexpr std::string_view passedNames[] = {
     "QUIRELLE_NO_SANDBOX",
     "QUIRELLE_IDLE_SECONDS",
     "CHROME_DEVEL_SANDBOX",
-    // A server under test.
+    // Sanitizers, in tests.
     "ASAN_OPTIONS",
     "LSAN_OPTIONS",
     "TSAN_OPTIONS",

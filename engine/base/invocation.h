@@ -10,14 +10,14 @@
 /// Taken from the environment like the variables that stand for options.
 inline constexpr char fixedTimeVariable[] = "SOURCE_DATE_EPOCH";
 
-/// How the program was called. A job is made of this, by the engine itself or by its server.
+/// How the program was called. The engine or its server makes a job of it.
 struct Invocation {
     /// Without the program's name.
     std::vector<std::string> arguments;
     /// Names and values of the environment variables that stand for options, and of `fixedTimeVariable`.
     std::vector<std::pair<std::string, std::string>> variables;
-    /// The working folder, where relative paths begin; empty if it has been removed.
+    /// The working folder, which relative paths start from; empty if it has been removed.
     std::string folder;
-    /// The job's time runs from here on.
+    /// When the job's timeout starts.
     Deadline::Clock::time_point begun;
 };

@@ -12,7 +12,7 @@ bool isKernelFile([[maybe_unused]] int descriptor)
     };
     if (::fstatfs(descriptor, &system) != 0)
         return false;
-    // By what they are: they may be mounted anywhere.
+    // By type, not by path: they can be mounted anywhere.
     switch (static_cast<unsigned long>(system.f_type)) {
     case PROC_SUPER_MAGIC:
     case SYSFS_MAGIC:

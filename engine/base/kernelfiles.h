@@ -1,5 +1,5 @@
 #pragma once
 
-/// Whether the file or folder behind this descriptor is the kernel's own, as in /proc and /sys: its content
-/// is made for the process that asks, and its links lead where no path does.
+/// Whether the file or folder is on a pseudo file system of the kernel, such as /proc and /sys. Content there
+/// depends on the process that reads it, and links may lead to what has no path.
 bool isKernelFile(int descriptor);

@@ -2,9 +2,9 @@
 
 #include <string>
 
-/// The path of the program that runs in this process; empty if that cannot be told.
+/// The path of the running executable; empty if unknown.
 std::string executablePath();
 
-// The files that the engine `executable` loads when it needs them. They lie beside it.
+// The modules that the engine `executable` loads when needed, in the same folder.
 std::string engineModuleOf(const std::string &executable);
 std::string pdfModuleOf(const std::string &executable);

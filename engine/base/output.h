@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-/// Where a PDF goes: the path of a file, or "-" or "/dev/stdout" for standard output. A link stands for the
-/// file that it leads to, which need not exist yet; links that belong to other users than this one and root
-/// are not followed.
+/// Where a PDF goes: the path of a file, or "-" or "/dev/stdout" for standard output. Symbolic links are
+/// followed, also to a file that does not exist yet, unless they belong to a user other than this one and
+/// root.
 
 /// Why a PDF cannot be written, on one line and in UTF-8.
 class OutputError : public std::runtime_error
@@ -15,14 +15,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Throws OutputError if it can be told beforehand that nothing can be written at `path`: its folder
-/// is missing or not writable, it is a folder itself, or a file that may not be replaced, or a name that is
-/// too long; or standard output is a terminal or closed.
+/// Throws OutputError if `path` is known not to be writable: its folder is missing or not writable, it is a
+/// folder itself, a file that may not be replaced, or a name that is too long; or standard output is a
+/// terminal or closed.
 void checkOutput(const std::string &path);
 
-/// Writes `bytes` to `path` whole or not at all: to a temporary file in the same folder, which then takes the
-/// place of an older file. Throws OutputError, and leaves the older file as it was, if that fails.
-/// The permissions of an older file of this user's stay, never its set-id and sticky bits; otherwise the file
-/// gets those that the umask leaves.
-/// What a reader of standard output has taken before it went away cannot be called back.
+/// Writes `bytes` to `path` whole or not at all: to a temporary file in the same folder, which then replaces
+/// an older file. Throws OutputError, and leaves the older file as it was, if that fails. An older file of
+/// this user keeps its permissions except set-id and sticky bits; otherwise the umask decides. On standard
+/// output, what was read before an error remains read.
 void writeOutput(const std::string &path, std::string_view bytes);

@@ -2,9 +2,9 @@
 
 #include <string>
 
-/// The system's own folder for temporary files.
+/// The system's folder for temporary files, whatever TMPDIR says.
 std::string systemTemporaryFolder();
 
-/// The folder for temporary files: TMPDIR if that is the absolute path of a folder in which this user can
-/// make files, else the system's own.
+/// The folder for temporary files: TMPDIR if it is the absolute path of a folder that this user can write to,
+/// else the system's.
 std::string temporaryFolder();

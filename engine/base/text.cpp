@@ -30,13 +30,13 @@ bool isEscaped(char32_t character)
     });
 }
 
-/// The length of the character in UTF-8 that begins with this byte; 1 for a byte that begins none.
+/// The length of the UTF-8 sequence that begins with this byte; 1 for a byte that begins none.
 size_t lengthFrom(unsigned char byte)
 {
     return byte >= 0xf0 && byte < 0xf8 ? 4 : byte >= 0xe0 ? (byte < 0xf0 ? 3 : 1) : byte >= 0xc0 ? 2 : 1;
 }
 
-/// Takes the first character off; the replacement character, and one byte, where there is none.
+/// Removes and returns the first character; for an invalid sequence removes one byte and returns U+FFFD.
 char32_t takeCharacter(std::string_view &text)
 {
     const auto first = static_cast<unsigned char>(text[0]);
@@ -78,7 +78,7 @@ std::string onOneLine(std::string_view text, size_t maximum)
     }
     if (begins.size() <= maximum)
         return line;
-    // Names stand in front, reasons at the end.
+    // Messages begin with a name and end with a reason: keep both.
     const size_t head = maximum / 3;
     const size_t tail = begins.size() - (maximum - head);
     return line.substr(0, begins[head]) + "\xe2\x80\xa6" + line.substr(begins[tail]);

@@ -3,7 +3,6 @@
 #include <string>
 #include <string_view>
 
-/// `text`, in UTF-8, as it may stand on one line of a terminal or log: control characters, invisible ones,
-/// line and paragraph separators become "\u" escapes, and of a text of more characters than `maximum` the
-/// middle is left out.
+/// `text` (UTF-8) made safe for one line of a terminal or log: control and format characters and line and
+/// paragraph separators become "\u" escapes; a text of more than `maximum` characters loses its middle.
 std::string onOneLine(std::string_view text, size_t maximum = 500);

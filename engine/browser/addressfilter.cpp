@@ -1,6 +1,7 @@
 #include "engine/browser/addressfilter.h"
 
 #include "engine/base/deadline.h"
+#include "engine/base/descriptor.h"
 #include "engine/job/failure.h"
 
 #include <netinet/in.h>
@@ -11,8 +12,10 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <memory>
 #include <mutex>
 #include <netdb.h>
+#include <optional>
 #include <poll.h>
 #include <set>
 #include <span>
@@ -26,7 +29,7 @@ using namespace std::chrono_literals;
 namespace
 {
 
-/// For the browser to say where to.
+/// For the browser's SOCKS request.
 constexpr auto requestTimeout = 10s;
 constexpr auto connectTimeout = 20s;
 
@@ -35,7 +38,7 @@ struct Range4 {
     int bits;
 };
 
-/// Not of the Internet. RFC 6890 and the registry that it began.
+/// Not public: the IANA registry of special-purpose IPv4 addresses (RFC 6890).
 constexpr Range4 specialRanges4[] = {
     {{0}, 8},                 // this host
     {{10}, 8},                // private
@@ -60,13 +63,13 @@ struct Range6 {
     int bits;
 };
 
-/// All of the Internet so far.
+/// Global unicast, all that is allocated so far.
 constexpr Range6 publicRange6 = {{0x20}, 3};
-/// Within it, and not of the Internet.
+/// Special-purpose ranges within it.
 constexpr Range6 specialRanges6[] = {
     {{0x20, 0x01}, 23},             // protocols, Teredo
     {{0x20, 0x01, 0x0d, 0xb8}, 32}, // documentation
-    {{0x20, 0x02}, 16},             // 6to4, which ends at any IPv4 address
+    {{0x20, 0x02}, 16},             // 6to4, can lead to any IPv4 address
     {{0x3f, 0xff}, 20},             // documentation
 };
 /// Their last four bytes are an IPv4 address.
@@ -100,26 +103,7 @@ bool isPublic6(std::span<const unsigned char> address)
            std::none_of(std::begin(specialRanges6), std::end(specialRanges6), contains);
 }
 
-class Socket
-{
-public:
-    explicit Socket(int descriptor) : m_descriptor(descriptor) {}
-    Socket(Socket &&other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-    Socket &operator=(Socket &&) = delete;
-    ~Socket()
-    {
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-
-    int get() const { return m_descriptor; }
-    bool isOpen() const { return m_descriptor >= 0; }
-
-private:
-    int m_descriptor;
-};
-
-void prepare(int descriptor)
+void makeNonBlocking(int descriptor)
 {
     ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
@@ -132,7 +116,7 @@ bool await(int descriptor, short events, Deadline deadline)
     return ::poll(&source, 1, static_cast<int>(std::max<long long>(left.count(), 0))) > 0;
 }
 
-/// Reads exactly so many bytes; fewer at the deadline or the connection's end.
+/// Reads `count` bytes; fewer when the deadline passes or the connection ends.
 std::string readExactly(int socket, size_t count, Deadline deadline)
 {
     std::string bytes(count, '\0');
@@ -152,8 +136,8 @@ struct Target {
     std::string port;
 };
 
-/// What the browser wants to connect to, which it gives as a name even where it is an address (RFC 1928); an
-/// empty host for anything else.
+/// What the browser asks to connect to (RFC 1928). It sends names, and addresses as text in a name; an empty
+/// host for any other request.
 Target readTarget(int socket)
 {
     const Deadline deadline = Deadline::in(requestTimeout);
@@ -162,10 +146,10 @@ Target readTarget(int socket)
     };
     const std::string greeting = readExactly(socket, 2, deadline);
     readExactly(socket, size(greeting), deadline);
-    // No authentication.
+    // SOCKS 5; answer "no authentication".
     if (greeting.size() != 2 || greeting[0] != 5 || ::send(socket, "\5\0", 2, MSG_NOSIGNAL) != 2)
         return {};
-    // A connection, to a name.
+    // CONNECT, to a domain name.
     const std::string request = readExactly(socket, 5, deadline);
     if (request.substr(0, 4) != std::string("\5\1\0\3", 4))
         return {};
@@ -177,10 +161,10 @@ Target readTarget(int socket)
             std::to_string(static_cast<unsigned char>(port[0]) << 8 | static_cast<unsigned char>(port[1]))};
 }
 
-Socket connectTo(const sockaddr &address, socklen_t size)
+Descriptor connectTo(const sockaddr &address, socklen_t size)
 {
-    Socket socket(::socket(address.sa_family, SOCK_STREAM, 0));
-    prepare(socket.get());
+    Descriptor socket(::socket(address.sa_family, SOCK_STREAM, 0));
+    makeNonBlocking(socket.get());
     const Deadline deadline = Deadline::in(connectTimeout);
     int error = ::connect(socket.get(), &address, size) == 0 ? 0 : errno;
     if (error == EINPROGRESS) {
@@ -189,11 +173,11 @@ Socket connectTo(const sockaddr &address, socklen_t size)
             ::getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &error, &length) != 0)
             error = ETIMEDOUT;
     }
-    return error == 0 ? std::move(socket) : Socket(-1);
+    return error == 0 ? std::move(socket) : Descriptor();
 }
 
-/// A connection to the first public address of the target that takes one; none if there is none.
-Socket connectTo(const Target &target)
+/// A connection to the first public address of the target that accepts one, or none.
+Descriptor connectTo(const Target &target)
 {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
@@ -201,16 +185,15 @@ Socket connectTo(const Target &target)
     addrinfo *addresses = nullptr;
     if (target.host.empty() || target.host.find('\0') != std::string::npos ||
         ::getaddrinfo(target.host.c_str(), target.port.c_str(), &hints, &addresses) != 0)
-        return Socket(-1);
+        return {};
     const std::unique_ptr<addrinfo, void (*)(addrinfo *)> owner(addresses, ::freeaddrinfo);
     for (const addrinfo *each = addresses; each; each = each->ai_next) {
         if (!isPublicAddress(*each->ai_addr))
             continue;
-        Socket socket = connectTo(*each->ai_addr, each->ai_addrlen);
-        if (socket.isOpen())
+        if (Descriptor socket = connectTo(*each->ai_addr, each->ai_addrlen))
             return socket;
     }
-    return Socket(-1);
+    return {};
 }
 
 /// One direction of a connection.
@@ -229,7 +212,7 @@ struct Flow {
     {
         if (wantsToRead() && readable != 0) {
             const ssize_t count = ::recv(from, buffer.data(), buffer.size(), 0);
-            // All that has come before has been passed on.
+            // At this point everything received so far has been sent.
             if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR))
                 return false;
             begin = 0;
@@ -252,7 +235,7 @@ void relay(int browser, int server)
         const auto source = [](int descriptor, const Flow &out, const Flow &in) {
             const auto events =
                 static_cast<short>((out.wantsToRead() ? POLLIN : 0) | (in.wantsToWrite() ? POLLOUT : 0));
-            // The end of one that nothing is wanted of would be told again and again.
+            // Without events it is left out: POLLHUP would be reported at every call.
             return pollfd{events != 0 ? descriptor : -1, events, 0};
         };
         std::array<pollfd, 2> sources{source(browser, *up, *down), source(server, *down, *up)};
@@ -279,12 +262,12 @@ bool isPublicAddress(const sockaddr &address)
     return false;
 }
 
-/// The browser's connections; shared with the thread of each, which may outlive the filter.
+/// The browser's connections. Shared with the thread of each connection, which may outlive the filter.
 class AddressFilter::Connections
 {
 public:
     /// Serves one connection to its end.
-    void serve(Socket browser)
+    void serve(const Descriptor &browser)
     {
         if (!add(browser.get()))
             return;
@@ -312,12 +295,12 @@ private:
 
     static void serve(int browser)
     {
-        const Socket server = connectTo(readTarget(browser));
-        // Connected, or not allowed, with no address.
+        const Descriptor server = connectTo(readTarget(browser));
+        // "Succeeded" or "not allowed by ruleset", with an empty bound address.
         std::string reply("\5\0\0\1\0\0\0\0\0\0", 10);
-        reply[1] = server.isOpen() ? 0 : 2;
+        reply[1] = server ? 0 : 2;
         const bool sent = ::send(browser, reply.data(), reply.size(), MSG_NOSIGNAL) == 10;
-        if (sent && server.isOpen())
+        if (sent && server)
             relay(browser, server.get());
     }
 
@@ -334,48 +317,45 @@ AddressFilter::AddressFilter() : m_connections(std::make_shared<Connections>())
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof(address);
     auto *any = reinterpret_cast<sockaddr *>(&address);
-    m_listening = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (m_listening < 0 || ::bind(m_listening, any, size) != 0 ||
-        ::listen(m_listening, waitingConnections) != 0 || ::getsockname(m_listening, any, &size) != 0 ||
-        ::pipe(m_wake) != 0) {
-        const QString reason = QString::fromLocal8Bit(strerror(errno));
-        ::close(m_listening);
-        throw Failure(ExitCode::NoBrowser,
-                      QStringLiteral("cannot listen for the browser's connections: %1").arg(reason));
+    m_listening.reset(::socket(AF_INET, SOCK_STREAM, 0));
+    std::optional<Pipe> stop;
+    if (!m_listening || ::bind(m_listening.get(), any, size) != 0 ||
+        ::listen(m_listening.get(), waitingConnections) != 0 ||
+        ::getsockname(m_listening.get(), any, &size) != 0 || !(stop = makePipe())) {
+        throw Failure(ExitCode::NoBrowser, QStringLiteral("cannot listen for the browser's connections: %1")
+                                               .arg(QString::fromLocal8Bit(strerror(errno))));
     }
-    for (const int descriptor : {m_listening, m_wake[0], m_wake[1]})
-        prepare(descriptor);
+    m_stop = std::move(*stop);
+    makeNonBlocking(m_listening.get());
     m_port = ntohs(address.sin_port);
     m_acceptor = std::thread([this] { accept(); });
 }
 
 AddressFilter::~AddressFilter()
 {
-    ::close(m_wake[1]);
+    m_stop.writeEnd.reset();
     m_acceptor.join();
     m_connections->end();
-    ::close(m_wake[0]);
-    ::close(m_listening);
 }
 
 void AddressFilter::accept()
 {
     for (;;) {
-        std::array<pollfd, 2> sources{{{m_listening, POLLIN, 0}, {m_wake[0], POLLIN, 0}}};
+        std::array<pollfd, 2> sources{{{m_listening.get(), POLLIN, 0}, {m_stop.readEnd.get(), POLLIN, 0}}};
         if (::poll(sources.data(), sources.size(), -1) < 0 && errno != EINTR)
             return;
         if (sources[1].revents != 0)
             return;
-        Socket browser(::accept(m_listening, nullptr, nullptr));
-        if (!browser.isOpen())
+        Descriptor browser(::accept(m_listening.get(), nullptr, nullptr));
+        if (!browser)
             continue;
-        prepare(browser.get());
+        makeNonBlocking(browser.get());
         try {
-            std::thread([connections = m_connections, socket = std::move(browser)]() mutable {
-                connections->serve(std::move(socket));
+            std::thread([connections = m_connections, socket = std::move(browser)] {
+                connections->serve(socket);
             }).detach();
         } catch (const std::system_error &) {
-            // No thread can be made: the connection is closed.
+            // No more threads can be created: the connection is closed.
         }
     }
 }

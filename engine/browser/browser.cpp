@@ -13,7 +13,7 @@
 namespace
 {
 
-/// Files that the browser makes in the temporary folder lie in its private one, and go with it.
+/// With TMPDIR in the browser's private folder, so that its temporary files are removed with that.
 std::vector<std::string> browserEnvironment()
 {
     std::vector<std::string> environment = passedEnvironment();
@@ -22,7 +22,7 @@ std::vector<std::string> browserEnvironment()
     return environment;
 }
 
-/// The browser's path. A browser with few file descriptors hangs instead of saying so.
+/// The browser's path, after making sure that it may open enough file descriptors: with too few it hangs.
 std::string browserWithDescriptors()
 {
     constexpr rlim_t enough = 256;
@@ -68,7 +68,7 @@ Failure Browser::withReason(const Failure &failure) const
     }
     if (lines.last().isEmpty())
         return failure;
-    // What has ended it may be followed by what its other processes say of that.
+    // The cause may be followed by messages of its other processes.
     constexpr qsizetype maximumLines = 3;
     const QByteArray reasons = lines.mid(std::max<qsizetype>(lines.size() - maximumLines, 0)).join("; ");
     return {ExitCode::NoBrowser,

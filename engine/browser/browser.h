@@ -9,29 +9,28 @@
 
 #include <memory>
 
-/// A running browser of the engine's own, reached through its pipe; it opens no network port. It ends with
-/// this object, or with this process, and its profile folder with it.
+/// A browser process with a private profile, driven over a pipe; it opens no network port. It is killed, and
+/// its profile removed, when this object is destroyed or this process ends.
 class Browser
 {
 public:
-    /// Starts it and returns at once; whether it runs shows in the first reply. Throws Failure(NoBrowser)
-    /// when none is found or no process can be made.
+    /// Starts it without waiting; a browser that cannot run fails the first command. Throws
+    /// Failure(NoBrowser) if none is found or no process can be created.
     explicit Browser(const LaunchFlags &flags, FirstPage firstPage = FirstPage::None);
 
     Connection &connection() { return m_connection; }
     MemoryWatch &memory() { return m_memory; }
-    /// Begins to end it, which goes on by itself; the object's end waits for it.
+    /// Starts killing it without waiting; the destructor waits.
     void end() { m_process.end(); }
     bool ended() const { return m_connection.ended(); }
-    /// Id of the process that all processes of the browser descend from.
+    /// The guard's process id; all processes of the browser descend from it.
     int guardProcess() const { return m_process.process(); }
 
-    /// `failure` as the user should read it: where the browser did not start, with the reason that it wrote
-    /// to its standard error and what to do about it.
+    /// `failure`; if it is NoBrowser, with the reason from the browser's standard error and what to do.
     Failure withReason(const Failure &failure) const;
 
 private:
-    /// Outlives the browser, which goes through it.
+    /// Declared first: it must outlive the browser, which connects through it.
     std::unique_ptr<AddressFilter> m_filter;
     GuardedProcess m_process;
     Connection m_connection;

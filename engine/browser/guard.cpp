@@ -22,7 +22,7 @@
 namespace
 {
 
-/// A pipe whose ends lie above the descriptors that the program expects.
+/// A pipe whose ends are numbered above the descriptors that the program expects.
 Pipe newPipe()
 {
     constexpr int firstFreeDescriptor = 6;
@@ -48,37 +48,38 @@ void replaceAll(std::vector<std::string> &texts, const std::string &what, const 
     }
 }
 
-void say(int descriptor, const std::string &line)
+void writeLine(int descriptor, const std::string &line)
 {
     [[maybe_unused]] const ssize_t written = ::write(descriptor, line.data(), line.size());
 }
 
-[[noreturn]] void becomeProgram(Program &program, int input, int output, int errors, int lock)
+[[noreturn]] void execute(Program &program, int input, int output, int errors, int lock)
 {
-    constexpr int lockPlace = 5;
+    constexpr int lockNumber = 5;
 #ifdef __linux__
-    // Should the guard itself be killed, the program does not outlive it.
+    // If the guard itself is killed, so is the program.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
 #endif
     for (const int number : {SIGCHLD, SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ})
         ::signal(number, SIG_DFL);
-    const int heldLock = ::fcntl(lock, F_DUPFD, lockPlace);
-    const int nothing = ::open("/dev/null", O_RDWR);
-    ::dup2(nothing, STDIN_FILENO);
-    ::dup2(nothing, STDOUT_FILENO);
+    const int heldLock = ::fcntl(lock, F_DUPFD, lockNumber);
+    const int null = ::open("/dev/null", O_RDWR);
+    ::dup2(null, STDIN_FILENO);
+    ::dup2(null, STDOUT_FILENO);
     ::dup2(errors, STDERR_FILENO);
     ::dup2(input, 3);
     ::dup2(output, 4);
-    // A program that outlives its guard, by way of a shell script that started it, still has its folder.
-    ::dup2(heldLock, lockPlace);
-    closeDescriptorsFrom(lockPlace + 1);
+    // The program holds the lock too: a browser started by a shell script can outlive the guard, and its
+    // folder must not be removed while it runs.
+    ::dup2(heldLock, lockNumber);
+    closeDescriptorsFrom(lockNumber + 1);
     ::execve(program.path.c_str(), pointersTo(program.arguments).data(),
              pointersTo(program.environment).data());
-    say(STDERR_FILENO, program.path + ": " + strerror(errno) + "\n");
+    writeLine(STDERR_FILENO, program.path + ": " + strerror(errno) + "\n");
     ::_exit(127);
 }
 
-/// The processes that this one is the parent of.
+/// The child processes of this one.
 std::vector<pid_t> children()
 {
     std::vector<pid_t> result;
@@ -96,9 +97,9 @@ void killChildren()
         ::kill(child, SIGKILL);
 }
 
-/// Kills what has become this process's child until none is left. On Linux orphans become children of the
-/// guard, so none escapes by having left the program's group or session.
-void killToTheLast()
+/// Kills children until none is left. On Linux the guard is a subreaper: orphaned descendants become its
+/// children, also those that left the program's process group or session.
+void killAllDescendants()
 {
     for (;;) {
         killChildren();
@@ -107,20 +108,20 @@ void killToTheLast()
     }
 }
 
-void closeAllBut(int leash, int lock)
+void closeAllBut(int lifeline, int lock)
 {
-    const int last = std::max(leash, lock);
+    const int last = std::max(lifeline, lock);
     for (int descriptor = 0; descriptor < last; ++descriptor) {
-        if (descriptor != leash && descriptor != lock)
+        if (descriptor != lifeline && descriptor != lock)
             ::close(descriptor);
     }
     closeDescriptorsFrom(last + 1);
 }
 
-/// The guard's whole life, in a process forked from one that may have several threads: only system calls and
-/// memory allocation, which the C library keeps usable after a fork.
+/// Runs in the guard process. That is forked from a process that may have several threads, so it uses only
+/// system calls and memory allocation, which the C library keeps usable after a fork.
 [[noreturn]] void guard(Program &program, const std::string &temporaryFolder, const Pipe &input,
-                        const Pipe &output, const Pipe &errors, const Pipe &leash)
+                        const Pipe &output, const Pipe &errors, const Pipe &lifeline)
 {
     ::setsid();
     for (const int number : {SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE})
@@ -132,8 +133,8 @@ void closeAllBut(int leash, int lock)
 #endif
     const ProfileFolder folder(temporaryFolder);
     if (!folder) {
-        say(errors.writeEnd.get(), "cannot make a temporary folder in " + temporaryFolder + " (" +
-                                       strerror(errno) + "): name another one in TMPDIR\n");
+        writeLine(errors.writeEnd.get(), "cannot make a temporary folder in " + temporaryFolder + " (" +
+                                             strerror(errno) + "): name another one in TMPDIR\n");
         ::_exit(1);
     }
     replaceAll(program.arguments, "%DIR%", folder.path());
@@ -142,11 +143,10 @@ void closeAllBut(int leash, int lock)
     const pid_t child = ::fork();
     if (child == 0) {
         ::setpgid(0, 0);
-        becomeProgram(program, input.readEnd.get(), output.writeEnd.get(), errors.writeEnd.get(),
-                      folder.lock());
+        execute(program, input.readEnd.get(), output.writeEnd.get(), errors.writeEnd.get(), folder.lock());
     }
     ::setpgid(child, child);
-    const int held = leash.readEnd.get();
+    const int held = lifeline.readEnd.get();
     closeAllBut(held, folder.lock());
     [[maybe_unused]] const int changed = ::chdir("/");
     // While the program starts.
@@ -157,9 +157,9 @@ void closeAllBut(int leash, int lock)
     if (child > 0) {
         ::kill(-child, SIGKILL);
         killChildren();
-        // Their ends take a while; what they still write meanwhile is removed after it.
+        // Remove the folder while they die, and below what they still wrote.
         folder.remove();
-        killToTheLast();
+        killAllDescendants();
     }
     folder.remove();
     ::_exit(0);
@@ -176,23 +176,23 @@ GuardedProcess::GuardedProcess(const std::string &program, const std::vector<std
     Pipe input = newPipe();
     Pipe output = newPipe();
     Pipe errors = newPipe();
-    Pipe leash = newPipe();
+    Pipe lifeline = newPipe();
     m_guard = ::fork();
     if (m_guard < 0)
         throw Failure(
             ExitCode::NoBrowser,
             QStringLiteral("cannot start a process: %1").arg(QString::fromLocal8Bit(strerror(errno))));
     if (m_guard == 0)
-        guard(toStart, temporaryFolder, input, output, errors, leash);
+        guard(toStart, temporaryFolder, input, output, errors, lifeline);
     m_toProgram = std::move(input.writeEnd);
     m_fromProgram = std::move(output.readEnd);
     m_standardError = std::move(errors.readEnd);
-    m_leash = std::move(leash.writeEnd);
+    m_lifeline = std::move(lifeline.writeEnd);
 }
 
 void GuardedProcess::end()
 {
-    m_leash.reset();
+    m_lifeline.reset();
 }
 
 GuardedProcess::~GuardedProcess()

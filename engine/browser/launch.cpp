@@ -9,13 +9,13 @@
 namespace
 {
 
-constexpr const char *standingArguments[] = {
+constexpr const char *commonArguments[] = {
     "--headless",
     "--remote-debugging-pipe",
-    // Its own profile, which no page uses, is not written, and so is there sooner.
+    // Starts faster: the default profile, which no page uses, is not written to disk.
     "--incognito",
     "--user-data-dir=%DIR%",
-    // It calls nobody of its own accord.
+    // No network requests of the browser's own.
     "--no-first-run",
     "--no-default-browser-check",
     "--disable-background-networking",
@@ -25,30 +25,29 @@ constexpr const char *standingArguments[] = {
     "--disable-extensions",
     "--disable-quic",
     "--disable-sync",
-    // RenderDocument: each document gets a frame of its own in the same process, which is made, drawn and
-    // thrown away twice for a single document.
+    // RenderDocument gives each document a new frame in the same process; for a single document two of them
+    // are created, drawn and discarded.
     ("--disable-features=Translate,MediaRouter,OptimizationHints,DialMediaRouteProvider,HttpsUpgrades,"
      "RenderDocument"),
-    // On Linux the network's process has no sandbox that would be lost, and takes time to start.
+    // Saves starting a process. On Linux the network process has no sandbox, so none is lost.
     "--enable-features=NetworkServiceInProcess2",
-    // It leaves nothing and asks nothing.
+    // No crash reports, no keyrings, no sound.
     "--disable-breakpad",
     "--disable-crash-reporter",
     "--password-store=basic",
     "--use-mock-keychain",
     "--mute-audio",
-    // Pages that nobody looks at get the same time and attention as others.
+    // No throttling of background pages.
     "--disable-background-timer-throttling",
     "--disable-backgrounding-occluded-windows",
     "--disable-renderer-backgrounding",
-    // On paper letters stand at their true places, not on the screen's pixels.
+    // Glyphs at exact positions, not rounded to screen pixels.
     "--font-render-hinting=none",
     "--force-color-profile=srgb",
     "--hide-scrollbars",
 };
 
-/// Chromium keeps shared memory in /dev/shm and crashes where that is missing or as small as containers make
-/// it.
+/// Chromium keeps shared memory in /dev/shm and crashes if that is missing or too small, as in containers.
 bool sharedMemoryIsSmall()
 {
 #ifdef __linux__
@@ -66,7 +65,7 @@ bool sharedMemoryIsSmall()
 
 LaunchFlags launchFlagsFor(const Job &job)
 {
-    // 96 CSS pixels make 72 points; rounded up, because the setting takes whole pixels.
+    // 96 CSS pixels are 72 points; rounded up, because the setting takes whole pixels.
     return {(job.minimumFontSize * 96 + 71) / 72, job.images, job.javaScript, job.maximumMemory,
             job.blockPrivateAddresses};
 }
@@ -86,7 +85,7 @@ bool runsWithoutSandbox()
 std::vector<std::string> browserArguments(const LaunchFlags &flags, bool withoutSandbox, FirstPage firstPage,
                                           int proxyPort)
 {
-    std::vector<std::string> arguments(std::begin(standingArguments), std::end(standingArguments));
+    std::vector<std::string> arguments(std::begin(commonArguments), std::end(commonArguments));
     if (withoutSandbox)
         arguments.emplace_back("--no-sandbox");
     if (sharedMemoryIsSmall())
@@ -99,7 +98,7 @@ std::vector<std::string> browserArguments(const LaunchFlags &flags, bool without
     }
     if (proxyPort != 0) {
         arguments.push_back("--proxy-server=socks5://127.0.0.1:" + std::to_string(proxyPort));
-        // Also for this machine's own names and addresses, which the browser would go to directly.
+        // Loopback names and addresses go through the proxy too; by default they bypass it.
         arguments.emplace_back("--proxy-bypass-list=<-loopback>");
         arguments.emplace_back("--force-webrtc-ip-handling-policy=disable_non_proxied_udp");
     }

@@ -5,31 +5,31 @@
 #include <string>
 #include <vector>
 
-/// What a browser must be started with for a job: two jobs with equal flags can share a browser. Everything
-/// else of a job is set per page.
+/// What of a job is set when the browser starts. Jobs with equal flags can share a browser; everything else
+/// is set per page.
 struct LaunchFlags {
-    /// No text smaller than this, in CSS pixels; 0 for no bound.
+    /// Minimum font size in CSS pixels; 0 for none.
     int minimumFontPixels = 0;
     bool images = true;
     bool javaScript = true;
-    /// Job::maximumMemory, which one watch holds all pages of a browser to.
+    /// Job::maximumMemory; one MemoryWatch applies it to all pages of a browser.
     int maximumMemory = Job().maximumMemory;
-    /// Job::blockPrivateAddresses, for all that a browser does.
+    /// Job::blockPrivateAddresses; one AddressFilter serves the whole browser.
     bool blockPrivateAddresses = false;
 
     bool operator==(const LaunchFlags &) const = default;
 };
 
-/// Whether a browser shows a blank page from its start, which is there sooner than one that it is asked for.
+/// Whether a browser opens a blank page at start-up, which is faster than requesting one later.
 enum class FirstPage { None, Blank };
 
 LaunchFlags launchFlagsFor(const Job &job);
 
-/// Whether the browser runs without its sandbox: only as root, which it refuses to run as otherwise, and only
-/// when QUIRELLE_NO_SANDBOX=1 allows it. Throws Failure(NoBrowser) for root without that leave.
+/// Whether to run the browser without its sandbox: only as root, as whom it has none, and only with
+/// QUIRELLE_NO_SANDBOX=1. Throws Failure(NoBrowser) as root without that variable.
 bool runsWithoutSandbox();
 
-/// The browser's arguments. "%DIR%" stands for its private folder. Everything is fetched through the SOCKS
-/// proxy on the loopback port `proxyPort`, if that is not 0.
+/// The browser's arguments; "%DIR%" stands for its private folder. If `proxyPort` is not 0, everything is
+/// fetched through the SOCKS proxy on that loopback port.
 std::vector<std::string> browserArguments(const LaunchFlags &flags, bool withoutSandbox,
                                           FirstPage firstPage = FirstPage::None, int proxyPort = 0);

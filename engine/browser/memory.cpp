@@ -16,10 +16,10 @@ namespace
 
 #ifdef __linux__
 constexpr auto checkInterval = 200ms;
-/// What a process of the browser that shows no page takes at most by itself, in bytes.
-constexpr long long ownMaximum = 128LL << 20;
+/// Allowance in bytes for what a browser process that is no renderer uses by itself.
+constexpr long long browserAllowance = 128LL << 20;
 
-/// Resident memory in bytes that this process does not share with files or others.
+/// Resident memory in bytes, without what is shared with files or other processes.
 long long ownMemory(const std::string &process)
 {
     std::ifstream statm("/proc/" + process + "/statm");
@@ -30,8 +30,8 @@ long long ownMemory(const std::string &process)
     return (resident - shared) * ::sysconf(_SC_PAGESIZE);
 }
 
-/// In bytes, all that would be free without this process: what it has written to, in memory and swapped out.
-long long takenMemory(const std::string &process)
+/// Anonymous and shared memory in bytes, resident or swapped out: what ending this process would free.
+long long usedMemory(const std::string &process)
 {
     std::ifstream status("/proc/" + process + "/status");
     long long kibibytes = 0;
@@ -68,7 +68,7 @@ long long memoryOfTree([[maybe_unused]] int process)
 MemoryWatch::MemoryWatch(int root, int maximumMemory) : m_root(root), m_maximumMemory(maximumMemory)
 {
 #ifdef __linux__
-    m_thread = std::jthread([this](const std::stop_token &end) { keepLooking(end); });
+    m_thread = std::jthread([this](const std::stop_token &stop) { run(stop); });
 #endif
 }
 
@@ -81,14 +81,14 @@ void MemoryWatch::setJobs(int change)
     m_changed.notify_all();
 }
 
-void MemoryWatch::keepLooking([[maybe_unused]] const std::stop_token &end)
+void MemoryWatch::run([[maybe_unused]] const std::stop_token &stop)
 {
 #ifdef __linux__
     std::unique_lock lock(m_mutex);
-    while (m_changed.wait(lock, end, [this] { return m_jobs > 0; })) {
-        // A job that ends sooner is not checked.
-        if (m_changed.wait_for(lock, end, checkInterval, [this] { return m_jobs == 0; }) ||
-            end.stop_requested())
+    while (m_changed.wait(lock, stop, [this] { return m_jobs > 0; })) {
+        // Jobs shorter than the interval are not checked.
+        if (m_changed.wait_for(lock, stop, checkInterval, [this] { return m_jobs == 0; }) ||
+            stop.stop_requested())
             continue;
         lock.unlock();
         killLarge();
@@ -103,14 +103,14 @@ void MemoryWatch::killLarge()
     const long long maximum = static_cast<long long>(m_maximumMemory) << 20;
     const std::vector<std::string> processes = descendantsOf(std::to_string(m_root));
     for (const std::string &process : processes) {
-        const long long bytes = takenMemory(process);
+        const long long bytes = usedMemory(process);
         if (bytes <= maximum)
             continue;
-        // Counted before their end shows.
+        // Counted before the kill: the connection's thread may see the crash first.
         if (isRenderer(process)) {
             ++m_rendererKills;
             kill(process);
-        } else if (bytes > maximum + ownMaximum) {
+        } else if (bytes > maximum + browserAllowance) {
             m_killedBrowser = true;
             for (const std::string &each : processes)
                 kill(each);
@@ -137,7 +137,7 @@ Failure WatchedJob::withReason(const Failure &failure, const QString &address) c
                                 .arg(m_watch.m_maximumMemory);
     if (failure.code() != ExitCode::Crashed)
         return failure;
-    // It may have been another page's doing.
+    // Another page may have caused this, so a retry may help.
     if (m_watch.killedBrowser())
         return {ExitCode::Crashed, message.arg(QStringLiteral("the browser takes")), Failure::Retry::MayHelp};
     if (m_watch.rendererKills() > m_killsBefore)

@@ -7,22 +7,21 @@
 #include <mutex>
 #include <thread>
 
-/// The memory in bytes that a process and all that descend from it hold and do not share; 0 where that cannot
-/// be told.
+/// Unshared memory in bytes of a process and its descendants; 0 where there is no /proc.
 long long memoryOfTree(int process);
 
-/// Keeps pages from taking too much memory, swapped out or not: kills a renderer that does, and the whole
-/// browser if another of its processes does, since what pages keep there cannot be told apart. Checks several
-/// times a second while there are jobs; finds nothing where there is no /proc.
+/// Kills a renderer that uses too much memory (swap included), and the whole browser if another of its
+/// processes does, as memory there cannot be attributed to a page. Checks several times a second while there
+/// are jobs; does nothing where there is no /proc.
 class MemoryWatch
 {
 public:
-    /// All processes of the browser descend from `root`; `maximumMemory` in MiB, for each process.
+    /// All processes of the browser descend from `root`; `maximumMemory` is in MiB, for each process.
     MemoryWatch(int root, int maximumMemory);
     MemoryWatch(const MemoryWatch &) = delete;
     MemoryWatch &operator=(const MemoryWatch &) = delete;
 
-    /// How many renderers have been killed so far.
+    /// Number of renderers killed so far.
     int rendererKills() const { return m_rendererKills; }
     bool killedBrowser() const { return m_killedBrowser; }
 
@@ -30,7 +29,7 @@ private:
     friend class WatchedJob;
 
     void setJobs(int change);
-    void keepLooking(const std::stop_token &end);
+    void run(const std::stop_token &stop);
     void killLarge();
 
     [[maybe_unused]] int m_root;
@@ -43,7 +42,7 @@ private:
     std::jthread m_thread;
 };
 
-/// A job for its time in a browser.
+/// Counts as a job of a browser while it exists, and tells whether the watch killed that job's renderer.
 class WatchedJob
 {
 public:
@@ -52,8 +51,9 @@ public:
     WatchedJob &operator=(const WatchedJob &) = delete;
     ~WatchedJob();
 
-    /// `failure`, or that the page of this address, or the browser with it, took too much memory if that is
-    /// why it crashed. A page that crashed the browser with others in it may do better in one of its own.
+    /// `failure`; if it is a crash that the watch caused, a failure that says that the page at `address`, or
+    /// the browser, used too much memory. Where the whole browser was killed a retry may help: other pages
+    /// used it.
     Failure withReason(const Failure &failure, const QString &address) const;
 
 private:

@@ -46,7 +46,7 @@ bool isRenderer([[maybe_unused]] const std::string &process)
 {
 #ifdef __linux__
     std::ifstream file("/proc/" + process + "/cmdline");
-    // Of a process that has just ended nothing can be read, which bare iterators would throw.
+    // Reading fails, and leaves the line empty, if the process has just ended.
     std::string line;
     std::getline(file, line);
     return line.find("--type=renderer") != std::string::npos;

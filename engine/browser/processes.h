@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
-// All of this knows of nothing where there is no /proc.
+// Without /proc these find nothing.
 
-/// The processes that any thread of this one has started, by their ids.
+/// The ids of the child processes of this one, started by any of its threads.
 std::vector<std::string> childrenOf(const std::string &process);
-/// Those, and theirs, and so on.
+/// Children, their children, and so on.
 std::vector<std::string> descendantsOf(const std::string &process);
 
-/// Whether this process of a browser shows pages, as its arguments say.
+/// Whether this browser process is a renderer, by its arguments.
 bool isRenderer(const std::string &process);

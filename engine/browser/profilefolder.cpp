@@ -24,7 +24,7 @@ Descriptor openFolder(int parent, const char *name)
 
 std::vector<std::string> namesIn(int folder)
 {
-    // What reads a folder takes its descriptor over.
+    // fdopendir() takes ownership of the descriptor.
     Descriptor opened = openFolder(folder, ".");
     const std::unique_ptr<DIR, int (*)(DIR *)> list(opened ? ::fdopendir(opened.get()) : nullptr, ::closedir);
     std::vector<std::string> names;
@@ -44,7 +44,7 @@ void removeAll(int parent, const std::string &name)
 {
     if (::unlinkat(parent, name.c_str(), 0) == 0 || (errno != EISDIR && errno != EPERM))
         return;
-    // Its owner may take and give every permission.
+    // The folder's own permissions may prevent emptying it.
     [[maybe_unused]] const int changed = ::fchmodat(parent, name.c_str(), S_IRWXU, AT_SYMLINK_NOFOLLOW);
     if (const Descriptor folder = openFolder(parent, name.c_str())) {
         for (const std::string &inside : namesIn(folder.get()))
@@ -53,7 +53,7 @@ void removeAll(int parent, const std::string &name)
     ::unlinkat(parent, name.c_str(), AT_REMOVEDIR);
 }
 
-/// Whether only this user and root can rename what this user has put there.
+/// Whether only this user and root can rename or replace this user's files in the folder.
 bool isSafe(int folder)
 {
     struct stat info {
@@ -79,10 +79,10 @@ ProfileFolder::ProfileFolder(const std::string &parent)
         if (!::mkdtemp(m_path.data()))
             return;
         m_lock = openFolder(AT_FDCWD, m_path.c_str());
-        // Where folders cannot be locked, nobody will remove it in the belief that it is left over.
+        // If the file system has no locks, removeLeftProfileFolders() cannot lock it either and leaves it.
         if (m_lock)
             ::flock(m_lock.get(), LOCK_EX);
-        // One who looked for left ones may have been faster.
+        // Another process may have taken it for a left one and removed it before it was locked.
     } while (m_lock ? !isFileAt(m_lock.get(), m_path) : errno == ENOENT);
 }
 

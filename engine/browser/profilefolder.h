@@ -5,11 +5,12 @@
 #include <string>
 
 /// A folder for one browser, removed with this object. The process that made it, and those that inherit the
-/// lock, hold it locked for their lives; so a folder that is not has been left by one that was killed.
+/// descriptor, keep it locked while they run; so an unlocked folder was left by a killed process.
 class ProfileFolder
 {
 public:
-    /// Makes one that only this user can enter, in `parent`. None, with errno, if that fails.
+    /// Makes one in `parent` that only this user can enter. Evaluates to false, with errno set, if that
+    /// fails.
     explicit ProfileFolder(const std::string &parent);
     ProfileFolder(const ProfileFolder &) = delete;
     ProfileFolder &operator=(const ProfileFolder &) = delete;
@@ -19,7 +20,7 @@ public:
     const std::string &path() const { return m_path; }
     int lock() const { return m_lock.get(); }
 
-    /// Removes as much of it as there is, whatever its permissions are, and goes through no link.
+    /// Removes it and all that is in it, whatever the permissions; follows no link.
     void remove() const;
 
 private:
@@ -27,6 +28,6 @@ private:
     Descriptor m_lock;
 };
 
-/// Removes the folders that this user's killed processes have left in `parent`. It does nothing in one where
-/// other users could put this user's other folders in their place.
+/// Removes the folders that this user's killed processes have left in `parent`. Does nothing if other users
+/// could rename files there, and so have another folder removed instead.
 void removeLeftProfileFolders(const std::string &parent);

@@ -13,14 +13,13 @@ namespace
 {
 
 #ifdef __linux__
-/// As the kernel shortens them, beside the main threads.
-constexpr std::string_view attendants[] = {"Chrome_IOThread", "Chrome_ChildIOT", "DevToolsPipeHan",
-                                           "Compositor",      "CompositorTileW", "VizCompositorTh"};
-/// A worker's own takes messages as well, which are done in less, in seconds.
-constexpr std::string_view workers[] = {"DedicatedWorker", "SharedWorker th", "ServiceWorker t"};
+/// Threads that carry messages and draw; the kernel cuts names to 15 characters.
+constexpr std::string_view serviceThreads[] = {"Chrome_IOThread", "Chrome_ChildIOT", "DevToolsPipeHan",
+                                               "Compositor",      "CompositorTileW", "VizCompositorTh"};
+/// Worker threads handle messages too: processor time in seconds that only that takes less of.
+constexpr std::string_view workerThreads[] = {"DedicatedWorker", "SharedWorker th", "ServiceWorker t"};
 constexpr double messageTime = 0.001;
-/// How far two readings of a main thread's time may be apart that were taken at about the same time, in
-/// seconds.
+/// Maximum difference in seconds of two readings of a main thread's time, taken at about the same moment.
 constexpr double readingTime = 0.0005;
 
 bool isOneOf(const auto &names, const std::string &name)
@@ -30,7 +29,7 @@ bool isOneOf(const auto &names, const std::string &name)
 
 struct State {
     std::string name;
-    bool isBusy; ///< runs, is ready to, or waits for a disk
+    bool isBusy; ///< running, runnable or waiting for a disk
 };
 
 State stateOf(const std::string &thread)
@@ -38,7 +37,7 @@ State stateOf(const std::string &thread)
     std::ifstream file(thread + "/stat");
     std::string line;
     std::getline(file, line);
-    // The name stands in parentheses and may hold any character.
+    // The name is in parentheses and may contain any character.
     const size_t begin = line.find('(');
     const size_t end = line.rfind(')');
     if (begin == std::string::npos || end + 2 >= line.size())
@@ -76,10 +75,10 @@ bool ThreadWatch::hasWorked([[maybe_unused]] const std::string &process)
         const Use now = useOf(thread);
         const Use before = std::exchange(m_uses[thread], now);
         const State state = stateOf(thread);
-        if (isOneOf(attendants, state.name))
+        if (isOneOf(serviceThreads, state.name))
             continue;
-        const bool hasRun =
-            isOneOf(workers, state.name) ? now.time - before.time > messageTime : now.turns != before.turns;
+        const bool hasRun = isOneOf(workerThreads, state.name) ? now.time - before.time > messageTime
+                                                               : now.turns != before.turns;
         any = any || hasRun || state.isBusy;
     }
 #endif
@@ -92,13 +91,13 @@ void ThreadWatch::compare(const std::string &renderer, const std::map<std::strin
     for (const auto &[frame, frameTime] : mainThreadTimes) {
         const double lead = time - frameTime;
         Range &range = m_leads[frame].try_emplace(renderer, Range{lead, lead}).first->second;
-        range = {std::min(range.least, lead), std::max(range.greatest, lead)};
+        range = {std::min(range.minimum, lead), std::max(range.maximum, lead)};
     }
 }
 
 bool ThreadWatch::mayShowPage(const std::string &renderer) const
 {
-    const auto spread = [](const Range &range) { return range.greatest - range.least; };
+    const auto spread = [](const Range &range) { return range.maximum - range.minimum; };
     return std::any_of(m_leads.begin(), m_leads.end(), [&](const auto &frame) {
         const auto its = frame.second.find(renderer);
         if (its == frame.second.end())

@@ -4,33 +4,33 @@
 #include <string>
 #include <vector>
 
-/// Watches what the threads of a browser do, but for those that carry messages and draw, which whoever asks
-/// the browser something keeps busy: what remains runs for pages, such as databases, caches, encryption,
-/// compilation, decoding, and workers. Sees nothing where there is no /proc.
+/// Tells whether a browser's threads have worked since the last call. Left out are main threads and those
+/// that carry messages and draw, as every command of the engine keeps them busy. What remains runs for pages:
+/// databases, caches, encryption, compilation, decoding, workers. Without /proc it finds nothing.
 class ThreadWatch
 {
 public:
-    /// `browser` is the process that all of the browser's descend from.
+    /// All processes of the browser descend from the process `browser`.
     explicit ThreadWatch(int browser) : m_browser(std::to_string(browser)) {}
 
     struct Work {
-        bool ofPage = false;    ///< in renderers that show it, or may
-        bool ofBrowser = false; ///< in processes that serve all pages
+        bool ofPage = false;    ///< in renderers that show the page, or may show it
+        bool ofBrowser = false; ///< in processes that are no renderers and serve all pages
     };
 
-    /// What has been done since the last call, or is about to be. `mainThreadTimes` holds, by names of its
-    /// frames, the processor time in seconds that the main threads of the page's renderers have used, from
-    /// whatever point in time: it tells which processes they are.
+    /// What threads have done since the last call or are about to do. `mainThreadTimes` has, by the page's
+    /// frame ids, the processor time in seconds of the main thread that the frame runs on, from any starting
+    /// point: compared with the times in /proc it tells which processes are the page's renderers.
     Work sinceLast(const std::map<std::string, double> &mainThreadTimes);
 
 private:
     struct Use {
-        double time = 0; ///< of the processor, in seconds
+        double time = 0; ///< processor time in seconds
         long long turns = 0;
     };
     struct Range {
-        double least;
-        double greatest;
+        double minimum;
+        double maximum;
     };
 
     static Use useOf(const std::string &thread);
@@ -41,7 +41,7 @@ private:
     std::string m_browser;
     /// By the thread's folder.
     std::map<std::string, Use> m_uses;
-    /// By the frame's name and the renderer: by how much the time of the renderer's main thread was ahead of
-    /// the frame's. Of the same thread, this hardly varies.
+    /// By frame id and renderer: the range of differences between the time of the renderer's main thread and
+    /// the time told for the frame. If both are the same thread, the difference hardly varies.
     std::map<std::string, std::map<std::string, Range>> m_leads;
 };

@@ -18,7 +18,7 @@ namespace
 /// In seconds: the year 9999 is the last that a PDF can name.
 constexpr qint64 maximumFixedTime = 253402300799;
 
-/// Throws if the bytes are no text. `what` names them, unless they can name themselves.
+/// Throws if the bytes are not valid UTF-8. The message calls them `what`, or quotes them if that is empty.
 QString textOf(const std::string &bytes, const QString &what)
 {
     QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
@@ -29,14 +29,14 @@ QString textOf(const std::string &bytes, const QString &what)
     return text;
 }
 
-/// The arguments from one on: options with their values, and names.
+/// The arguments, taken one by one.
 class Arguments
 {
 public:
     explicit Arguments(const std::vector<std::string> &arguments) : m_arguments(arguments) {}
 
     bool atEnd() const { return m_next == m_arguments.size(); }
-    /// `what` names the argument if it is no text.
+    /// `what` names the argument in messages; see textOf().
     QString take(const QString &what = {}) { return textOf(m_arguments[m_next++], what); }
 
 private:
@@ -49,8 +49,8 @@ QLatin1String nameOf(const Option &option)
     return QLatin1String(option.name);
 }
 
-/// The secret option that the argument begins with, having its value joined on; null if there is none.
-const Option *joinedSecret(const QString &argument)
+/// The secret option that the argument begins with, as in "--passwordx"; null if there is none.
+const Option *secretOptionJoinedIn(const QString &argument)
 {
     const auto found = std::ranges::find_if(allOptions(), [&](const Option &option) {
         return option.isSecret && argument.startsWith(nameOf(option)) && !findOption(argument);
@@ -58,7 +58,7 @@ const Option *joinedSecret(const QString &argument)
     return found != allOptions().end() ? &*found : nullptr;
 }
 
-/// The number of characters to insert, remove or change to make one text of the other.
+/// The Levenshtein distance.
 size_t distance(const QString &one, QLatin1String other)
 {
     std::vector<size_t> row(static_cast<size_t>(other.size()) + 1);
@@ -67,15 +67,16 @@ size_t distance(const QString &one, QLatin1String other)
         size_t diagonal = std::exchange(row[0], row[0] + 1);
         for (size_t i = 1; i < row.size(); ++i) {
             const bool same = letter == other[static_cast<qsizetype>(i) - 1];
-            const size_t least = std::min({row[i] + 1, row[i - 1] + 1, diagonal + (same ? 0 : 1)});
-            diagonal = std::exchange(row[i], least);
+            const size_t minimum = std::min({row[i] + 1, row[i - 1] + 1, diagonal + (same ? 0 : 1)});
+            diagonal = std::exchange(row[i], minimum);
         }
     }
     return row.back();
 }
 
-/// The option that was probably meant: the only one that begins so, or one with a typing error or two in it.
-const Option *optionLike(const QString &argument)
+/// The option that was probably meant: the only one with this prefix, or the nearest within two typing
+/// errors.
+const Option *suggestionFor(const QString &argument)
 {
     constexpr size_t maximumErrors = 2;
     const std::span<const Option> options = allOptions();
@@ -95,15 +96,15 @@ const Option *optionLike(const QString &argument)
 
 [[noreturn]] void refuseUnknown(const QString &argument)
 {
-    // What follows the sign may be a secret.
+    // Not repeated in the message: what follows "=" may be a secret.
     const QString name = argument.section(u'=', 0, 0);
     const Option *joined = findOption(name);
     if (!joined)
-        joined = joinedSecret(argument);
+        joined = secretOptionJoinedIn(argument);
     if (joined && joined->value)
         refuse(u"the value of %1 is the next argument: %2"_s.arg(nameOf(*joined), signatureOf(*joined)));
-    const Option *like = optionLike(argument);
-    const QString advice = like ? u"; did you mean %1?"_s.arg(nameOf(*like)) : QString();
+    const Option *suggestion = suggestionFor(argument);
+    const QString advice = suggestion ? u"; did you mean %1?"_s.arg(nameOf(*suggestion)) : QString();
     refuse(u"there is no option \"%1\"%2"_s.arg(onOneLine(withoutCredentials(name)), advice));
 }
 
@@ -125,7 +126,7 @@ QDateTime fixedTimeOf(const QString &value)
     return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
 }
 
-/// Of the options that are not given as arguments.
+/// Applies the variables of options that are not among the arguments.
 void applyVariables(Job &job, const Invocation &invocation, const std::vector<const Option *> &given)
 {
     for (const auto &[name, value] : invocation.variables) {

@@ -9,9 +9,9 @@
 /// What a command line asks for.
 using Request = std::variant<Job, Answer>;
 
-/// Reads the command line. A value is the next argument, whatever it begins with; of an option given twice
-/// the last one holds, unless it is repeatable; "--" ends the options.
-/// Variables of the environment hold for options that are not among the arguments. Throws
-/// Failure(BadArguments) naming the argument that is unknown, lacks its value, has a bad one or is not valid
-/// UTF-8, or the input or output that is missing or too much.
+/// Parses the command line. An option's value is the next argument, whatever it begins with. If an option is
+/// given twice, the last value counts, unless the option is repeatable. "--" ends the options. Environment
+/// variables apply to options that are not among the arguments. Throws Failure(BadArguments) naming the
+/// argument that is unknown, lacks a value, has a bad value or is not valid UTF-8, or saying that an input or
+/// output is missing or there are too many.
 Request parseCommandLine(const Invocation &invocation);

@@ -11,7 +11,7 @@ namespace
 
 constexpr qsizetype lineWidth = 79;
 
-/// `text` in lines of at most `width` characters, broken at blanks, each after the first indented by
+/// `text` wrapped at spaces to lines of at most `width` characters; lines after the first are indented by
 /// `indent`.
 QString wrapped(const QString &text, qsizetype width, qsizetype indent)
 {
@@ -31,13 +31,13 @@ QString wrapped(const QString &text, qsizetype width, qsizetype indent)
     return result;
 }
 
-/// Where the help texts begin: two columns after the longest signature.
+/// The column of the help texts: signatures are indented by two, and followed by at least two spaces.
 qsizetype helpColumn()
 {
-    qsizetype longest = 0;
+    qsizetype width = 0;
     for (const Option &option : allOptions())
-        longest = std::max(longest, signatureOf(option).size());
-    return longest + 4;
+        width = std::max(width, signatureOf(option).size());
+    return width + 4;
 }
 
 } // namespace

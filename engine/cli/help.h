@@ -2,5 +2,5 @@
 
 #include <QString>
 
-/// The text of --help: the options in their groups, in lines of at most 79 characters.
+/// The text of --help: the options by group, in lines of at most 79 characters.
 QString helpText();

@@ -21,7 +21,7 @@ extern "C" Q_DECL_EXPORT int runEngine(int argc, char **argv, const char *order,
 extern "C" Q_DECL_EXPORT int serveOrders(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    return runServer(serverSocket, executablePath(), idleSeconds(), jobFrom);
+    return runServer(Descriptor(serverSocket), executablePath(), idleSeconds(), jobFrom);
 }
 
 static_assert(std::is_same_v<decltype(&runEngine), RunEngine>);

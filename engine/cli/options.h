@@ -13,42 +13,41 @@ enum class OptionGroup { Page, Document, Network, Limits, Warnings, Program };
 /// What is printed instead of a job being done.
 enum class Answer { Help, Version };
 
-/// A row of the table of options. The parser, --help, the completions of the shells, and the options' part of
-/// the man page and of docs/engine.md are made of it.
+/// A row of the table of options. The parser, --help, the shell completions, and the options part of the man
+/// page and of docs/engine.md are generated from it.
 struct Option {
     OptionGroup group;
     /// "--page-size".
     const char *name;
-    /// What its value is called: "NAME". Null for an option without one.
+    /// The placeholder for its value: "NAME". Null for an option without a value.
     const char *value = nullptr;
-    /// For --help: a phrase. Completions show what stands before its first colon or parenthesis.
+    /// For --help: a phrase. Completions show it up to the first colon or parenthesis.
     const char *help;
-    /// For the man page and docs/engine.md: sentences in Markdown, of which `code` and [links](address) are
-    /// used.
+    /// For the man page and docs/engine.md: sentences in Markdown, with no markup but `code` and
+    /// [links](address).
     const char *details;
-    /// Arguments with this option in them.
+    /// Example arguments that use this option.
     const char *example;
-    /// What it does to the job. Throws Failure(BadArguments), calling the option `name`, if it cannot take
-    /// the value.
+    /// Sets it in the job. Throws Failure(BadArguments), naming the option `name`, if the value is invalid.
     void (*apply)(Job &job, const QString &name, const QString &value) = nullptr;
-    /// In place of `apply`.
+    /// Instead of `apply`.
     std::optional<Answer> answer = std::nullopt;
-    /// The values that it takes, for completions; null if they cannot be listed.
+    /// The valid values, for completions; null if they cannot be listed.
     QStringList (*choices)() = nullptr;
     /// Its value is the path of a file.
     bool isFile = false;
     /// Each value counts, not only the last.
     bool isRepeatable = false;
-    /// No list of processes and no message may show its value.
+    /// Its value must not be shown in process lists and messages.
     bool isSecret = false;
-    /// The variable of the environment whose value it takes if it is not among the arguments; empty for none.
+    /// The environment variable that is used if the option is not among the arguments; empty for none.
     const char *variable = "";
 };
 
-/// All options, those of a group together.
+/// All options, grouped.
 std::span<const Option> allOptions();
 
-/// Null if there is none of that name.
+/// Null if there is no option of this name.
 const Option *findOption(const QString &name);
 
 QString titleOf(OptionGroup group);

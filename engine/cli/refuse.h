@@ -2,7 +2,7 @@
 
 #include "engine/job/failure.h"
 
-/// Throws the failure of a command line that cannot be understood.
+/// Throws Failure(BadArguments) with `message` and a hint to --help.
 [[noreturn]] inline void refuse(const QString &message)
 {
     throw Failure(ExitCode::BadArguments, message + QStringLiteral(" (see quirelle --help)"));

@@ -19,8 +19,8 @@ size_t convertShowingProgress(const Invocation &invocation, const Job &job, UseS
 {
     Progress progress(invocation.begun);
     return convert(
-        invocation, job, useServer, [&progress](std::string_view activity) { progress.tell(activity); },
-        findings);
+        invocation, job, useServer,
+        [&progress](std::string_view activity) { progress.setActivity(activity); }, findings);
 }
 
 JobAccount accountOf(const Job &job)
@@ -44,7 +44,7 @@ int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
     } catch (const std::bad_alloc &) {
         return failed(ExitCode::Crashed, "out of memory");
     } catch (const std::system_error &error) {
-        // There is no thread or lock to be had.
+        // No thread or lock can be created.
         return failed(ExitCode::Crashed,
                       std::string("the system gives no more memory or threads: ") + error.what());
     }
@@ -77,7 +77,7 @@ std::optional<Job> jobFrom(const Invocation &invocation)
         if (Job *job = std::get_if<Job>(&request))
             return std::move(*job);
     } catch (const Failure &) {
-        // The engine says why itself.
+        // The engine, told that the order is refused, parses it again and reports why.
     }
     return std::nullopt;
 }

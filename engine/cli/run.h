@@ -5,9 +5,9 @@
 
 #include <optional>
 
-/// The whole program: does what the invocation asks for and returns the exit code.
-/// Every failure of a job becomes one line on standard error, one in the log, and its exit code here.
+/// Runs the command line and returns the exit code. A failure becomes one line on standard error and one in
+/// the log.
 int runCommandLine(const Invocation &invocation, UseServer useServer = UseServer::Yes);
 
-/// The job that the invocation asks for; nothing if there is none, or if it is refused.
+/// The job of a command line; nothing if it asks for something else (--help) or is refused.
 std::optional<Job> jobFrom(const Invocation &invocation);

@@ -22,15 +22,15 @@ using namespace std::chrono_literals;
 namespace
 {
 
-/// A server that sends nothing for this long is given up.
-constexpr auto maximumSilence = 400ms;
-/// A job that the server has not ended so long after its time is over has got lost there.
-constexpr auto maximumDelay = 5s;
+/// A server that sends nothing for this long is considered dead.
+constexpr auto silenceTimeout = 400ms;
+/// How long after the job's own timeout its result is still waited for.
+constexpr auto resultDelay = 5s;
 
 class Socket
 {
 public:
-    /// The first frame must come by `nextFrame`.
+    /// The first frame must arrive by `nextFrame`.
     Socket(Descriptor descriptor, Deadline nextFrame)
         : m_descriptor(std::move(descriptor)), m_nextFrame(nextFrame)
     {
@@ -50,7 +50,7 @@ public:
         return true;
     }
 
-    /// Appends what has come to `bytes`; false at the end of the connection and after the maximum silence.
+    /// Waits, and appends what is received to `bytes`; false if the connection ends or after silenceTimeout.
     bool receive(std::string &bytes)
     {
         char buffer[1 << 16];
@@ -59,13 +59,13 @@ public:
         const ssize_t count = ::recv(m_descriptor.get(), buffer, sizeof(buffer), 0);
         if (count > 0) {
             bytes.append(buffer, static_cast<size_t>(count));
-            m_nextFrame = Deadline::in(maximumSilence);
+            m_nextFrame = Deadline::in(silenceTimeout);
         }
         return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
     }
 
 private:
-    /// Waits until it can be read or written (POLLIN, POLLOUT); false if the next frame is overdue.
+    /// Waits until the socket is readable or writable (POLLIN, POLLOUT); false if the next frame is overdue.
     bool wait(short events) const
     {
         pollfd poll{m_descriptor.get(), events, 0};
@@ -95,8 +95,7 @@ Descriptor connectTo(const Endpoint &endpoint)
     return descriptor;
 }
 
-/// A connection to the server, which is started if that is asked for; none if there is none to be had by the
-/// bound.
+/// A connection to the server, which is started if `ifNone` says so; none if that fails by the bound.
 Descriptor connection(IfNone ifNone, Deadline bound)
 {
     const std::string executable = executablePath();
@@ -106,26 +105,26 @@ Descriptor connection(IfNone ifNone, Deadline bound)
         if (!endpoint)
             return {};
         Descriptor connection = connectTo(*endpoint);
-        // One that cannot be met although it has just been started will not be the next time.
+        // Once: if a server just started cannot be connected to, another start would not help.
         if (connection || ifNone == IfNone::GiveUp || started || bound.passed())
             return connection;
         const StartOutcome outcome = startServer(*endpoint, executable);
         if (outcome == StartOutcome::Impossible)
             return {};
         started = outcome == StartOutcome::Started;
-        // Who holds the lock is about to listen, or about to end.
+        // Another process holds the lock: its server is about to listen, or about to end.
         if (!started)
             ::usleep(2000);
     }
 }
 
-/// Whether the job may come out better with a browser of its own.
+/// Whether a retry with a browser of its own may help.
 bool isServersFault(const FailureReply &failure)
 {
     return !failure.isFinal && (failure.code == ExitCode::NoBrowser || failure.code == ExitCode::Crashed);
 }
 
-/// What the server says of the job.
+/// Receives the server's messages about the job.
 class Conversation
 {
 public:
@@ -141,7 +140,7 @@ public:
         checkOutput(job.output);
         if (!job.report.empty() && job.report != "-")
             checkOutput(job.report);
-        m_lost = Deadline::in(acceptance.left + maximumDelay);
+        m_resultDeadline = Deadline::in(acceptance.left + resultDelay);
         for (;;) {
             Frame frame = nextFrame();
             switch (frame.kind) {
@@ -161,7 +160,7 @@ public:
             default:
                 return useless();
             }
-            if (m_lost->passed())
+            if (m_resultDeadline->passed())
                 return failed(job, ExitCode::OutOfTime, "out of time on the server");
         }
     }
@@ -187,7 +186,7 @@ private:
     Socket &m_socket;
     const ActivityListener &m_listener;
     std::string m_received;
-    std::optional<Deadline> m_lost;
+    std::optional<Deadline> m_resultDeadline;
 };
 
 } // namespace
@@ -195,10 +194,10 @@ private:
 ServerReply askServer(const Invocation &invocation, IfNone ifNone, const ActivityListener &listener)
 {
     const std::string order = frameBytes(FrameKind::Order, orderBody(invocation));
-    // Without a folder relative paths mean nothing there.
+    // The server needs the working folder for relative paths.
     if (idleSeconds() == 0 || invocation.folder.empty() || order.size() > maximumOrder)
         return {};
-    const Deadline bound = Deadline::in(maximumSilence);
+    const Deadline bound = Deadline::in(silenceTimeout);
     Socket socket(connection(ifNone, bound), bound);
     if (!socket.connected())
         return {};
@@ -207,7 +206,7 @@ ServerReply askServer(const Invocation &invocation, IfNone ifNone, const Activit
     } catch (const OutputError &) {
         throw;
     } catch (const std::runtime_error &) {
-        // It ends, or is no server of ours.
+        // The server has ended or hangs, or is another program.
         return Conversation::useless();
     }
 }

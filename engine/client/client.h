@@ -8,13 +8,13 @@
 
 #include <string>
 
-/// What has come of asking the server.
+/// The outcome of asking the server for a job.
 struct ServerReply {
     enum class Kind {
-        NoServer, ///< there is none, or there shall be none
-        Useless,  ///< the engine must do what it is called for itself: asking again would not help
-        Failed,   ///< the job cannot be done: `code` and `message` say why
-        Printed,  ///< `pdf` is for the job's output
+        NoServer, ///< none is running or can be started, or servers are disabled
+        Useless,  ///< the server cannot do this: the engine must do it itself, without asking again
+        Failed,   ///< the job has failed for the reason in `code` and `message`
+        Printed,  ///< `pdf` is to be written to the job's output
     };
     Kind kind = Kind::NoServer;
     ExitCode code = ExitCode::Written;
@@ -23,7 +23,7 @@ struct ServerReply {
     JobAccount job = {}; ///< of Failed and Printed
 };
 
-/// Hands the job to the warm server. Useless, after at most half a second, if the server is full, stuck or
-/// killed, its browser is gone, or the engine is called for something else than a job. Throws OutputError if
-/// nothing can be written at the job's output.
+/// Sends the job to the warm server and waits for the result. Useless, after at most half a second, if the
+/// server is full, hangs or has ended, its browser has crashed, or the command line is no job. Throws
+/// OutputError if the job's output cannot be written.
 ServerReply askServer(const Invocation &invocation, IfNone ifNone, const ActivityListener &listener);

@@ -24,11 +24,11 @@
 namespace
 {
 
-/// What the system grants a process, and so what it starts.
-constexpr int tellingLimits[] = {RLIMIT_AS,    RLIMIT_CPU,    RLIMIT_DATA,
-                                 RLIMIT_FSIZE, RLIMIT_NOFILE, RLIMIT_NPROC};
+/// Resource limits that a browser inherits: clients share a server only if these are equal.
+constexpr int comparedLimits[] = {RLIMIT_AS,    RLIMIT_CPU,    RLIMIT_DATA,
+                                  RLIMIT_FSIZE, RLIMIT_NOFILE, RLIMIT_NPROC};
 
-/// Those by whose leave this process, and what it starts, can open files.
+/// The supplementary groups and the effective group of this process.
 std::vector<gid_t> groups()
 {
     std::vector<gid_t> result(static_cast<size_t>(std::max(::getgroups(0, nullptr), 0)));
@@ -38,7 +38,7 @@ std::vector<gid_t> groups()
     return result;
 }
 
-/// The hash FNV-1a of all that it is given.
+/// An FNV-1a hash.
 class Hash
 {
 public:
@@ -66,8 +66,7 @@ private:
     uint64_t m_value = 0xcbf29ce484222325;
 };
 
-/// When the content of the file was changed.
-timespec changeTime(const struct stat &info)
+timespec modificationTime(const struct stat &info)
 {
 #ifdef __APPLE__
     return info.st_mtimespec;
@@ -76,6 +75,7 @@ timespec changeTime(const struct stat &info)
 #endif
 }
 
+/// A hash of all that must be equal for clients to share a server.
 std::string identity(const std::string &executable)
 {
     Hash hash;
@@ -88,8 +88,8 @@ std::string identity(const std::string &executable)
         hash.addNumber(info.st_ino);
         hash.addNumber(info.st_size);
         hash.addNumber(info.st_ctime);
-        hash.addNumber(changeTime(info).tv_sec);
-        hash.addNumber(changeTime(info).tv_nsec);
+        hash.addNumber(modificationTime(info).tv_sec);
+        hash.addNumber(modificationTime(info).tv_nsec);
     }
     for (const char *space :
          {"/proc/self/ns/mnt", "/proc/self/ns/net", "/proc/self/ns/user", "/proc/self/root"}) {
@@ -97,21 +97,21 @@ std::string identity(const std::string &executable)
         const ssize_t size = ::readlink(space, target, sizeof(target));
         hash.add({target, static_cast<size_t>(std::max<ssize_t>(size, 0))});
     }
-    // A server has no other variables than these.
+    // The server inherits exactly these variables.
     for (const std::string &variable : passedEnvironment())
         hash.add(variable);
     for (const gid_t group : groups())
         hash.addNumber(group);
-    for (const int kind : tellingLimits) {
+    for (const int kind : comparedLimits) {
         rlimit limit{};
-        // The other one can be changed, up to this.
+        // Hard limits only: a process can change its soft limits up to these.
         if (::getrlimit(kind, &limit) == 0)
             hash.addNumber(limit.rlim_max);
     }
     return hash.hex();
 }
 
-/// Whether this is a folder of this user's that nobody else can enter.
+/// Whether this is a folder of this user that no other user can enter.
 bool isPrivateFolder(const std::string &path)
 {
     struct stat info {
@@ -120,7 +120,8 @@ bool isPrivateFolder(const std::string &path)
            (info.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
-/// Where it may be; the second one if sockets in the first would have too long a path.
+/// The folders for the endpoint in order of preference; a later one is used if the socket's path would be too
+/// long in the ones before.
 std::vector<std::string> folders()
 {
     const char *runtime = ::getenv("XDG_RUNTIME_DIR");
@@ -151,7 +152,7 @@ void removeEndpoint(const Endpoint &endpoint, int lock)
 {
     if (!isFileAt(lock, endpoint.lock))
         return;
-    // First the socket: who finds no socket but the lock waits a moment.
+    // The socket first: a client that finds the lock but no socket waits and tries again.
     ::unlink(endpoint.socket.c_str());
     ::unlink(endpoint.lock.c_str());
     ::rmdir(endpoint.socket.substr(0, endpoint.socket.rfind('/')).c_str());
@@ -173,14 +174,14 @@ bool peerIsSameUser(int socket)
 
 int idleSeconds()
 {
-    constexpr int usual = 30;
+    constexpr int defaultSeconds = 30;
     const char *text = ::getenv("QUIRELLE_IDLE_SECONDS");
     if (!text || !*text)
-        return usual;
+        return defaultSeconds;
     char *end = nullptr;
     errno = 0;
     const long seconds = std::strtol(text, &end, 10);
     if (*end || errno != 0 || seconds > INT_MAX)
-        return usual;
+        return defaultSeconds;
     return static_cast<int>(std::max(seconds, 0L));
 }

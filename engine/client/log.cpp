@@ -12,9 +12,9 @@
 namespace
 {
 
-/// A log of this size is set aside as engine.log.1 and a new one begun.
+/// A log larger than this, in bytes, is renamed to engine.log.1, and a new one started.
 constexpr off_t maximumSize = 512L * 1024;
-/// In characters: two names and a reason, each of which is cut before.
+/// In characters: two names and a reason, each of which has been shortened before.
 constexpr size_t maximumEntry = 2000;
 
 /// Empty for none.
@@ -24,7 +24,7 @@ std::string absoluteFolder(const char *variable)
     return value && *value == '/' ? value : "";
 }
 
-/// With those above it.
+/// Creates the folders that the file `path` is in.
 void makeFolders(const std::string &path)
 {
     for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
@@ -46,7 +46,7 @@ std::string now()
 
 Descriptor openLog(const std::string &path)
 {
-    // A pipe or device that lies there may have nobody who reads it.
+    // O_NONBLOCK: opening a FIFO without a reader would block.
     return Descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
                              S_IRUSR | S_IWUSR));
 }
@@ -78,6 +78,6 @@ void appendToLog(std::string_view line)
     }
     if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
         return;
-    // One write, so that the lines of engines that run at the same time do not mix.
+    // A single write, so that lines of concurrent engines do not mix.
     [[maybe_unused]] const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
 }

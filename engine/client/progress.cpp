@@ -13,10 +13,10 @@ namespace
 
 constexpr auto interval = 1s;
 
-// ECMA-48 and, for the wrapping, the private modes that every terminal of today has.
-constexpr char wipe[] = "\r\x1b[K";
-constexpr char dontWrap[] = "\x1b[?7l";
-constexpr char wrap[] = "\x1b[?7h";
+// ECMA-48; the private modes for wrapping (DECAWM) are supported by all current terminals.
+constexpr char clearLine[] = "\r\x1b[K";
+constexpr char disableWrap[] = "\x1b[?7l";
+constexpr char enableWrap[] = "\x1b[?7h";
 
 bool isTerminal()
 {
@@ -29,7 +29,7 @@ bool isInForeground()
     return ::tcgetpgrp(STDERR_FILENO) == ::getpgrp();
 }
 
-/// In one piece, so that a job that is killed does not leave the terminal in between.
+/// A single write, so that a job that is killed does not leave wrapping disabled.
 void write(const std::string &bytes)
 {
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
@@ -44,31 +44,31 @@ Progress::~Progress()
     m_thread.request_stop();
     m_thread.join();
     if (m_shown && isInForeground())
-        write(wipe);
+        write(clearLine);
 }
 
-void Progress::tell(std::string_view activity)
+void Progress::setActivity(std::string_view activity)
 {
     if (!isTerminal())
         return;
     const std::lock_guard lock(m_mutex);
     m_activity = onOneLine(activity);
     if (!m_thread.joinable())
-        m_thread = std::jthread([this](const std::stop_token &end) { keepShowing(end); });
+        m_thread = std::jthread([this](const std::stop_token &stop) { run(stop); });
 }
 
-void Progress::keepShowing(const std::stop_token &end)
+void Progress::run(const std::stop_token &stop)
 {
     std::unique_lock lock(m_mutex);
-    for (auto seconds = interval; !m_wake.wait_until(lock, end, m_begun + seconds, [] { return false; });
+    for (auto seconds = interval; !m_wake.wait_until(lock, stop, m_begun + seconds, [] { return false; });
          seconds += interval) {
-        if (end.stop_requested())
+        if (stop.stop_requested())
             return;
         if (!isInForeground())
             continue;
-        // A line longer than the terminal is wide is cut by the terminal, which alone knows how wide letters
-        // are.
-        write(std::string(wipe) + dontWrap + std::to_string(seconds.count()) + " s, " + m_activity + wrap);
+        // The terminal cuts a line that is too long: it knows the widths of characters.
+        write(std::string(clearLine) + disableWrap + std::to_string(seconds.count()) + " s, " + m_activity +
+              enableWrap);
         m_shown = true;
     }
 }

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <thread>
 
-/// Tells a user who waits at a terminal what a job is doing and for how long: one line on standard error,
-/// rewritten every second, from the first second on, and wiped out at the end. Says nothing where standard
-/// error is no terminal, or one that another job of the shell has in its hands.
+/// Shows what a job is doing and for how long: one line on standard error, from the first second on,
+/// rewritten every second and cleared at the end. Shows nothing if standard error is no terminal, or while
+/// the process is in the background.
 class Progress
 {
 public:
@@ -20,17 +20,17 @@ public:
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
 
-    /// What is being done from now on: "loading page.html". By one thread.
-    void tell(std::string_view activity);
+    /// What is being done from now on: "loading page.html". To be called by one thread only.
+    void setActivity(std::string_view activity);
 
 private:
-    void keepShowing(const std::stop_token &end);
+    void run(const std::stop_token &stop);
 
     Deadline::Clock::time_point m_begun;
     std::mutex m_mutex;
     std::condition_variable_any m_wake;
     std::string m_activity;
     bool m_shown = false;
-    /// Last, for it uses the others. Runs only where there is somebody to be told.
+    /// Declared last, as it uses the other members. Runs only if standard error is a terminal.
     std::jthread m_thread;
 };

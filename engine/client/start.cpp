@@ -21,31 +21,28 @@ namespace
 
 constexpr int waitingConnections = 256;
 
-/// The listening socket in the place of one that an earlier server may have left; -1 on failure.
-int listenAt(const Endpoint &endpoint)
+/// A listening socket; replaces one left by an earlier server. None on failure.
+Descriptor listenAt(const Endpoint &endpoint)
 {
-    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    Descriptor descriptor(::socket(AF_UNIX, SOCK_STREAM, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     endpoint.socket.copy(address.sun_path, sizeof(address.sun_path) - 1);
     ::unlink(endpoint.socket.c_str());
-    if (descriptor >= 0 &&
-        ::bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0 &&
-        ::listen(descriptor, waitingConnections) == 0)
-        return descriptor;
-    if (descriptor >= 0)
-        ::close(descriptor);
-    return -1;
+    if (::bind(descriptor.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 ||
+        ::listen(descriptor.get(), waitingConnections) != 0)
+        descriptor.reset();
+    return descriptor;
 }
 
-[[noreturn]] void becomeServer(int listening, int lock, const Endpoint &endpoint,
-                               const std::string &executable)
+[[noreturn]] void executeServer(int listening, int lock, const Endpoint &endpoint,
+                                const std::string &executable)
 {
     ::setsid();
-    // The first process ends at once, so that nobody has to wait for the server's end.
+    // Fork twice: this process ends at once, and the server is not a child of the engine.
     if (::fork() != 0)
         ::_exit(0);
-    // Out of the way of the places that they go to.
+    // Move both above the numbers that they get below.
     const int firstFree = serverLock + 1;
     const int heldSocket = ::fcntl(listening, F_DUPFD, firstFree);
     const int heldLock = ::fcntl(lock, F_DUPFD, firstFree);
@@ -57,24 +54,24 @@ int listenAt(const Endpoint &endpoint)
     ::dup2(heldSocket, serverSocket);
     ::dup2(heldLock, serverLock);
     closeDescriptorsFrom(firstFree);
-    const int nothing = ::open("/dev/null", O_RDWR);
+    const int null = ::open("/dev/null", O_RDWR);
     for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        // Better none than the caller's.
-        if (::dup2(nothing, standard) < 0)
+        // The server must not keep the caller's files open.
+        if (::dup2(null, standard) < 0)
             ::close(standard);
     }
-    // It may be one of these, where the caller had closed it.
-    if (nothing > STDERR_FILENO)
-        ::close(nothing);
+    // It has one of these numbers if the caller had closed that.
+    if (null > STDERR_FILENO)
+        ::close(null);
     ::umask(S_IRWXG | S_IRWXO);
     [[maybe_unused]] const int changed = ::chdir("/");
     for (const int number : {SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE, SIGCHLD})
         ::signal(number, SIG_DFL);
-    // The request to end waits until the server can take it and leave nothing.
-    sigset_t ending;
-    ::sigemptyset(&ending);
-    ::sigaddset(&ending, SIGTERM);
-    ::sigprocmask(SIG_SETMASK, &ending, nullptr);
+    // SIGTERM stays blocked until the server can handle it and remove its files (runServer()).
+    sigset_t blocked;
+    ::sigemptyset(&blocked);
+    ::sigaddset(&blocked, SIGTERM);
+    ::sigprocmask(SIG_SETMASK, &blocked, nullptr);
     char name[sizeof(serverName)];
     std::char_traits<char>::copy(name, serverName, sizeof(serverName));
     char *arguments[] = {name, nullptr};
@@ -87,27 +84,22 @@ int listenAt(const Endpoint &endpoint)
 
 StartOutcome startServer(const Endpoint &endpoint, const std::string &executable)
 {
-    const int lock =
-        ::open(endpoint.lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-    // A server that ends takes the folder with it.
-    if (lock < 0)
+    const Descriptor lock(
+        ::open(endpoint.lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    // A server that has just ended has removed the folder.
+    if (!lock)
         return errno == ENOENT ? StartOutcome::SomebodyElse : StartOutcome::Impossible;
-    // The lock belongs to the open file, which the server inherits: it is free again when the last holder has
-    // ended. One that ended in the meantime has removed the file.
-    if (::flock(lock, LOCK_EX | LOCK_NB) != 0 || !isFileAt(lock, endpoint.lock)) {
-        ::close(lock);
+    // The lock belongs to the open file description, which the server inherits: it is released when the last
+    // holder ends. A server that has ended meanwhile has removed the file.
+    if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0 || !isFileAt(lock.get(), endpoint.lock))
         return StartOutcome::SomebodyElse;
-    }
-    const int listening = listenAt(endpoint);
-    const pid_t child = listening >= 0 ? ::fork() : -1;
+    const Descriptor listening = listenAt(endpoint);
+    const pid_t child = listening ? ::fork() : -1;
     if (child == 0)
-        becomeServer(listening, lock, endpoint, executable);
+        executeServer(listening.get(), lock.get(), endpoint, executable);
     if (child > 0)
         ::waitpid(child, nullptr, 0);
     else
-        removeEndpoint(endpoint, lock);
-    ::close(lock);
-    if (listening >= 0)
-        ::close(listening);
+        removeEndpoint(endpoint, lock.get());
     return child > 0 ? StartOutcome::Started : StartOutcome::Impossible;
 }

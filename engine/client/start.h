@@ -3,17 +3,17 @@
 #include "engine/client/endpoint.h"
 
 enum class StartOutcome {
-    Started,      ///< connections are taken from now on
-    SomebodyElse, ///< another process is a server here, or is starting one, or is about to end
+    Started,      ///< it accepts connections from now on
+    SomebodyElse, ///< another process holds the lock: a server, or an engine that is starting one
     Impossible,
 };
 
-/// Starts a server in the background: in a session of its own, with no descriptor, working folder or terminal
-/// of this process. It listens already when this returns.
+/// Starts a server in the background: in its own session, without this process's descriptors, working folder
+/// and terminal. Its socket is listening when this returns.
 StartOutcome startServer(const Endpoint &endpoint, const std::string &executable);
 
-/// The name that the server's process goes by, and is told from an engine by.
+/// The server's argv[0] and process name; by the former main() knows that it is to be a server.
 inline constexpr char serverName[] = "quirelle-server";
-/// The descriptors that it finds its listening socket and its lock on.
+/// The descriptors on which the server gets its listening socket and its lock.
 inline constexpr int serverSocket = 3;
 inline constexpr int serverLock = 4;

@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-/// Every message both ways, for QT_LOGGING_RULES="quirelle.pipe.debug=true". Holds the pages' own secrets:
-/// never on by itself.
+/// All messages in both directions, enabled by QT_LOGGING_RULES="quirelle.pipe.debug=true". They may contain
+/// secrets of pages, so this is off by default.
 Q_LOGGING_CATEGORY(pipeLog, "quirelle.pipe", QtWarningMsg)
 
 namespace
@@ -25,7 +25,7 @@ namespace
 
 constexpr qsizetype maximumErrorBytes = 4096;
 constexpr qsizetype maximumLoggedBytes = 400;
-/// How long more lines on standard error are waited for once the browser has ended, in milliseconds.
+/// How long to wait for more lines on standard error once the browser has ended, in milliseconds.
 constexpr int finalErrorsTimeout = 200;
 constexpr int maximumFinalReads = 20;
 
@@ -34,7 +34,7 @@ void makeNonBlocking(int descriptor)
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
 }
 
-/// The beginning of a message, without the passwords that the user has given and what they are sent as.
+/// The beginning of a message, without user names, passwords and authorization headers.
 QByteArray logged(const QByteArray &message)
 {
     static const QRegularExpression secret(
@@ -51,8 +51,8 @@ int millisecondsUntil(Deadline deadline)
     return static_cast<int>(std::max<qint64>(left.count(), 0));
 }
 
-/// Takes the base64 text of a large reply's "data" out of it, before the rest is parsed, and returns what it
-/// stands for; nothing if there is none.
+/// Removes the base64 text of "data" from a large reply, so that it need not be parsed as JSON, and returns
+/// the decoded bytes; empty if there is none.
 QByteArray takeData(QByteArray &message)
 {
     constexpr qsizetype minimumSize = 1 << 15;
@@ -71,16 +71,16 @@ QByteArray takeData(QByteArray &message)
     return data;
 }
 
-/// The number of the command that a message which begins so replies to; 0 if it is no reply.
+/// The number of the command that the message with this beginning is the reply to; 0 if it is no reply.
 int repliedTo(const QByteArray &beginning)
 {
     constexpr QByteArrayView key = "{\"id\":";
     return beginning.startsWith(key) ? std::atoi(beginning.constData() + key.size()) : 0;
 }
 
-Failure notTaken()
+Failure sendTimeout()
 {
-    return {ExitCode::OutOfTime, QStringLiteral("the browser takes no commands any more")};
+    return {ExitCode::OutOfTime, QStringLiteral("the browser accepts no more commands")};
 }
 
 QByteArray errorReply(int id)
@@ -88,10 +88,10 @@ QByteArray errorReply(int id)
     return "{\"id\":" + QByteArray::number(id) + ",\"error\":{\"message\":\"" + tooLargeError + "\"}}";
 }
 
-void enlarge(int pipe)
+void enlargeBuffer(int pipe)
 {
 #ifdef __linux__
-    // The maximum for an ordinary user by default; without it the pipe works all the same.
+    // The default maximum for ordinary users. A failure only makes reading slower.
     constexpr int pipeSize = 1 << 20;
     ::fcntl(pipe, F_SETPIPE_SZ, pipeSize);
 #endif
@@ -137,21 +137,21 @@ bool Mailbox::closed() const
 Connection::Connection(int toBrowser, int fromBrowser, int errors)
     : m_toBrowser(toBrowser), m_fromBrowser(fromBrowser), m_errors(errors)
 {
-    std::optional<Pipe> wakeReader = makePipe();
-    if (!wakeReader)
+    std::optional<Pipe> stop = makePipe();
+    if (!stop)
         throw Failure(ExitCode::NoBrowser, QStringLiteral("no file descriptor left"));
-    m_wakeReader = std::move(*wakeReader);
+    m_stop = std::move(*stop);
     makeNonBlocking(m_toBrowser);
     makeNonBlocking(m_fromBrowser);
     makeNonBlocking(m_errors);
-    // A whole PDF comes as one message.
-    enlarge(m_fromBrowser);
+    // A whole PDF is one message.
+    enlargeBuffer(m_fromBrowser);
     m_reader = std::thread([this] { read(); });
 }
 
 Connection::~Connection()
 {
-    m_wakeReader.writeEnd.reset();
+    m_stop.writeEnd.reset();
     m_reader.join();
 }
 
@@ -174,7 +174,7 @@ int Connection::send(const QString &session, const QString &method, const QJsonO
 {
     std::unique_lock lock(m_sending, deadline.time());
     if (!lock || !writePending(deadline))
-        throw notTaken();
+        throw sendTimeout();
     QJsonObject command{{QStringLiteral("id"), ++m_lastId}, {QStringLiteral("method"), method}};
     if (!parameters.isEmpty())
         command.insert(QStringLiteral("params"), parameters);
@@ -189,18 +189,18 @@ int Connection::send(const QString &session, const QString &method, const QJsonO
     }
     const qsizetype size = m_pending.size();
     if (!writePending(deadline)) {
-        // Nobody waits for the reply any more.
+        // The exception leaves nobody waiting for the reply.
         const std::lock_guard awaitedLock(m_mutex);
         m_awaited.remove(m_lastId);
         if (m_pending.size() == size)
             m_pending.clear();
-        throw notTaken();
+        throw sendTimeout();
     }
     return m_lastId;
 }
 
-/// Writes m_pending, of which the rest remains if the deadline passes: then false. Drops it where the browser
-/// has gone.
+/// Writes m_pending. False if the deadline passes; the unwritten rest then stays in m_pending. Discards it if
+/// the browser has ended.
 bool Connection::writePending(Deadline deadline)
 {
     const char *next = m_pending.constData();
@@ -227,10 +227,10 @@ bool Connection::ended() const
     return m_ended;
 }
 
-bool Connection::heardOf() const
+bool Connection::hasResponded() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_heardOf;
+    return m_hasResponded;
 }
 
 QByteArray Connection::lastErrors() const
@@ -248,12 +248,12 @@ void Connection::read()
     bool hasEnded = false;
     for (;;) {
         std::array<pollfd, 3> sources{{{m_fromBrowser, POLLIN, 0},
-                                       {m_wakeReader.readEnd.get(), POLLIN, 0},
+                                       {m_stop.readEnd.get(), POLLIN, 0},
                                        {errorsOpen ? m_errors : -1, POLLIN, 0}}};
         if (::poll(sources.data(), sources.size(), -1) < 0 && errno != EINTR)
             break;
         if (sources[1].revents != 0)
-            break; // the object's end
+            break; // the destructor
         if (sources[2].revents != 0) {
             const ssize_t count = ::read(m_errors, buffer.data(), buffer.size());
             if (count > 0)
@@ -287,10 +287,10 @@ void Connection::read()
             next = stop + 1;
         }
     }
-    // What the browser wrote just before it ended may say why. Where it cannot start, a shell script that was
-    // to start it may still write an error.
+    // The last lines on standard error may tell why the browser ended. If it never started, a wrapper script
+    // may still be writing an error.
     pollfd errors{m_errors, POLLIN, 0};
-    const int timeout = hasEnded && !m_heardOf ? finalErrorsTimeout : 0;
+    const int timeout = hasEnded && !m_hasResponded ? finalErrorsTimeout : 0;
     for (int reads = 0; errorsOpen && reads < maximumFinalReads; ++reads) {
         if (::poll(&errors, 1, timeout) <= 0)
             break;
@@ -308,7 +308,7 @@ void Connection::read()
 
 bool Connection::isTooLarge(const QByteArray &beginning) const
 {
-    // Nearly all are small, and need no lookup of their mailbox.
+    // Saves looking up the mailbox for most messages.
     constexpr qsizetype small = 1 << 18;
     if (beginning.size() <= small)
         return false;
@@ -325,7 +325,7 @@ void Connection::deliver(QByteArray text)
     const QString session = object.value(QLatin1String("sessionId")).toString();
     const QJsonValue id = object.value(QLatin1String("id"));
     const std::lock_guard lock(m_mutex);
-    m_heardOf = true;
+    m_hasResponded = true;
     if (!id.isUndefined()) {
         if (const auto mailbox = m_awaited.take(id.toInt()))
             mailbox->put(std::move(object));

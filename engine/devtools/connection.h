@@ -17,30 +17,31 @@
 #include <string>
 #include <thread>
 
-/// One message of the browser: a reply or an event.
+/// One message from the browser: a reply or an event.
 struct Message : QJsonObject {
-    /// The bytes that a large reply carries as base64 in its result's "data", which is then empty.
+    /// The decoded base64 "data" of a large reply's result; that entry is then empty.
     QByteArray data;
-    bool cancels = false; ///< put by Session::cancel(), never by the browser
+    bool cancels = false; ///< put by Session::cancel(); never comes from the browser
 };
 
-/// In bytes. No message but one with a PDF is nearly as large.
+/// In bytes. Only messages with a PDF come near this.
 inline constexpr qsizetype maximumMessageBytes = 512LL << 20;
 
-/// Where the messages of one session wait until the thread that works for the session takes them.
+/// The queue of messages for one session, taken by the session's thread.
 class Mailbox
 {
 public:
-    /// Adds a message; called by the connection's reader.
+    /// Adds a message; called by the connection's reader thread.
     void put(Message message);
-    /// Nothing will come any more.
+    /// No further messages will be put.
     void close();
-    /// The oldest message; nothing when none has come by the deadline or none will come any more.
+    /// Removes and returns the oldest message; nothing if there is none by the deadline, or none and the
+    /// mailbox is closed.
     std::optional<Message> take(Deadline deadline);
     bool closed() const;
 
-    /// A reply of more bytes than this, at first maximumMessageBytes, is not read to its end; an error takes
-    /// its place, tooLargeError.
+    /// A reply of more bytes than this, by default maximumMessageBytes, is replaced by the error
+    /// tooLargeError and not kept in memory.
     void setMaximumReply(qsizetype bytes) { m_maximumReply = bytes; }
     qsizetype maximumReply() const { return m_maximumReply; }
 
@@ -54,32 +55,32 @@ private:
 
 inline constexpr char tooLargeError[] = "the reply is too large";
 
-/// The browser's pipe: null-terminated JSON messages both ways. Any number of threads may send; a reader of
-/// its own puts a reply into the mailbox of who asked, and an event into those of its session.
+/// The browser's pipe: null-terminated JSON messages in both directions. Any thread may send. A reader thread
+/// puts each reply into the mailbox given with the command, and each event into the mailboxes of its session.
 class Connection
 {
 public:
-    /// Takes the descriptors for the object's life without owning them: they must stay open longer.
-    /// `errors` is read as well, so that the browser never waits for a reader, and its last lines are kept.
+    /// Borrows the descriptors, which must stay open longer than this object. `errors` is the browser's
+    /// standard error; it is read so that the browser never blocks on it, and its last lines are kept.
     Connection(int toBrowser, int fromBrowser, int errors);
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
     ~Connection();
 
-    /// Events of the session `id` go to `mailbox` too from now on; the empty id is the browser itself.
+    /// From now on puts events of the session `id` into `mailbox` too; the empty id is the browser's session.
     void attach(const QString &id, const std::shared_ptr<Mailbox> &mailbox);
     void detach(const QString &id, const std::shared_ptr<Mailbox> &mailbox);
 
-    /// Sends a command and returns its number, by which the reply is known; the reply goes to `replyTo`, or
-    /// is dropped if that is null. A command to a browser that is gone is dropped: its mailboxes are closed.
-    /// Throws Failure(OutOfTime) when the browser does not take it by the deadline. What the pipe holds of a
-    /// command by then is completed before the next one: the browser never gets half a message.
+    /// Sends a command and returns its id, which the reply will have. The reply goes to `replyTo`, or is
+    /// discarded if that is null. If the browser has ended, the command is discarded; its mailboxes are
+    /// closed. Throws Failure(OutOfTime) if the pipe does not take the command by the deadline. A command
+    /// written in part is completed before the next one.
     int send(const QString &session, const QString &method, const QJsonObject &parameters, Deadline deadline,
              const std::shared_ptr<Mailbox> &replyTo);
 
-    /// Whether the browser has ever sent anything.
-    bool heardOf() const;
-    /// Whether the browser has gone.
+    /// Whether the browser has ever sent a message.
+    bool hasResponded() const;
+    /// Whether the browser has closed the pipe.
     bool ended() const;
     /// The last lines that the browser wrote to its standard error, at most 4096 bytes.
     QByteArray lastErrors() const;
@@ -94,17 +95,17 @@ private:
     int m_toBrowser;
     int m_fromBrowser;
     int m_errors;
-    /// Ends the reader when its write end closes.
-    Pipe m_wakeReader;
+    /// Its write end is closed to stop the reader.
+    Pipe m_stop;
     std::timed_mutex m_sending;
-    /// The rest of a command of which the pipe has taken the beginning.
+    /// The unwritten rest of a command.
     QByteArray m_pending;
     int m_lastId = 0;
     mutable std::mutex m_mutex;
     QMultiHash<QString, std::shared_ptr<Mailbox>> m_mailboxes;
     QHash<int, std::shared_ptr<Mailbox>> m_awaited;
     QByteArray m_lastErrors;
-    bool m_heardOf = false;
+    bool m_hasResponded = false;
     bool m_ended = false;
     std::thread m_reader;
 };

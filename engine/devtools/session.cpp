@@ -103,7 +103,7 @@ Session::Handler Session::on(const QString &event, const Handler &handler)
 
 void Session::adopt(const QString &id, bool isFrame)
 {
-    // Attached twice, the mailbox would get every event twice.
+    // A mailbox attached twice gets every event twice.
     if (id == m_id || m_children.contains(id))
         return;
     m_children.insert(id, isFrame);
@@ -112,7 +112,7 @@ void Session::adopt(const QString &id, bool isFrame)
 
 void Session::release(const QString &id)
 {
-    // Without its own mailbox a session would not hear of the browser's end.
+    // Only children: a session whose own id is detached is not told when the browser ends.
     if (m_children.remove(id))
         m_connection.detach(id, m_mailbox);
 }
@@ -154,15 +154,15 @@ void Session::fail(const Failure &failure)
 
 std::optional<Message> Session::step(Deadline bound)
 {
-    // Before anything is taken, so that a flood of messages does not outlast the bounds and none is lost at
-    // them.
+    // Checked before a message is taken, so that a constant flow of messages cannot extend the deadlines and
+    // no message is lost when one passes.
     if (m_deadline.passed())
         throw Failure(ExitCode::OutOfTime, QStringLiteral("out of time while %1").arg(m_activity));
     if (bound.passed())
         return std::nullopt;
     std::optional<Message> message = m_mailbox->take(bound.earlier(m_deadline));
     if (!message && m_mailbox->closed()) {
-        if (m_connection.heardOf())
+        if (m_connection.hasResponded())
             throw Failure(ExitCode::Crashed, QStringLiteral("the browser ended while %1").arg(m_activity));
         throw Failure(ExitCode::NoBrowser, QStringLiteral("the browser cannot start"));
     }

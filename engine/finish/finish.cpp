@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// As the C library's loader puts it.
+/// By the messages of the C library's loader.
 bool isLackOfMemory(const QString &why)
 {
     return why.contains("failed to map segment"_L1) ||
@@ -50,8 +50,15 @@ QByteArray finishPdf(const QByteArray &printed, const Job &job, JobRecord &recor
     described.page = record.page;
     QByteArray pdf;
     QString problem;
-    if (!pdfEdits()(printed, described, pdf, record.pages, problem))
-        throw Failure(ExitCode::Crashed, QStringLiteral("the printed PDF cannot be read: %1").arg(problem));
+    switch (pdfEdits()(printed, described, pdf, record.pages, problem)) {
+    case EditOutcome::Edited:
+        break;
+    case EditOutcome::Refused:
+        throw Failure(ExitCode::Crashed, u"the printed PDF cannot be edited: %1"_s.arg(problem),
+                      Failure::Retry::IsInVain);
+    case EditOutcome::Unreadable:
+        throw Failure(ExitCode::Crashed, u"the printed PDF cannot be read: %1"_s.arg(problem));
+    }
     if (pdf.size() > static_cast<qsizetype>(job.maximumOutput) << 20)
         throw tooLargeForOutput(job.maximumOutput);
     return pdf;

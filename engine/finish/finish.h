@@ -4,11 +4,12 @@
 
 #include <QByteArray>
 
-/// Loads what edits PDFs, if it is not there yet; without it, an engine whose job the server does starts in
-/// half the time. Throws Failure(Crashed) if it is missing.
+/// Loads the module with the edits unless it is loaded. It is a module because loading it takes half of an
+/// engine's start-up time, and a client of the server does not need it. Throws Failure(Crashed) if it cannot
+/// be loaded.
 void loadPdfEdits();
 
-/// Makes the PDF that the job asks for out of the one that the browser printed from the page of the record,
-/// which gets the number of pages. Throws Failure(Crashed) if that cannot be understood, and
-/// Failure(NotWritten) if the outcome is larger than the job allows.
+/// Edits the PDF that the browser printed from the page of the record as the job asks; the record gets the
+/// number of pages. Throws Failure(Crashed) if it is damaged, or if it has something that an edit is not made
+/// for, which is final; and Failure(NotWritten) if the result is larger than the job allows.
 QByteArray finishPdf(const QByteArray &printed, const Job &job, JobRecord &record);

@@ -1,19 +1,23 @@
 #include "engine/finish/module.h"
 
 #include "engine/pdf/edits.h"
+#include "engine/pdf/reading/refusal.h"
 
 #include <exception>
 #include <type_traits>
 
-extern "C" Q_DECL_EXPORT bool editPdf(const QByteArray &printed, const Job &job, QByteArray &pdf, int &pages,
-                                      QString &problem)
+extern "C" Q_DECL_EXPORT EditOutcome editPdf(const QByteArray &printed, const Job &job, QByteArray &pdf,
+                                             int &pages, QString &problem)
 {
     try {
         pdf = editedPdf(printed, job, &pages);
-        return true;
+        return EditOutcome::Edited;
+    } catch (const Refusal &refusal) {
+        problem = QString::fromUtf8(refusal.what());
+        return EditOutcome::Refused;
     } catch (const std::exception &error) {
         problem = QString::fromUtf8(error.what());
-        return false;
+        return EditOutcome::Unreadable;
     }
 }
 

@@ -5,10 +5,16 @@
 #include <QByteArray>
 #include <QString>
 
-// What the module with the edits offers to the engine.
+// The function that the module with the edits exports to the engine.
 
-/// editedPdf(), with the reason in `problem` if it throws, and then false.
-using EditPdf = bool (*)(const QByteArray &printed, const Job &job, QByteArray &pdf, int &pages,
-                         QString &problem);
+enum class EditOutcome {
+    Edited,
+    Refused,    ///< the PDF has something that an edit is not made for
+    Unreadable, ///< the PDF is damaged
+};
+
+/// Calls editedPdf(): puts its results into `pdf` and `pages`, or if it throws the reason into `problem`.
+using EditPdf = EditOutcome (*)(const QByteArray &printed, const Job &job, QByteArray &pdf, int &pages,
+                                QString &problem);
 /// Its name in the module.
 inline constexpr char editPdfName[] = "editPdf";

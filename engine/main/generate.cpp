@@ -1,4 +1,5 @@
-// Writes, as a header, what the program that has no table of options must know of it.
+// Generates a header with the part of the table of options that the small program needs: which options take
+// values, their variables, and which of them are secret.
 
 #include "engine/cli/options.h"
 

@@ -19,9 +19,9 @@
 namespace
 {
 
-/// Some callers leave the three usual descriptors closed. What is opened next would take their numbers, and
-/// be written to in their stead. Open for reading, they refuse what is written.
-void holdUsualDescriptors()
+/// Opens those of the standard descriptors 0 to 2 that the caller left closed. Otherwise the next file opened
+/// would get such a number, and output would be written to it. Read-only, so that writing fails.
+void openStandardDescriptors()
 {
     int descriptor = 0;
     do
@@ -30,7 +30,7 @@ void holdUsualDescriptors()
     ::close(descriptor);
 }
 
-/// Null, after saying why, if it cannot be loaded.
+/// A function of the engine's module; null, after reporting why, if it cannot be loaded.
 template <typename Function>
 Function engineFunction(const Invocation &invocation, const char *name)
 {
@@ -51,7 +51,7 @@ ServerReply askServerShowingProgress(const Invocation &invocation)
 {
     Progress progress(invocation.begun);
     return askServer(invocation, IfNone::GiveUp,
-                     [&progress](std::string_view activity) { progress.tell(activity); });
+                     [&progress](std::string_view activity) { progress.setActivity(activity); });
 }
 
 int writePdf(const Invocation &invocation, const ServerReply &reply)
@@ -78,9 +78,9 @@ int runJob(const Invocation &invocation, int argc, char *argv[])
     try {
         reply = askServerShowingProgress(invocation);
     } catch (const OutputError &) {
-        // So the engine finds, too, and says it.
+        // The engine's module checks this too and reports it.
     } catch (const std::exception &) {
-        // There is no memory, or no thread.
+        // Out of memory or threads.
     }
     if (reply && reply->kind == ServerReply::Kind::Printed)
         return writePdf(invocation, *reply);
@@ -93,13 +93,13 @@ int runJob(const Invocation &invocation, int argc, char *argv[])
 
 int main(int argc, char *argv[])
 {
-    // First of all: others can see them until then.
+    // First: until then other users can read secrets in process lists.
     const Invocation invocation = takeInvocation(argc, argv);
-    holdUsualDescriptors();
-    dumpNoMemory();
-    // A browser or reader that goes away shows in the result of a write, not in the engine's end.
+    openStandardDescriptors();
+    disableMemoryDumps();
+    // Writing to a closed pipe, or beyond the file size limit, returns an error instead of ending the
+    // process.
     std::signal(SIGPIPE, SIG_IGN);
-    // So does a file that may not grow any larger.
     std::signal(SIGXFSZ, SIG_IGN);
     if (argc > 0 && strcmp(argv[0], serverName) == 0) {
         const auto serve = engineFunction<ServeOrders>(invocation, serveOrdersName);

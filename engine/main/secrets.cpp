@@ -10,7 +10,7 @@
 namespace
 {
 
-/// An option that takes a value, and the variable that stands for it; empty for none.
+/// An option that takes a value, and the environment variable for that value; empty for none.
 struct OptionValue {
     std::string_view option;
     const char *variable;
@@ -25,15 +25,15 @@ const OptionValue *findOption(std::string_view argument)
     return found != std::end(optionValues) ? &*found : nullptr;
 }
 
-/// Whether its value is joined to a secret option, which is refused later.
-bool isJoinedSecret(std::string_view argument)
+/// Whether the argument begins with a secret option, as in "--password=x", which is refused later.
+bool beginsWithSecretOption(std::string_view argument)
 {
     return std::ranges::any_of(optionValues, [argument](const OptionValue &value) {
         return value.isSecret && argument.starts_with(value.option);
     });
 }
 
-/// As execve() left it, which is what lists of processes show.
+/// Overwrites the memory that process lists show.
 void blank(char *text)
 {
     memset(text, '*', strlen(text));
@@ -42,7 +42,7 @@ void blank(char *text)
 void takeVariables(Invocation &invocation)
 {
     for (const OptionValue &value : optionValues) {
-        // What is set more than once is taken once, and removed every time.
+        // A variable can be in the environment more than once: take the first, remove all.
         while (char *text = *value.variable ? ::getenv(value.variable) : nullptr) {
             const std::string_view name = value.variable;
             const auto isSame = [name](const auto &variable) { return variable.first == name; };
@@ -64,7 +64,7 @@ std::string workingFolder()
 
 } // namespace
 
-std::vector<bool> haveSecrets(const std::vector<std::string> &arguments)
+std::vector<bool> secretArguments(const std::vector<std::string> &arguments)
 {
     std::vector<bool> secrets;
     const OptionValue *option = nullptr;
@@ -77,7 +77,7 @@ std::vector<bool> haveSecrets(const std::vector<std::string> &arguments)
         }
         option = optionsEnded ? nullptr : findOption(argument);
         const bool mayBeAddress = argument.find('@') != std::string::npos;
-        secrets.push_back(!option && (mayBeAddress || (!optionsEnded && isJoinedSecret(argument))));
+        secrets.push_back(!option && (mayBeAddress || (!optionsEnded && beginsWithSecretOption(argument))));
         optionsEnded = optionsEnded || argument == "--";
     }
     return secrets;
@@ -88,7 +88,7 @@ Invocation takeInvocation(int argc, char *argv[])
     Invocation invocation;
     invocation.begun = Deadline::Clock::now();
     invocation.arguments.assign(argv + std::min(argc, 1), argv + argc);
-    const std::vector<bool> secrets = haveSecrets(invocation.arguments);
+    const std::vector<bool> secrets = secretArguments(invocation.arguments);
     for (size_t i = 0; i < secrets.size(); ++i) {
         if (secrets[i])
             blank(argv[i + 1]);

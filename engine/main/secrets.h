@@ -5,12 +5,11 @@
 #include <string>
 #include <vector>
 
-/// For each of the arguments whether it may hold a secret, which no list of processes is to show: the values
-/// of the options for names, passwords and proxies, also when joined to the option, and addresses with a name
-/// in them.
-std::vector<bool> haveSecrets(const std::vector<std::string> &arguments);
+/// For each argument whether it may contain a secret, which process lists must not show: the values of secret
+/// options (names, passwords, proxies), also when joined to the option, and addresses with a user name.
+std::vector<bool> secretArguments(const std::vector<std::string> &arguments);
 
-/// Takes arguments and variables over, and blanks the secrets among them where lists of processes find them.
-/// The variables that stand for options are removed from the environment: no other program gets them. `argv`
-/// must be what main() was given.
+/// Copies the arguments and the variables for options, and overwrites the secrets among them where process
+/// lists find them. Removes these variables from the environment, so that no other program inherits them.
+/// `argv` must be the one that main() was given.
 Invocation takeInvocation(int argc, char *argv[]);

@@ -443,7 +443,7 @@
     const hidingBoxes = [];
     if (!shrinks && root && (root.scrollHeight > innerHeight + 1 || root.scrollWidth > innerWidth + 1) &&
         hidesText(root, { left: 0, top: 0, right: innerWidth, bottom: innerHeight }))
-        hidingBoxes.push(`iframe (${location.protocol}${location.pathname})`);
+        hidingBoxes.push(`iframe (${location.href.split(/[?#]/)[0]})`);
     for (const element of Document.prototype.querySelectorAll.call(document, 'body *')) {
         if (hidingBoxes.length >= maximumBoxes) break;
         const [scrollWidth, clientWidth] = [scrollWidthOf(element), clientWidthOf(element)];

@@ -299,7 +299,7 @@ void Readiness::noteUnfinished()
         return;
     if (m_facts.hasBusyWorkers)
         m_unfinished += u"a worker that keeps running"_s;
-    else if (m_workingSince)
+    else if (m_workingSince || m_unfinished.isEmpty())
         m_unfinished += u"scripts that keep running"_s;
 }
 

@@ -15,7 +15,7 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
 {
     PdfDocument document(printed);
     const DocumentParts parts = DocumentParts::of(document.pdf());
-    // First, so that whatever is done to an image is done once.
+    // First, so that the other edits process each image once.
     mergeEqualImages(parts);
     trimFonts(parts);
     setInformation(document.pdf(), job);
@@ -24,7 +24,7 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
         renameElements(document.pdf());
     if (!job.externalLinks)
         removeExternalLinks(document.pdf());
-    // Gray first: images are then scaled in one channel instead of three, and compressed strongly only
+    // Gray before small: images are then scaled in one channel instead of three, and lossily compressed only
     // once.
     if (job.grayscale)
         makeGray(document.pdf());

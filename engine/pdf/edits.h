@@ -4,8 +4,7 @@
 
 #include <QByteArray>
 
-/// Makes the PDF that the job asks for out of the one that the browser printed: every edit that the job
-/// names, one after another, then compacted. Throws an exception with a reason in English if the browser's
-/// file cannot be understood.
-/// `pages`, if not null, gets the number of its pages.
+/// Edits the PDF that the browser printed as the job asks, and compacts it; `pages`, if not null, gets the
+/// number of its pages. Throws Refusal if it has something that an edit is not made for, and any other
+/// std::exception if it is damaged; both with a reason in English.
 QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages = nullptr);

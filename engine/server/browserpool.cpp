@@ -8,47 +8,47 @@ using namespace std::chrono_literals;
 namespace
 {
 
-/// The browser's memory is measured after so many jobs.
+/// The browser's memory is measured once per this many jobs.
 constexpr int jobsPerMemoryCheck = 10;
 constexpr size_t maximumBrowsers = 3;
-/// Pages are made and closed after so long without a job, so that jobs in a row are not slowed down.
+/// Pages are created and closed only after this time without a job, so as not to slow down jobs in a row.
 constexpr auto idleDelay = 50ms;
-/// Pages of finished jobs are closed after this time at the latest, or when there are so many of them.
+/// Pages of finished jobs are closed after this time at the latest, or when this many are waiting.
 constexpr auto maximumCloseDelay = 500ms;
 constexpr size_t maximumDonePages = 6;
 
 } // namespace
 
-KeptBrowser::KeptBrowser(const LaunchFlags &flags, size_t spares, const BrowserLimits &limits)
+PooledBrowser::PooledBrowser(const LaunchFlags &flags, size_t spares, const BrowserLimits &limits)
     : m_flags(flags), m_spares(spares), m_limits(limits), m_browser(flags), m_maker([this] { keepReady(); })
 {
 }
 
-KeptBrowser::~KeptBrowser()
+PooledBrowser::~PooledBrowser()
 {
     {
         const std::lock_guard lock(m_mutex);
         m_closing = true;
     }
     m_changed.notify_all();
-    // Otherwise the maker would wait for a browser that hangs.
+    // Before join(): the maker may be waiting for a browser that hangs.
     m_browser.end();
     m_maker.join();
 }
 
-/// Whether something must be done now, although it slows down the jobs that are running.
-bool KeptBrowser::isUrgent() const
+/// Whether there is work that must not wait for running jobs to finish.
+bool PooledBrowser::isUrgent() const
 {
     const bool isOverdue = !m_done.empty() && Deadline::Clock::now() - m_lastEnd > maximumCloseDelay;
     return m_ready.empty() || m_memoryCheckDue || m_done.size() >= maximumDonePages || isOverdue;
 }
 
-bool KeptBrowser::hasWork() const
+bool PooledBrowser::hasWork() const
 {
     return m_ready.size() < m_spares || !m_done.empty();
 }
 
-void KeptBrowser::keepReady()
+void PooledBrowser::keepReady()
 {
     std::unique_lock lock(m_mutex);
     while (!m_closing && !m_failure) {
@@ -62,7 +62,7 @@ void KeptBrowser::keepReady()
     }
 }
 
-void KeptBrowser::doOne(std::unique_lock<std::mutex> &lock)
+void PooledBrowser::doOne(std::unique_lock<std::mutex> &lock)
 {
     if (m_ready.empty() || (!m_memoryCheckDue && m_done.empty())) {
         makeOne(lock);
@@ -81,7 +81,7 @@ void KeptBrowser::doOne(std::unique_lock<std::mutex> &lock)
     }
 }
 
-void KeptBrowser::makeOne(std::unique_lock<std::mutex> &lock)
+void PooledBrowser::makeOne(std::unique_lock<std::mutex> &lock)
 {
     lock.unlock();
     std::unique_ptr<Page> page;
@@ -91,7 +91,7 @@ void KeptBrowser::makeOne(std::unique_lock<std::mutex> &lock)
         page->expect(m_flags.javaScript);
     } catch (const Failure &caught) {
         failure = m_browser.withReason(caught);
-        // The time that has run out is not that of any job.
+        // This timeout is pageTimeout, not that of a job.
         if (failure->code() == ExitCode::OutOfTime)
             failure = Failure(ExitCode::Crashed, failure->message());
     } catch (const std::exception &caught) {
@@ -104,7 +104,7 @@ void KeptBrowser::makeOne(std::unique_lock<std::mutex> &lock)
     m_changed.notify_all();
 }
 
-std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, Deadline deadline)
+std::unique_ptr<Page> PooledBrowser::takePage(const std::optional<Proxy> &proxy, Deadline deadline)
 {
     std::unique_lock lock(m_mutex);
     ++m_running;
@@ -123,19 +123,19 @@ std::unique_ptr<Page> KeptBrowser::takePage(const std::optional<Proxy> &proxy, D
     return page;
 }
 
-bool KeptBrowser::needsReplacement() const
+bool PooledBrowser::needsReplacement() const
 {
     const std::lock_guard lock(m_mutex);
     return m_failure || m_unresponsive || m_browser.ended() || m_tooLarge || m_jobs >= m_limits.jobs;
 }
 
-void KeptBrowser::markUnresponsive()
+void PooledBrowser::markUnresponsive()
 {
     const std::lock_guard lock(m_mutex);
     m_unresponsive = true;
 }
 
-void KeptBrowser::finishJob(std::unique_ptr<Page> done)
+void PooledBrowser::finishJob(std::unique_ptr<Page> done)
 {
     if (done)
         done->rest();
@@ -160,10 +160,10 @@ bool BrowserPool::Entry::needsReplacement() const
     }
 }
 
-std::shared_ptr<KeptBrowser> BrowserPool::browserFor(const LaunchFlags &flags)
+std::shared_ptr<PooledBrowser> BrowserPool::browserFor(const LaunchFlags &flags)
 {
-    // Started and ended without the lock, since both take a while.
-    std::promise<std::shared_ptr<KeptBrowser>> toStart;
+    // Browsers are started, and destroyed with `discarded`, without holding the lock: both are slow.
+    std::promise<std::shared_ptr<PooledBrowser>> toStart;
     std::vector<Entry> discarded;
     std::unique_lock lock(m_mutex);
     const auto unusable = std::stable_partition(m_browsers.begin(), m_browsers.end(),

@@ -13,40 +13,40 @@
 
 /// When a browser is replaced.
 struct BrowserLimits {
-    /// After so many jobs: every browser leaks.
+    /// After this many jobs, because browsers leak memory.
     int jobs = 200;
     /// In bytes, of all its processes together.
     long long memory = 1500LL << 20;
-    /// A browser that makes no page in this time is taken for dead.
+    /// When it has not created a page within this time.
     std::chrono::milliseconds pageTimeout = std::chrono::seconds(10);
 };
 
-/// A browser that is kept, with blank pages made ready ahead of the jobs that will need them.
-class KeptBrowser
+/// A browser that serves one job after another, with blank pages created in advance.
+class PooledBrowser
 {
 public:
-    /// Starts the browser. `spares` is the number of pages kept ready, 1 or more.
-    KeptBrowser(const LaunchFlags &flags, size_t spares, const BrowserLimits &limits = {});
-    KeptBrowser(const KeptBrowser &) = delete;
-    KeptBrowser &operator=(const KeptBrowser &) = delete;
-    ~KeptBrowser();
+    /// Starts the browser. `spares` is the number of blank pages to keep ready, at least 1.
+    PooledBrowser(const LaunchFlags &flags, size_t spares, const BrowserLimits &limits = {});
+    PooledBrowser(const PooledBrowser &) = delete;
+    PooledBrowser &operator=(const PooledBrowser &) = delete;
+    ~PooledBrowser();
 
     const LaunchFlags &flags() const { return m_flags; }
-    /// Id of the process that all processes of the browser descend from.
+    /// The guard's process id; all processes of the browser descend from it.
     int guardProcess() const { return m_browser.guardProcess(); }
     Connection &connection() { return m_browser.connection(); }
     MemoryWatch &memory() { return m_browser.memory(); }
-    /// A blank page in a fresh context: one made ready, or made now. Throws Failure as Page does, and
-    /// Failure(NoBrowser) or Failure(Crashed) when the browser can make none.
+    /// A blank page in a new browser context: one created in advance, or with a proxy a new one. Throws
+    /// Failure as Page does, and Failure(NoBrowser) or Failure(Crashed) if the browser cannot create pages.
     std::unique_ptr<Page> takePage(const std::optional<Proxy> &proxy, Deadline deadline);
-    /// Whether the browser should take no further jobs: it has ended, is unresponsive, has done its number of
-    /// jobs, or has grown too large.
+    /// Whether the browser must get no further jobs: it has ended, is unresponsive, or has reached one of its
+    /// limits.
     bool needsReplacement() const;
-    /// Lets the browser take no further jobs: it may hang. For a job that has run out of time, and a page
-    /// that cannot be closed.
+    /// Gives the browser no further jobs because it may hang: a job has timed out, or a page cannot be
+    /// closed.
     void markUnresponsive();
-    /// To be called after each job, however it has ended. `done` is the page of a job that has succeeded, and
-    /// is closed within half a second; a job that has failed closes its own.
+    /// To be called after each takePage(), also if that or the job failed. `done` is the page of a successful
+    /// job, which is closed within half a second; a failed job closes its own page.
     void finishJob(std::unique_ptr<Page> done = nullptr);
 
 private:
@@ -76,20 +76,20 @@ private:
     std::thread m_maker;
 };
 
-/// The browsers of the server: one for each set of start flags that is asked for, the least recently used
-/// ended when there are too many. Usable from any thread.
+/// The server's browsers: one for each set of launch flags, the least recently used ended when there are too
+/// many. Usable from any thread.
 class BrowserPool
 {
 public:
-    using Starter = std::function<std::shared_ptr<KeptBrowser>(const LaunchFlags &flags)>;
+    using Starter = std::function<std::shared_ptr<PooledBrowser>(const LaunchFlags &flags)>;
     explicit BrowserPool(Starter start) : m_start(std::move(start)) {}
 
-    /// The browser for these flags, started if need be, which holds up only those who want the same. It lives
-    /// at least as long as the pointer is held. Throws what the starter throws.
-    std::shared_ptr<KeptBrowser> browserFor(const LaunchFlags &flags);
+    /// The browser for these flags, started if there is none; only calls with the same flags wait for that.
+    /// It keeps running as long as the pointer is held. Throws what the starter throws.
+    std::shared_ptr<PooledBrowser> browserFor(const LaunchFlags &flags);
 
 private:
-    using Started = std::shared_future<std::shared_ptr<KeptBrowser>>;
+    using Started = std::shared_future<std::shared_ptr<PooledBrowser>>;
     struct Entry {
         LaunchFlags flags;
         Started browser;
@@ -99,6 +99,6 @@ private:
 
     Starter m_start;
     std::mutex m_mutex;
-    /// The most recently used stands last.
+    /// The most recently used is last.
     std::deque<Entry> m_browsers;
 };

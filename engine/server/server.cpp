@@ -1,5 +1,6 @@
 #include "engine/server/server.h"
 
+#include "engine/base/descriptor.h"
 #include "engine/client/endpoint.h"
 #include "engine/client/message.h"
 #include "engine/client/start.h"
@@ -34,13 +35,13 @@ namespace
 {
 
 constexpr auto heartbeatInterval = 100ms;
-/// Pages kept ready in a browser, so that a few jobs in a row do not wait for them. Each takes some 7 MB.
+/// Blank pages kept ready in a browser, so that a few jobs in a row do not wait for them. About 7 MB each.
 constexpr size_t sparePages = 6;
 /// Further clients are refused and run cold.
 constexpr size_t maximumClients = 200;
-/// An order that has waited so long, while no other has been begun either, is refused and runs cold.
+/// An order is refused and runs cold after waiting this long while no other order was started either.
 constexpr auto queueTimeout = 250ms;
-/// For a client to send its order.
+/// For a client to send its order, from when it has connected.
 constexpr auto orderTimeout = 2s;
 /// For a client to read its result.
 constexpr auto resultTimeout = 30s;
@@ -64,7 +65,7 @@ Reply replyOf(const Failure &failure)
             bytesOf(failureBody({failure.code(), failure.isFinal(), failure.message().toStdString()}))};
 }
 
-/// An order between the thread that talks to its client and the one that works on it.
+/// An order, shared by the main thread, which talks to the client, and the worker thread that does the job.
 struct Task {
     Task(Job j, Deadline d) : job(std::move(j)), deadline(d) {}
 
@@ -83,7 +84,7 @@ struct Task {
         if (cancelled)
             throw Cancelled();
     }
-    /// To be called before the page goes.
+    /// To be called before the page is destroyed.
     void removePage()
     {
         const std::lock_guard lock(mutex);
@@ -109,18 +110,19 @@ struct Task {
     bool cancelled = false;
     QByteArray doing = "waiting for other jobs";
     JobRecord record;
-    /// To be sent, once done; of no meaning if cancelled.
+    /// Valid when `done`, unless cancelled.
     Reply result{FrameKind::Failure, {}};
     std::atomic<bool> done = false;
 };
 
-/// The threads that do the work, and what waits for them.
+/// The threads that do the jobs, and the queue of tasks.
 class Workers
 {
 public:
-    /// `wake` is written to whenever a task is done. Throws std::system_error if no thread can be made.
+    /// Writes a byte to the descriptor `wake` when a task is done. Throws std::system_error if no thread can
+    /// be created.
     Workers(size_t count, int wake)
-        : m_pool([](const LaunchFlags &flags) { return std::make_shared<KeptBrowser>(flags, sparePages); }),
+        : m_pool([](const LaunchFlags &flags) { return std::make_shared<PooledBrowser>(flags, sparePages); }),
           m_wake(wake)
     {
         m_threads.emplace_back([this] { work(); });
@@ -128,7 +130,7 @@ public:
             while (m_threads.size() < count)
                 m_threads.emplace_back([this] { work(); });
         } catch (const std::system_error &) {
-            // Fewer are enough.
+            // Works with fewer threads.
         }
     }
     Workers(const Workers &) = delete;
@@ -153,14 +155,14 @@ public:
         m_changed.notify_one();
     }
 
-    /// Takes it back if it has not been begun; false if it has.
+    /// Removes the task from the queue; false if it has been started.
     bool withdraw(const std::shared_ptr<Task> &task)
     {
         const std::lock_guard lock(m_mutex);
         return std::erase(m_waiting, task) > 0;
     }
 
-    /// Whether this task has waited for too long, because the tasks of all threads take long.
+    /// Whether the task has waited for longer than queueTimeout while no task was started.
     bool isStalled(const Task &task)
     {
         const std::lock_guard lock(m_mutex);
@@ -198,10 +200,10 @@ private:
 
     QByteArray printedOf(Task &task)
     {
-        // It may have been cancelled while it was waiting.
+        // Throws if the task was cancelled while it was in the queue.
         task.setPage(nullptr);
         const Order order{task.job, resolveInput(task.job.input, task.job.folder), task.deadline};
-        const std::shared_ptr<KeptBrowser> browser = m_pool.browserFor(launchFlagsFor(order.job));
+        const std::shared_ptr<PooledBrowser> browser = m_pool.browserFor(launchFlagsFor(order.job));
         const WatchedJob watched(browser->memory());
         try {
             return printedBy(*browser, order, task);
@@ -212,31 +214,31 @@ private:
         }
     }
 
-    static QByteArray printedBy(KeptBrowser &browser, const Order &order, Task &task)
+    static QByteArray printedBy(PooledBrowser &browser, const Order &order, Task &task)
     {
         std::unique_ptr<Page> page;
-        // Whatever comes of it, the page is not cancelled after its end.
-        struct Leave {
+        // Destroyed before `page`, so that cancel() cannot use a page that is gone.
+        struct Finish {
             Task &task;
-            KeptBrowser &browser;
+            PooledBrowser &browser;
             std::unique_ptr<Page> done;
 
-            ~Leave()
+            ~Finish()
             {
                 task.removePage();
                 browser.finishJob(std::move(done));
             }
-        } leave{task, browser, nullptr};
+        } finish{task, browser, nullptr};
         page = browser.takePage(order.job.proxy, order.deadline);
         try {
             task.setPage(page.get());
             QByteArray printed = printPage(*page, order, task.record, [&task](std::string_view activity) {
                 task.setActivity(activity);
             });
-            leave.done = std::move(page);
+            finish.done = std::move(page);
             return printed;
         } catch (const Cancelled &) {
-            // The browser is not to blame.
+            // The browser is usable if it can still close the page.
             if (!page->closeWithin(closeTimeout))
                 browser.markUnresponsive();
             throw;
@@ -253,36 +255,39 @@ private:
     std::vector<std::thread> m_threads;
 };
 
-/// One engine's connection. It ends when its result has been sent, or the engine has gone or does nothing.
+/// One engine's connection. It is closed when its result has been sent, when the engine has closed it, and on
+/// timeouts.
 class Client
 {
 public:
-    explicit Client(int socket) : m_socket(socket) { ::fcntl(m_socket, F_SETFL, O_NONBLOCK); }
+    explicit Client(Descriptor socket) : m_socket(std::move(socket))
+    {
+        ::fcntl(m_socket.get(), F_SETFL, O_NONBLOCK);
+    }
     Client(const Client &) = delete;
     Client &operator=(const Client &) = delete;
     ~Client()
     {
         if (m_task)
             m_task->cancel();
-        ::close(m_socket);
     }
 
-    /// Whether it has sent no order, or not read its result, in time.
+    /// Whether it has not sent its order, or not read its result, in time.
     bool isOverdue() const { return (!m_task || m_finished) && m_timeout.passed(); }
 
     pollfd toPoll() const
     {
-        return {m_socket, static_cast<short>(m_outgoing.empty() ? POLLIN : POLLIN | POLLOUT), 0};
+        return {m_socket.get(), static_cast<short>(m_outgoing.empty() ? POLLIN : POLLIN | POLLOUT), 0};
     }
 
-    /// Deals with what can be read; false when the connection is to be closed.
+    /// Reads and handles what has been received; false if the connection is to be closed.
     bool read(Workers &workers, JobReader readJob)
     {
         char buffer[1 << 14];
-        const ssize_t count = ::recv(m_socket, buffer, sizeof(buffer), 0);
+        const ssize_t count = ::recv(m_socket.get(), buffer, sizeof(buffer), 0);
         if (count < 0)
             return errno == EAGAIN || errno == EINTR;
-        // An engine sends one order only.
+        // An engine sends exactly one order.
         if (count == 0 || m_task || m_finished)
             return false;
         m_incoming.append(buffer, static_cast<size_t>(count));
@@ -307,22 +312,22 @@ public:
         finish(std::move(m_task->result));
     }
 
-    /// Refuses an order that cannot be begun, and tells the other clients that theirs is being worked on.
+    /// Refuses an order that has waited too long; otherwise tells the client that the server is alive.
     void sendHeartbeat(Workers &workers)
     {
         if (m_task && !m_finished && workers.isStalled(*m_task) && workers.withdraw(m_task))
             finish({FrameKind::Refusal, {}});
-        // Unless the last one has not been read yet.
+        // Unless the last one has not been sent yet.
         if (m_outgoing.empty() && m_task)
             queue({FrameKind::Alive, m_task->activity()});
     }
 
-    /// Sends what can be sent; false when the connection is to be closed.
+    /// Sends what the socket takes; false if the connection is to be closed.
     bool write()
     {
         while (!m_outgoing.empty()) {
             const QByteArray &bytes = m_outgoing.front();
-            const ssize_t count = ::send(m_socket, bytes.constData() + m_sent,
+            const ssize_t count = ::send(m_socket.get(), bytes.constData() + m_sent,
                                          static_cast<size_t>(bytes.size() - m_sent), MSG_NOSIGNAL);
             if (count < 0)
                 return errno == EAGAIN || errno == EINTR;
@@ -336,8 +341,8 @@ public:
     }
 
 private:
-    /// A small body goes with its header, which wakes the client once. A large one is not copied: while
-    /// gigabytes are, no other client would get its heartbeat.
+    /// A small body is sent together with its header, so that the client wakes up once. A large one is queued
+    /// without a copy: copying gigabytes would delay the heartbeats of other clients.
     void queue(Reply reply)
     {
         constexpr qsizetype smallBody = 1 << 16;
@@ -365,17 +370,17 @@ private:
         m_timeout = Deadline::in(resultTimeout);
     }
 
-    int m_socket;
+    Descriptor m_socket;
     Deadline m_timeout = Deadline::in(orderTimeout);
     std::string m_incoming;
     std::deque<QByteArray> m_outgoing;
-    /// Of the first of them.
+    /// Bytes of the first of them that have been sent.
     qsizetype m_sent = 0;
     std::shared_ptr<Task> m_task;
     bool m_finished = false;
 };
 
-/// Whether the connection goes on.
+/// False if the connection is to be closed.
 bool serve(Client &client, short events, Workers &workers, JobReader readJob)
 {
     try {
@@ -384,23 +389,20 @@ bool serve(Client &client, short events, Workers &workers, JobReader readJob)
         client.takeResult();
         return client.write() && !client.isOverdue();
     } catch (const std::exception &) {
-        // No message of an engine, or no memory for it.
+        // Not a message of an engine, or out of memory.
         return false;
     }
 }
 
-/// Accepts the clients that are waiting.
-void acceptAll(int listening, std::list<Client> &clients)
+/// Accepts all clients that are waiting.
+void acceptAll(const Descriptor &listening, std::list<Client> &clients)
 {
-    for (int socket = ::accept(listening, nullptr, nullptr); socket >= 0;
-         socket = ::accept(listening, nullptr, nullptr)) {
-        ::fcntl(socket, F_SETFD, FD_CLOEXEC);
-        if (clients.size() < maximumClients && peerIsSameUser(socket))
-            clients.emplace_back(socket);
-        else
-            ::close(socket);
+    while (Descriptor socket{::accept(listening.get(), nullptr, nullptr)}) {
+        ::fcntl(socket.get(), F_SETFD, FD_CLOEXEC);
+        if (clients.size() < maximumClients && peerIsSameUser(socket.get()))
+            clients.emplace_back(std::move(socket));
     }
-    // Out of descriptors: the clients can be accepted in a moment.
+    // Out of descriptors: try again a little later.
     if (errno != EAGAIN)
         ::usleep(10000);
 }
@@ -413,15 +415,15 @@ bool isBoundTo(int socket, const std::string &path)
            address.sun_family == AF_UNIX && path == address.sun_path;
 }
 
-/// Wakes the loop from other threads and from the signal handler.
-int wakeEnds[2] = {-1, -1};
+/// Wakes the event loop from other threads and from the signal handler.
+Pipe wake;
 std::atomic<bool> stopping = false;
 
 void stop(int)
 {
     const int error = errno;
     stopping = true;
-    [[maybe_unused]] const ssize_t written = ::write(wakeEnds[1], "", 1);
+    [[maybe_unused]] const ssize_t written = ::write(wake.writeEnd.get(), "", 1);
     errno = error;
 }
 
@@ -432,14 +434,14 @@ void drain(int descriptor)
     }
 }
 
-/// Takes orders and sends results until there has been nothing to do for `idle`.
-void serveAll(int listening, Workers &workers, JobReader readJob, std::chrono::seconds idle,
+/// The event loop: accepts orders and sends results until there has been no client for `idle`.
+void serveAll(const Descriptor &listening, Workers &workers, JobReader readJob, std::chrono::seconds idle,
               std::list<Client> &clients)
 {
     Deadline idleEnd = Deadline::in(idle);
     Deadline nextHeartbeat = Deadline::in(heartbeatInterval);
     while (!stopping && (!clients.empty() || !idleEnd.passed())) {
-        std::vector<pollfd> sources{{listening, POLLIN, 0}, {wakeEnds[0], POLLIN, 0}};
+        std::vector<pollfd> sources{{listening.get(), POLLIN, 0}, {wake.readEnd.get(), POLLIN, 0}};
         for (const Client &client : clients)
             sources.push_back(client.toPoll());
         const auto until = clients.empty() ? idleEnd : nextHeartbeat;
@@ -447,7 +449,7 @@ void serveAll(int listening, Workers &workers, JobReader readJob, std::chrono::s
         ::poll(sources.data(), sources.size(),
                static_cast<int>(std::clamp(wait, std::chrono::milliseconds(0), maximumPoll).count()));
 
-        drain(wakeEnds[0]);
+        drain(wake.readEnd.get());
         const bool heartbeatDue = nextHeartbeat.passed();
         if (heartbeatDue)
             nextHeartbeat = Deadline::in(heartbeatInterval);
@@ -467,38 +469,40 @@ void serveAll(int listening, Workers &workers, JobReader readJob, std::chrono::s
 
 } // namespace
 
-int runServer(int listening, const std::string &executable, int idleSeconds, JobReader readJob)
+int runServer(Descriptor listening, const std::string &executable, int idleSeconds, JobReader readJob)
 {
     const std::optional<Endpoint> endpoint = findEndpoint(executable, IfNone::GiveUp);
-    if (!endpoint || !isBoundTo(listening, endpoint->socket))
+    if (!endpoint || !isBoundTo(listening.get(), endpoint->socket))
         return 1;
-    if (::pipe(wakeEnds) != 0) {
+    std::optional<Pipe> made = makePipe();
+    if (!made) {
         removeEndpoint(*endpoint, serverLock);
         return 1;
     }
-    for (const int descriptor : {listening, serverLock, wakeEnds[0], wakeEnds[1]})
+    wake = std::move(*made);
+    for (const int descriptor : {listening.get(), serverLock})
         ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    for (const int descriptor : {listening, wakeEnds[0], wakeEnds[1]})
+    for (const int descriptor : {listening.get(), wake.readEnd.get(), wake.writeEnd.get()})
         ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
     std::signal(SIGTERM, stop);
-    // SIGTERM has been blocked since before this program began.
+    // The process that started this one has blocked SIGTERM until here (client/start.cpp).
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 #ifdef __linux__
-    // For lists of processes that do not show arguments.
+    // For process lists that show this name instead of arguments.
     ::prctl(PR_SET_NAME, serverName);
 #endif
 #ifdef __GLIBC__
-    // Many short-lived large buffers in many threads: few arenas, and what is free goes back.
+    // Many threads use large short-lived buffers: keep few arenas, and return free memory to the system.
     ::mallopt(M_ARENA_MAX, 2);
     ::mallopt(M_TRIM_THRESHOLD, 4 << 20);
 #endif
     std::optional<Workers> started;
     try {
-        started.emplace(std::max(std::thread::hardware_concurrency(), 1U), wakeEnds[1]);
+        started.emplace(std::max(std::thread::hardware_concurrency(), 1U), wake.writeEnd.get());
     } catch (const std::system_error &) {
-        // No thread can be made.
+        // No thread can be created.
         removeEndpoint(*endpoint, serverLock);
         return 1;
     }
@@ -508,7 +512,7 @@ int runServer(int listening, const std::string &executable, int idleSeconds, Job
     // From here on the next engine starts a new server; clients that have connected by now are still served.
     removeEndpoint(*endpoint, serverLock);
     acceptAll(listening, clients);
-    ::close(listening);
-    serveAll(-1, workers, readJob, {}, clients);
+    listening.reset();
+    serveAll(listening, workers, readJob, {}, clients);
     return 0;
 }

@@ -29,11 +29,11 @@ LaunchFlags withMinimumFont(int pixels)
 /// Starts browsers with so many pages ready.
 BrowserPool::Starter keeping(size_t spares, const BrowserLimits &limits = {})
 {
-    return [=](const LaunchFlags &flags) { return std::make_shared<KeptBrowser>(flags, spares, limits); };
+    return [=](const LaunchFlags &flags) { return std::make_shared<PooledBrowser>(flags, spares, limits); };
 }
 
 /// The process of this id.
-ProcessInfo guardOf(const KeptBrowser &browser)
+ProcessInfo guardOf(const PooledBrowser &browser)
 {
     for (const ProcessInfo &process : descendantsOf(::getpid())) {
         if (process.id == browser.guardProcess())
@@ -43,7 +43,7 @@ ProcessInfo guardOf(const KeptBrowser &browser)
 }
 
 /// Takes a page and gives it up, as a job does.
-void doJob(KeptBrowser &browser)
+void doJob(PooledBrowser &browser)
 {
     {
         const std::unique_ptr<Page> page = browser.takePage(std::nullopt, Deadline::in(20s));
@@ -51,7 +51,7 @@ void doJob(KeptBrowser &browser)
     browser.finishJob();
 }
 
-ExitCode codeOf(KeptBrowser &browser, Deadline deadline)
+ExitCode codeOf(PooledBrowser &browser, Deadline deadline)
 {
     try {
         browser.takePage(std::nullopt, deadline);
@@ -62,7 +62,7 @@ ExitCode codeOf(KeptBrowser &browser, Deadline deadline)
 }
 
 /// The text of an HTML page printed by this browser, as far as its PDF is one.
-QByteArray printed(KeptBrowser &browser)
+QByteArray printed(PooledBrowser &browser)
 {
     const std::unique_ptr<Page> page = browser.takePage(std::nullopt, Deadline::in(20s));
     JobRecord record;
@@ -142,7 +142,7 @@ void BrowserPoolTest::theOneUsedLeastIsGivenUp()
 
 void BrowserPoolTest::aPageIsMadeReadyAheadOfItsJob()
 {
-    KeptBrowser browser({}, 1);
+    PooledBrowser browser({}, 1);
     // With no time to make one, only one that is there can be had.
     for (int i = 0; i < 3; ++i)
         QVERIFY(waitUntil([&] { return codeOf(browser, Deadline::in(0s)) == ExitCode::Written; }));
@@ -150,7 +150,7 @@ void BrowserPoolTest::aPageIsMadeReadyAheadOfItsJob()
 
 void BrowserPoolTest::pagesAreNeverGivenTwice()
 {
-    KeptBrowser browser({}, 2);
+    PooledBrowser browser({}, 2);
     std::vector<std::unique_ptr<Page>> pages;
     std::set<Page *> different;
     for (int i = 0; i < 5; ++i) {
@@ -217,7 +217,7 @@ void BrowserPoolTest::oneThatHasGrownIsReplaced()
 
 void BrowserPoolTest::memoryIsThatOfAllItsProcesses()
 {
-    KeptBrowser browser({}, 1);
+    PooledBrowser browser({}, 1);
     QCOMPARE(printed(browser), QByteArray("%PDF"));
     const auto sum = [&] {
         long long bytes = 0;
@@ -289,7 +289,7 @@ void BrowserPoolTest::oneThatHangsIsReplacedAtOnce()
 
 void BrowserPoolTest::aPageOfOneThatHangsCannotBeClosed()
 {
-    KeptBrowser browser({}, 2);
+    PooledBrowser browser({}, 2);
     const auto first = browser.takePage(std::nullopt, Deadline::in(20s));
     const auto second = browser.takePage(std::nullopt, Deadline::in(20s));
     QVERIFY(first->closeWithin(20s));
@@ -307,7 +307,7 @@ void BrowserPoolTest::whileOneStartsOthersCanBeHad()
             starting.set_value();
             goOn.get_future().wait();
         }
-        return std::make_shared<KeptBrowser>(flags, 1);
+        return std::make_shared<PooledBrowser>(flags, 1);
     });
     const auto usual = pool.browserFor({});
     auto slow = std::async(std::launch::async, [&] { return pool.browserFor(withMinimumFont(40)); });
@@ -325,13 +325,13 @@ void BrowserPoolTest::oneThatStartsIsSharedAlready()
     std::atomic<int> starts = 0;
     std::promise<void> starting;
     std::promise<void> goOn;
-    BrowserPool pool([&](const LaunchFlags &flags) -> std::shared_ptr<KeptBrowser> {
+    BrowserPool pool([&](const LaunchFlags &flags) -> std::shared_ptr<PooledBrowser> {
         if (++starts == 1) {
             starting.set_value();
             goOn.get_future().wait();
             throw Failure(ExitCode::NoBrowser, u"none"_s);
         }
-        return std::make_shared<KeptBrowser>(flags, 1);
+        return std::make_shared<PooledBrowser>(flags, 1);
     });
     const auto codeOfStart = [&] {
         try {

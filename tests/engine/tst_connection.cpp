@@ -1,6 +1,7 @@
 #include "engine/devtools/connection.h"
 #include "engine/devtools/session.h"
 #include "engine/job/failure.h"
+#include "tests/support/pipepeer.h"
 #include "tests/support/waiting.h"
 
 #include <QElapsedTimer>
@@ -19,87 +20,6 @@ using namespace std::chrono_literals;
 
 namespace
 {
-
-/// The browser's end of the pipes, played by the test, and the connection under test at ours.
-class Peer
-{
-public:
-    Peer() : m_commands(makePipe()), m_replies(makePipe()), m_errors(makePipe()) {}
-    Peer(const Peer &) = delete;
-    Peer &operator=(const Peer &) = delete;
-    ~Peer()
-    {
-        m_connection.reset();
-        for (const int end :
-             {m_commands[0], m_commands[1], m_replies[0], m_replies[1], m_errors[0], m_errors[1]}) {
-            if (end >= 0)
-                ::close(end);
-        }
-    }
-
-    Connection &connection() { return *m_connection; }
-
-    void say(const QByteArray &bytes)
-    {
-        QCOMPARE(::write(m_replies[1], bytes.constData(), size_t(bytes.size())), bytes.size());
-    }
-    void sayMessage(const QByteArray &json) { say(json + '\0'); }
-    void sayError(const QByteArray &bytes)
-    {
-        QCOMPARE(::write(m_errors[1], bytes.constData(), size_t(bytes.size())), bytes.size());
-    }
-
-    /// The next command, without its end.
-    QJsonObject hear()
-    {
-        while (!m_heard.contains('\0')) {
-            pollfd source{m_commands[0], POLLIN, 0};
-            char buffer[65536];
-            const ssize_t count =
-                ::poll(&source, 1, 10000) > 0 ? ::read(m_commands[0], buffer, sizeof buffer) : 0;
-            if (count <= 0)
-                return {};
-            m_heard.append(buffer, count);
-        }
-        const qsizetype end = m_heard.indexOf('\0');
-        QJsonObject command = QJsonDocument::fromJson(m_heard.left(end)).object();
-        m_heard.remove(0, end + 1);
-        return command;
-    }
-
-    /// Waits until commands fill their pipe; false if they do not.
-    bool awaitFullPipe() const
-    {
-        return waitUntil([this] {
-            pollfd commands{m_commands[1], POLLOUT, 0};
-            return ::poll(&commands, 1, 0) == 0;
-        });
-    }
-
-    void hangUp()
-    {
-        for (int *end : {&m_replies[1], &m_errors[1]})
-            ::close(std::exchange(*end, -1));
-    }
-    /// No command is read any more.
-    void turnAway() { ::close(std::exchange(m_commands[0], -1)); }
-
-private:
-    static std::array<int, 2> makePipe()
-    {
-        std::array<int, 2> ends{};
-        if (::pipe(ends.data()) != 0)
-            qFatal("no pipe");
-        return ends;
-    }
-
-    std::array<int, 2> m_commands;
-    std::array<int, 2> m_replies;
-    std::array<int, 2> m_errors;
-    QByteArray m_heard;
-    std::unique_ptr<Connection> m_connection =
-        std::make_unique<Connection>(m_commands[1], m_replies[0], m_errors[0]);
-};
 
 Deadline soon()
 {
@@ -150,7 +70,7 @@ private slots:
 
 void ConnectionTest::commandsAreNumberedNullTerminatedJson()
 {
-    Peer peer;
+    PipePeer peer;
     const int first = peer.connection().send({}, u"A.b"_s, {}, soon(), nullptr);
     const int second = peer.connection().send(u"S"_s, u"C.d"_s, {{u"x"_s, u"ä\0\n"_s}}, soon(), nullptr);
     QCOMPARE(peer.hear(), (QJsonObject{{u"id"_s, first}, {u"method"_s, u"A.b"_s}}));
@@ -163,7 +83,7 @@ void ConnectionTest::commandsAreNumberedNullTerminatedJson()
 
 void ConnectionTest::aReplyGoesToWhoAsked()
 {
-    Peer peer;
+    PipePeer peer;
     const auto one = std::make_shared<Mailbox>();
     const auto other = std::make_shared<Mailbox>();
     const int first = peer.connection().send({}, u"A.b"_s, {}, soon(), one);
@@ -179,7 +99,7 @@ void ConnectionTest::aReplyGoesToWhoAsked()
 
 void ConnectionTest::anEventGoesToItsSession()
 {
-    Peer peer;
+    PipePeer peer;
     const auto browser = std::make_shared<Mailbox>();
     const auto page = std::make_shared<Mailbox>();
     peer.connection().attach({}, browser);
@@ -194,7 +114,7 @@ void ConnectionTest::anEventGoesToItsSession()
 
 void ConnectionTest::anEventGoesToEveryMailboxOfItsSession()
 {
-    Peer peer;
+    PipePeer peer;
     const auto one = std::make_shared<Mailbox>();
     const auto other = std::make_shared<Mailbox>();
     peer.connection().attach(u"P"_s, one);
@@ -206,7 +126,7 @@ void ConnectionTest::anEventGoesToEveryMailboxOfItsSession()
 
 void ConnectionTest::aDetachedMailboxGetsNothing()
 {
-    Peer peer;
+    PipePeer peer;
     const auto gone = std::make_shared<Mailbox>();
     const auto staying = std::make_shared<Mailbox>();
     peer.connection().attach(u"P"_s, gone);
@@ -219,7 +139,7 @@ void ConnectionTest::aDetachedMailboxGetsNothing()
 
 void ConnectionTest::messagesInPiecesAreJoined()
 {
-    Peer peer;
+    PipePeer peer;
     const auto mailbox = std::make_shared<Mailbox>();
     peer.connection().attach({}, mailbox);
     const QByteArray message = R"({"method":"E","params":{"x":"ä🌊"}})" + QByteArray(1, '\0');
@@ -235,7 +155,7 @@ void ConnectionTest::messagesInPiecesAreJoined()
 
 void ConnectionTest::severalMessagesInOnePieceAreParted()
 {
-    Peer peer;
+    PipePeer peer;
     const auto mailbox = std::make_shared<Mailbox>();
     peer.connection().attach({}, mailbox);
     QByteArray piece;
@@ -252,7 +172,7 @@ void ConnectionTest::aLargeMessageComesWhole()
 {
     QFETCH(QByteArray, text);
     QFETCH(QByteArray, data);
-    Peer peer;
+    PipePeer peer;
     const auto mailbox = std::make_shared<Mailbox>();
     const int id = peer.connection().send({}, u"A.b"_s, {}, soon(), mailbox);
     std::thread writer([&] {
@@ -269,7 +189,7 @@ void ConnectionTest::aLargeMessageComesWhole()
 
 void ConnectionTest::aReplyThatIsTooLargeIsNotKept()
 {
-    Peer peer;
+    PipePeer peer;
     const auto modest = std::make_shared<Mailbox>();
     modest->setMaximumReply(1 << 20);
     const auto other = std::make_shared<Mailbox>();
@@ -324,7 +244,7 @@ void ConnectionTest::nonsenseIsPassedOver_data()
 void ConnectionTest::nonsenseIsPassedOver()
 {
     QFETCH(QByteArray, nonsense);
-    Peer peer;
+    PipePeer peer;
     const auto mailbox = std::make_shared<Mailbox>();
     const int id = peer.connection().send({}, u"A.b"_s, {}, soon(), mailbox);
     peer.say(nonsense);
@@ -335,7 +255,7 @@ void ConnectionTest::nonsenseIsPassedOver()
 
 void ConnectionTest::theEndClosesMailboxesAfterTheirMessages()
 {
-    Peer peer;
+    PipePeer peer;
     const auto mailbox = std::make_shared<Mailbox>();
     peer.connection().attach({}, mailbox);
     peer.sayMessage(R"({"method":"last words"})");
@@ -347,7 +267,7 @@ void ConnectionTest::theEndClosesMailboxesAfterTheirMessages()
 
 void ConnectionTest::aMailboxAttachedAfterTheEndIsClosed()
 {
-    Peer peer;
+    PipePeer peer;
     const auto early = std::make_shared<Mailbox>();
     peer.connection().attach({}, early);
     peer.hangUp();
@@ -359,19 +279,19 @@ void ConnectionTest::aMailboxAttachedAfterTheEndIsClosed()
 
 void ConnectionTest::aHalfMessageAtTheEndIsDropped()
 {
-    Peer peer;
+    PipePeer peer;
     const auto mailbox = std::make_shared<Mailbox>();
     peer.connection().attach({}, mailbox);
     peer.say(R"({"method":"E"})");
     peer.hangUp();
     QVERIFY(!mailbox->take(soon()));
     QVERIFY(mailbox->closed());
-    QVERIFY(!peer.connection().heardOf());
+    QVERIFY(!peer.connection().hasResponded());
 }
 
 void ConnectionTest::lastErrorsAreKeptAndBounded()
 {
-    Peer peer;
+    PipePeer peer;
     for (int i = 0; i < 100; ++i)
         peer.sayError(QByteArray(1000, 'x') + "\n");
     peer.sayError("no usable thing\n");
@@ -381,7 +301,7 @@ void ConnectionTest::lastErrorsAreKeptAndBounded()
 
 void ConnectionTest::aBrowserThatTakesNothingEndsTheSend()
 {
-    Peer peer;
+    PipePeer peer;
     const QJsonObject large{{u"x"_s, QString(1 << 20, u'x')}};
     try {
         peer.connection().send({}, u"A.b"_s, large, Deadline::in(100ms), nullptr);
@@ -394,7 +314,7 @@ void ConnectionTest::aBrowserThatTakesNothingEndsTheSend()
 /// Neither is one of which the pipe could take nothing sent later.
 void ConnectionTest::aCommandIsNeverTorn()
 {
-    Peer peer;
+    PipePeer peer;
     const QJsonObject large{{u"x"_s, QString(1 << 20, u'x')}};
     const auto mailbox = std::make_shared<Mailbox>();
     QVERIFY_THROWS_EXCEPTION(Failure,
@@ -416,7 +336,7 @@ void ConnectionTest::aCommandIsNeverTorn()
 
 void ConnectionTest::noSenderWaitsForTheTimeOfAnother()
 {
-    Peer peer;
+    PipePeer peer;
     const QJsonObject large{{u"x"_s, QString(1 << 20, u'x')}};
     std::thread patient([&] { peer.connection().send({}, u"first"_s, large, soon(), nullptr); });
     // The pipe is full now, as long as nobody reads.
@@ -432,7 +352,7 @@ void ConnectionTest::noSenderWaitsForTheTimeOfAnother()
 
 void ConnectionTest::commandsToAGoneBrowserAreDropped()
 {
-    Peer peer;
+    PipePeer peer;
     const auto mailbox = std::make_shared<Mailbox>();
     peer.connection().attach({}, mailbox);
     peer.turnAway();
@@ -446,7 +366,7 @@ void ConnectionTest::manyThreadsMaySend()
 {
     constexpr int threadCount = 8;
     constexpr int sends = 50;
-    Peer peer;
+    PipePeer peer;
     std::thread answering([&] {
         for (int i = 0; i < threadCount * sends; ++i) {
             const QJsonObject command = peer.hear();
@@ -487,7 +407,7 @@ void ConnectionTest::takingWaitsNoLongerThanItsDeadline()
 
 void ConnectionTest::sessionsTellARefusalFromAResult()
 {
-    Peer peer;
+    PipePeer peer;
     std::thread answering([&] {
         const auto answer = [&](const QByteArray &rest) {
             peer.sayMessage("{\"id\":" + QByteArray::number(peer.hear()[u"id"_s].toInt()) + "," + rest + "}");
@@ -511,7 +431,7 @@ void ConnectionTest::sessionsTellARefusalFromAResult()
 
 void ConnectionTest::sessionsEndAtTheirDeadlineNamingTheActivity()
 {
-    Peer peer;
+    PipePeer peer;
     Session session(peer.connection(), {}, Deadline::in(50ms));
     session.setActivity(u"waiting in vain"_s);
     try {
@@ -526,7 +446,7 @@ void ConnectionTest::sessionsEndAtTheirDeadlineNamingTheActivity()
 void ConnectionTest::sessionsTellACrashFromABrowserThatNeverStarted()
 {
     for (const bool started : {true, false}) {
-        Peer peer;
+        PipePeer peer;
         Session session(peer.connection(), {}, soon());
         if (started)
             peer.sayMessage(R"({"method":"E"})");
@@ -542,7 +462,7 @@ void ConnectionTest::sessionsTellACrashFromABrowserThatNeverStarted()
 
 void ConnectionTest::sessionsHandOutEventsWhileTheyWait()
 {
-    Peer peer;
+    PipePeer peer;
     Session session(peer.connection(), u"P"_s, soon());
     session.adopt(u"child"_s, true);
     QStringList seen;
@@ -560,7 +480,7 @@ void ConnectionTest::sessionsHandOutEventsWhileTheyWait()
 
 void ConnectionTest::aSessionHearsEverythingOnce()
 {
-    Peer peer;
+    PipePeer peer;
     Session session(peer.connection(), u"P"_s, soon());
     for (const QString &child : {u"child"_s, u"child"_s, u"P"_s})
         session.adopt(child, true);
@@ -575,7 +495,7 @@ void ConnectionTest::aSessionHearsEverythingOnce()
 
 void ConnectionTest::aSessionIsNotReleasedFromItself()
 {
-    Peer peer;
+    PipePeer peer;
     Session session(peer.connection(), u"P"_s, soon());
     session.release(u"P"_s);
     peer.sayMessage(R"({"method":"E"})");
@@ -590,7 +510,7 @@ void ConnectionTest::aSessionIsNotReleasedFromItself()
 
 void ConnectionTest::aFloodOfEventsDoesNotOutlastTheDeadline()
 {
-    Peer peer;
+    PipePeer peer;
     std::atomic<bool> over = false;
     std::thread flood([&] {
         while (!over)
@@ -610,7 +530,7 @@ void ConnectionTest::aFloodOfEventsDoesNotOutlastTheDeadline()
 
 void ConnectionTest::aFailureInAHandlerEndsTheWait()
 {
-    Peer peer;
+    PipePeer peer;
     Session session(peer.connection(), {}, soon());
     session.on(u"E"_s, [&](const QJsonObject &, const QString &) {
         session.fail(Failure(ExitCode::NotLoaded, u"first"_s));
@@ -628,7 +548,7 @@ void ConnectionTest::aFailureInAHandlerEndsTheWait()
 
 void ConnectionTest::cancellingIsNoFailure()
 {
-    Peer peer;
+    PipePeer peer;
     Session session(peer.connection(), {}, soon());
     session.cancel();
     QVERIFY_THROWS_EXCEPTION(Cancelled, session.ask(u"A.b"_s));

@@ -59,7 +59,7 @@ void SecretsTest::secretsAreKnown()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QList<bool>, secrets);
-    const std::vector<bool> found = haveSecrets(invocationOf(arguments).arguments);
+    const std::vector<bool> found = secretArguments(invocationOf(arguments).arguments);
     QCOMPARE(QList<bool>(found.begin(), found.end()), secrets);
 }
 

@@ -184,7 +184,7 @@ void checkInput(const QString &input)
 
 void checkSecrecy(const QStringList &arguments)
 {
-    const std::vector<bool> secrets = haveSecrets(invocationOf(arguments).arguments);
+    const std::vector<bool> secrets = secretArguments(invocationOf(arguments).arguments);
     for (qsizetype i = 0; i < arguments.size(); ++i)
         require(secrets.at(static_cast<size_t>(i)) || !arguments[i].contains(secret) ||
                     arguments[i].startsWith(u'-'),

@@ -14,7 +14,7 @@ namespace
 
 constexpr int decimals = 4;
 
-/// What else gives colours (tables 74, 77 and 92).
+/// The other operators that set or draw colours (tables 74, 77 and 92).
 constexpr std::array<std::string_view, 6> refusedOperators = {"k", "K", "sc", "SC", "sh", "BI"};
 
 class GrayFilter : public OperatorFilter

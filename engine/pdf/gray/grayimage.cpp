@@ -15,7 +15,7 @@ constexpr auto redWeight = static_cast<unsigned>(lumaWeights[0] * 65536);
 constexpr auto greenWeight = static_cast<unsigned>(lumaWeights[1] * 65536);
 constexpr auto blueWeight = 65536 - redWeight - greenWeight;
 
-/// A byte a pixel instead of three.
+/// RGB samples to gray: one byte per pixel instead of three.
 std::string graySamples(const std::string &samples)
 {
     std::string grays(samples.size() / 3, '\0');
@@ -43,7 +43,7 @@ void makeImageGray(QPDFObjectHandle image)
     } else {
         const std::string samples = decodedData(image);
         if (samples.size() != header->dataLength())
-            throw std::runtime_error("an image is not what its dictionary says");
+            throw std::runtime_error("an image does not have the size in its dictionary");
         replaceFlateData(image, flateCompressed(graySamples(samples)));
     }
     image.getDict().replaceKey("/ColorSpace", QPDFObjectHandle::newName("/DeviceGray"));

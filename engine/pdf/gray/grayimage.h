@@ -2,7 +2,7 @@
 
 #include <qpdf/QPDFObjectHandle.hh>
 
-/// Makes an image, a stream, gray in place: photographs stay JPEG, all else is compressed without loss. Gray
-/// images are left as they are. Throws std::runtime_error if the image cannot be decoded, and at images of a
-/// kind that is not known here (see printedimage.h and refuseGray()).
+/// Makes the image stream gray in place. JPEG stays JPEG; all else is compressed losslessly. A gray image is
+/// not changed. Throws Refusal at a kind of image that the browser is not known to write (see
+/// printedimage.h), and std::runtime_error if the image cannot be decoded.
 void makeImageGray(QPDFObjectHandle image);

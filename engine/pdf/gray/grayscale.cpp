@@ -16,11 +16,11 @@
 namespace
 {
 
-/// Others, such as transfer functions or the colour behind a mask, could bring a colour back.
+/// Allowed entries. Others, such as transfer functions or a soft mask's backdrop, could have a colour.
 constexpr std::array<std::string_view, 10> stateKeys = {"/Type", "/BM", "/CA", "/LC", "/LJ",
                                                         "/LW",   "/ML", "/SA", "/ca", "/SMask"};
 constexpr std::array<std::string_view, 4> softMaskKeys = {"/Type", "/S", "/G", "/TR"};
-/// A link's border has no width. A colour, an appearance or another kind of annotation would be seen.
+/// Allowed entries. The browser gives links no visible border; /C or /AP would draw something.
 constexpr std::array<std::string_view, 8> annotationKeys = {"/Type", "/Subtype", "/A",    "/Border",
                                                             "/Dest", "/F",       "/Rect", "/StructParent"};
 
@@ -32,7 +32,7 @@ void requireOnly(QPDFObjectHandle dictionary, std::span<const std::string_view> 
     }
 }
 
-/// Whether all that may have a colour is of a kind that is turned gray below.
+/// Throws Refusal at anything that may have a colour and is not turned gray below.
 void requireKnownParts(const DocumentParts &parts)
 {
     if (!parts.unknown.empty())
@@ -68,9 +68,9 @@ bool isTransparent(const DocumentParts &parts)
            std::any_of(parts.images.begin(), parts.images.end(), hasSoftMask);
 }
 
-/// What is transparent is blended in the colour space of the page's group, and without one in that of the
-/// printer: there, what is gray may come out in colours, as when white is subtracted from white in each ink,
-/// or when the gray of a group becomes a mixture of all inks.
+/// Transparency is blended in the colour space of the page's group, or without one in that of the output
+/// device. A CMYK printer may blend grays into colours: each ink by itself, or with gray as a mixture of all
+/// inks.
 void blendInGray(DocumentParts &parts)
 {
     for (QPDFObjectHandle group : parts.groups) {

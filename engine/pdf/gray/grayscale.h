@@ -2,14 +2,12 @@
 
 class QPDF;
 
-/// Takes every colour out of a printed document and keeps all else: text stays text, vectors stay vectors,
-/// tags, links and outline stay. Content, images, gradients and transparency groups become gray; see luma.h
-/// for which gray a colour has.
+/// Makes a printed document gray: content, images, gradients and transparency groups; see luma.h for the
+/// formula. Everything else stays: text, vectors, tags, links, outline.
 ///
-/// What overlaps with a blend mode other than Normal is blended in gray: Hue, Saturation, Color and
-/// Luminosity come out exactly as before, the others as nearly as grays can tell.
+/// Blend modes other than Normal blend the grays. The result of Hue, Saturation, Color and Luminosity is
+/// exactly the gray of the coloured result, that of the others an approximation.
 ///
-/// Only what the browser is known to write is turned gray. Throws std::exception at anything else that may
-/// have a colour, see refuseGray(), and if something cannot be decoded; the document is then half changed and
-/// of no use.
+/// Throws Refusal at anything that may have a colour and that the browser is not known to write, and
+/// std::exception if something cannot be decoded. The document is then changed in part and must not be used.
 void makeGray(QPDF &pdf);

@@ -13,7 +13,7 @@ namespace
 {
 
 constexpr int decimals = 6;
-/// A function of gradient stops, and those between two stops.
+/// A stitching function for all stops, and in it a function for each pair of stops.
 constexpr int maximumDepth = 2;
 
 constexpr std::array<std::string_view, 6> shadingKeys = {"/ColorSpace", "/Coords",   "/Domain",
@@ -24,7 +24,7 @@ constexpr std::array<std::string_view, 6> shadingKeys = {"/ColorSpace", "/Coords
     refuseGray("a gradient of an unknown kind");
 }
 
-/// `key` of a function: a colour, from 0 to 1 each.
+/// The gray of the RGB colour at `key` of a function.
 QPDFObjectHandle grayColour(QPDFObjectHandle function, const char *key)
 {
     QPDFObjectHandle array = function.getKey(key);
@@ -34,7 +34,7 @@ QPDFObjectHandle grayColour(QPDFObjectHandle function, const char *key)
     for (size_t i = 0; i < colour.size(); ++i) {
         QPDFObjectHandle item = array.getArrayItem(static_cast<int>(i));
         colour[i] = item.isNumber() ? item.getNumericValue() : -1;
-        // Clipped, its gray would not follow linearly.
+        // Viewers clip after the interpolation, so the gray would not be linear.
         if (colour[i] < 0 || colour[i] > 1)
             refuse();
     }
@@ -51,9 +51,9 @@ QPDFObjectHandle grayInterpolation(QPDFObjectHandle function)
     return gray;
 }
 
-/// What turns the red, green and blue on top of a program's stack into their gray: each clipped, then weighed
-/// and added up.
-std::string weighing()
+/// PostScript that replaces the red, green and blue on top of the stack by their gray: each clipped and
+/// multiplied by its weight, then added.
+std::string grayProgramSuffix()
 {
     std::string program;
     for (size_t i = lumaWeights.size(); i-- > 0;) {
@@ -66,7 +66,7 @@ std::string weighing()
     return program;
 }
 
-class Grayer
+class ShadingConverter
 {
 public:
     void makeGray(QPDFObjectHandle shading)
@@ -123,14 +123,14 @@ private:
         if (!range.isArray() || range.getArrayNItems() != 6 || begin == std::string::npos ||
             end == std::string::npos || end < begin)
             refuse();
-        // A new line, in case the program ends in a comment.
-        function.replaceStreamData(program.substr(begin, end - begin) + '\n' + weighing() + '}',
+        // The program may end with a comment: start a new line.
+        function.replaceStreamData(program.substr(begin, end - begin) + '\n' + grayProgramSuffix() + '}',
                                    QPDFObjectHandle::newNull(), QPDFObjectHandle::newNull());
         function.getDict().replaceKey("/Range", QPDFObjectHandle::parse("[0 1]"));
         return function;
     }
 
-    /// Those that are gray, for shadings may share them.
+    /// Programs that are already gray: shadings may share them.
     std::set<QPDFObjGen> m_programs;
 };
 
@@ -138,7 +138,7 @@ private:
 
 void makeShadingsGray(const std::vector<QPDFObjectHandle> &shadings)
 {
-    Grayer grayer;
+    ShadingConverter converter;
     for (const QPDFObjectHandle &shading : shadings)
-        grayer.makeGray(shading);
+        converter.makeGray(shading);
 }

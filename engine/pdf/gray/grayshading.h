@@ -4,8 +4,8 @@
 
 #include <vector>
 
-/// Makes shadings (ISO 32000-1, 8.7.4.3) gray in place. The browser writes shadings by a function, along an
-/// axis, between circles or over a plane, all in RGB. Gray follows RGB linearly, so the function becomes one
-/// of gray exactly: the ends of its interpolations are turned gray, and its programs are continued by the
-/// weighing of their result. Throws std::runtime_error, see refuseGray(), at any other shading.
+/// Makes shadings (ISO 32000-1, 8.7.4.3) gray in place. The browser writes axial, radial and function-based
+/// shadings, all in RGB. Gray is a linear function of RGB, so the result is exact: the end colours of
+/// interpolations become gray, and PostScript functions compute the gray of their result at the end. Throws
+/// Refusal at any other shading.
 void makeShadingsGray(const std::vector<QPDFObjectHandle> &shadings);

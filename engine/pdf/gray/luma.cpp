@@ -1,7 +1,8 @@
 #include "engine/pdf/gray/luma.h"
 
+#include "engine/pdf/reading/refusal.h"
+
 #include <algorithm>
-#include <stdexcept>
 
 double grayOf(std::span<const double, 3> colour)
 {
@@ -13,6 +14,5 @@ double grayOf(std::span<const double, 3> colour)
 
 void refuseGray(const std::string &what)
 {
-    throw std::runtime_error("the browser wrote " + what +
-                             ", which cannot be turned gray: convert without --grayscale");
+    throw Refusal("the browser wrote " + what + ", which cannot be turned gray: convert without --grayscale");
 }

@@ -7,13 +7,13 @@
 namespace
 {
 
-/// The part that a source pixel has in a new one, along one side.
+/// The share of a source pixel in a new pixel, along one dimension.
 struct Part {
     int source;
     float weight;
 };
 
-/// For each new pixel the source pixels that it covers.
+/// The source pixels that each new pixel covers, along one dimension.
 std::vector<std::vector<Part>> coverage(int from, int to)
 {
     std::vector<std::vector<Part>> parts(static_cast<size_t>(to));
@@ -29,7 +29,8 @@ std::vector<std::vector<Part>> coverage(int from, int to)
     return parts;
 }
 
-/// Adds up rows: for each new pixel the sums of its channels, of its channels weighed, and of its weights.
+/// Accumulates rows: for each new pixel the sums of its channels, of its weighted channels, and of its
+/// weights.
 class RowSums
 {
 public:

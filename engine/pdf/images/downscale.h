@@ -2,10 +2,10 @@
 
 #include "engine/pdf/images/raster.h"
 
-/// `raster` at a smaller size, each new pixel the average of the area it covers, pixels at its edges counted
-/// by the part that lies in it. `width` and `height` are at least 1 and not larger than the raster's own.
+/// `raster` scaled down: each new pixel is the average of the area that it covers, including fractions of
+/// pixels. `width` and `height` are at least 1 and not larger than those of `raster`.
 ///
-/// With `weights`, a raster of one channel and the same size as `raster`, pixels count by their weight: for
-/// the colours of an image with a soft mask, so that what cannot be seen does not bleed into what can. Where
-/// all weights are 0, all pixels count alike.
+/// With `weights`, a raster of one channel and the same size, it is a weighted average: for an image with a
+/// soft mask, so that colours of transparent pixels do not bleed into visible ones. Where all weights are 0,
+/// they count equally.
 Raster averaged(const Raster &raster, int width, int height, const Raster *weights = nullptr);

@@ -21,14 +21,14 @@ QByteArray hashOf(QPDFObjectHandle stream)
     return hash.result();
 }
 
-/// Finds streams that are equal to one met before.
+/// Finds streams that are equal to an earlier one.
 class Deduplicator
 {
 public:
-    /// The stream to use instead of `stream`: an equal one that came before, or itself.
+    /// The stream to use instead of `stream`: an equal earlier one, or itself.
     QPDFObjectHandle canonical(QPDFObjectHandle stream)
     {
-        // Hardly any two have the same length without being the same.
+        // Different images rarely have equal lengths, so hashes are rarely needed.
         std::vector<Known> &candidates = m_byLength[stream.getDict().getKey("/Length").unparseResolved()];
         const auto isItself = [&](Known &known) { return known.stream.getObjGen() == stream.getObjGen(); };
         if (std::any_of(candidates.begin(), candidates.end(), isItself))
@@ -51,13 +51,13 @@ public:
 private:
     struct Known {
         QPDFObjectHandle stream;
-        /// Null until it is asked for.
+        /// Computed when needed; null until then.
         QByteArray hash;
     };
     std::map<std::string, std::vector<Known>> m_byLength;
 };
 
-/// Replaces the value of `key` in `dictionary`, if it is an image, by one equal to it.
+/// Replaces the value of `key` in `dictionary`, if it is an image, by the canonical one.
 void merge(QPDFObjectHandle dictionary, const std::string &key, Deduplicator &images)
 {
     QPDFObjectHandle image = dictionary.getKey(key);
@@ -75,7 +75,7 @@ void mergeEqualImages(const DocumentParts &parts)
     if (parts.images.size() < 2)
         return;
     Deduplicator images;
-    // Soft masks first, so that the images that refer to them can be equal as well.
+    // Soft masks first: images are equal only if they refer to the same soft mask.
     for (QPDFObjectHandle image : parts.images)
         merge(image.getDict(), "/SMask", images);
     for (QPDFObjectHandle resources : parts.resources) {

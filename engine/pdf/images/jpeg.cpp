@@ -14,7 +14,7 @@ namespace
 
 constexpr int grayQuality = 92;
 constexpr long maximumWorkBytes = 1L << 29;
-/// A progressive file is decoded once for every scan it claims to have.
+/// Against denial of service: a progressive file is decoded once per scan.
 constexpr int maximumScans = 200;
 
 struct Errors : jpeg_error_mgr {
@@ -22,30 +22,30 @@ struct Errors : jpeg_error_mgr {
     std::array<char, JMSG_LENGTH_MAX> message;
 };
 
-[[noreturn]] void leave(j_common_ptr info)
+[[noreturn]] void escapeWithMessage(j_common_ptr info)
 {
     auto *errors = static_cast<Errors *>(info->err);
     errors->format_message(info, errors->message.data());
     std::longjmp(errors->escape, 1);
 }
 
-void stayQuiet(j_common_ptr) {}
+void ignoreWarning(j_common_ptr) {}
 
 void countScans(j_common_ptr info)
 {
     if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > maximumScans)
-        leave(info);
+        escapeWithMessage(info);
 }
 
 void prepare(Errors &errors)
 {
     jpeg_std_error(&errors);
-    errors.error_exit = leave;
-    errors.output_message = stayQuiet;
+    errors.error_exit = escapeWithMessage;
+    errors.output_message = ignoreWarning;
 }
 
-/// Calls the C library, which leaves by a long jump when something is wrong. `work` therefore has no objects
-/// of its own that need a destructor.
+/// Runs `work`, which calls libjpeg. An error leaves it by longjmp(), so it must have no local objects with
+/// destructors.
 template <class Work>
 void guarded(Errors &errors, const Work &work)
 {
@@ -81,7 +81,7 @@ public:
     Errors errors{};
 
 private:
-    /// Complete on its own, so that what a failing construction has allocated is released.
+    /// The other constructor delegates to this one, so the destructor runs also if that throws.
     Decoder()
     {
         prepare(errors);
@@ -125,22 +125,22 @@ J_COLOR_SPACE colourSpaceOf(int channels)
     return channels == 1 ? JCS_GRAYSCALE : JCS_RGB;
 }
 
-unsigned denominator(const jpeg_decompress_struct &info, int leastWidth, int leastHeight)
+unsigned denominator(const jpeg_decompress_struct &info, int minimumWidth, int minimumHeight)
 {
     unsigned part = 1;
-    if (leastWidth <= 0 || leastHeight <= 0)
+    if (minimumWidth <= 0 || minimumHeight <= 0)
         return part;
-    while (part < 8 && info.image_width / (2 * part) >= static_cast<unsigned>(leastWidth) &&
-           info.image_height / (2 * part) >= static_cast<unsigned>(leastHeight))
+    while (part < 8 && info.image_width / (2 * part) >= static_cast<unsigned>(minimumWidth) &&
+           info.image_height / (2 * part) >= static_cast<unsigned>(minimumHeight))
         part *= 2;
     return part;
 }
 
-Raster decoded(Decoder &decoder, int channels, int leastWidth, int leastHeight)
+Raster decoded(Decoder &decoder, int channels, int minimumWidth, int minimumHeight)
 {
     decoder.info.out_color_space = colourSpaceOf(channels);
     decoder.info.scale_num = 1;
-    decoder.info.scale_denom = denominator(decoder.info, leastWidth, leastHeight);
+    decoder.info.scale_denom = denominator(decoder.info, minimumWidth, minimumHeight);
     guarded(decoder.errors, [&] { jpeg_start_decompress(&decoder.info); });
     Raster raster{static_cast<int>(decoder.info.output_width),
                   static_cast<int>(decoder.info.output_height),
@@ -158,33 +158,34 @@ Raster decoded(Decoder &decoder, int channels, int leastWidth, int leastHeight)
     return raster;
 }
 
-/// Brightness has a component of its own, in full resolution.
-bool hasOwnBrightness(const jpeg_decompress_struct &info)
+/// Whether the file stores luma as a component of its own, in full resolution.
+bool hasLumaComponent(const jpeg_decompress_struct &info)
 {
     return info.jpeg_color_space == JCS_YCbCr && info.comp_info[0].h_samp_factor == info.max_h_samp_factor &&
            info.comp_info[0].v_samp_factor == info.max_v_samp_factor;
 }
 
-/// While one side writes what the other reads, either may report an error, and both end in the same place.
-class ErrorsOf
+/// While it exists, errors of the decoder jump to where the encoder's errors do: writing coefficients reads
+/// them from the decoder.
+class SharedErrors
 {
 public:
-    ErrorsOf(Decoder &decoder, Errors &errors) : m_decoder(decoder) { decoder.info.err = &errors; }
-    ~ErrorsOf() { m_decoder.info.err = &m_decoder.errors; }
-    ErrorsOf(const ErrorsOf &) = delete;
-    ErrorsOf &operator=(const ErrorsOf &) = delete;
+    SharedErrors(Decoder &decoder, Errors &errors) : m_decoder(decoder) { decoder.info.err = &errors; }
+    ~SharedErrors() { m_decoder.info.err = &m_decoder.errors; }
+    SharedErrors(const SharedErrors &) = delete;
+    SharedErrors &operator=(const SharedErrors &) = delete;
 
 private:
     Decoder &m_decoder;
 };
 
-/// Copies the coefficients of the brightness.
-std::string brightness(Decoder &decoder)
+/// A JPEG file with the luma coefficients of another.
+std::string lumaJpeg(Decoder &decoder)
 {
     Encoder encoder;
     jvirt_barray_ptr *coefficients = nullptr;
     guarded(decoder.errors, [&] { coefficients = jpeg_read_coefficients(&decoder.info); });
-    const ErrorsOf lent(decoder, encoder.errors);
+    const SharedErrors shared(decoder, encoder.errors);
     guarded(encoder.errors, [&] {
         jpeg_copy_critical_parameters(&decoder.info, &encoder.info);
         const int table = encoder.info.comp_info[0].quant_tbl_no;
@@ -199,10 +200,10 @@ std::string brightness(Decoder &decoder)
 
 } // namespace
 
-Raster decodeJpeg(const std::string &file, int leastWidth, int leastHeight)
+Raster decodeJpeg(const std::string &file, int minimumWidth, int minimumHeight)
 {
     Decoder decoder(file);
-    return decoded(decoder, decoder.info.num_components, leastWidth, leastHeight);
+    return decoded(decoder, decoder.info.num_components, minimumWidth, minimumHeight);
 }
 
 std::string encodeJpeg(const Raster &raster, int quality, bool halfColour)
@@ -236,7 +237,7 @@ std::string grayJpeg(const std::string &file)
     Decoder decoder(file);
     if (decoder.info.num_components == 1)
         return file;
-    if (hasOwnBrightness(decoder.info))
-        return brightness(decoder);
+    if (hasLumaComponent(decoder.info))
+        return lumaJpeg(decoder);
     return encodeJpeg(decoded(decoder, 1, 0, 0), grayQuality, false);
 }

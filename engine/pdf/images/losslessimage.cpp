@@ -54,8 +54,8 @@ int prediction(int filter, int left, int up, int corner)
     }
 }
 
-/// One row as PNG stores it: the number of its filter, then what differs from the filter's prediction. The
-/// filter is the one whose differences are smallest altogether.
+/// One row as PNG stores it: the number of the filter, then the differences from its prediction. Chooses the
+/// filter with the smallest sum of absolute differences.
 std::string predictedRow(const unsigned char *row, const unsigned char *above, size_t length, size_t channels)
 {
     std::array<std::string, pngFilters> candidates;
@@ -108,7 +108,7 @@ LosslessImage indexed(const Raster &raster, const std::vector<uint32_t> &colours
         for (int i = raster.channels - 1; i >= 0; --i)
             image.palette.push_back(static_cast<char>((colour >> (8U * static_cast<unsigned>(i))) & 0xffU));
     }
-    // The highest bits first, each row filled up to whole bytes.
+    // The high bits first; each row is padded to whole bytes.
     const size_t rowBytes = (static_cast<size_t>(raster.width) * static_cast<size_t>(image.bits) + 7) / 8;
     std::string rows(rowBytes * static_cast<size_t>(raster.height), '\0');
     for (size_t pixel = 0; pixel < pixelCount(raster); ++pixel) {

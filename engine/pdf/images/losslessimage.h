@@ -11,17 +11,17 @@
 struct LosslessImage {
     int bits = 8;     ///< of a sample
     int channels = 1; ///< 1 if `palette` is not empty
-    /// The colours that the samples are indices of, as many bytes each as the raster has channels. Empty if
-    /// the samples are colours themselves.
+    /// The colours that the samples are indices into, with one byte per channel of the raster. Empty if the
+    /// samples are colours.
     std::string palette;
-    bool predicted = false; ///< by PNG's predictors (ISO 32000-1, 7.4.4.4)
+    bool predicted = false; ///< with PNG predictors (ISO 32000-1, 7.4.4.4)
     std::string data;       ///< Flate
 };
 
-/// The smallest of: the samples as they are, predicted from their neighbours, or, if there are at most 256
-/// colours and `mayHavePalette`, as indices of a palette.
+/// The smallest of: the plain samples, the samples with PNG predictors, and, if there are at most 256 colours
+/// and `mayHavePalette`, indices into a palette.
 LosslessImage losslessImage(const Raster &raster, bool mayHavePalette);
 
-/// The different colours of `raster` in the order in which they come, each as many bytes in a number as there
-/// are channels, the first uppermost; nothing if they are more than 256.
+/// The distinct colours of `raster` in order of first use, each with one byte per channel, the first channel
+/// in the highest; nothing if there are more than 256.
 std::optional<std::vector<uint32_t>> fewColours(const Raster &raster);

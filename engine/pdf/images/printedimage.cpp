@@ -9,7 +9,7 @@
 namespace
 {
 
-/// Any other key, such as /Decode, /Mask or /ImageMask, would give the samples another meaning.
+/// Other keys, such as /Decode, /Mask or /ImageMask, can change the meaning of samples.
 constexpr std::array<std::string_view, 10> knownKeys = {
     "/Type",       "/Subtype",          "/Width",  "/Height", "/Length",
     "/ColorSpace", "/BitsPerComponent", "/Filter", "/SMask",  "/ColorTransform"};

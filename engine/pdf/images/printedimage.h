@@ -5,11 +5,11 @@
 #include <cstddef>
 #include <optional>
 
-/// What the dictionary of an image says of it (ISO 32000-1, 8.9.5). The browser writes one kind: 8 bits a
-/// sample, gray or RGB, plain or by a profile, stored by Flate or as JPEG, perhaps with a soft mask.
+/// The properties of an image as the browser writes it (ISO 32000-1, 8.9.5): 8 bits a sample, gray or RGB,
+/// with or without an ICC profile, plain, Flate or JPEG, with or without a soft mask.
 struct PrintedImage {
     int width = 0;  ///< in samples, at least 1
-    int height = 0; ///< likewise; the two multiplied at most `maximumPixels`
+    int height = 0; ///< likewise; width * height is at most `maximumPixels`
     int channels = 1;
     bool isJpeg = false;
 

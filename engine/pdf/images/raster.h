@@ -2,7 +2,7 @@
 
 #include <string>
 
-/// Samples of 8 bits, row by row from the top, the channels of a pixel together, no padding.
+/// Samples of 8 bits: rows from the top, channels interleaved, no padding.
 struct Raster {
     int width = 0;
     int height = 0;
@@ -10,5 +10,5 @@ struct Raster {
     std::string samples;
 };
 
-/// How many pixels an image may have to be decoded.
+/// The maximum number of pixels of an image that is decoded.
 constexpr long long maximumPixels = 1LL << 27;

@@ -13,11 +13,11 @@
 namespace
 {
 
-/// Larger scales make no difference: the image keeps all its samples.
+/// At larger scales the image keeps all its samples anyway.
 constexpr double maximumScale = 1e4;
 constexpr int maximumRounds = 32;
 
-/// What one content stream shows, measured in its own coordinates.
+/// What one content stream shows, in its own coordinate system.
 struct Shown {
     std::map<QPDFObjGen, ShownSize> images;
     std::map<QPDFObjGen, double> contents; ///< other content streams, with the scale they are shown at
@@ -28,7 +28,7 @@ QPDFMatrix matrixOf(QPDFObjectHandle array)
     return array.isMatrix() ? QPDFMatrix(array.getArrayAsMatrix()) : QPDFMatrix();
 }
 
-/// How much a transformation stretches at most: its largest singular value.
+/// The maximum factor by which a transformation stretches lengths: its largest singular value.
 double scaleOf(const QPDFMatrix &m)
 {
     const double sum = m.a * m.a + m.b * m.b + m.c * m.c + m.d * m.d;
@@ -98,7 +98,7 @@ private:
         m_saved.pop_back();
     }
 
-    /// Only the matrix's stretching matters for text, so the operators that move are left aside.
+    /// Only the scale of the text matrix matters, so operators that only move the text position are ignored.
     void handleText(const std::string &name)
     {
         if (name == "BT") {
@@ -164,7 +164,7 @@ private:
             showContent(state.getKey("/SMask").getKey("/G"), m_state.matrix);
     }
 
-    /// A pattern's cell lies in the coordinates that its content stream began with (8.7.3.1).
+    /// A pattern cell is in the initial coordinate system of the content stream that uses it (8.7.3.1).
     void usePattern(const QPDFObjectHandle &pattern) { showContent(pattern, QPDFMatrix()); }
 
     void showGlyphs()
@@ -188,7 +188,7 @@ private:
     Shown m_shown;
 };
 
-/// Hands the scales of pages down to everything they show.
+/// Propagates the scales of pages to everything that they show.
 class Scales
 {
 public:
@@ -199,12 +199,12 @@ public:
         double &known = m_scales[content];
         if (scale <= known)
             return;
-        // A stream that is met so often is part of a circle.
+        // A stream whose scale is raised so often is in a reference cycle.
         known = ++m_rounds[content] < maximumRounds ? scale : maximumScale;
         m_waiting.push_back(content);
     }
 
-    void handDown()
+    void propagate()
     {
         while (!m_waiting.empty()) {
             const QPDFObjGen content = m_waiting.front();
@@ -250,6 +250,6 @@ std::map<QPDFObjGen, ShownSize> shownSizes(const DocumentParts &parts)
     Scales scales(std::move(shown));
     for (QPDFObjectHandle page : parts.pages)
         scales.raise(page.getKey("/Contents").getObjGen(), 1);
-    scales.handDown();
+    scales.propagate();
     return scales.sizes();
 }

@@ -6,17 +6,17 @@
 
 #include <map>
 
-/// The size at which an image is shown on paper, in points. An image shown several times has the largest
-/// width and the largest height of all.
+/// The size of an image on paper, in points. For an image shown several times, the maximum width and the
+/// maximum height.
 struct ShownSize {
     double width = 0;
     double height = 0;
 };
 
-/// How large the document's images are shown, found from the transformations in its content streams: in
-/// pages, in forms within forms, in patterns, glyphs and soft masks. Soft masks of images have the size of
-/// their images. Images that are never shown have no entry. Where a form is stretched, the size may come out
-/// too large, never too small.
+/// The sizes of the document's images on paper, by the transformations in its content streams: pages, nested
+/// forms, patterns, glyphs and soft masks. The soft mask of an image has the size of the image. Images that
+/// are never shown have no entry. In forms that are stretched unevenly the size may be overestimated, never
+/// underestimated.
 ///
 /// Throws std::exception if a content stream cannot be read.
 std::map<QPDFObjGen, ShownSize> shownSizes(const DocumentParts &parts);

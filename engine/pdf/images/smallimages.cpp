@@ -18,11 +18,11 @@ namespace
 {
 
 constexpr double samplesPerPoint = 96.0 / 72.0;
-/// Shown sizes come out of many multiplied numbers.
+/// Of shown sizes, in samples: they are products of many numbers.
 constexpr double roundingError = 0.05;
 constexpr int photographQuality = 50;
 constexpr int drawingQuality = 70;
-/// How much larger a drawing without loss may be than as JPEG.
+/// A lossless drawing may be this many times as large as its JPEG.
 constexpr size_t drawingAllowance = 2;
 
 struct Target {
@@ -45,16 +45,17 @@ Target targetFor(const PrintedImage &header, std::optional<ShownSize> shown)
 
 Raster rasterOf(const QPDFObjectHandle &image, const PrintedImage &header, Target target)
 {
-    // The decoder may already leave out what averaging would lose anyway, but not the last step.
+    // The decoder may halve the image, which is faster, down to twice the target size; averaging does the
+    // rest.
     Raster raster = header.isJpeg ? decodeJpeg(storedData(image), 2 * target.width, 2 * target.height)
                                   : Raster{header.width, header.height, header.channels, decodedData(image)};
     if (raster.channels != header.channels ||
         (!header.isJpeg && raster.samples.size() != header.dataLength()))
-        throw std::runtime_error("an image is not what its dictionary says");
+        throw std::runtime_error("an image does not have the size in its dictionary");
     return raster;
 }
 
-/// The soft mask of an image as weights for its colours, if it has one of the same size.
+/// The soft mask of the image as weights for averaging, if it has one of the same size.
 std::optional<Raster> weightsFor(QPDFObjectHandle image, const Raster &raster)
 {
     QPDFObjectHandle mask = image.getDict().getKey("/SMask");
@@ -121,7 +122,7 @@ void storeJpeg(QPDFObjectHandle image, const Raster &raster, const QPDFObjectHan
     image.replaceStreamData(file, QPDFObjectHandle::newName("/DCTDecode"), QPDFObjectHandle::newNull());
 }
 
-/// A soft mask must be plain gray (11.6.5.3): no palette.
+/// A soft mask must be DeviceGray (11.6.5.3), so it gets no palette.
 void makeSmall(QPDFObjectHandle image, std::optional<ShownSize> shown, bool isSoftMask)
 {
     const std::optional<PrintedImage> header = PrintedImage::read(image);
@@ -168,7 +169,7 @@ void makeImagesSmall(QPDF &pdf)
     const DocumentParts parts = DocumentParts::of(pdf);
     const std::map<QPDFObjGen, ShownSize> sizes = shownSizes(parts);
     const std::set<QPDFObjGen> softMasks = softMasksOf(parts);
-    // Colours are averaged by what can be seen of them, so the masks must still have their own size then.
+    // Images before soft masks: averaging an image needs its soft mask at the original size.
     for (const bool isSoftMask : {false, true}) {
         for (const QPDFObjectHandle &image : parts.images) {
             if (softMasks.contains(image.getObjGen()) != isSoftMask)

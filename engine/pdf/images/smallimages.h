@@ -2,12 +2,12 @@
 
 class QPDF;
 
-/// Makes the images of a document small: fewer samples where they have more than 96 for an inch of paper,
-/// then strong JPEG compression; lossless compression where that is smaller, and for drawings of up to 256
-/// colours also where it is up to twice as large, since JPEG blurs their edges. Soft masks are never stored
-/// as JPEG: their edges are what is seen of them. No image gets larger, unless it had too many samples.
-/// Images of a kind that is not known here (see printedimage.h) stay as they are.
+/// Makes the images of a document small: scales them down to 96 samples per inch of paper and compresses them
+/// strongly as JPEG, or losslessly where that is not larger. A drawing (at most 256 colours) is also stored
+/// losslessly if that is up to twice as large, since JPEG blurs edges. Soft masks are never stored as JPEG.
+/// An image that is not scaled down is replaced only by a smaller one. Images of an unknown kind (see
+/// printedimage.h) are not changed.
 ///
-/// Throws std::exception if an image or content stream cannot be decoded; the document is then half changed
-/// and of no use.
+/// Throws std::exception if an image or content stream cannot be decoded. The document is then changed in
+/// part and must not be used.
 void makeImagesSmall(QPDF &pdf);

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/// Reads a content stream operator by operator and writes what its subclass lets pass, byte by byte as it
-/// came. See filteredContent().
+/// Reads a content stream operator by operator and writes those that its subclass passes on, byte by byte. To
+/// be used with filteredContent().
 class OperatorFilter : public QPDFObjectHandle::TokenFilter
 {
 public:
@@ -15,21 +15,22 @@ public:
     void handleEOF() override;
 
 protected:
-    /// Called for every operator, after its operands. What it does not pass() is left out.
+    /// Called for every operator, with its operands available. Operators that are not passed on by pass() are
+    /// removed.
     virtual void handleOperator(const QPDFTokenizer::Token &token) = 0;
 
-    /// Writes the operands and the operator as they came.
+    /// Writes the operands and the operator unchanged.
     void pass(const QPDFTokenizer::Token &token);
-    /// Writes the white space that keeps an operator written in place of the present one apart.
+    /// Writes white space. To be called before writing a replacement for the current operator.
     void separate();
 
-    /// The operands as they came, white space and comments included.
+    /// The text of the operands, including white space and comments.
     const std::string &operandText() const { return m_text; }
-    /// The numbers among the operands, as they came.
+    /// The numbers among the operands, as text.
     const std::vector<std::string> &numbers() const { return m_numbers; }
     /// The last `count` numbers; missing ones are 0.
     std::vector<double> lastNumbers(size_t count) const;
-    /// The names among the operands, with their slash and escapes resolved.
+    /// The names among the operands, with their slash; escapes are resolved.
     const std::vector<std::string> &names() const { return m_names; }
 
 private:
@@ -39,5 +40,5 @@ private:
     std::vector<std::string> m_names;
 };
 
-/// `content` as it comes out of `filter`.
+/// The output of `filter` for `content`.
 std::string filteredContent(const std::string &content, QPDFObjectHandle::TokenFilter &filter);

@@ -22,7 +22,8 @@ std::vector<QPDFObjectHandle> entries(QPDFObjectHandle holder, const char *key)
     return values;
 }
 
-/// Walks breadth first with a list of its own, so that no nesting exhausts the stack.
+/// Collects the parts. Keeps its own queue instead of recursing, so that deep nesting cannot overflow the
+/// stack.
 class Walk
 {
 public:
@@ -50,7 +51,8 @@ public:
     }
 
 private:
-    /// Whether an object is met for the first time. Direct objects have one place only and always are.
+    /// Whether an object is visited for the first time; always true for a direct object, which is in one
+    /// place only.
     bool isNew(const QPDFObjectHandle &object)
     {
         return !object.isIndirect() || m_seen.insert(object.getObjGen()).second;
@@ -101,7 +103,7 @@ private:
             visitImage(image.getDict().getKey("/SMask"));
     }
 
-    /// `holder` has the stream's resources and group.
+    /// `holder` is the dictionary with the stream's /Resources and /Group.
     void visitContent(const QPDFObjectHandle &stream, QPDFObjectHandle holder)
     {
         if (!QPDFObjectHandle(stream).isStream()) {

@@ -4,19 +4,19 @@
 
 #include <string>
 
-/// The name of the only filter of `stream`, such as "/DCTDecode"; empty if it has none. The browser never
-/// uses two. Throws std::runtime_error if there are several.
+/// The name of the filter of `stream`, such as "/DCTDecode"; empty if it has none. Throws std::runtime_error
+/// if it has several: the browser never uses more than one.
 std::string filterOf(QPDFObjectHandle stream);
 
-/// The data of `stream` as it is stored: of an image with /DCTDecode the JPEG file.
+/// The stored, still compressed data of `stream`: with /DCTDecode a JPEG file.
 std::string storedData(QPDFObjectHandle stream);
 
-/// The data of `stream` decompressed. Throws std::runtime_error if it is damaged, or stored other than plain
-/// or by Flate.
+/// The decompressed data of `stream`. Throws std::runtime_error if it is damaged, or has a filter other than
+/// Flate.
 std::string decodedData(QPDFObjectHandle stream);
 
-/// `data` compressed by Flate.
+/// `data` compressed with Flate.
 std::string flateCompressed(const std::string &data);
 
-/// Gives `stream` new data that is compressed by Flate already.
+/// Replaces the data of `stream` by `compressed`, which is compressed with Flate.
 void replaceFlateData(QPDFObjectHandle stream, const std::string &compressed);

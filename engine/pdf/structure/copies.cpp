@@ -8,8 +8,8 @@
 namespace
 {
 
-/// Adds objects without QPDF::makeIndirectObject(), which reads every object of the document to find a free
-/// number: on long documents that takes longer than all the rest (see packed()).
+/// Adds objects without QPDF::makeIndirectObject(), which reads every object to find a free number: for long
+/// documents that is slower than all other edits together (see packed()).
 class NewObjects
 {
 public:
@@ -55,7 +55,7 @@ void repeatPages(QPDF &pdf, int copies)
             QPDFObjectHandle object = page.getObjectHandle();
             if (copy > 0) {
                 object = object.shallowCopy();
-                // The marked content of the copy belongs to the original's structure elements already.
+                // Its marked content is already in the structure tree, as content of the original page.
                 object.removeKey("/StructParents");
                 if (object.getKey("/Annots").isArray())
                     object.replaceKey("/Annots", copiesOf(object.getKey("/Annots"), objects));

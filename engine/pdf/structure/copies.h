@@ -2,7 +2,7 @@
 
 class QPDF;
 
-/// Appends the document's pages until they stand `copies` times over, collated. The copies share everything
-/// but the page dictionaries and their annotations, so the file hardly grows. Copies are not part of the
-/// structure tree, which goes on describing the first ones. `copies` is at least 1.
+/// Repeats the document's pages until there are `copies` collated copies (at least 1). Copies share
+/// everything with the original pages except page dictionaries and annotations, so the file hardly grows. The
+/// structure tree contains only the original pages.
 void repeatPages(QPDF &pdf, int copies);

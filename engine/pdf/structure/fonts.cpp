@@ -43,7 +43,7 @@ struct Table {
     std::string_view data;
 };
 
-/// The tables that are needed, in their order; none if the program is damaged.
+/// The needed tables in file order; none if the program is damaged.
 std::vector<Table> tablesOf(std::string_view program)
 {
     if (program.size() < headBytes ||
@@ -53,7 +53,7 @@ std::vector<Table> tablesOf(std::string_view program)
     const size_t begin = headBytes + count * entryBytes;
     if (program.size() < begin)
         return {};
-    // Tables that lie over one another could make a program many times as large.
+    // Overlapping tables would be copied several times, and could make the result many times as large.
     size_t room = program.size() - begin;
     std::vector<Table> tables;
     for (size_t i = 0; i < count; ++i) {
@@ -72,7 +72,8 @@ std::vector<Table> tablesOf(std::string_view program)
     return tables;
 }
 
-/// The head of a font program: its mark, and the numbers that help in searching its table.
+/// The header of a font program: its mark, the number of tables, and the numbers for a binary search in their
+/// directory.
 std::string head(std::string_view mark, size_t count)
 {
     size_t power = 1;
@@ -94,13 +95,13 @@ void trimProgram(QPDFObjectHandle stream)
                                 QPDFObjectHandle::newInteger(static_cast<long long>(trimmed.size())));
 }
 
-/// Null also where there is no dictionary.
+/// Null also if `holder` is no dictionary.
 QPDFObjectHandle entry(QPDFObjectHandle holder, const char *key)
 {
     return holder.isDictionary() ? holder.getKey(key) : QPDFObjectHandle::newNull();
 }
 
-/// The fonts that a composite font, of those with glyph numbers for characters, is made of.
+/// The descendant fonts of a composite (Type 0) font.
 std::vector<QPDFObjectHandle> descendantsOf(const QPDFObjectHandle &font)
 {
     QPDFObjectHandle fonts = entry(font, "/DescendantFonts");

@@ -5,10 +5,10 @@
 #include <string>
 #include <string_view>
 
-/// A TrueType font program without the tables that a PDF has no use for (ISO 32000-1, 9.9): those for
-/// laying out text, naming the font and choosing glyphs by character. `program` itself if it is damaged.
+/// A TrueType font program without the tables that a PDF does not need (ISO 32000-1, 9.9): text layout, names
+/// and character maps. Returns `program` unchanged if it is damaged.
 std::string withoutSpareTables(std::string_view program);
 
-/// Takes such tables out of every font that is embedded for use by glyph number, as the browser embeds
-/// them.
+/// Removes these tables from every embedded TrueType font that is used by glyph number, as all are that the
+/// browser embeds.
 void trimFonts(const DocumentParts &parts);

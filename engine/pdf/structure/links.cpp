@@ -1,5 +1,7 @@
 #include "engine/pdf/structure/links.h"
 
+#include "engine/pdf/reading/refusal.h"
+
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFNumberTreeObjectHelper.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
@@ -7,21 +9,19 @@
 #include <algorithm>
 #include <array>
 #include <set>
-#include <stdexcept>
 #include <vector>
 
 namespace
 {
 
-/// What acts, or tells of addresses, besides links (ISO 32000-1, 12.6 and 7.7.2).
+/// Entries other than links that can have actions or addresses (ISO 32000-1, 12.6 and 7.7.2).
 constexpr std::array catalogKeys = {"/OpenAction", "/AA", "/AcroForm", "/Names", "/URI"};
 
 void requireNone(QPDFObjectHandle dictionary, const char *key)
 {
     if (dictionary.hasKey(key))
-        throw std::runtime_error(std::string("the browser wrote ") + key +
-                                 ", which may lead out of the document: convert without "
-                                 "--disable-external-links");
+        throw Refusal(std::string("the browser wrote ") + key +
+                      ", which may lead out of the document: convert without --disable-external-links");
 }
 
 /// Moves the links that have an action from the page to `removed`.
@@ -51,8 +51,8 @@ bool isObjectReference(QPDFObjectHandle kid)
     return kid.isDictionary() && kid.getKey("/Type").isNameAndEquals("/OBJR");
 }
 
-/// Takes the references to `objects` out of a structure element (14.7.4). An element that was a Link only by
-/// them becomes a Span.
+/// Removes the references to `objects` from a structure element (14.7.4). A Link element without any
+/// remaining reference becomes a Span.
 void removeReferences(QPDFObjectHandle element, const std::set<QPDFObjGen> &objects)
 {
     QPDFObjectHandle kids = element.getKey("/K");
@@ -72,7 +72,7 @@ void removeReferences(QPDFObjectHandle element, const std::set<QPDFObjGen> &obje
         element.replaceKey("/S", QPDFObjectHandle::newName("/Span"));
 }
 
-/// Takes annotations, which are gone from their pages, out of the structure tree.
+/// Removes annotations, which have been removed from their pages, from the structure tree.
 void untag(QPDF &pdf, const std::vector<QPDFObjectHandle> &annotations)
 {
     QPDFObjectHandle root = pdf.getRoot().getKey("/StructTreeRoot");

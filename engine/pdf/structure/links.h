@@ -2,10 +2,10 @@
 
 class QPDF;
 
-/// Takes every link out of a printed document that leads out of it: all that have an action, for the browser
-/// writes none but that of opening an address. Links to destinations within the document stay. The tag of a
-/// removed link becomes that of plain text, since its content stays.
+/// Removes every link that leads out of a printed document: every link with an action, as the browser writes
+/// no action but opening an address. Links within the document stay. The content of a removed link stays and
+/// is tagged as plain text (Span).
 ///
-/// Throws std::runtime_error at any other thing that may act, such as a script of the document: the browser
-/// writes none. The document is then half changed and of no use.
+/// Throws Refusal at anything else that can have an action, such as a document script: the browser writes
+/// none. The document is then changed in part and must not be used.
 void removeExternalLinks(QPDF &pdf);

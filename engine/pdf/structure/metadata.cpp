@@ -18,7 +18,7 @@ struct Role {
     const char *standard;
 };
 
-/// Structure types of PDF 2.0 and of the browser, with the nearest of PDF 1.7 (14.8.4).
+/// Structure types of PDF 2.0 and of the browser, with the nearest standard type of PDF 1.7 (14.8.4).
 constexpr std::array roles = {Role{"/Aside", "/Div"}, Role{"/Em", "/Span"}, Role{"/Strong", "/Span"}};
 
 QPDFObjectHandle infoOf(QPDF &pdf)
@@ -181,7 +181,7 @@ void renameElements(QPDF &pdf)
         return;
     std::map<std::string, std::string> names;
     QPDFObjectHandle entries = QPDFObjectHandle::newArray();
-    // The objects stand in an order that depends on the document alone.
+    // In the order of object numbers, which depends on the document alone.
     const std::vector<QPDFObjectHandle> objects = pdf.getAllObjects();
     for (QPDFObjectHandle element : objects) {
         if (!element.isDictionaryOfType("/StructElem") || !element.getKey("/ID").isString())

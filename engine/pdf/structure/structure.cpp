@@ -13,7 +13,7 @@
 namespace
 {
 
-/// Leaves out the operators of marked content (14.6).
+/// Removes marked-content operators (14.6).
 class MarkFilter : public OperatorFilter
 {
 protected:
@@ -48,7 +48,7 @@ private:
     std::vector<bool> m_stays;
 };
 
-/// Of the outline (12.3.3), each entry once, in no particular order.
+/// All entries of the outline (12.3.3), in no particular order.
 std::vector<QPDFObjectHandle> outlineEntries(QPDF &pdf)
 {
     std::vector<QPDFObjectHandle> entries;

@@ -8,12 +8,11 @@
 #include <memory>
 #include <string>
 
-/// A finished PDF, opened for editing. The edits each take one and change it in place; they throw what
-/// libqpdf throws.
+/// A PDF opened for editing. Edits change it in place.
 class PdfDocument
 {
 public:
-    /// Opens `bytes`, which the document keeps. Throws std::exception if they are no PDF.
+    /// Opens the PDF `bytes`. Throws std::exception if it is damaged.
     explicit PdfDocument(QByteArray bytes);
 
     QPDF &pdf() { return m_pdf; }

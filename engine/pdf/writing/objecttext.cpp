@@ -12,7 +12,7 @@ namespace
 
 constexpr std::string_view blanks{"\0\t\n\f\r ", 6};
 
-/// Which characters end a word. A table, because everything that is packed is read through it.
+/// The characters that end a word. A table for speed: all packed text goes through it.
 constexpr auto endsWord = [] {
     std::array<bool, 256> table{};
     for (const char character : std::string_view("\0\t\n\f\r ()<>[]{}/%", 16))
@@ -46,7 +46,7 @@ public:
         }
     }
 
-    /// How far the words have been read.
+    /// The offset up to which the text has been read.
     size_t position() const { return m_at; }
 
 private:

@@ -3,10 +3,11 @@
 #include <string_view>
 #include <vector>
 
-/// The text of object `number` of generation 0, a dictionary or an array, from "12 0 obj <<…>> endobj" at the
-/// beginning of `text`; empty if something else stands there, such as a stream.
+/// If `text` begins with the object `number` of generation 0 and this is a dictionary or an array, as in "12
+/// 0 obj
+/// <<…>> endobj", its text without "obj" and "endobj"; otherwise, also for a stream, empty.
 std::string_view objectText(std::string_view text, int number);
 
-/// Appends the numbers of all objects of generation 0 that an object's text, no stream's data, refers to.
-/// Throws std::runtime_error at a reference to another generation: the browser writes none.
+/// Appends the numbers of all objects that `text`, an object's text without stream data, refers to. Throws
+/// std::runtime_error at a reference to a generation other than 0: the browser writes none.
 void appendReferences(std::string_view text, std::vector<int> &references);

@@ -19,10 +19,10 @@
 namespace
 {
 
-/// More make the file hardly smaller, and readers unpack all of them for any one.
+/// More would hardly make the file smaller, and a reader must decompress a whole stream to get one object.
 constexpr size_t objectsPerStream = 200;
 constexpr std::string_view oldestVersion = "1.5";
-/// Bytes that are no text, so that the file is not taken for one (7.5.2).
+/// A comment of non-ASCII bytes, so that other programs take the file for binary (7.5.2).
 constexpr std::string_view binaryMark = "%\xBF\xF7\xA2\xFE\n";
 
 /// An entry of the cross-reference stream (7.5.8.3): an object's place in the file, or in an object stream.
@@ -92,7 +92,7 @@ private:
         m_references.clear();
         appendReferences(text, m_references);
         for (const int number : m_references) {
-            // Numbers that lead nowhere are not given to anything else.
+            // Also above numbers of missing objects: a new object must not take one of these.
             m_next = std::max(m_next, number + 1);
             if (m_seen.insert(number).second)
                 m_waiting.push_back(number);
@@ -117,8 +117,8 @@ private:
         }
     }
 
-    /// An object as the source has it; empty if it has been read since, and so may have been changed, or is
-    /// neither dictionary nor array.
+    /// The text of an object in the source; empty if the object has been read, and so may have been changed,
+    /// or if it is neither a dictionary nor an array.
     std::string_view untouchedText(int number) const
     {
         const auto entry = m_table.find(QPDFObjGen(number, 0));
@@ -135,7 +135,7 @@ private:
         std::string data = storedData(stream);
         QPDFObjectHandle dictionary = stream.getDict().shallowCopy();
         if (data.empty()) {
-            // Compressed data of no length is what some viewers call damaged.
+            // Empty data is not valid Flate; some viewers report it as damaged.
             dictionary.removeKey("/Filter");
         } else if (!dictionary.hasKey("/Filter")) {
             dictionary.replaceKey("/Filter", QPDFObjectHandle::newName("/FlateDecode"));
@@ -165,7 +165,7 @@ private:
         const int number = m_next++;
         writeObject(number, "<< /Type /Metadata /Subtype /XML /Length " + std::to_string(xmp.size()) +
                                 " >>\nstream\n" + xmp + "\nendstream");
-        // libqpdf leaves out entries whose object it does not know.
+        // Added as text: libqpdf drops references to objects that it does not know.
         QPDFObjectHandle catalog = m_pdf.getRoot().shallowCopy();
         catalog.removeKey("/Metadata");
         const std::string root = catalog.unparseResolved();
@@ -178,7 +178,7 @@ private:
         }
     }
 
-    /// In the order of their numbers, in which like ones stand together, as they were written.
+    /// In the order of object numbers: similar objects have near numbers, and compress better together.
     void packTexts()
     {
         std::sort(m_texts.begin(), m_texts.end());
@@ -223,7 +223,7 @@ private:
                   "\n%%EOF\n";
     }
 
-    /// The first number and the length of each run of numbers that are used.
+    /// The subsections of /Index: first number and length of each run of used numbers.
     std::string sections() const
     {
         std::string text;
@@ -237,8 +237,7 @@ private:
         return text;
     }
 
-    /// Every place as its difference to the one before (PNG's "up", 7.4.4.4), after the free entry of number
-    /// 0.
+    /// The entries with the PNG predictor "up" (7.4.4.4), beginning with the free entry of object 0.
     std::string rows() const
     {
         std::array<unsigned char, placeBytes> above = {0, 0, 0, 0, 0, 0xff, 0xff};
@@ -256,18 +255,18 @@ private:
 
     QPDF &m_pdf;
     std::string_view m_source;
-    /// Before anything was packed: that reads objects as well, and changes none.
+    /// Copied before packing, which reads objects too but changes none.
     std::vector<bool> m_read;
     std::map<QPDFObjGen, QPDFXRefEntry> m_table;
     std::string m_file;
     std::vector<int> m_waiting;
     std::vector<int> m_references;
     std::set<int> m_seen;
-    /// Objects for the object streams, by number. The texts are the source's, or lie in m_written.
+    /// Number and text of the objects for object streams. The texts point into the source or into m_written.
     std::vector<std::pair<int, std::string_view>> m_texts;
     std::deque<std::string> m_written;
     std::map<int, Place> m_places;
-    /// The first number that is free.
+    /// The next free object number.
     int m_next = 1;
 };
 

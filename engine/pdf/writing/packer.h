@@ -5,16 +5,16 @@
 class QPDF;
 class Source;
 
-/// `pdf` as a file, packed as small as it gets without loss: every object that the trailer leads to, all but
-/// streams in object streams (ISO 32000-1, 7.5.7), every stream compressed.
+/// `pdf` as a compact file: every object that is reachable from the trailer, all but streams in object
+/// streams (ISO 32000-1, 7.5.7), every stream compressed.
 ///
-/// Objects that nobody has read since `pdf` was opened from `source`, such as the many thousand structure
-/// elements of a tagged document, are taken from there as text, because reading and writing them anew takes
-/// most of the time. All others are written as they are now. QPDF::replaceObject() must not be used on an
-/// object that has not been read.
+/// The text of objects that have not been read since `pdf` was opened from `source` is copied from there: for
+/// the thousands of structure elements of a tagged document, parsing and writing would take most of the time.
+/// All other objects are written as they are in `pdf`. QPDF::replaceObject() must not be called for an object
+/// that has not been read.
 ///
-/// `xmp` becomes the document's metadata stream (14.3.2), uncompressed, so that other programs find it; none
-/// if it is empty.
+/// `xmp`, unless empty, becomes the document's metadata stream (14.3.2), uncompressed so that other programs
+/// find it.
 ///
 /// Throws std::runtime_error if an object has a generation other than 0.
 std::string packed(QPDF &pdf, const Source &source, const std::string &xmp);

@@ -7,7 +7,7 @@
 namespace
 {
 
-/// The library's buffers may be written to; this one is only read.
+/// Buffer takes a pointer to non-const, but BufferInputSource only reads.
 Buffer *bufferOf(std::string_view bytes)
 {
     return new Buffer(reinterpret_cast<unsigned char *>(const_cast<char *>(bytes.data())), bytes.size());

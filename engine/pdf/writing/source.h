@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-/// The bytes of a PDF, as libqpdf reads them. libqpdf reads an object when it is asked for it and not before,
-/// and begins by seeking its offset: what has not been sought cannot have been changed.
+/// The bytes of a PDF for libqpdf, recording where it seeks. libqpdf reads an object only when it is used,
+/// and seeks to its offset first: an object whose offset has not been sought cannot have been changed.
 class Source : public BufferInputSource
 {
 public:
@@ -14,13 +14,13 @@ public:
     explicit Source(std::string_view bytes);
 
     std::string_view bytes() const { return m_bytes; }
-    /// For each byte whether an object that begins there may have been read.
+    /// For each offset whether libqpdf has sought it, and so may have read an object there.
     const std::vector<bool> &sought() const { return m_sought; }
 
     void seek(qpdf_offset_t offset, int whence) override;
 
 private:
     std::string_view m_bytes;
-    /// libqpdf seeks before every word: a set of offsets would cost more.
+    /// Not a set of offsets: libqpdf seeks before every token.
     std::vector<bool> m_sought;
 };

@@ -1,0 +1,280 @@
+#include "engine/devtools/session.h"
+#include "engine/page/readiness.h"
+#include "tests/support/pipepeer.h"
+
+#include <QJsonArray>
+#include <QMutex>
+#include <QTest>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+/// A browser that shows one page, played over its pipe: answers every command at once.
+class PlayedBrowser
+{
+public:
+    PlayedBrowser() : m_thread([this] { answerAll(); }) {}
+    PlayedBrowser(const PlayedBrowser &) = delete;
+    PlayedBrowser &operator=(const PlayedBrowser &) = delete;
+    ~PlayedBrowser()
+    {
+        m_ends = true;
+        m_thread.join();
+    }
+
+    Connection &connection() { return m_peer.connection(); }
+
+    /// In seconds, so much more at each question.
+    std::atomic<double> scriptTime = 0;
+    std::atomic<double> scriptTimeGrowth = 0;
+
+    void tell(const char *event, const QJsonObject &parameters, const QString &session = u"S"_s)
+    {
+        say({{u"method"_s, QLatin1String(event)}, {u"params"_s, parameters}, {u"sessionId"_s, session}});
+    }
+    void load(const QString &document)
+    {
+        tell("Page.frameNavigated",
+             {{u"frame"_s, QJsonObject{{u"id"_s, u"F"_s}, {u"loaderId"_s, document}}}});
+        tell("Page.lifecycleEvent",
+             {{u"frameId"_s, u"F"_s}, {u"loaderId"_s, document}, {u"name"_s, u"load"_s}});
+    }
+    void beginRequest(const QString &id)
+    {
+        tell("Network.requestWillBeSent", {{u"requestId"_s, id},
+                                           {u"loaderId"_s, u"L"_s},
+                                           {u"frameId"_s, u"F"_s},
+                                           {u"type"_s, u"Image"_s},
+                                           {u"request"_s, QJsonObject{{u"url"_s, u"http://host/"_s + id}}}});
+    }
+
+    /// The commands of this name so far.
+    QList<QJsonObject> commands(const QString &method) const
+    {
+        const QMutexLocker lock(&m_mutex);
+        QList<QJsonObject> found;
+        for (const QJsonObject &command : m_commands) {
+            if (command[u"method"_s].toString() == method)
+                found += command;
+        }
+        return found;
+    }
+    /// In milliseconds: how much of the page's time has been let pass in one go or another.
+    double passedTime() const
+    {
+        double sum = 0;
+        for (const QJsonObject &command : commands(u"Emulation.setVirtualTimePolicy"_s)) {
+            const QJsonObject parameters = command[u"params"_s].toObject();
+            if (parameters[u"policy"_s].toString() == u"pauseIfNetworkFetchesPending"_s)
+                sum += parameters[u"budget"_s].toDouble();
+        }
+        return sum;
+    }
+
+private:
+    void say(const QJsonObject &message)
+    {
+        const QMutexLocker lock(&m_sending);
+        m_peer.sayMessage(QJsonDocument(message).toJson(QJsonDocument::Compact));
+    }
+
+    QJsonObject resultOf(const QString &method)
+    {
+        if (method == u"Performance.getMetrics"_s) {
+            scriptTime = scriptTime + scriptTimeGrowth;
+            return {{u"metrics"_s, QJsonArray{QJsonObject{{u"name"_s, u"ScriptDuration"_s},
+                                                          {u"value"_s, scriptTime.load()}}}}};
+        }
+        if (method == u"Page.getFrameTree"_s)
+            return {{u"frameTree"_s, QJsonObject{{u"frame"_s, QJsonObject{{u"id"_s, u"F"_s}}}}}};
+        if (method == u"Page.createIsolatedWorld"_s)
+            return {{u"executionContextId"_s, 7}};
+        if (method == u"Runtime.evaluate"_s)
+            return {{u"result"_s, QJsonObject{{u"value"_s, QJsonObject{}}}}};
+        return {};
+    }
+
+    void answerAll()
+    {
+        while (!m_ends) {
+            const QJsonObject command = m_peer.hear(20);
+            if (command.isEmpty())
+                continue;
+            {
+                const QMutexLocker lock(&m_mutex);
+                m_commands += command;
+            }
+            const QString session = command[u"sessionId"_s].toString();
+            const QString method = command[u"method"_s].toString();
+            QJsonObject reply{{u"id"_s, command[u"id"_s]}, {u"result"_s, resultOf(method)}};
+            if (!session.isEmpty())
+                reply.insert(u"sessionId"_s, session);
+            say(reply);
+            if (method == u"Emulation.setVirtualTimePolicy"_s)
+                tell("Emulation.virtualTimeBudgetExpired", {}, session);
+        }
+    }
+
+    PipePeer m_peer;
+    mutable QMutex m_mutex;
+    QMutex m_sending;
+    QList<QJsonObject> m_commands;
+    std::atomic<bool> m_ends = false;
+    std::thread m_thread;
+};
+
+/// What waits for a page of this browser.
+struct Waiting {
+    explicit Waiting(PlayedBrowser &browser) : session(browser.connection(), u"S"_s, Deadline::in(20s)) {}
+
+    void awaitWhole(std::chrono::milliseconds bound = 10s)
+    {
+        readiness.awaitWhole(Job(), Deadline::in(bound));
+    }
+
+    Session session;
+    PageEvents events{session, u"F"_s, {}};
+    VirtualTime time{session};
+    Preparation preparation{session, u"F"_s};
+    Readiness readiness{session, u"F"_s, events, time, preparation, ThreadWatch(::getpid())};
+};
+
+} // namespace
+
+/// That the facts of a page are gathered, and what is decided is done, with a browser that is played.
+class ReadinessTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { std::signal(SIGPIPE, SIG_IGN); }
+
+    void aPageWithoutScriptsIsPreparedAndThatIsAll();
+    void thePagesTimePassesForScripts();
+    void aRequestIsWaitedFor();
+    void whatPatienceEndsIsNamed();
+    void aScriptWithoutEndIsStopped();
+    void aPageThatAsksForPrintGetsNoTime();
+    void anotherDocumentBeginsAnew();
+    void aWorkerSharesTheTime();
+};
+
+void ReadinessTest::aPageWithoutScriptsIsPreparedAndThatIsAll()
+{
+    PlayedBrowser browser;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    waiting.awaitWhole();
+    QCOMPARE(browser.commands(u"Emulation.setVirtualTimePolicy"_s).size(), 0);
+    QCOMPARE(browser.commands(u"Performance.getMetrics"_s).size(), 1);
+    QCOMPARE(browser.commands(u"Runtime.evaluate"_s).size(), 1);
+    QVERIFY(waiting.readiness.unfinished().isEmpty());
+}
+
+void ReadinessTest::thePagesTimePassesForScripts()
+{
+    PlayedBrowser browser;
+    browser.scriptTime = 0.01;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    waiting.awaitWhole();
+    // Five seconds, and one more after it has been shown.
+    QCOMPARE(browser.passedTime(), 6000.);
+    // Prepared, and shown.
+    QCOMPARE(browser.commands(u"Runtime.evaluate"_s).size(), 2);
+}
+
+void ReadinessTest::aRequestIsWaitedFor()
+{
+    PlayedBrowser browser;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    browser.beginRequest(u"a.png"_s);
+    std::atomic<bool> hasEnded = false;
+    std::thread server([&] {
+        std::this_thread::sleep_for(150ms);
+        hasEnded = true;
+        browser.tell("Network.loadingFinished", {{u"requestId"_s, u"a.png"_s}});
+    });
+    waiting.awaitWhole();
+    const bool waited = hasEnded;
+    server.join();
+    QVERIFY(waited);
+    QVERIFY(waiting.readiness.unfinished().isEmpty());
+}
+
+void ReadinessTest::whatPatienceEndsIsNamed()
+{
+    PlayedBrowser browser;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    browser.beginRequest(u"a.png"_s);
+    waiting.awaitWhole(200ms);
+    QCOMPARE(waiting.readiness.unfinished(), QStringList{u"a request to http://host/a.png"_s});
+    QCOMPARE(browser.commands(u"Page.stopLoading"_s).size(), 1);
+}
+
+void ReadinessTest::aScriptWithoutEndIsStopped()
+{
+    PlayedBrowser browser;
+    browser.scriptTimeGrowth = 0.01;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    waiting.awaitWhole(600ms);
+    QCOMPARE(waiting.readiness.unfinished(), QStringList{u"scripts that keep running"_s});
+    QVERIFY(!browser.commands(u"Runtime.terminateExecution"_s).isEmpty());
+}
+
+void ReadinessTest::aPageThatAsksForPrintGetsNoTime()
+{
+    PlayedBrowser browser;
+    browser.scriptTime = 0.01;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    browser.tell("Runtime.bindingCalled", {});
+    waiting.awaitWhole();
+    QVERIFY(browser.passedTime() <= 1000);
+}
+
+void ReadinessTest::anotherDocumentBeginsAnew()
+{
+    PlayedBrowser browser;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    browser.beginRequest(u"a.png"_s);
+    std::thread page([&] {
+        std::this_thread::sleep_for(100ms);
+        browser.load(u"M"_s);
+    });
+    waiting.awaitWhole();
+    page.join();
+    // The request of the first went with it.
+    QVERIFY(waiting.readiness.unfinished().isEmpty());
+    QCOMPARE(browser.commands(u"Emulation.setEmulatedMedia"_s).size(), 2);
+}
+
+void ReadinessTest::aWorkerSharesTheTime()
+{
+    PlayedBrowser browser;
+    browser.scriptTime = 0.01;
+    Waiting waiting(browser);
+    browser.tell("Target.attachedToTarget",
+                 {{u"sessionId"_s, u"W"_s},
+                  {u"targetInfo"_s, QJsonObject{{u"type"_s, u"worker"_s}, {u"targetId"_s, u"T"_s}}}});
+    browser.load(u"L"_s);
+    waiting.awaitWhole();
+    QSet<QString> sessions;
+    for (const QJsonObject &command : browser.commands(u"Emulation.setVirtualTimePolicy"_s))
+        sessions += command[u"sessionId"_s].toString();
+    QCOMPARE(sessions, QSet<QString>({u"S"_s, u"W"_s}));
+}
+
+QTEST_GUILESS_MAIN(ReadinessTest)
+#include "tst_readiness.moc"

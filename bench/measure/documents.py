@@ -1,4 +1,4 @@
-"""What is converted. Made or chosen alike on every machine."""
+"""The documents to convert, the same on every machine."""
 
 import re
 import subprocess
@@ -47,7 +47,7 @@ def small_rows(folder, count):
 
 
 def photograph(path, seed):
-    """No camera's, but like one's for an encoder: large soft shapes, textures of several sizes, and grain."""
+    """A synthetic photograph that is as hard to encode as a real one: large soft shapes, textures of several sizes, grain."""
     subprocess.run(
         ['convert', '-size', '1600x1200', '-seed', str(seed),
          f'plasma:hsl({seed * 36},140,90)-hsl({seed * 36 + 90},90,190)',
@@ -69,7 +69,7 @@ def photograph_page(folder):
 
 
 def table_page(folder):
-    """Asks for its paper, so that everybody prints as many pages."""
+    """Sets its own paper size, so that all programs print the same number of pages."""
     lines = ['<!DOCTYPE html><html lang="en"><meta charset="utf-8"><title>A long table</title>',
              '<style>@page { size: A4; margin: 10mm } table { border-collapse: collapse }',
              'td, th { border: 1px solid #999; padding: 4px 8px }</style>',

@@ -1,4 +1,4 @@
-"""What it was measured on, and with."""
+"""The machine and the versions of the programs."""
 
 import os
 import subprocess

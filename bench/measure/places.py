@@ -1,4 +1,4 @@
-"""Where things lie, and the surroundings that everything measured runs in."""
+"""Paths, and the environment in which everything is measured."""
 
 import os
 import shutil
@@ -23,8 +23,8 @@ IS_ROOT = os.geteuid() == 0
 
 
 class Room:
-    """A folder of one's own: temporary files, the runtime folder in which the engine's server is met, the engine's
-    log, and the PDFs. So neither a server of the user's nor what it leaves plays a part."""
+    """A separate folder for temporary files, the runtime folder with the server's socket, the engine's log, and the PDFs, so
+    that the user's own server has no influence."""
 
     def __init__(self):
         self.folder = Path(tempfile.mkdtemp(prefix='quirelle-bench-'))

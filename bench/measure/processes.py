@@ -1,4 +1,4 @@
-"""Processes as the system tells of them."""
+"""Running processes, read from /proc."""
 
 import os
 import signal
@@ -97,7 +97,7 @@ def wait_until(condition, seconds):
 
 
 def stop_servers(room):
-    """By the signal that asks for it; everything below them goes with them."""
+    """Ends them with SIGTERM; their descendants end with them."""
     found = servers(room)
     family = with_descendants(found)
     for process in found:

@@ -1,4 +1,4 @@
-"""Contestants take turns, so that whatever else the machine does meets all of them alike."""
+"""Interleaved rounds, so that other load on the machine affects all contestants alike."""
 
 import statistics
 import time

@@ -44,7 +44,7 @@ def seconds_text(seconds):
 
 
 def ratio_row(name, ours, peer, bound, jobs=1):
-    """Of two Times of the same work, which is so many jobs."""
+    """A row that compares two Times of the same number of jobs."""
     low, high = ours.ratio_spread(peer)
     return Row(name, seconds_text(ours.median / jobs), seconds_text(peer.median / jobs), ours.ratio_to(peer), bound,
                f'{low:.2f} to {high:.2f}')

@@ -1,4 +1,4 @@
-"""The measurements. Each series gives rows and, for the report, what else it has seen."""
+"""The measurements. Each series returns rows and further figures for the report."""
 
 import concurrent.futures
 import subprocess
@@ -110,7 +110,7 @@ def long_table(bench):
 
 
 def chapters(bench):
-    """What the window asks for by default must not be felt."""
+    """The window's default options must not slow jobs down."""
     bounded = contestants.LikeTheWindow(bench.room)
     times = bench.race('long chapters', documents.chapters(), bench.extent.other_rounds, [bench.warm, bounded])
     return [ratio_row('long chapters, no text below 10 points, against any text', times[bounded.name],
@@ -133,7 +133,7 @@ def real_pages(bench):
 
 
 def compare_contents(bench):
-    """Whether cold and warm jobs make the same, and whether the text is that of --print-to-pdf on its paper."""
+    """Whether cold and warm jobs produce the same, and whether the text equals that of --print-to-pdf on its paper."""
     alike = 0
     lettered = bench.room.output / 'lettered.pdf'
     for page in bench.real:
@@ -230,7 +230,7 @@ def window_start(bench):
 
 
 def memory(bench):
-    """The same few pages over and over, looked at after the last of them."""
+    """The same few pages repeatedly, measured after the last of them."""
     before, after = bench.extent.jobs_before, bench.extent.jobs_after
     name = f'server and browser, resident memory after {after} jobs, against after {before}'
     pages = documents.real_pages()[::documents.REAL_PAGES // MEMORY_PAGES]

@@ -19,8 +19,8 @@ size_t convertShowingProgress(const Invocation &invocation, const Job &job, UseS
 {
     Progress progress(invocation.begun);
     return convert(
-        invocation, job, useServer,
-        [&progress](std::string_view activity) { progress.setActivity(activity); }, findings);
+        invocation, job, useServer, [&progress](std::string_view activity) { progress.setActivity(activity); },
+        findings);
 }
 
 JobAccount accountOf(const Job &job)

@@ -9,7 +9,7 @@
 /// be loaded.
 void loadPdfEdits();
 
-/// Edits the PDF that the browser printed from the page of the record as the job asks; the record gets the
-/// number of pages. Throws Failure(Crashed) if it is damaged, or if it has something that an edit is not made
-/// for, which is final; and Failure(NotWritten) if the result is larger than the job allows.
+/// Edits the PDF that the browser printed from the page of `record` as the job asks, and sets the number of
+/// pages in `record`. Throws Failure(Crashed) if the PDF is damaged, or if it has something that an edit is
+/// not made for, which is final; and Failure(NotWritten) if the result is larger than the job allows.
 QByteArray finishPdf(const QByteArray &printed, const Job &job, JobRecord &record);

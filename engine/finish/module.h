@@ -13,7 +13,7 @@ enum class EditOutcome {
     Unreadable, ///< the PDF is damaged
 };
 
-/// Calls editedPdf(): puts its results into `pdf` and `pages`, or if it throws the reason into `problem`.
+/// Calls editedPdf(): puts its result into `pdf` and `pages`, or if it throws the reason into `problem`.
 using EditPdf = EditOutcome (*)(const QByteArray &printed, const Job &job, QByteArray &pdf, int &pages,
                                 QString &problem);
 /// Its name in the module.

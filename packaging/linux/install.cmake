@@ -1,6 +1,6 @@
 include(GNUInstallDirs)
 
-# The programs find each other by their place in the bundle, and a link to one leads to its true place.
+# The programs find each other by their paths in the bundle. They resolve symbolic links, so links to them work.
 function(install_link name target)
   set(link "${CMAKE_CURRENT_BINARY_DIR}/links/${name}")
   file(RELATIVE_PATH path "/${CMAKE_INSTALL_BINDIR}" "/${target}")
@@ -11,7 +11,7 @@ endfunction()
 install_link(quirelle "${QUIRELLE_INSTALLED_ENGINE_DIR}/quirelle")
 install_link(quirelle-window "${QUIRELLE_INSTALLED_WINDOW_DIR}/Quirelle")
 
-# Without names and times, so that the same source gives the same file.
+# Without names and times, for reproducible builds.
 find_program(GZIP gzip REQUIRED)
 add_custom_target(compressed ALL)
 function(install_compressed source name destination)
@@ -64,7 +64,7 @@ set(CPACK_DEBIAN_PACKAGE_SECTION text)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The browser is run, not linked.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "chromium-headless-shell | chromium | google-chrome-stable")
-# The sandbox where users may not make namespaces; fonts for pages without their own; what opens a finished PDF.
+# A sandbox for systems without user namespaces; fonts for pages without their own; a program that opens PDFs.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
   "chromium-sandbox, fonts-noto-core, fonts-noto-cjk, fonts-noto-color-emoji, xdg-utils")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "qt6-wayland")

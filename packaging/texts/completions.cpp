@@ -84,7 +84,7 @@ QString zshCompletion(std::span<const Option> options)
 {
     QString rows;
     for (const Option &option : options) {
-        // Brackets and colons have a meaning of their own here.
+        // Brackets and colons are special characters here.
         QString help = shortHelp(option);
         help.replace(QRegularExpression(u"([][:\\\\])"_s), "\\\\1"_L1);
         QString row = QString::fromUtf8(option.name) + u'[' + help + u']';
@@ -121,7 +121,7 @@ QString fishCompletion(std::span<const Option> options)
                     .arg(name.mid(isLong ? 2 : 1));
         if (option.value)
             rows += option.isFile ? " -r"_L1 : " -x"_L1;
-        // Within its quotes this shell takes a backslash for the start of an escape.
+        // In fish, a backslash is an escape character within single quotes.
         rows += " -d "_L1 + quoted(shortHelp(option).replace(u'\\', "\\\\"_L1));
         if (option.choices)
             rows += " -a "_L1 + quoted(choicesOf(option));

@@ -48,7 +48,7 @@ QString roffOf(const Option &option)
             text += match.captured();
     }
     text += roffText(details.mid(end));
-    // A line that begins with one of these is a command of the formatter.
+    // A line that begins with one of these is a roff request.
     return text.startsWith(u'.') || text.startsWith(u'\'') ? "\\&"_L1 + text : text;
 }
 
@@ -83,7 +83,7 @@ QString markdownOptions(std::span<const Option> options)
         }
         QString row = u"`%1` § `quirelle %2` § %3"_s.arg(
             signatureOf(option), QString::fromUtf8(option.example), detailsOf(option));
-        // Bars of the texts are not those of the table.
+        // "|" separates cells: escape it in texts.
         text += "| "_L1 + row.replace(u'|', "\\|"_L1).replace(u'§', u'|') + " |\n"_L1;
     }
     return text + u'\n';

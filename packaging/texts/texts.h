@@ -6,7 +6,7 @@
 
 #include <span>
 
-// Texts made of the table of options.
+// Texts generated from the table of options.
 
 QString bashCompletion(std::span<const Option> options);
 QString zshCompletion(std::span<const Option> options);

@@ -45,7 +45,7 @@ int textWidth(const QWidget &control, const QString &text)
     return control.fontMetrics().size(Qt::TextShowMnemonic, text).width();
 }
 
-/// Where a button has its icon and its text, beside each other in its middle.
+/// The rectangle of a button's icon and text, which are centred together.
 int buttonContentWidth(const QPushButton &button)
 {
     const int icon = button.icon().isNull() ? 0 : button.iconSize().width() + iconGap;
@@ -72,8 +72,8 @@ double contrast(QRgb one, QRgb other)
     return std::max(a, b) / std::min(a, b);
 }
 
-/// Between the commonest colour, which is the ground, and the one that stands out most from it, which is the
-/// text's. The frames of controls must be outside.
+/// The contrast between the most frequent colour, taken for the background, and the colour with the highest
+/// contrast to it, taken for the text. The picture must not contain frames of controls.
 double contrastWithin(const QImage &picture)
 {
     QHash<QRgb, int> counts;
@@ -211,7 +211,7 @@ private:
     QList<TextContrast> m_found;
 };
 
-// Room
+// Space
 
 /// What a control's text needs, and what it has.
 struct Room {

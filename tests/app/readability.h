@@ -5,7 +5,7 @@
 
 class QWidget;
 
-/// How well one text stands out from what is behind it, as it is painted.
+/// The contrast between a text and its background, as painted.
 struct TextContrast {
     QString where;   ///< the control, and the text
     double ratio;    ///< by WCAG 2: 1 (invisible) to 21 (black on white)
@@ -15,6 +15,5 @@ struct TextContrast {
 /// The contrast of every text that a window shows now.
 QList<TextContrast> textContrasts(QWidget &window);
 
-/// The controls of a window whose text is larger than the room that they have for it, each with how much is
-/// missing.
+/// The controls of a window that are too small for their text, each with the number of missing pixels.
 QStringList cutTexts(const QWidget &window);

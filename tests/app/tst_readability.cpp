@@ -26,7 +26,7 @@ QPalette lightDesktop()
     return QPalette(QColor(0xef, 0xef, 0xef));
 }
 
-/// What desktops set for their dark themes.
+/// A dark palette, as desktops set it.
 QPalette darkDesktop(QColor window, QColor base, QColor highlight)
 {
     QPalette palette(window, window);
@@ -133,7 +133,7 @@ void lookAtAll(const Look &look)
     lookAtAbout(look);
 }
 
-/// For a look with one's own eyes, where a folder for it is named.
+/// Saves a screenshot if a folder for it is given.
 void keepPicture(const QString &name, QWidget &window)
 {
     const QString folder = qEnvironmentVariable("QUIRELLE_TEST_PICTURES");
@@ -241,7 +241,7 @@ private slots:
         QStringList cut;
         QStringList tiny;
         lookAtAll([&](const QString &name, QWidget &window) {
-            // The toolkit's own, which can be made wider.
+            // Qt's own, which users can widen.
             if (qobject_cast<QFileDialog *>(&window))
                 return;
             const QStringList found = cutTexts(window);

@@ -13,8 +13,8 @@ inline QString enginePlace()
                            QStringLiteral("/../../quirelle/Contents/MacOS/quirelle"));
 }
 
-/// Puts a shell script at the engine's place. In it, $input and $output are the last two arguments, and $log
-/// is a folder that the test looks into.
+/// Installs a shell script as the engine. In it, $input and $output are the last two arguments, and $log is a
+/// folder that the test reads.
 inline void installEngine(const QString &script, const QString &log)
 {
     QDir().mkpath(QFileInfo(enginePlace()).path());
@@ -36,7 +36,7 @@ inline QStringList lines(const QString &path)
     return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
 }
 
-/// Resident memory of this process in kilobytes; -1 where the system does not tell.
+/// Resident memory of this process in kilobytes; -1 if unknown.
 inline qint64 residentMemory()
 {
     for (const QString &line : lines(QStringLiteral("/proc/self/status"))) {

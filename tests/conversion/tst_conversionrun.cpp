@@ -37,7 +37,7 @@ public:
     QPalette palette;
 };
 
-/// Whatever is still to be deleted or notified.
+/// Handles deferred deletes and pending events.
 void deliverWhatIsPosted()
 {
     QCoreApplication::processEvents();
@@ -414,7 +414,8 @@ private slots:
         f.addRow(u"/a/1.html"_s);
         f.addRow(u"/a/2.html"_s);
         f.start();
-        // Nothing is to happen. What would make it happen has been told when this one's failure is.
+        // Nothing must happen. An event that would cause it has been delivered once this process's failure
+        // has.
         QProcess later;
         QSignalSpy failure(&later, &QProcess::errorOccurred);
         later.startCommand(enginePlace());
@@ -614,7 +615,7 @@ private slots:
         QVERIFY(timer.elapsed() < 2000);
         QVERIFY(!isAlive(pid));
         QCOMPARE(lines(logged(u"pid"_s)).size(), 1);
-        // Goes without harm.
+        // Must not crash.
         deliverWhatIsPosted();
     }
 

@@ -14,7 +14,7 @@ namespace
 
 using Stored = QMap<QString, QString>;
 
-/// The options from a file that holds just these keys of the group.
+/// The options for a settings file with only these keys.
 QString optionsFrom(const Stored &stored)
 {
     const QTemporaryDir folder;
@@ -24,7 +24,7 @@ QString optionsFrom(const Stored &stored)
     return engineOptions(settings);
 }
 
-/// The same with no minimum font size, which is on where the file does not mention it.
+/// The same without a minimum font size, which is set if the file has no such key.
 QString optionsFrom(const QString &key, const QString &value)
 {
     return optionsFrom({{u"FontSize"_s, u"0"_s}, {key, value}});

@@ -16,7 +16,7 @@ QStringList g_lines;
 std::atomic<MyThread *> g_threadToStop = nullptr;
 std::atomic<int> g_stopAfter = 1;
 
-/// A thread whose end is seen by the thread sanitizer too, which cannot look into the toolkit's own wait().
+/// A thread that is joined in a way that the thread sanitizer sees: Qt's wait() is not instrumented.
 class WatchedThread : public MyThread
 {
 public:
@@ -45,7 +45,7 @@ void keepLine(QtMsgType type, const QMessageLogContext &, const QString &line)
         thread->stopThread(true);
 }
 
-/// What the thread makes of a random number.
+/// The thread's sleep for a random number, in milliseconds.
 int sleepOf(int random)
 {
     return random % 3000 + 1;

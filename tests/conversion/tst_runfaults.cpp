@@ -1,4 +1,4 @@
-// The window's run under faults: what engines, pages and users do to it in mid-run.
+// The window's run under faults of engines, pages and users.
 
 #include "tests/conversion/runfixture.h"
 #include "tests/support/engine.h"
@@ -62,7 +62,7 @@ void writeFile(const QString &path, const QByteArray &content)
         qFatal("cannot write %s", qPrintable(path));
 }
 
-/// Names the run in the log, so that a failure can be repeated with the same moments.
+/// Writes the random seed to the log, so that a failure can be repeated with the same moments.
 QRandomGenerator seededGenerator()
 {
     bool given = false;
@@ -137,7 +137,7 @@ QString realEngine(const Engine &engine, const QString &options = {})
     return script + u"exec '%1' %2 \"$@\""_s.arg(Engine::program(), options);
 }
 
-/// The longest time for which nothing could have been done in the window.
+/// Measures the longest time during which the event loop was blocked.
 class LongestGap
 {
 public:
@@ -266,7 +266,7 @@ private slots:
             const QString flaw = untruth(f);
             QVERIFY2(flaw.isEmpty(), qPrintable(u"stop %1, %2"_s.arg(time).arg(flaw)));
         }
-        // Else the moments were none.
+        // Otherwise no fault has occurred.
         QVERIFY(rowsStopped.size() > 3);
     }
 
@@ -441,7 +441,7 @@ private slots:
         QCOMPARE(runningEngines(), 0);
         QVERIFY(gap.milliseconds() < 2000);
 #ifdef __SANITIZE_ADDRESS__
-        // The sanitizer keeps what has been given back for a while.
+        // The address sanitizer keeps freed memory for a while.
         QVERIFY(grown < 250000);
 #else
         QVERIFY(grown < 500 + many * 3 / 10);

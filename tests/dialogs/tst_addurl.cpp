@@ -464,7 +464,7 @@ private slots:
               qlonglong(taken));
         QCOMPARE(box(dialog)->toPlainText(),
                  QString::fromLatin1(list).replace(QLatin1String("\r\n"), QLatin1String("\n")));
-        // A bound against freezing for good, wide enough for an instrumented build.
+        // A timeout that detects a hang and is long enough for an instrumented build.
         QVERIFY(taken < 20000);
     }
 

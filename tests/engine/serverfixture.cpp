@@ -43,7 +43,7 @@ RawClient::~RawClient()
 
 void RawClient::send(const QByteArray &bytes) const
 {
-    // Where the other end has gone, this shows in what is read.
+    // If the peer has closed the connection, the next read shows it.
     [[maybe_unused]] const ssize_t sent =
         ::send(m_socket, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
 }

@@ -12,14 +12,14 @@
 #include <chrono>
 #include <memory>
 
-/// What lies in a folder, hidden files included.
+/// The files in a folder, including hidden ones.
 inline constexpr auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
 
 QByteArray bytesOf(FrameKind kind, std::string_view body = {});
 
 sockaddr_un socketAddress(const QString &path);
 
-/// A client of the server that is no engine.
+/// A client of the server other than an engine.
 class RawClient
 {
 public:
@@ -56,7 +56,7 @@ protected:
     /// Does a job and returns the one server that is there then.
     ProcessInfo warmUp();
     QString socketPath() const;
-    /// How long a job may take that the server is of no use for.
+    /// The maximum time of a job that the server cannot do.
     std::chrono::milliseconds coldBound();
     void verifyStillConverts(std::chrono::milliseconds bound);
 

@@ -36,7 +36,7 @@ std::pair<sockaddr_storage, socklen_t> addressOf(const QByteArray &text)
     return {storage, sizeof(*six)};
 }
 
-/// What the filter says to who wants to go there: the second byte of its reply; -1 if it says nothing.
+/// The filter's reply to a request for this target: the second byte, or -1 if there is none.
 int replyTo(const AddressFilter &filter, const QByteArray &request)
 {
     auto [address, size] = addressOf("127.0.0.1");
@@ -458,7 +458,7 @@ void AddressFilterTest::cleanupTestCase()
 
 int main(int argc, char **argv)
 {
-    // Before there are threads.
+    // Before threads are started.
     const QString noInternet = playInternet({{"public.example", publicAddress},
                                              {"private.example", "127.0.0.1"},
                                              {"both.example", "127.0.0.1"},

@@ -143,7 +143,7 @@ void BrowserPoolTest::theOneUsedLeastIsGivenUp()
 void BrowserPoolTest::aPageIsMadeReadyAheadOfItsJob()
 {
     PooledBrowser browser({}, 1);
-    // With no time to make one, only one that is there can be had.
+    // With a deadline that has passed, only a page that is ready can be taken.
     for (int i = 0; i < 3; ++i)
         QVERIFY(waitUntil([&] { return codeOf(browser, Deadline::in(0s)) == ExitCode::Written; }));
 }
@@ -274,7 +274,7 @@ void BrowserPoolTest::oneThatHangsIsReplacedAtOnce()
     auto first = pool.browserFor({});
     QCOMPARE(printed(*first), QByteArray("%PDF"));
     ::kill(static_cast<pid_t>(browsersIn(descendantsOf(first->guardProcess())).value(0).id), SIGSTOP);
-    // Whoever takes the last page lets another be made, which will not be.
+    // Taking the last page makes the browser start a new one, which will fail.
     for (int i = 0; i < 4; ++i)
         codeOf(*first, Deadline::in(100ms));
     first->markUnresponsive();

@@ -77,6 +77,7 @@ private slots:
     void choicesAreTaken_data();
     void choicesAreTaken();
     void helpHasEveryOptionInItsGroup();
+    void helpIsInColumns();
     void helpNamesEveryPaper();
 };
 
@@ -540,6 +541,37 @@ void CommandLineTest::helpHasEveryOptionInItsGroup()
         QVERIFY(help.section(u"Exit code:"_s, 1).contains(u"\n  %1  "_s.arg(code)));
     QVERIFY(help.startsWith(u"Usage: quirelle [options] INPUT OUTPUT\n"_s));
     QVERIFY(help.endsWith(u'\n') && !help.endsWith(u"\n\n"_s));
+}
+
+void CommandLineTest::helpIsInColumns()
+{
+    const QString help = helpText();
+    qsizetype column = 0;
+    for (const Option &option : allOptions())
+        column = std::max(column, signatureOf(option).size() + 4);
+    QStringList titles;
+    QString previous;
+    for (const QString &line : help.section(u"\n\n"_s, 1).section(u"\nExit code:"_s, 0, 0).split(u'\n')) {
+        if (line.endsWith(u':') && !line.startsWith(u' ')) {
+            QVERIFY2(previous.isEmpty(), qPrintable(line));
+            titles += line;
+        } else if (!line.isEmpty()) {
+            QVERIFY2(line.size() > column && line[column] != u' ', qPrintable(line));
+            QVERIFY2(line.mid(column - 2, 2) == u"  "_s, qPrintable(line));
+            // A line is continued only if its next word does not fit.
+            const bool isContinuation = line.startsWith(QString(column, u' '));
+            const QString word = line.mid(column).section(u' ', 0, 0);
+            QVERIFY2(!isContinuation || previous.size() + 1 + word.size() > 79, qPrintable(line));
+        }
+        previous = line;
+    }
+    QStringList expected;
+    for (const Option &option : allOptions()) {
+        const QString title = titleOf(option.group) + u':';
+        if (!expected.contains(title))
+            expected += title;
+    }
+    QCOMPARE(titles, expected);
 }
 
 void CommandLineTest::helpNamesEveryPaper()

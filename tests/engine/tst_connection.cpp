@@ -328,7 +328,7 @@ void ConnectionTest::aCommandIsNeverTorn()
     QCOMPARE(first[u"method"_s].toString(), u"first"_s);
     QCOMPARE(first[u"params"_s].toObject(), large);
     QCOMPARE(third[u"method"_s].toString(), u"third"_s);
-    // The reply to what its sender has given up goes to nobody.
+    // The reply to a command whose sender has timed out is discarded.
     for (const QJsonObject &command : {first, third})
         peer.sayMessage("{\"id\":" + QByteArray::number(command[u"id"_s].toInt()) + "}");
     QCOMPARE(mailbox->take(soon())->value(u"id"_s), third[u"id"_s]);

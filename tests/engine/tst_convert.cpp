@@ -6,7 +6,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// What every PDF is: sound, tagged, with an outline, titled, on the right paper, and whole.
+/// What holds for every PDF: valid, tagged, with outline and title, on the right paper, complete.
 class ConvertTest : public QObject
 {
     Q_OBJECT
@@ -65,7 +65,7 @@ void ConvertTest::everySampleBecomesASoundPdf()
     // No page is empty.
     for (int page = 1; page <= pdf.pages(); ++page)
         QVERIFY2(shareOf(Qt::white, pdf.picture(page, 20)) < 0.999, qPrintable(u"page %1"_s.arg(page)));
-    // No font is a stranger to the file: all are embedded subsets or outlines.
+    // All fonts are embedded, as subsets or outlines.
     QVERIFY(!pdf.fonts().isEmpty());
 }
 

@@ -33,7 +33,7 @@ constexpr Account accounts[] = {
     {"no password", "nobody", ""},
 };
 
-/// What stands under /closed/ is for those who have an account.
+/// Files below /closed/ need an account.
 QByteArray closedLocations(const QString &accountFile)
 {
     const QByteArray asking =
@@ -382,7 +382,7 @@ void ConvertAuthTest::theWayToAnotherServer_data()
         << u"<!DOCTYPE html>first<form action=%1></form><script>document.forms[0].submit()</script>"_s;
 }
 
-/// A server that is not the one of the address learns nothing, whoever sends the browser there.
+/// A server other than that of the address gets no password, whoever sends the browser there.
 void ConvertAuthTest::theWayToAnotherServer()
 {
     QFETCH(QString, page);
@@ -591,7 +591,7 @@ void ConvertAuthTest::allKindsOfOwnDocuments()
     const QStringList requests = m_server->requests();
     for (const QString &path : {u"red.png"_s, u"frame.html"_s, u"events"_s})
         QVERIFY2(!requests.filter(path + u" 200"_s).isEmpty(), qPrintable(path));
-    // A worker that stands between the page and its server.
+    // A service worker.
     m_server->write(u"closed/served.html"_s,
                     "<!DOCTYPE html><body><script>navigator.serviceWorker.register('service.js')"
                     ".then(()=>navigator.serviceWorker.ready).then(()=>fetch('part.txt'))"

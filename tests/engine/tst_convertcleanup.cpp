@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// A job in its middle: the page's server has been asked and has not answered.
+/// A job in progress: the page's server has got a request and has not replied.
 struct RunningJob {
     std::unique_ptr<SilentServer> server;
     std::unique_ptr<QProcess> process;
@@ -46,7 +46,7 @@ ProcessInfo browserIn(const QList<ProcessInfo> &family)
 
 } // namespace
 
-/// What a job leaves behind, however it ends: nothing.
+/// A job leaves nothing behind, however it ends.
 class ConvertCleanupTest : public QObject
 {
     Q_OBJECT

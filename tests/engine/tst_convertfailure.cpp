@@ -94,7 +94,7 @@ void ConvertFailureTest::badArguments()
 {
     QFETCH(QStringList, arguments);
     m_engine->write(u"in.html"_s, "x");
-    // Were a browser started, this one would be missed.
+    // Starting a browser would fail, as this one does not exist.
     m_engine->setVariable(u"QUIRELLE_BROWSER"_s, u"/no/such/browser"_s);
     const Conversion conversion{m_engine->run(arguments), m_engine->path(u"out.pdf"_s)};
     VERIFY_FAILED(conversion, 1);
@@ -280,7 +280,7 @@ void ConvertFailureTest::tooFewDescriptors()
     QVERIFY2(refused.run.errors.contains("file descriptors"), refused.run.errors.constData());
     // One that can be raised is.
     VERIFY_WRITTEN(limited(u"-S -n 64"_s));
-    // It is no server's limit for others.
+    // The limit must not apply to other jobs of a server.
     VERIFY_WRITTEN(m_engine->convertText("x"));
 }
 

@@ -137,7 +137,7 @@ QStringList partsShown(const Part *parts, int count, const PdfFile &pdf)
     return shown;
 }
 
-/// What the measured sizes may be off.
+/// The tolerance of measured sizes.
 constexpr double coarseness = 0.34;
 
 double smallest(const QList<double> &sizes)
@@ -643,7 +643,7 @@ void ConvertOptionsTest::noTextIsSmallerThanWithoutAMinimum_data()
                                                       "</pre>";
 }
 
-/// What gets wider by larger text must not make the page, and with it other text, smaller.
+/// Larger text that makes a box wider must not shrink the page, and with it other text.
 void ConvertOptionsTest::noTextIsSmallerThanWithoutAMinimum()
 {
     QFETCH(QByteArray, html);

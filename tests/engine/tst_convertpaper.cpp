@@ -25,7 +25,7 @@ bool within(double tolerance, const QSizeF &one, const QSizeF &other)
            std::abs(one.height() - other.height()) <= tolerance;
 }
 
-/// What keeps every page from being of this size; empty if nothing does.
+/// Why not every page has this size; empty if all do.
 QByteArray otherThan(const QSizeF &expected, const PdfFile &pdf, double tolerance = 1)
 {
     const QList<QSizeF> sizes = pdf.pageSizes();

@@ -99,7 +99,7 @@ void ConvertProxyTest::initTestCase()
     }
 }
 
-/// What keeps a PDF from showing the page above with all its parts; empty if nothing does.
+/// What is missing of the page above in a PDF; empty if nothing is.
 static QByteArray missingFrom(const PdfFile &pdf)
 {
     const QImage page = pdf.picture();

@@ -21,7 +21,7 @@ struct Started {
 
 } // namespace
 
-/// Pages that build themselves, and pages that never come to rest.
+/// Pages that are built by scripts, and pages whose scripts never end.
 class ConvertScriptTest : public QObject
 {
     Q_OBJECT

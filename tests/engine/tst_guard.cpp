@@ -26,7 +26,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// What comes out of a descriptor until it closes or `stop` has come.
+/// Reads from a descriptor until it closes or `stop` has been read.
 QByteArray readUntil(int descriptor, const QByteArray &stop = {})
 {
     QByteArray bytes;

@@ -352,7 +352,7 @@ void InputTest::networkErrorsAreExplained()
     QCOMPARE(explainNetworkError(u"net::ERR_NAME_NOT_RESOLVED"_s),
              u"no such host (net::ERR_NAME_NOT_RESOLVED)"_s);
     QVERIFY(explainNetworkError(u"net::ERR_CONNECTION_REFUSED"_s).startsWith(u"the host refused"_s));
-    // A family is explained as such only where no member of it is.
+    // The message for a range of error numbers is used only for those without a message of their own.
     QVERIFY(explainNetworkError(u"net::ERR_CONNECTION_RESET"_s).startsWith(u"the connection broke"_s));
     QVERIFY(explainNetworkError(u"net::ERR_CERT_DATE_INVALID"_s).contains(u"out of date"_s));
     QVERIFY(explainNetworkError(u"net::ERR_CERT_WEAK_KEY"_s).contains(u"certificate is wrong"_s));

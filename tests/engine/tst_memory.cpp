@@ -69,7 +69,7 @@ void MemoryTest::aLargeRendererIsKilledAlone()
     QVERIFY2(failure.message().contains(u"200 MiB"_s), failure.what());
     QVERIFY(failure.isFinal());
     QCOMPARE(job.withReason(Failure(ExitCode::NotLoaded, u"x"_s), u"page"_s).message(), u"x"_s);
-    // What no page has taken may be a little more.
+    // Processes other than renderers get an additional allowance.
     QVERIFY(!watch.killedBrowser());
     QCOMPARE(other->state(), QProcess::Running);
     other->kill();

@@ -37,7 +37,7 @@ bool same(const Invocation &one, const Invocation &other)
 
 } // namespace
 
-/// What client and server say to each other, byte by byte.
+/// The messages between client and server, byte by byte.
 class MessageTest : public QObject
 {
     Q_OBJECT

@@ -13,7 +13,7 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-/// The warm server in its life with engines, each a process of its own.
+/// The life of the warm server; each engine is a separate process.
 class ServerTest : public ServerFixture
 {
     Q_OBJECT

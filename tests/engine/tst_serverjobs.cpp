@@ -41,7 +41,7 @@ QStringList documentsToCompare()
 
 } // namespace
 
-/// Jobs of one warm server: alike those without, and each for itself.
+/// Jobs of one warm server: the same results as without, and isolated from each other.
 class ServerJobsTest : public ServerFixture
 {
     Q_OBJECT

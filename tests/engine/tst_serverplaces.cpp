@@ -25,7 +25,7 @@ bool makeFile(const QString &path)
     return QFile(path).open(QIODevice::WriteOnly);
 }
 
-/// A listener in the server's place that is none: takes connections and says `answer` to each.
+/// A false server at the server's socket: accepts connections and sends `answer` to each.
 class Impostor
 {
 public:
@@ -85,7 +85,7 @@ private:
 
 } // namespace
 
-/// What lies in the place of the warm server's socket, and in that of the folder for it.
+/// Other files in place of the warm server's socket and of its folder.
 class ServerPlacesTest : public ServerFixture
 {
     Q_OBJECT

@@ -13,7 +13,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// The engine as somebody sees it who calls it from a shell.
+/// The engine as a user of a shell sees it.
 class TerminalTest : public QObject
 {
     Q_OBJECT
@@ -25,6 +25,7 @@ private slots:
     void helpFitsTheTerminal();
     void aRefusalIsOnePlainLine();
     void aLongJobSaysWhatItDoes();
+    void aShortJobSaysNothing();
     void theStatusLineNeverWraps();
     void elsewhereNothingIsSaidOfALongJob_data();
     void elsewhereNothingIsSaidOfALongJob();
@@ -88,6 +89,18 @@ void TerminalTest::aLongJobSaysWhatItDoes()
         QString::fromUtf8(job.screen).contains(QRegularExpression(u"\r\x1b\\[Kquirelle: [^\x1b]*\r\n$"_s)),
         job.screen.constData());
     QCOMPARE(job.screen.count('\n'), 1);
+}
+
+void TerminalTest::aShortJobSaysNothing()
+{
+    const SilentServer server;
+    const TerminalResult job =
+        atTerminal({u"--timeout"_s, u"0.5"_s, server.address(), m_engine->freshOutput()});
+    QCOMPARE(job.run.exitCode, 4);
+    // On a busy machine it may take more than a second to end.
+    const bool wasLong = job.screen.contains(" s, ");
+    QVERIFY2(wasLong || (job.screen.count('\n') == 1 && !job.screen.contains('\x1b')),
+             job.screen.constData());
 }
 
 void TerminalTest::theStatusLineNeverWraps()

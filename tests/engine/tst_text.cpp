@@ -15,7 +15,7 @@ private slots:
     void theMiddleIsLeftOut();
 };
 
-/// As the toolkit knows the characters.
+/// By Qt's Unicode tables.
 void TextTest::everyCharacterThatBreaksALineIsEscaped()
 {
     for (char32_t character = 1; character <= QChar::LastValidCodePoint; ++character) {

@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// What every target of this folder defines: takes one input through a part of the product. An input that
-/// the product refuses is as good as one that it takes. Always 0.
+/// Defined by every target: runs one input through a part of the product. Inputs that the product refuses are
+/// valid inputs too. Always returns 0.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
 
 inline QByteArray inputBytes(const std::uint8_t *data, std::size_t size)
@@ -16,7 +16,7 @@ inline QByteArray inputBytes(const std::uint8_t *data, std::size_t size)
     return {reinterpret_cast<const char *>(data), static_cast<qsizetype>(size)};
 }
 
-/// Ends the program, so that the input is kept, unless a promise of the product holds.
+/// Aborts unless the condition holds, so that the fuzzer keeps the input.
 inline void require(bool holds, const char *promise)
 {
     if (holds)

@@ -8,7 +8,7 @@
 #include <random>
 #include <utility>
 
-/// What one target makes of its seeds. A broken promise ends the program.
+/// Runs one target with its seeds. A failed require() aborts the program.
 class SeedsTest : public QObject
 {
     Q_OBJECT

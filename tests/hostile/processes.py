@@ -1,4 +1,4 @@
-"""A look at the running processes through /proc."""
+"""Running processes, read from /proc."""
 
 import ctypes
 import os

@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// Drags over the field and drops there, as a file manager does it; whether the field takes it.
+/// Drags over the field and drops there, as a file manager does; returns whether the field accepts.
 bool drop(QLineEdit &field, const QList<QUrl> &urls, bool withText)
 {
     QMimeData data;

@@ -1,5 +1,4 @@
-// What the compiler and the linker have put into a release against attackers, as the programs themselves show
-// it.
+// Hardening by compiler and linker, checked in the programs of a release.
 
 #include "tests/support/program.h"
 #include "tests/support/temporaryfolder.h"

@@ -11,8 +11,8 @@ class QPDF;
 /// `pdf` after an edit of the engine, as the engine writes it.
 QByteArray edited(const QByteArray &pdf, void (*edit)(QPDF &));
 
-/// A PDF in a file of a temporary folder of its own, as independent programs see it. Each question runs one
-/// of them; a program that fails or complains gives an empty answer, and complaints() tells why.
+/// A PDF in a temporary file, checked by independent programs. Each member runs one; if that fails or writes
+/// to standard error, the result is empty, and complaints() tells why.
 class JudgedPdf
 {
 public:

@@ -49,8 +49,8 @@ void TestFinish::aSoundPdfIsEdited()
 {
     JobRecord record;
     const QByteArray pdf = finishPdf(HandPdf().content("1 0 0 rg 0 0 9 9 re f").bytes(), grayJob(), record);
-    QCOMPARE(record.pages, 1);
     QCOMPARE(JudgedPdf(pdf).complaints(), QByteArray());
+    QCOMPARE(record.pages, 1);
 }
 
 void TestFinish::aRefusalIsFinal_data()

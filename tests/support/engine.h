@@ -10,7 +10,7 @@
 #include <memory>
 #include <vector>
 
-/// What one run of the engine came to.
+/// The outcome of one run of the engine.
 struct Conversion {
     ProgramResult run;
     QString output;
@@ -30,8 +30,8 @@ struct Conversion {
 #define VERIFY_FAILED(conversion, code)                                                                      \
     QVERIFY2((conversion).flawAsFailure(code).isEmpty(), (conversion).flawAsFailure(code).constData())
 
-/// The real engine with the real browser, given folders of its own for everything that it writes: documents
-/// and PDFs, temporary files, the log, the server's socket.
+/// The real engine with the real browser and its own folders for everything that it writes: documents and
+/// PDFs, temporary files, the log, the server's socket.
 class Engine
 {
 public:

@@ -4,7 +4,7 @@
 #include <QList>
 #include <QString>
 
-/// A look at the running processes through /proc.
+/// Reads the running processes from /proc.
 
 struct ProcessInfo {
     qint64 id = 0;

@@ -6,7 +6,7 @@
 
 #include <chrono>
 
-/// How a program ended and what it said.
+/// The exit code and output of a program.
 struct ProgramResult {
     /// -1 if it did not start, was killed or ran out of its bound.
     int exitCode = -1;

@@ -8,8 +8,8 @@
 class QTcpServer;
 class QTcpSocket;
 
-/// A server on a free loopback port that takes connections, and answers nothing by itself. What it has been
-/// asked shows that a job is in its middle.
+/// A server on a free loopback port that accepts connections and does not reply by itself. A request that it
+/// has got shows that a job is in progress.
 class SilentServer
 {
 public:

@@ -32,7 +32,7 @@ int roomAtTheRight(const QImage &picture)
     return picture.width();
 }
 
-/// What the tool tip over a cell says; empty where there is none.
+/// The text of a cell's tool tip; empty if there is none.
 QString toolTipOver(QTableWidget &table, int row, JobColumn column)
 {
     QToolTip::hideText();

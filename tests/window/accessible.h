@@ -10,8 +10,8 @@
 #include <functional>
 #include <optional>
 
-/// What an assistive program is told of a control on the screen, over the accessibility bus (AT-SPI): the way
-/// to read what a window says without linking any of it. A null object answers everything with nothing.
+/// A control on the screen as assistive programs see it over the accessibility bus (AT-SPI). Reads a window
+/// without linking its code. All members of a null object return empty values.
 class Accessible
 {
 public:

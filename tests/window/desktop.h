@@ -17,9 +17,9 @@
 /// An X window as X knows it.
 using WindowId = quint64;
 
-/// A desktop of one's own: an X server without a screen on a free display, a window manager, a session bus
-/// with accessibility, a handler of files and addresses that only takes them down, and a home folder that is
-/// empty at first. All of it ends with the object.
+/// A separate desktop: an X server without a screen on a free display, a window manager, a session bus with
+/// accessibility, a handler for files and addresses that only records them, and an empty home folder. All of
+/// it ends with the object.
 class Desktop
 {
 public:
@@ -60,7 +60,7 @@ public:
     QImage screenshot(WindowId window) const;
     QImage screenshot(QRect part) const;
 
-    // The user's hands.
+    // Mouse and keyboard.
     void moveMouse(QPoint to) const;
     void click(QPoint at) const;
     void clickWith(const QString &modifier, QPoint at) const;

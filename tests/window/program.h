@@ -37,8 +37,8 @@ struct Dialog {
     Accessible button(const QString &text) const { return content.find(QStringLiteral("push button"), text); }
 };
 
-/// The program in its user's hands: a bundle that is started on a desktop, looked at, and worked with mouse
-/// and keyboard. What goes wrong on the way is a warning and a false answer.
+/// The program, run from a bundle on a desktop and used with mouse and keyboard. Errors are reported as
+/// warnings, and the function returns false.
 class Program
 {
 public:

@@ -3,8 +3,8 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
-/// A web server on the loopback whose one picture comes only when it is let go: a page that shows the picture
-/// is being loaded for as long as a test wants.
+/// A web server on the loopback that sends its picture only when told to: a page with the picture keeps
+/// loading for as long as a test needs.
 class SlowServer
 {
 public:

@@ -33,7 +33,7 @@ void forEachControl(const Accessible &below, const std::function<void(const Acce
         forEachControl(child, visit);
 }
 
-/// What a screen reader calls a control: its label's text, or its own name.
+/// A control's name for screen readers: its label's text, or its own name.
 QString spokenName(const Accessible &control)
 {
     const QStringList labels = control.labels();

@@ -1,4 +1,4 @@
-"""The table: what is done to a job, when, in which way, and what is to come of it."""
+"""The table: which fault happens to a job, when, in which mode, and the expected result."""
 
 import dataclasses
 import os
@@ -23,7 +23,7 @@ NAMES = {KILLED: 'killed', STOPPED: 'stopped', ENDED: 'ended'}
 
 
 class Skip(Exception):
-    """Why a cell cannot be tried here."""
+    """Raised if a cell cannot be run here, with the reason."""
 
 
 @dataclasses.dataclass
@@ -244,7 +244,7 @@ def bound_socket(path):
 
 
 def answering(listener, answer):
-    """Says `answer` to everybody, and keeps them waiting for more."""
+    """A listener that sends `answer` to every client and keeps the connection open."""
     listener.listen(10)
     guests = []
 
@@ -263,7 +263,7 @@ def answering(listener, answer):
 
 
 def in_its_place(kind, running):
-    """What lies where the server's socket is looked for, with a server behind it that runs or has been killed."""
+    """Other files in place of the server's socket, with a server that runs or has been killed."""
     def act(room):
         room.warm_up()
         path = room.socket()

@@ -22,7 +22,7 @@ SLACK = 12
 
 
 class Complaint(Exception):
-    """What is not as it should be."""
+    """A list of what is wrong."""
 
 
 def is_running(process):

@@ -4,7 +4,7 @@
 
 #include <QTest>
 
-/// Images that are the same are there once, and look as before wherever they are shown.
+/// Equal images are stored once, and look as before wherever they are shown.
 class TestEqualImages : public QObject
 {
     Q_OBJECT

@@ -1,4 +1,5 @@
 #include "engine/pdf/images/jpeg.h"
+#include "engine/pdf/images/losslessimage.h"
 #include "engine/pdf/images/smallimages.h"
 #include "tests/pdf/handpdf.h"
 #include "tests/pdf/judges.h"
@@ -14,6 +15,7 @@ private slots:
     void imagesThatFitKeepTheirSize();
     void drawingsStaySharp();
     void samplesAreRounded();
+    void losslessWinsATie();
     void softMasksStayPlainGray();
     void whatCannotBeSeenDoesNotBleed();
     void othersStay_data();
@@ -107,6 +109,35 @@ void TestSmallImages::samplesAreRounded()
                                    .bytes();
         QCOMPARE(JudgedPdf(edited(pdf, makeImagesSmall)).images().value(0).value(3), QLatin1String(left));
     }
+}
+
+void TestSmallImages::losslessWinsATie()
+{
+    // Among images of more than 256 colours with different noise, some have the same size in both ways.
+    constexpr int side = 40;
+    constexpr int photographQuality = 50;
+    for (int attempt = 0; attempt < 4000; ++attempt) {
+        Raster raster{side, side, 3, {}};
+        auto random = static_cast<unsigned>(attempt);
+        for (int i = 0; i < side * side; ++i) {
+            random = random * 1664525 + 1013904223;
+            const int grain =
+                i * 37 % (side * side) < 40 + attempt % 40 ? static_cast<int>(random >> 28U) : 0;
+            raster.samples.push_back(static_cast<char>(6 * (i % side) + grain));
+            raster.samples.push_back(static_cast<char>(6 * (i / side) + grain / 2));
+            raster.samples.push_back(static_cast<char>(100 + grain));
+        }
+        const LosslessImage lossless = losslessImage(raster, true);
+        if (fewColours(raster) || lossless.data.size() != encodeJpeg(raster, photographQuality, true).size())
+            continue;
+        const QByteArray pdf = imagePdf(imageEntries(side, side, "/DeviceRGB"),
+                                        QByteArray::fromStdString(raster.samples), "75 0 0 75 5 5 cm /I Do")
+                                   .bytes();
+        QCOMPARE(described(JudgedPdf(edited(pdf, makeImagesSmall)).images().value(0)),
+                 QStringLiteral("40 40 rgb 3 8 image"));
+        return;
+    }
+    QFAIL("no such image found");
 }
 
 void TestSmallImages::softMasksStayPlainGray()

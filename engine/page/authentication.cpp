@@ -83,8 +83,11 @@ QJsonObject Authentication::begin(const Job &job, const Address &address)
     m_session.on(u"Fetch.authRequired"_s,
                  [this](const QJsonObject &event, const QString &from) { noteQuestion(event, from); });
     QJsonArray patterns{QJsonObject{{u"requestStage"_s, u"Request"_s}}};
-    if (m_forServer.known())
+    if (m_forServer.known()) {
         patterns.append(QJsonObject{{u"requestStage"_s, u"Response"_s}});
+        // Foreign frames of the same site would be given what own documents have loaded.
+        m_session.post(u"Network.setCacheDisabled"_s, {{u"cacheDisabled"_s, true}});
+    }
     return {{u"handleAuthRequests"_s, true}, {u"patterns"_s, patterns}};
 }
 

@@ -196,10 +196,11 @@ void Pictures::replace(const QList<FrameResult> &frames, Deadline bound)
                              Deadline::in(askingInterval).earlier(bound));
     }
     for (const QString &session : m_page.family()) {
-        m_page.post(u"Network.setCacheDisabled"_s, {{u"cacheDisabled"_s, false}}, session);
         m_page.post(u"Network.setBypassServiceWorker"_s, {{u"bypass"_s, false}}, session);
-        if (!answersAnyway)
-            m_page.post(u"Fetch.disable"_s, {}, session);
+        if (answersAnyway)
+            continue; // with passwords, which nothing that is kept may go round
+        m_page.post(u"Network.setCacheDisabled"_s, {{u"cacheDisabled"_s, false}}, session);
+        m_page.post(u"Fetch.disable"_s, {}, session);
     }
     m_page.on(u"Fetch.requestPaused"_s, std::exchange(m_others, nullptr));
 }

@@ -126,7 +126,9 @@ class Job:
             raise Complaint(f'not done after {seconds:g} s') from None
         self.code = self.process.returncode
         self.output = out
-        self.words = errors.decode(errors='replace')
+        # Not what the PDF lacks: of a page that is hindered something may be missing.
+        lines = errors.decode(errors='replace').splitlines(keepends=True)
+        self.words = ''.join(line for line in lines if not line.startswith('quirelle: warning: '))
         self.seconds = time.monotonic() - self.began
         return self
 

@@ -321,10 +321,11 @@ constexpr auto table = std::to_array<Option>({
         .group = OptionGroup::Limits,
         .name = "--max-memory",
         .value = "N",
-        .help = "fail if the page uses more than N MiB (default 2048)",
-        .details = "Fails if a renderer of the page uses more than N MiB of memory, 1 to 1048576. Where the "
-                   "page has "
-                   "several renderers, each may use N MiB. Default: 2048.",
+        .help = "fail if the page uses more than N MiB",
+        .details =
+            "Fails if a renderer of the page uses more than N MiB of memory, 1 to 1048576. Where the "
+            "page has "
+            "several renderers, each may use N MiB. Default: half of the machine's memory, 2048 at least.",
         .example = "--max-memory 500 www.example.com a.pdf",
         .apply = number<&Job::maximumMemory, 1, 1048576>,
     },

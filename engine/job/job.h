@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QSizeF>
 #include <QStringList>
+#include <QUrl>
 
 #include <chrono>
 #include <optional>
@@ -20,8 +21,13 @@ struct PageMetadata {
     QString language;    ///< BCP 47, as in <html lang>; without it that of the browser stays
     QDateTime created;   ///< of the page, such as <meta name="date">; invalid: when it was printed
     QDateTime modified;  ///< likewise
+    QUrl address;        ///< the document's own, after redirects
     QString browser;     ///< name and version, such as "Chrome/156.0.8078.79"
 };
+
+/// In MiB: half of the memory of the machine, or of the control group that this process is in, but 2048 at
+/// least.
+int usualMaximumMemory();
 
 /// One conversion, as ordered: everything a job needs to know and nothing of how it is done.
 struct Job {
@@ -82,7 +88,7 @@ struct Job {
     /// A page that is not whole after this time is printed as it is.
     std::chrono::milliseconds maximumWait{30000};
     /// MiB of memory that a process which shows the page may take: 1 to 1048576.
-    int maximumMemory = 2048;
+    int maximumMemory = usualMaximumMemory();
     /// MiB that the PDF may be large: 1 to 4095.
     int maximumOutput = 1024;
 };

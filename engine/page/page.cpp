@@ -238,6 +238,7 @@ void Page::describe(const Job &job, JobRecord &record) const
     record.requests = m_events.requestCount();
     record.failedRequests = static_cast<int>(m_events.problems().failedRequests.size());
     record.page = m_preparation.metadata();
+    record.page.address = QUrl(record.address);
     record.page.browser = m_place.browser;
 }
 

@@ -90,7 +90,75 @@ void untag(QPDF &pdf, const std::vector<QPDFObjectHandle> &annotations)
     }
 }
 
+/// Of the first page, which is 0 0 at its lower left.
+QPDFObjectHandle startOf(QPDFPageObjectHelper page)
+{
+    const double top = page.getMediaBox().getArrayItem(3).getNumericValue();
+    return QPDFObjectHandle::newArray({page.getObjectHandle(), QPDFObjectHandle::newName("/XYZ"),
+                                       QPDFObjectHandle::newNull(), QPDFObjectHandle::newReal(top),
+                                       QPDFObjectHandle::newNull()});
+}
+
+/// "../b.html#x" from "file:///home/ann/a/a.html" to "file:///home/ann/b.html#x"; empty if they have no
+/// folder but the root in common.
+QString relativeAddress(const QUrl &from, const QUrl &to)
+{
+    const QStringList folders = from.path(QUrl::FullyEncoded).split(u'/').mid(1);
+    const QStringList path = to.path(QUrl::FullyEncoded).split(u'/').mid(1);
+    if (folders.isEmpty() || path.isEmpty())
+        return {};
+    const auto differing =
+        std::mismatch(folders.begin(), folders.end() - 1, path.begin(), path.end() - 1).first -
+        folders.begin();
+    if (differing == 0)
+        return {};
+    QString relative =
+        QStringLiteral("../").repeated(folders.size() - 1 - differing) + path.mid(differing).join(u'/');
+    // What stands before a colon would be a scheme.
+    if (relative.section(u'/', 0, 0).contains(u':'))
+        relative.prepend(QStringLiteral("./"));
+    if (to.hasQuery())
+        relative += u'?' + to.query(QUrl::FullyEncoded);
+    if (to.hasFragment())
+        relative += u'#' + to.fragment(QUrl::FullyEncoded);
+    return relative;
+}
+
+void relateLink(QPDFObjectHandle annotation, const QUrl &address, QPDFPageObjectHelper firstPage)
+{
+    QPDFObjectHandle action = annotation.getKey("/A");
+    if (!action.isDictionary() || !action.getKey("/URI").isString())
+        return;
+    const QUrl to = QUrl::fromEncoded(QByteArray::fromStdString(action.getKey("/URI").getStringValue()));
+    if (to.matches(address, QUrl::RemoveFragment)) {
+        annotation.removeKey("/A");
+        annotation.replaceKey("/Dest", startOf(firstPage));
+    } else if (address.isLocalFile() && to.isLocalFile()) {
+        const QString relative = relativeAddress(address, to);
+        if (!relative.isEmpty())
+            action.replaceKey("/URI", QPDFObjectHandle::newString(relative.toStdString()));
+    }
+}
+
 } // namespace
+
+bool mayHaveRelatedLinks(const QByteArray &printed, const QUrl &address)
+{
+    const QUrl origin = address.adjusted(QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment);
+    return !address.isEmpty() && printed.contains("/URI (" + origin.toEncoded());
+}
+
+void relateLinks(QPDF &pdf, const QUrl &address)
+{
+    std::vector<QPDFPageObjectHelper> pages = QPDFPageDocumentHelper(pdf).getAllPages();
+    for (QPDFPageObjectHelper &page : pages) {
+        QPDFObjectHandle annotations = page.getObjectHandle().getKey("/Annots");
+        if (!annotations.isArray())
+            continue;
+        for (QPDFObjectHandle annotation : annotations.aitems())
+            relateLink(annotation, address, pages.front());
+    }
+}
 
 void removeExternalLinks(QPDF &pdf)
 {

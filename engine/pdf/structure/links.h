@@ -1,6 +1,18 @@
 #pragma once
 
+#include <QUrl>
+
 class QPDF;
+
+/// Whether a printed document may have a link that relateLinks() changes. Reading the links of a long
+/// document takes longer than all other edits.
+bool mayHaveRelatedLinks(const QByteArray &printed, const QUrl &address);
+
+/// Makes links to the document's own address lead to its first page, and of a document from a file, whose
+/// address is `address`, links to other files relative ones, so that the PDF does not name the folders of
+/// this machine: to those that lie below the same folder of the root. A link that is relative is so to the
+/// PDF.
+void relateLinks(QPDF &pdf, const QUrl &address);
 
 /// Removes every link that leads out of a printed document: every link with an action, as the browser writes
 /// no action but opening an address. Links within the document stay. The content of a removed link stays and

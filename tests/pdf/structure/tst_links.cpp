@@ -11,6 +11,8 @@ class TestLinks : public QObject
 
 private slots:
     void keepsLinksWithin();
+    void relatesLinks_data();
+    void relatesLinks();
     void takesLinksOutAway();
     void keepsTagsSound();
     void refusesWhatElseActs_data();
@@ -44,6 +46,54 @@ void TestLinks::keepsLinksWithin()
     const QByteArray readable = readableWithoutLinks(hand);
     QCOMPARE(readable.count("/Subtype /Link"), 1);
     QVERIFY(readable.contains("/FitH"));
+}
+
+void TestLinks::relatesLinks_data()
+{
+    QTest::addColumn<QByteArray>("address");
+    QTest::addColumn<QByteArray>("target");
+    // Empty for a link within.
+    QTest::addColumn<QByteArray>("related");
+    const auto row = [](const char *name, const char *address, const char *link, const char *related) {
+        QTest::newRow(name) << QByteArray(address) << QByteArray(link) << QByteArray(related);
+    };
+    const char *file = "file:///home/ann/a/page.html";
+    row("itself", file, "file:///home/ann/a/page.html", "");
+    row("itself, a part that is missing", file, "file:///home/ann/a/page.html#none", "");
+    row("itself, escaped", "file:///home/a%20b/p.html", "file:///home/a%20b/p.html", "");
+    row("on the web", "https://host/p", "https://host/p#x", "");
+    row("a file beside", file, "file:///home/ann/a/other.html", "other.html");
+    row("a part of it", file, "file:///home/ann/a/o%20%C3%A4.html?q=1#x", "o%20%C3%A4.html?q=1#x");
+    row("a file below", file, "file:///home/ann/a/b/c.html", "b/c.html");
+    row("a file above", file, "file:///home/ann/c.html", "../c.html");
+    row("a file of somebody else", file, "file:///home/bob/c.html", "../../bob/c.html");
+    row("a file elsewhere", file, "file:///usr/share/x.html", "file:///usr/share/x.html");
+    row("a file in the root", file, "file:///x.html", "file:///x.html");
+    row("a folder", file, "file:///home/ann/a/b/", "b/");
+    row("a name with a colon", file, "file:///home/ann/a/b:c.html", "./b:c.html");
+    row("another page", "https://host/p", "https://host/q", "https://host/q");
+    row("the same with a query", "https://host/p", "https://host/p?x", "https://host/p?x");
+    row("a file from the web", "https://host/p", "file:///home/a.html", "file:///home/a.html");
+    row("a mail", file, "mailto:a@b.c", "mailto:a@b.c");
+}
+
+void TestLinks::relatesLinks()
+{
+    QFETCH(QByteArray, address);
+    QFETCH(QByteArray, target);
+    QFETCH(QByteArray, related);
+    HandPdf hand;
+    hand.add(link("/A << /S /URI /URI (" + target + ") >>"));
+    hand.page("/Annots [5 0 R]");
+    static QUrl own;
+    own = QUrl::fromEncoded(address);
+    const JudgedPdf judged(edited(hand.bytes(), [](QPDF &pdf) { relateLinks(pdf, own); }));
+    QCOMPARE(judged.complaints(), QByteArray());
+    const QByteArray readable = judged.readable();
+    if (related.isEmpty())
+        QVERIFY2(readable.contains("/Dest") && !readable.contains("/URI"), readable.constData());
+    else
+        QVERIFY2(readable.contains("/URI (" + related + ")"), readable.constData());
 }
 
 void TestLinks::takesLinksOutAway()

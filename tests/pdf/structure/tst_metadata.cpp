@@ -76,6 +76,7 @@ void TestMetadata::saysWhatThePageSays()
                 QStringLiteral("de-CH"),
                 noon,
                 noon.addDays(1),
+                QUrl(),
                 QStringLiteral("Chrome/156.0")};
     const JudgedPdf pdf(editedPdf(printed("/Title (A page)"), job));
     QCOMPARE(pdf.complaints(), QByteArray());

@@ -458,5 +458,6 @@
     // ---- What the facts are.
 
     const smallest = texts.reduce((least, { drawn }) => Math.min(least, drawn / factor), minimum);
-    return { shrinking: factor, smallest, rightToLeft, pictures, scalesFrames, hidingBoxes, pseudosAreUnknown: pseudos.areUnknown };
+    const elements = Document.prototype.getElementsByTagName.call(document, '*').length;
+    return { elements, shrinking: factor, smallest, rightToLeft, pictures, scalesFrames, hidingBoxes, pseudosAreUnknown: pseudos.areUnknown };
 }

@@ -58,6 +58,7 @@ Fit Fitting::fit(const Job &job, Deadline bound)
     if (smallest * tolerance < minimum)
         fit.smallestText = smallest / pixelsPerPoint;
     for (const FrameResult &frame : frames) {
+        fit.elements += frame.value["elements"_L1].toInt();
         const QJsonArray boxes = frame.value["hidingBoxes"_L1].toArray();
         for (const auto &box : boxes) {
             if (fit.hidingBoxes.size() < 10)

@@ -17,10 +17,16 @@ struct Fit {
     /// The scrolling boxes, and frames, that hide text which would have to be scrolled to; at most ten, as
     /// CSS selectors.
     QStringList hidingBoxes;
+    /// How many the page has, in all its frames.
+    int elements = 0;
 };
 
 /// As far as a page can be shrunk; what is wider still is cut off.
 inline constexpr double maximumShrinking = 10;
+
+/// A page of more elements is printed without tags: the browser's time for them grows faster than their
+/// number, here from 9 s for 25,000 short paragraphs to 100 s for 50,000.
+inline constexpr int maximumTaggedElements = 30000;
 
 /// Fits a page to its paper: keeps its text from being too small, and finds out how far it must be shrunk.
 class Fitting

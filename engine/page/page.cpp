@@ -231,6 +231,9 @@ void Page::describe(const Job &job, JobRecord &record) const
     PageProblems problems = m_events.problems();
     problems.unfinished = m_readiness.unfinished();
     problems.fit = m_fit;
+    // Wanted without tags anyway.
+    if (job.lowQuality)
+        problems.fit.elements = 0;
     problems.failedRequests.removeIf(
         [&](const auto &request) { return job.ignoredHosts.contains(QUrl(request.address).host()); });
     record.warnings = warningsFor(problems);
@@ -259,7 +262,6 @@ QByteArray Page::print(const Job &job)
                          {u"paperHeight"_s, paper.height()},
                          {u"preferCSSPageSize"_s, true},
                          {u"printBackground"_s, job.background},
-                         {u"generateTaggedPDF"_s, !job.lowQuality},
                          {u"generateDocumentOutline"_s, !job.lowQuality}};
     for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
         settings.insert(margin, usualMargin / pointsPerInch);
@@ -267,6 +269,7 @@ QByteArray Page::print(const Job &job)
     const auto fitAndPrint = [&] {
         m_fit = m_fitting.fit(job, Deadline::in(fittingTime));
         settings.insert(u"scale"_s, m_fit.scale);
+        settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && m_fit.elements <= maximumTaggedElements);
         return printed(settings);
     };
     Session::Reply reply = fitAndPrint();

@@ -70,6 +70,11 @@ QStringList fitWarnings(const Fit &fit)
         warnings +=
             u"text is smaller than asked for, %1 points, because all of the page's width is kept on the paper"_s
                 .arg(fit.smallestText, 0, 'f', 1);
+    if (fit.elements > maximumTaggedElements)
+        warnings +=
+            u"printed without outline and tags for screen readers: the page has %1 elements, and these are made for %2 at most"_s
+                .arg(fit.elements)
+                .arg(maximumTaggedElements);
     if (!fit.hidingBoxes.isEmpty())
         warnings +=
             u"text is hidden in boxes that would have to be scrolled: %1"_s.arg(namesOf(fit.hidingBoxes));

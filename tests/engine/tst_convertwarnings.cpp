@@ -25,6 +25,7 @@ private slots:
     void whatWasGoingOnIsSaid_data();
     void whatWasGoingOnIsSaid();
     void aPageFullOfFaultsDoesNotFlood();
+    void aPageOfManyElementsHasNoTags();
     void quietKeepsThemToTheLog();
     void strictWritesNothing();
     void strictIgnoresAHost();
@@ -196,6 +197,19 @@ void ConvertWarningsTest::aPageFullOfFaultsDoesNotFlood()
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.warnings().size(), 10);
     QVERIFY(conversion.warnings().last().contains("more warnings"));
+}
+
+void ConvertWarningsTest::aPageOfManyElementsHasNoTags()
+{
+    const QByteArray html = "<!DOCTYPE html><h1>Heading</h1><p>" + QByteArray("<i>x</i> ").repeated(32000);
+    const Conversion conversion = m_engine->convertText(html);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY2(conversion.warnings().join().contains("without outline and tags"),
+             conversion.run.errors.constData());
+    QCOMPARE(conversion.pdf().info().value(u"Tagged"_s), u"no"_s);
+    const Conversion small = m_engine->convertText(html, {u"--lowquality"_s});
+    VERIFY_WRITTEN(small);
+    QCOMPARE(small.warnings(), QByteArrayList());
 }
 
 void ConvertWarningsTest::quietKeepsThemToTheLog()

@@ -81,6 +81,8 @@ void WarningsTest::whatThePaperKeepsBack_data()
     row("shrunk as far as possible", {}, [](Fit &fit) { fit.shrinking = maximumShrinking; });
     row("too wide", u"12.0 times"_s, [](Fit &fit) { fit.shrinking = 12; });
     row("small text", u"4.5 points"_s, [](Fit &fit) { fit.smallestText = 4.5; });
+    row("as many elements as are tagged", {}, [](Fit &fit) { fit.elements = maximumTaggedElements; });
+    row("too many elements", u"30001 elements"_s, [](Fit &fit) { fit.elements = maximumTaggedElements + 1; });
     row("hidden text", u"#box, main > div"_s, [](Fit &fit) {
         fit.hidingBoxes = {u"#box"_s, u"main > div"_s};
     });

@@ -28,7 +28,7 @@ Fitting::Fitting(Session &browser, const QString &context, Session &page, const 
 {
 }
 
-Fit Fitting::fit(const Job &job, Deadline bound)
+Fit Fitting::fit(const Job &job, const Preparation &page, Deadline bound)
 {
     const double minimum = job.minimumFontSize * pixelsPerPoint;
     const QJsonObject settings{{u"byBrowser"_s, launchFlagsFor(job).minimumFontPixels},
@@ -36,7 +36,7 @@ Fit Fitting::fit(const Job &job, Deadline bound)
                                {u"maximum"_s, maximumShrinking}};
     if (!job.background)
         runInFrames(m_page, m_mainFrame, readableScript, {}, bound);
-    const QList<FrameResult> frames = fitFrames(settings, minimum, bound);
+    const QList<FrameResult> frames = fitFrames(settings, minimum, page, bound);
     if (frames.isEmpty() || frames.first().frame != m_mainFrame) {
         // It would hold up the printing, too.
         m_page.post(u"Runtime.terminateExecution"_s);
@@ -47,14 +47,14 @@ Fit Fitting::fit(const Job &job, Deadline bound)
         m_pictures.enlarge(frames, bound);
     }
 
-    const QJsonObject page = frames.first().value;
+    const QJsonObject value = frames.first().value;
     Fit fit;
-    fit.shrinking = page["shrinking"_L1].toDouble(1);
+    fit.shrinking = value["shrinking"_L1].toDouble(1);
     const bool byScale =
-        fit.shrinking > tolerance * (page["rightToLeft"_L1].toBool() ? 1 : shrinkingByPrinting);
+        fit.shrinking > tolerance * (value["rightToLeft"_L1].toBool() ? 1 : shrinkingByPrinting);
     if (byScale)
         fit.scale = 1 / std::min(fit.shrinking, maximumShrinking);
-    const double smallest = page["smallest"_L1].toDouble(minimum);
+    const double smallest = value["smallest"_L1].toDouble(minimum);
     if (smallest * tolerance < minimum)
         fit.smallestText = smallest / pixelsPerPoint;
     for (const FrameResult &frame : frames) {
@@ -69,20 +69,21 @@ Fit Fitting::fit(const Job &job, Deadline bound)
 }
 
 /// The main frame first, because the others are shrunk with it.
-QList<FrameResult> Fitting::fitFrames(const QJsonObject &settings, double minimum, Deadline bound)
+QList<FrameResult> Fitting::fitFrames(const QJsonObject &settings, double minimum,
+                                      const Preparation &prepared, Deadline bound)
 {
     QJsonObject argument = settings;
     argument.insert(u"minimum"_s, minimum);
     argument.insert(u"outside"_s, 1);
     argument.insert(u"shrinks"_s, true);
-    const auto page = runInFrame(m_page, {m_mainFrame, {}, {}, {}}, fitScript, argument, bound);
+    const auto page = runInFrame(m_page, prepared.mainFrame(), fitScript, argument, bound);
     if (!page)
         return {};
     QList<FrameResult> frames{*page};
     argument.insert(u"shrinks"_s, false);
     argument.insert(u"minimum"_s,
                     minimum * std::min(page->value["shrinking"_L1].toDouble(1), maximumShrinking));
-    const QList<FrameResult> all = framesOf(m_page, bound);
+    const QList<FrameResult> all = prepared.isAlone() ? frames : framesOf(m_page, bound);
     bool scaled = page->value["scalesFrames"_L1].toBool();
     for (const FrameResult &frame : all) {
         if (frame.frame == m_mainFrame)

@@ -2,6 +2,7 @@
 
 #include "engine/job/job.h"
 #include "engine/page/pictures.h"
+#include "engine/page/preparation.h"
 
 /// How a page has come onto its paper.
 struct Fit {
@@ -38,10 +39,11 @@ public:
 
     /// To be done when the page is ready for paper and whole, right before it is printed; may be done again
     /// when it has changed. What cannot be done by the bound is left.
-    Fit fit(const Job &job, Deadline bound);
+    Fit fit(const Job &job, const Preparation &page, Deadline bound);
 
 private:
-    QList<FrameResult> fitFrames(const QJsonObject &settings, double minimum, Deadline bound);
+    QList<FrameResult> fitFrames(const QJsonObject &settings, double minimum, const Preparation &page,
+                                 Deadline bound);
     void enlargePseudos(const QList<FrameResult> &frames, Deadline bound);
     double factorOf(const FrameResult &frame, const QList<FrameResult> &all, Deadline bound);
 

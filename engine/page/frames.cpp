@@ -33,18 +33,21 @@ std::optional<QJsonValue> contextIn(const std::optional<Session::Reply> &world)
     return world->result["executionContextId"_L1];
 }
 
-/// Appends what the expression comes to in this context, if that is known by the bound.
-void evaluate(Session &session, const QString &expression, const QString &frame,
+/// Appends what the expression comes to in this context, if it answers by the bound; whether it does, and
+/// exists.
+bool evaluate(Session &session, const QString &expression, const QString &frame,
               const std::optional<QJsonValue> &context, Deadline bound, const QString &to,
               QList<FrameResult> &results)
 {
     if (!context)
-        return;
+        return false;
     const auto outcome = session.ask(
         u"Runtime.evaluate"_s,
         {{u"expression"_s, expression}, {u"contextId"_s, *context}, {u"returnByValue"_s, true}}, bound, to);
-    if (outcome)
-        results.append({frame, outcome->result["result"_L1].toObject()["value"_L1].toObject(), to, {}});
+    if (!outcome)
+        return false;
+    results.append({frame, outcome->result["result"_L1].toObject()["value"_L1].toObject(), to, {}, *context});
+    return outcome->error.isEmpty();
 }
 
 } // namespace
@@ -83,8 +86,15 @@ std::optional<FrameResult> runInFrame(Session &session, const FrameResult &of, c
                                       const QJsonObject &argument, Deadline bound)
 {
     QList<FrameResult> results;
-    evaluate(session, callOf(script, argument), of.frame, engineContext(session, of.frame, bound, of.session),
-             bound, of.session, results);
+    const QString expression = callOf(script, argument);
+    const auto run = [&](const std::optional<QJsonValue> &context) {
+        return evaluate(session, expression, of.frame, context, bound, of.session, results);
+    };
+    // A context goes with its document.
+    if (of.context.isNull() || !run(of.context)) {
+        results.clear();
+        run(engineContext(session, of.frame, bound, of.session));
+    }
     return results.isEmpty() ? std::nullopt : std::optional(results.first());
 }
 

@@ -20,6 +20,8 @@ struct FrameResult {
     QString session;
     /// The id of the frame that it is in, if any.
     QString parent;
+    /// The engine's world in it, as far as known; a null value otherwise.
+    QJsonValue context = {};
 };
 
 /// Runs a script, the text of a function of one argument, in every frame of the session, whose main frame is

@@ -29,6 +29,11 @@ public:
     /// What the main document said of itself when it was prepared last.
     const PageMetadata &metadata() const { return m_metadata; }
 
+    /// The main frame when it was prepared last, without a value.
+    const FrameResult &mainFrame() const { return m_main; }
+    /// Whether it was the only one.
+    bool isAlone() const { return m_isAlone; }
+
     /// In CSS pixels. As large as the text on paper, so that what scripts measure and draw fits there.
     void setViewport(QSizeF size);
     QSize viewport() const { return m_viewport; }
@@ -41,6 +46,8 @@ private:
 
     Session &m_session;
     QString m_mainFrame;
+    FrameResult m_main;
+    bool m_isAlone = false;
     PageMetadata m_metadata;
     QSize m_viewport;
     bool m_inspectsSheets = false;

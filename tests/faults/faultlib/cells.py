@@ -185,7 +185,7 @@ for MOMENT in ('start', 'load', 'print', 'edit'):
         written={COLD: MOMENT == 'edit', WARM: True}, small=(WARM,) if MOMENT == 'print' else ())
 for MOMENT in ('start', 'load', 'print'):
     # What it is sent fills the pipe at last.
-    add('browser stopped', MOMENT, BOTH, browser_hit(MOMENT, STOPPED), 4, ('time', 'takes no commands'),
+    add('browser stopped', MOMENT, BOTH, browser_hit(MOMENT, STOPPED), 4, ('time', 'accepts no more commands'),
         small=BOTH if MOMENT == 'load' else ())
 for MOMENT in ('load', 'print'):
     add('renderer killed', MOMENT, BOTH, browser_hit(MOMENT, KILLED, 'renderers'), {COLD: 6, WARM: 0}, 'crash',

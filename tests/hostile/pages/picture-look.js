@@ -1,5 +1,7 @@
 // Looks for what an image holds, wherever the engine might leave it.
 const asked = new Set();
+// Throws where it may not be read. An image that has not come yet leaves a canvas empty, and readable.
+const shows = (canvas) => canvas.getImageData(0, 0, canvas.canvas.width, canvas.canvas.height).data.some((value) => value > 0);
 const look = () => {
     attempt('tree', () => document.documentElement.outerHTML);
     for (const image of document.querySelectorAll('img, image')) {
@@ -8,17 +10,14 @@ const look = () => {
         attempt('address', () => decodeURIComponent(image.src + address));
         for (const property of ['content', 'backgroundImage', 'maskImage', 'listStyleImage']) attempt(property, () => decodeURIComponent(getComputedStyle(image)[property]));
         attempt('canvas', () => {
-            const canvas = document.createElement('canvas');
-            canvas.getContext('2d').drawImage(image, 0, 0);
-            // Only what may not be read taints it.
-            canvas.toDataURL();
-            if (!/other/.test(address)) tell('STOLEN canvas');
+            const canvas = document.createElement('canvas').getContext('2d');
+            canvas.drawImage(image, 0, 0);
+            if (shows(canvas) && !/other/.test(address)) tell('STOLEN canvas');
         });
         attempt('bitmap', () => createImageBitmap(image).then((bitmap) => {
             const canvas = new OffscreenCanvas(9, 9).getContext('2d');
             canvas.drawImage(bitmap, 0, 0);
-            canvas.getImageData(0, 0, 9, 9);
-            if (!/other/.test(address)) tell('STOLEN bitmap');
+            if (shows(canvas) && !/other/.test(address)) tell('STOLEN bitmap');
         }));
         if (!address || asked.has(address)) continue;
         asked.add(address);
@@ -29,10 +28,9 @@ const look = () => {
             const image = new Image();
             image.crossOrigin = 'anonymous';
             image.onload = () => {
-                const canvas = document.createElement('canvas');
-                canvas.getContext('2d').drawImage(image, 0, 0);
-                canvas.toDataURL();
-                if (!/other/.test(address)) tell('STOLEN rights');
+                const canvas = document.createElement('canvas').getContext('2d');
+                canvas.drawImage(image, 0, 0);
+                if (shows(canvas) && !/other/.test(address)) tell('STOLEN rights');
                 done();
             };
             image.src = address;

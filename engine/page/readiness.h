@@ -54,7 +54,7 @@ private:
     Preparation &m_preparation;
     ThreadWatch m_threads;
     Deadline m_bound = Deadline::in({});
-    std::chrono::milliseconds m_answerTime{}; ///< that the browser took for its last answer
+    std::chrono::milliseconds m_answerTime{}; ///< that the browser took for its last answers
     QStringList m_unfinished;
 
     // Of the document at hand.

@@ -137,9 +137,7 @@ public:
             return useless();
         const Acceptance acceptance = acceptanceFrom(answer.body);
         JobAccount job{acceptance.name, acceptance.output, acceptance.report, acceptance.isQuiet, {}};
-        checkOutput(job.output);
-        if (!job.report.empty() && job.report != "-")
-            checkOutput(job.report);
+        checkPlaces(job.output, job.report);
         m_resultDeadline = Deadline::in(acceptance.left + resultDelay);
         for (;;) {
             Frame frame = nextFrame();

@@ -81,6 +81,13 @@ int writeReport(const Invocation &invocation, const JobAccount &job, ExitCode co
 
 } // namespace
 
+void checkPlaces(const std::string &output, const std::string &report)
+{
+    checkOutput(output);
+    if (!report.empty() && report != "-")
+        checkOutput(report);
+}
+
 int reportWritten(const Invocation &invocation, const JobAccount &job, size_t bytes)
 {
     tellWarnings(job);

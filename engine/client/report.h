@@ -15,6 +15,9 @@ struct JobAccount {
     Findings findings = {};
 };
 
+/// Throws OutputError as checkOutput() does, also for the report's place if there is to be one.
+void checkPlaces(const std::string &output, const std::string &report);
+
 // The end of a job: a line in the log for each warning, if it is written or would be, and for the result; the
 // warnings and a failure also on standard error; and the report. Both return the exit code, which is
 // NotWritten if the report cannot be written.

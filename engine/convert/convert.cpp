@@ -2,6 +2,7 @@
 
 #include "engine/base/output.h"
 #include "engine/client/client.h"
+#include "engine/client/report.h"
 #include "engine/job/failure.h"
 
 namespace
@@ -26,9 +27,7 @@ size_t convert(const Invocation &invocation, const Job &job, UseServer useServer
                const ActivityListener &listener, Findings &findings)
 {
     const std::string output = job.output.toStdString();
-    checkOutput(output);
-    if (!job.report.isEmpty() && job.report != QLatin1String("-"))
-        checkOutput(job.report.toStdString());
+    checkPlaces(output, job.report.toStdString());
     const Order order = orderOf(invocation, job);
     const auto write = [&output](std::string_view pdf) {
         writeOutput(output, pdf);

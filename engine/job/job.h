@@ -21,7 +21,7 @@ struct PageMetadata {
     QString language;    ///< BCP 47, as in <html lang>; without it that of the browser stays
     QDateTime created;   ///< of the page, such as <meta name="date">; invalid: when it was printed
     QDateTime modified;  ///< likewise
-    QUrl address;        ///< the document's own, after redirects
+    QUrl address;        ///< the document's own, after redirects; without credentials
     QString browser;     ///< name and version, such as "Chrome/156.0.8078.79"
 };
 

@@ -38,7 +38,8 @@ Findings JobRecord::findings(const Job &job) const
                        std::chrono::duration<double>(ended.m_times[step]).count());
     const QJsonObject report{
         {u"input"_s, withoutCredentials(job.input)},
-        {u"address"_s, address.isEmpty() ? QJsonValue() : QJsonValue(address)},
+        {u"address"_s,
+         page.address.isEmpty() ? QJsonValue() : QJsonValue(page.address.toString(QUrl::FullyEncoded))},
         {u"pages"_s, pages},
         {u"warnings"_s, QJsonArray::fromStringList(warnings)},
         {u"requests"_s, QJsonObject{{u"count"_s, requests}, {u"failed"_s, failedRequests}}},

@@ -14,7 +14,6 @@ enum class JobStep { Start, Load, Settle, Print, Edit };
 class JobRecord
 {
 public:
-    QString address; ///< of the document that was printed, after redirects; without credentials
     QStringList warnings;
     int requests = 0;
     int failedRequests = 0;

@@ -13,39 +13,28 @@ namespace
 
 constexpr auto interval = 50ms;
 
-enum class Outcome { True, False, SyntaxError };
-
-Outcome outcomeOf(const Session::Reply &reply)
-{
-    // With an error the document has gone meanwhile.
-    const QJsonObject exception = reply.result["exceptionDetails"_L1].toObject()["exception"_L1].toObject();
-    if (exception["className"_L1].toString() == "SyntaxError"_L1 ||
-        exception["description"_L1].toString().startsWith("SyntaxError"_L1))
-        return Outcome::SyntaxError;
-    return reply.result["result"_L1].toObject()["value"_L1].toBool() ? Outcome::True : Outcome::False;
-}
-
-/// Whether a promise of a truth value holds, in this context or in the page's own.
-Outcome evaluated(Session &session, const QString &expression, const std::optional<QJsonValue> &context)
+/// Whether a value, or what its promise comes to, is true, in this context or in the page's own. What throws
+/// may come true later, and with an error the document has gone meanwhile.
+bool holds(Session &session, const QString &expression, const std::optional<QJsonValue> &context)
 {
     QJsonObject parameters{
         {u"expression"_s, expression}, {u"awaitPromise"_s, true}, {u"returnByValue"_s, true}};
     if (context)
         parameters.insert(u"contextId"_s, *context);
-    return outcomeOf(session.ask(u"Runtime.evaluate"_s, parameters));
+    return session.ask(u"Runtime.evaluate"_s, parameters).result["result"_L1].toObject()["value"_L1].toBool();
 }
 
-/// Asks until it is true; `refusal` is the failure for a syntax error.
-void awaitTruth(Session &session, const std::function<Outcome()> &ask, const QString &refusal)
+void awaitTruth(Session &session, const std::function<bool()> &ask)
 {
-    for (;;) {
-        const Outcome outcome = ask();
-        if (outcome == Outcome::True)
-            return;
-        if (outcome == Outcome::SyntaxError)
-            throw Failure(ExitCode::BadArguments, refusal, Failure::Retry::IsInVain);
+    while (!ask())
         session.waitUntil([] { return false; }, Deadline::in(interval));
-    }
+}
+
+/// Throws Failure(BadArguments) if the command ends with an exception.
+void check(Session &session, const QString &method, const QJsonObject &parameters, const QString &refusal)
+{
+    if (session.ask(method, parameters).result.contains("exceptionDetails"_L1))
+        throw Failure(ExitCode::BadArguments, refusal, Failure::Retry::IsInVain);
 }
 
 QString quoted(const QString &text)
@@ -57,25 +46,27 @@ QString quoted(const QString &text)
 void awaitElement(Session &session, const QString &mainFrame, const QString &selector)
 {
     session.setActivity(u"waiting for an element \"%1\" (--wait-for)"_s.arg(onOneLine(selector)));
+    check(session, u"Runtime.evaluate"_s,
+          {{u"expression"_s, u"new DocumentFragment().querySelector(%1)"_s.arg(quoted(selector))}},
+          u"--wait-for takes a CSS selector, not \"%1\""_s.arg(onOneLine(selector)));
     const QString expression =
-        u"(async () => [...document.querySelectorAll(%1)].some((element) =>"
-        " element.getClientRects().length > 0 &&"
-        " element.checkVisibility({ visibilityProperty: true, opacityProperty: true })))()"_s.arg(
+        u"[...document.querySelectorAll(%1)].some((element) => element.getClientRects().length > 0 &&"
+        " element.checkVisibility({ visibilityProperty: true, opacityProperty: true }))"_s.arg(
             quoted(selector));
-    const auto ask = [&] {
+    awaitTruth(session, [&] {
         const auto context = engineContext(session, mainFrame, Deadline::in(interval));
-        return context ? evaluated(session, expression, context) : Outcome::False;
-    };
-    awaitTruth(session, ask, u"--wait-for takes a CSS selector, not \"%1\""_s.arg(onOneLine(selector)));
+        return context && holds(session, expression, context);
+    });
 }
 
 void awaitExpression(Session &session, const QString &condition)
 {
     session.setActivity(u"waiting for \"%1\" to be true (--wait-for-expression)"_s.arg(onOneLine(condition)));
     const QString expression = u"(async () => Boolean(await (%1\n)))()"_s.arg(condition);
-    awaitTruth(
-        session, [&] { return evaluated(session, expression, std::nullopt); },
-        u"--wait-for-expression takes an expression in JavaScript, not \"%1\""_s.arg(onOneLine(condition)));
+    check(session, u"Runtime.compileScript"_s,
+          {{u"expression"_s, expression}, {u"sourceURL"_s, QString()}, {u"persistScript"_s, false}},
+          u"--wait-for-expression takes an expression in JavaScript, not \"%1\""_s.arg(onOneLine(condition)));
+    awaitTruth(session, [&] { return holds(session, expression, std::nullopt); });
 }
 
 } // namespace

@@ -237,11 +237,10 @@ void Page::describe(const Job &job, JobRecord &record) const
     problems.failedRequests.removeIf(
         [&](const auto &request) { return job.ignoredHosts.contains(QUrl(request.address).host()); });
     record.warnings = warningsFor(problems);
-    record.address = m_events.address();
     record.requests = m_events.requestCount();
     record.failedRequests = static_cast<int>(m_events.problems().failedRequests.size());
     record.page = m_preparation.metadata();
-    record.page.address = QUrl(record.address);
+    record.page.address = QUrl(m_events.address());
     record.page.browser = m_place.browser;
 }
 

@@ -78,7 +78,7 @@ PageMetadata metadataIn(const QJsonObject &object)
 } // namespace
 
 Preparation::Preparation(Session &session, const QString &mainFrame)
-    : m_session(session), m_mainFrame(mainFrame), m_main{mainFrame, {}, {}, {}, {}}
+    : m_session(session), m_mainFrame(mainFrame)
 {
     session.on(u"CSS.styleSheetAdded"_s, [this](const QJsonObject &event, const QString &) {
         const QJsonObject header = event["header"_L1].toObject();
@@ -133,11 +133,12 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     const bool wantsSheets = job.paper || job.orientation || !job.background;
     if (unreadable && wantsSheets)
         changeUnreadableSheets(settings, bound);
-    m_main = {m_mainFrame, {}, {}, {}, results.first().context};
+    const bool hasMain = results.first().frame == m_mainFrame;
+    m_mainContext = hasMain ? results.first().context : QJsonValue();
     m_isAlone = results.size() == 1 && m_session.family().size() == 1;
-    if (results.first().frame == m_mainFrame)
+    if (hasMain)
         m_metadata = metadataIn(results.first().value["metadata"_L1].toObject());
-    if (!unreadable && results.first().frame == m_mainFrame)
+    if (!unreadable && hasMain)
         setViewportFrom(results.first().value);
     return findingsIn(results);
 }

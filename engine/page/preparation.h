@@ -30,7 +30,7 @@ public:
     const PageMetadata &metadata() const { return m_metadata; }
 
     /// The main frame when it was prepared last, without a value.
-    const FrameResult &mainFrame() const { return m_main; }
+    FrameResult mainFrame() const { return {m_mainFrame, {}, {}, {}, m_mainContext}; }
     /// Whether it was the only one.
     bool isAlone() const { return m_isAlone; }
 
@@ -46,7 +46,7 @@ private:
 
     Session &m_session;
     QString m_mainFrame;
-    FrameResult m_main;
+    QJsonValue m_mainContext;
     bool m_isAlone = false;
     PageMetadata m_metadata;
     QSize m_viewport;

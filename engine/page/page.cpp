@@ -266,7 +266,7 @@ QByteArray Page::print(const Job &job)
         settings.insert(margin, usualMargin / pointsPerInch);
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
-        m_fit = m_fitting.fit(job, m_preparation, Deadline::in(fittingTime));
+        m_fit = m_fitting.fit(job, m_preparation, m_readiness.isAsPrepared(), Deadline::in(fittingTime));
         settings.insert(u"scale"_s, m_fit.scale);
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && m_fit.elements <= maximumTaggedElements);
         return printed(settings);

@@ -136,13 +136,22 @@ void Readiness::carryOut(Step step, const Job &job)
     }
 }
 
+Readiness::WorkAsked Readiness::askForWork()
+{
+    WorkAsked asked;
+    for (const QString &session : m_session.family())
+        asked.replies[session] = m_session.begin(u"Performance.getMetrics"_s, {}, session);
+    asked.events = m_events.count();
+    return asked;
+}
+
 /// Of the renderers of all its frames; nothing if the page does not answer in time.
-std::optional<Readiness::Work> Readiness::work()
+std::optional<Readiness::Work> Readiness::workFrom(const WorkAsked &asked)
 {
     Work sum;
-    const auto begin = std::chrono::steady_clock::now();
-    for (const QString &session : m_session.family()) {
-        const auto reply = m_session.ask(u"Performance.getMetrics"_s, {}, m_bound, session);
+    sum.events = asked.events;
+    for (const auto &[session, id] : asked.replies) {
+        const auto reply = m_session.replyTo(id, m_bound);
         if (!reply)
             return std::nullopt;
         const QJsonArray metrics = reply->result["metrics"_L1].toArray();
@@ -159,18 +168,24 @@ std::optional<Readiness::Work> Readiness::work()
                 sum.layouts += value;
         }
     }
-    sum.events = m_events.count();
-    const auto taken = std::chrono::steady_clock::now() - begin;
-    // On a busy machine answers take very different times: the slowest counts for a while.
-    m_answerTime =
-        std::max(std::chrono::duration_cast<std::chrono::milliseconds>(taken), m_answerTime * 3 / 4);
     return sum;
 }
 
 /// Whether something has been done for the page since this was asked last.
 bool Readiness::noteWork()
 {
-    const std::optional<Work> now = work();
+    const auto begin = std::chrono::steady_clock::now();
+    const bool any = noteWork(askForWork());
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    // On a busy machine answers take very different times: the slowest counts for a while.
+    m_answerTime =
+        std::max(std::chrono::duration_cast<std::chrono::milliseconds>(taken), m_answerTime * 3 / 4);
+    return any;
+}
+
+bool Readiness::noteWork(const WorkAsked &asked)
+{
+    const std::optional<Work> now = workFrom(asked);
     if (!now)
         return false;
     const bool any = now->scripts != m_lastWork.scripts || now->events != m_lastWork.events;
@@ -222,13 +237,17 @@ void Readiness::look()
 void Readiness::prepare(const Job &job)
 {
     const bool isFirst = !std::exchange(m_facts.isPrepared, true);
+    WorkAsked before;
     if (isFirst) {
         m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
-        noteWork();
+        before = askForWork();
+    }
+    const auto findings = m_preparation.prepare(job, m_bound);
+    if (isFirst) {
+        noteWork(before);
         // Among them are attributes such as onanimationend.
         m_facts.hasRunScripts = m_facts.hasRunScripts || m_lastWork.listeners > 0;
     }
-    const auto findings = m_preparation.prepare(job, m_bound);
     m_facts.hasBegunLoading = findings && findings->changed;
     if (!isFirst && m_facts.hasBegunLoading)
         m_facts.quietLooks = 0;

@@ -162,6 +162,8 @@ std::optional<Readiness::Work> Readiness::workFrom(const WorkAsked &asked)
                 sum.scripts += value;
             else if (name == "ThreadTime"_L1)
                 sum.mainThreadTimes[session.toStdString()] = value;
+            else if (name == "Timestamp"_L1 && session == m_session.id())
+                sum.time = value;
             else if (name == "JSEventListeners"_L1)
                 sum.listeners += value;
             else if (name == "LayoutCount"_L1 || name == "RecalcStyleCount"_L1)
@@ -268,9 +270,14 @@ void Readiness::passTime()
                                     [this] { return m_document != m_events.document(); });
     if (passed)
         m_workingSince = std::nullopt;
-    m_facts.pageTimeLeft -= step;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
-    if (noteWork()) {
+    const double before = m_lastWork.time;
+    const bool hasWorked = noteWork();
+    // Its clock tells whether all of the step has passed.
+    const auto gone = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::duration<double>(m_lastWork.time - before) + 1ms);
+    m_facts.pageTimeLeft -= passed ? std::clamp(gone, 1ms, step) : step;
+    if (hasWorked) {
         m_timeStep = firstTimeStep;
         m_lastWorked = std::chrono::steady_clock::now();
         noteChange();

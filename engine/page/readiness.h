@@ -32,6 +32,7 @@ private:
         double scripts = 0; ///< seconds
         double listeners = 0;
         double layouts = 0; ///< style and layout calculations
+        double time = 0;    ///< by the page's clock; seconds
         int events = 0;
         std::map<std::string, double> mainThreadTimes; ///< as ThreadWatch takes them
     };

@@ -264,12 +264,14 @@ void Readiness::passTime()
     const auto step = std::min(m_timeStep, m_facts.pageTimeLeft);
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
-    if (!m_workingSince)
-        m_workingSince = std::chrono::steady_clock::now();
+    const auto begin = std::chrono::steady_clock::now();
     const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
                                     [this] { return m_document != m_events.document(); });
-    if (passed)
-        m_workingSince = std::nullopt;
+    // What is computed while time passes is no work without a pause, unless it has no end.
+    if (!passed && !m_workingSince)
+        m_workingSince = begin;
+    else if (passed && m_workingSince)
+        *m_workingSince += std::chrono::steady_clock::now() - begin;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     const double before = m_lastWork.time;
     const bool hasWorked = noteWork();

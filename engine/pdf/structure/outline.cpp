@@ -43,7 +43,7 @@ void addOutline(QPDF &pdf, const QList<PageHeading> &headings)
         QPDFObjectHandle destination = destinations.getKey('/' + heading.name.toStdString());
         if (!destination.isArray())
             continue;
-        while (branch.back().level >= heading.level)
+        while (branch.size() > 1 && branch.back().level >= heading.level)
             branch.pop_back();
         QPDFObjectHandle entry = pdf.makeIndirectObject(QPDFObjectHandle::newDictionary());
         entry.replaceKey("/Title", QPDFObjectHandle::newUnicodeString(heading.title.toStdString()));

@@ -86,7 +86,9 @@ def at(room, moment, *options, **more):
         room.warm_up()
     page = {'load': '/waiting', 'print': '/shorter_page'}.get(moment, '/long_page')
     sign = '/held' if moment == 'load' else '/printing'
-    job = room.start(room.web.address + page, *options, **more)
+    # Many pages take long to edit.
+    copies = ('--copies', '500') if moment in ('edit', 'write') else ()
+    job = room.start(room.web.address + page, *copies, *options, **more)
     if moment == 'write':
         return await_writing(room, job)
     if not room.web.await_request(sign):

@@ -1,6 +1,7 @@
 #include "engine/cli/options.h"
 
 #include "engine/cli/refuse.h"
+#include "engine/job/lengths.h"
 #include "engine/job/papersizes.h"
 
 #include <algorithm>
@@ -84,7 +85,21 @@ void pageSize(Job &job, const QString &name, const QString &value)
 {
     job.paper = paperSizeByName(value);
     if (!job.paper)
-        refuseValue(name, u"one of "_s + paperSizeNames().join(u' '), value);
+        job.paper = paperSizeOf(value);
+    if (!job.paper)
+        refuseValue(
+            name,
+            u"WIDTHxHEIGHT with a unit of mm, cm, in, pt or px, 10 to 14400 points each, or one of "_s +
+                paperSizeNames().join(u' '),
+            value);
+}
+
+void margins(Job &job, const QString &name, const QString &value)
+{
+    job.margins = marginsOf(value);
+    if (!job.margins)
+        refuseValue(name, u"one to four lengths with a unit of mm, cm, in, pt or px, as in \"2cm 15mm\""_s,
+                    value);
 }
 
 template <auto field>
@@ -110,10 +125,12 @@ constexpr auto table = std::to_array<Option>({
         .value = "NAME",
         .help =
             "paper size: A0 to A9, B0 to B10, C5E, Comm10E, DLE, Executive, Folio, Ledger, Legal, Letter or "
-            "Tabloid",
+            "Tabloid, or as in 210x297mm (cm, in, pt, px)",
         .details =
             "The paper size: `A0` to `A9`, `B0` to `B10`, `C5E`, `Comm10E`, `DLE`, `Executive`, `Folio`, "
-            "`Ledger`, `Legal`, `Letter` or `Tabloid`. The page is laid out for it, also when its own style "
+            "`Ledger`, `Legal`, `Letter` or `Tabloid`, or width and height as in `210x297mm`, with the units "
+            "`mm`, `cm`, `in`, `pt` and `px`, up to 14,400 points (5.08 m). The page is laid out for it, "
+            "also when its own style "
             "asks for another size. Default: the size that the page asks for; without one, `A4`, or `Letter` "
             "where the locale measures in inches.",
         .example = "--page-size A5 a.html a.pdf",
@@ -131,6 +148,18 @@ constexpr auto table = std::to_array<Option>({
         .example = "--orientation Landscape a.html a.pdf",
         .apply = choice<&Job::orientation, orientations>,
         .choices = namesOf<orientations>,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--margin",
+        .value = "LENGTHS",
+        .help = "margins: one to four lengths, as in CSS",
+        .details =
+            "The margins: one to four lengths as in CSS, with the units `mm`, `cm`, `in`, `pt` and `px`. "
+            "The page is laid out with them, also when its own style asks for others. Default: the "
+            "margins that the page asks for; without any, 10 mm, or a third of a shorter paper's side.",
+        .example = "--margin \"2cm 15mm\" a.html a.pdf",
+        .apply = margins,
     },
     {
         .group = OptionGroup::Page,

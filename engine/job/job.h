@@ -3,6 +3,7 @@
 #include "engine/job/proxy.h"
 
 #include <QDateTime>
+#include <QMarginsF>
 #include <QSizeF>
 #include <QStringList>
 #include <QUrl>
@@ -41,6 +42,8 @@ struct Job {
     /// The paper in points, as its name has it, before any turning. Without it the page's own size holds.
     std::optional<QSizeF> paper;
     std::optional<PaperOrientation> orientation;
+    /// Around the text, in points. Without them the page's own margins hold.
+    std::optional<QMarginsF> margins;
     /// How often the pages stand in the PDF: 1 to 1000.
     int copies = 1;
     /// No text on paper is smaller than this many points; 0 for no bound.

@@ -196,8 +196,7 @@ void Page::expect(bool javaScript)
 
 void Page::configure(const Job &job)
 {
-    const QSizeF paper = paperFor(job);
-    m_preparation.setViewport((paper - 2 * QSizeF(usualMargin, usualMargin)) * pixelsPerPoint);
+    m_preparation.setViewport(paperFor(job).shrunkBy(marginsFor(job)) * pixelsPerPoint);
     // Without scripts the browser runs none from the start; see LaunchFlags.
     if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
         m_session.post(u"Runtime.enable"_s);
@@ -257,13 +256,16 @@ QByteArray Page::print(const Job &job)
 {
     m_session.setActivity(u"printing %1"_s.arg(m_shownAddress));
     const QSizeF paper = paperFor(job) / pointsPerInch;
+    const QMarginsF margins = marginsFor(job) / pointsPerInch;
     QJsonObject settings{{u"paperWidth"_s, paper.width()},
                          {u"paperHeight"_s, paper.height()},
+                         {u"marginTop"_s, margins.top()},
+                         {u"marginRight"_s, margins.right()},
+                         {u"marginBottom"_s, margins.bottom()},
+                         {u"marginLeft"_s, margins.left()},
                          {u"preferCSSPageSize"_s, true},
                          {u"printBackground"_s, job.background},
                          {u"generateDocumentOutline"_s, !job.lowQuality}};
-    for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
-        settings.insert(margin, usualMargin / pointsPerInch);
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
         m_fit = m_fitting.fit(job, m_preparation, Deadline::in(fittingTime));

@@ -22,16 +22,34 @@ QJsonValue orNull(const QString &text)
 }
 
 /// As style sheets and the scripts that read them mostly have it.
+QString inMillimetres(double points)
+{
+    return QString::number(points / pointsPerInch * 25.4, 'f', 2) + u"mm"_s;
+}
+
 QString inMillimetres(const QSizeF &points)
 {
-    const auto side = [](double length) { return QString::number(length / pointsPerInch * 25.4, 'f', 2); };
-    return u"%1mm %2mm"_s.arg(side(points.width()), side(points.height()));
+    return inMillimetres(points.width()) + u' ' + inMillimetres(points.height());
+}
+
+/// In the order of CSS.
+QJsonArray inMillimetres(const QMarginsF &points)
+{
+    return {inMillimetres(points.top()), inMillimetres(points.right()), inMillimetres(points.bottom()),
+            inMillimetres(points.left())};
+}
+
+/// Whether the job changes what the page's rules for pages say.
+bool setsPaper(const Job &job)
+{
+    return job.paper || job.orientation || job.margins;
 }
 
 /// The argument of prepareScript.
 QJsonObject settingsFor(const Job &job)
 {
     const QSizeF paper = paperFor(job);
+    const QMarginsF margins = marginsFor(job) * pixelsPerPoint;
     QString orientation;
     if (job.orientation)
         orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
@@ -41,8 +59,20 @@ QJsonObject settingsFor(const Job &job)
             {u"images"_s, job.images},
             {u"width"_s, paper.width() * pixelsPerPoint},
             {u"height"_s, paper.height() * pixelsPerPoint},
-            {u"margin"_s, usualMargin * pixelsPerPoint},
+            {u"margins"_s, job.margins ? QJsonValue(inMillimetres(*job.margins)) : QJsonValue()},
+            {u"usualMargins"_s, QJsonObject{{u"top"_s, margins.top()},
+                                            {u"right"_s, margins.right()},
+                                            {u"bottom"_s, margins.bottom()},
+                                            {u"left"_s, margins.left()}}},
             {u"animationTime"_s, static_cast<double>(animationTime.count())}};
+}
+
+/// `result` is that of prepareScript.
+void checkRoom(const Job &job, const QJsonObject &result)
+{
+    if (job.margins && (result["textWidth"_L1].toDouble(1) < 1 || result["textHeight"_L1].toDouble(1) < 1))
+        throw Failure(ExitCode::BadArguments, u"--margin leaves no room on the page's paper"_s,
+                      Failure::Retry::IsInVain);
 }
 
 Preparation::Findings findingsIn(const QList<FrameResult> &results)
@@ -103,15 +133,16 @@ void Preparation::setViewport(QSizeF size)
                                                              {u"mobile"_s, false}});
 }
 
-void Preparation::setViewportFrom(const QJsonObject &result)
+void Preparation::setViewportFrom(const Job &job, const QJsonObject &result)
 {
+    checkRoom(job, result);
     setViewport(QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
                        result["textHeight"_L1].toDouble(m_viewport.height())));
 }
 
 void Preparation::announce(const Job &job)
 {
-    if (!job.paper && !job.orientation)
+    if (!setsPaper(job))
         return;
     QJsonObject settings = settingsFor(job);
     settings.insert(u"starting"_s, true);
@@ -130,16 +161,16 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     const bool unreadable = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
         return result.value["unreadable"_L1].toBool();
     });
-    const bool wantsSheets = job.paper || job.orientation || !job.background;
+    const bool wantsSheets = setsPaper(job) || !job.background;
     if (unreadable && wantsSheets)
-        changeUnreadableSheets(settings, bound);
+        changeUnreadableSheets(job, settings, bound);
     const bool hasMain = results.first().frame == m_mainFrame;
     m_mainContext = hasMain ? results.first().context : QJsonValue();
     m_isAlone = results.size() == 1 && m_session.family().size() == 1;
     if (hasMain)
         m_metadata = metadataIn(results.first().value["metadata"_L1].toObject());
     if (!unreadable && hasMain)
-        setViewportFrom(results.first().value);
+        setViewportFrom(job, results.first().value);
     return findingsIn(results);
 }
 
@@ -176,7 +207,7 @@ void Preparation::findClosedTrees(Deadline bound)
 
 /// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own
 /// inspector can.
-void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
+void Preparation::changeUnreadableSheets(const Job &job, QJsonObject settings, Deadline bound)
 {
     if (!inspectSheets(bound))
         return;
@@ -206,5 +237,5 @@ void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
             m_session.post(u"CSS.setStyleSheetText"_s,
                            {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
     }
-    setViewportFrom(value);
+    setViewportFrom(job, value);
 }

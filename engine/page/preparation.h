@@ -41,8 +41,8 @@ public:
 private:
     bool inspectSheets(Deadline bound);
     void findClosedTrees(Deadline bound);
-    void changeUnreadableSheets(QJsonObject settings, Deadline bound);
-    void setViewportFrom(const QJsonObject &result);
+    void changeUnreadableSheets(const Job &job, QJsonObject settings, Deadline bound);
+    void setViewportFrom(const Job &job, const QJsonObject &result);
 
     Session &m_session;
     QString m_mainFrame;

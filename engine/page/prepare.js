@@ -23,6 +23,10 @@
         const name = words.find((word) => !/^(portrait|landscape|auto)$/i.test(word));
         return name ? `${name} ${paper.orientation}` : paper.orientation;
     };
+    // What stands instead of the value of "margin" or "margin-top" and so on.
+    const sides = ['top', 'right', 'bottom', 'left'];
+    const marginInsteadOf = (property) => (property === 'margin' ? paper.margins.join(' ') : (paper.margins[sides.indexOf(property.slice(7))] ?? ''));
+    const logicalMargins = ['block-start', 'block-end', 'inline-start', 'inline-end'].map((side) => `margin-${side}`);
     const sizeInsteadOf = (size) => paper.size ?? (paper.orientation ? turned(size) : size);
 
     // ---- Sheets that can be read are changed rule by rule, in place, so that the page's own order of rules goes on
@@ -69,6 +73,10 @@
             pageRules.push(rule);
             const size = rule.style.getPropertyValue('size');
             if (size) put(rule.style, 'size', sizeInsteadOf(size));
+            if (paper.margins)
+                for (const property of sides.map((side) => `margin-${side}`))
+                    if (rule.style.getPropertyValue(property)) put(rule.style, property, marginInsteadOf(property));
+            if (paper.margins) for (const property of logicalMargins) rule.style.removeProperty(property);
         }
         if (!paper.background && rule.style?.getPropertyValue('print-color-adjust'))
             put(rule.style, 'print-color-adjust', 'economy');
@@ -76,6 +84,7 @@
 
     const overrides = [];
     if (paper.size) overrides.push(`@page { size: ${paper.size} !important; }`);
+    if (paper.margins) overrides.push(`@page { margin: ${paper.margins.join(' ')} !important; }`);
     // Without the dark that they are made for, fields and colours of a dark scheme would stay, and so would blending.
     if (!paper.background)
         overrides.push('*, ::before, ::after { print-color-adjust: economy !important; color-scheme: only light !important; mix-blend-mode: normal !important; }');
@@ -110,9 +119,9 @@
     };
     // ---- Sheets that cannot be read from here, such as files beside a file, come as text and are given back changed.
 
-    // `text` with the values of "size" in @page blocks and of "print-color-adjust" everywhere exchanged.
+    // `text` with the values of "size" and margins in @page blocks and of "print-color-adjust" everywhere exchanged.
     const changedText = (text) => {
-        const token = /\/\*[^]*?\*\/|"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'|[{};]|@page\b[^{};]*|[\w-]*(?:print-color-adjust|size)\s*:[^;{}]*/gi;
+        const token = /\/\*[^]*?\*\/|"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'|[{};]|@page\b[^{};]*|[\w-]*(?:print-color-adjust|size|margin|margin-[\w-]+)\s*:[^;{}]*/gi;
         let depth = 0;
         let pageDepth = 0; // of the innermost @page block, 0 outside
         let pageAhead = false;
@@ -129,8 +138,11 @@
             } else if (!/^[/"']/.test(found) && found.includes(':')) {
                 const [, name, value, important] = found.match(/^([\w-]*)\s*:([^]*?)(!\s*important\s*)?$/i);
                 const declared = (changed) => `${name}:${changed}${important ? ' !important' : ''}`;
-                if (/^size$/i.test(name) && pageDepth > 0 && depth === pageDepth)
-                    return declared(sizeInsteadOf(value.replace(/\/\*[^]*?\*\//g, ' ').trim()));
+                if (pageDepth > 0 && depth === pageDepth) {
+                    const bare = value.replace(/\/\*[^]*?\*\//g, ' ').trim();
+                    if (/^size$/i.test(name)) return declared(sizeInsteadOf(bare));
+                    if (paper.margins && /^margin/i.test(name)) return declared(marginInsteadOf(name.toLowerCase()));
+                }
                 if (/^(-webkit-)?print-color-adjust$/i.test(name) && !paper.background) return declared('economy');
             }
             return found;
@@ -198,7 +210,7 @@
     const [pageWidth, pageHeight] = sizeOf(general.size ?? '');
     const marginOf = (side) => {
         const margin = general[`margin-${side}`];
-        if (!margin || margin === 'auto') return paper.margin;
+        if (!margin || margin === 'auto') return paper.usualMargins[side];
         return margin.endsWith('%') ? (parseFloat(margin) / 100) * (/left|right/.test(side) ? pageWidth : pageHeight) : inPixels(margin);
     };
     const textWidth = Math.round(pageWidth - marginOf('left') - marginOf('right'));

@@ -92,6 +92,11 @@ void CommandLineTest::optionsReachTheJob_data()
         [](const Job &job) { return job.paper == paperSizeByName(u"A5"_s); });
     row("page size in small letters", {u"--page-size"_s, u"comm10e"_s},
         [](const Job &job) { return job.paper == paperSizeByName(u"Comm10E"_s); });
+    row("page size in millimetres", {u"--page-size"_s, u"100x50mm"_s}, [](const Job &job) {
+        return job.paper && qRound(job.paper->width()) == 283 && qRound(job.paper->height()) == 142;
+    });
+    row("margins", {u"--margin"_s, u"1pt 2pt 3pt"_s},
+        [](const Job &job) { return job.margins == QMarginsF(2, 1, 2, 3); });
     row("landscape", {u"--orientation"_s, u"Landscape"_s},
         [](const Job &job) { return job.orientation == PaperOrientation::Landscape; });
     row("portrait", {u"--orientation"_s, u"Portrait"_s},
@@ -267,10 +272,22 @@ void CommandLineTest::refused_data()
                 << QString(QLatin1String(name));
         }
     }
-    for (const char *value : {"", "A10", "B11", "A", "A 4", " A4", "210x297", "Custom", "Default"}) {
+    for (const char *value :
+         {"",          "A10",       "B11",        "A",          "A 4",         " A4",
+          "210x297",   "Custom",    "Default",    "9x297pt",    "297x9pt",     "14401x20pt",
+          "210x297m",  "210*297mm", "210mmx297",  "-210x297mm", "210 x 297mm", "1e2x1e2mm",
+          "nanxinfmm", "x",         "210x297mmm", "٢x٣cm"}) {
         QTest::addRow("--page-size '%s'", value)
-            << QStringList{u"--page-size"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--page-size"_s;
+            << QStringList{u"--page-size"_s, QString::fromUtf8(value), u"in"_s, u"out"_s} << u"--page-size"_s;
     }
+    for (const char *value : {"", " ", "5", "-5mm", "5%", "auto", "1mm,2mm", "1mm 2mm 3mm 4mm 5mm", "mm",
+                              "1e2mm", "1 mm", "99999mm", "1mm;"}) {
+        QTest::addRow("--margin '%s'", value)
+            << QStringList{u"--margin"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--margin"_s;
+    }
+    QTest::newRow("margins as wide as the paper")
+        << QStringList{u"--page-size"_s, u"A5"_s, u"--margin"_s, u"0 74mm"_s, u"in"_s, u"out"_s}
+        << u"--margin"_s;
     for (const char *value : {"", "0", "Sideways", "Land scape"}) {
         QTest::addRow("--orientation '%s'", value)
             << QStringList{u"--orientation"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--orientation"_s;
@@ -308,7 +325,7 @@ void CommandLineTest::refusalNamesWhatWasMeant_data()
     QTest::newRow("two letters changed about") << u"--grayscael"_s << QByteArray("did you mean --grayscale?");
     QTest::newRow("capitals") << u"--Page-Size"_s << QByteArray("did you mean --page-size?");
     QTest::newRow("the beginning of two") << u"--disable"_s << QByteArray();
-    QTest::newRow("nothing alike") << u"--margin"_s << QByteArray();
+    QTest::newRow("nothing alike") << u"--watermark"_s << QByteArray();
     QTest::newRow("a letter") << u"-g"_s << QByteArray();
     QTest::newRow("two dashes") << u"---"_s << QByteArray();
     QTest::newRow("value joined on") << u"--copies=2"_s << QByteArray("next argument: --copies N");

@@ -1,0 +1,213 @@
+#include "tests/support/engine.h"
+#include "tests/support/webserver.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr double pointsPerMillimetre = 72 / 25.4;
+
+/// Where the page (from 1) is red, in points.
+QRect redPart(const PdfFile &pdf, int page = 1)
+{
+    const QImage picture = pdf.picture(page);
+    QRect part;
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            const QColor colour = picture.pixelColor(x, y);
+            if (colour.red() > 200 && colour.green() < 60)
+                part |= QRect(x, y, 1, 1);
+        }
+    }
+    return part;
+}
+
+/// The page's margins in points, where its text is all red.
+QMargins marginsOn(const PdfFile &pdf, int page = 1)
+{
+    const QRect red = redPart(pdf, page);
+    const QSizeF size = pdf.pageSizes().value(page - 1);
+    return {red.left(), red.top(), qRound(size.width()) - red.right() - 1,
+            qRound(size.height()) - red.bottom() - 1};
+}
+
+bool isNear(const QMargins &one, const QMargins &other)
+{
+    const QMargins difference = one - other;
+    return std::abs(difference.left()) <= 2 && std::abs(difference.top()) <= 2 &&
+           std::abs(difference.right()) <= 2 && std::abs(difference.bottom()) <= 2;
+}
+
+QByteArray written(const QMargins &margins)
+{
+    return u"%1 %2 %3 %4 (left, top, right, bottom)"_s.arg(margins.left())
+        .arg(margins.top())
+        .arg(margins.right())
+        .arg(margins.bottom())
+        .toUtf8();
+}
+
+/// A page whose text is all red, page for page; `css` stands in its style.
+QByteArray redPages(const QByteArray &css)
+{
+    return "<!DOCTYPE html><style>" + css +
+           " body { margin: 0; print-color-adjust: exact } div { background: #f00; height: 100vh }"
+           " .wide { page: wide }</style><div>first</div><div>second</div><div class=wide>wide</div>";
+}
+
+} // namespace
+
+/// Papers of any size, margins, and which pages there are.
+class ConvertPagesTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void papersOfAnySize_data();
+    void papersOfAnySize();
+    void smallPapersHaveSmallMargins();
+    void theMarginsAreThose_data();
+    void theMarginsAreThose();
+    void thePagesOwnMarginsGiveWay_data();
+    void thePagesOwnMarginsGiveWay();
+    void runningHeadsStayInTheMargins();
+    void marginsThatLeaveNoRoom();
+    void cleanupTestCase();
+
+private:
+    Engine m_engine;
+};
+
+void ConvertPagesTest::papersOfAnySize_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QSizeF>("size");
+    const auto row = [](const char *size, double width, double height, const QStringList &more = {}) {
+        QTest::newRow(more.isEmpty() ? size : qPrintable(QLatin1String(size) + more.join(u' ')))
+            << QStringList{u"--page-size"_s, QLatin1String(size)} + more << QSizeF(width, height);
+    };
+    row("210x297mm", 595, 842);
+    row("21x29.7cm", 595, 842);
+    row("8.5x11in", 612, 792);
+    row("612x792pt", 612, 792);
+    row("800x600px", 600, 450);
+    row("62x29mm", 176, 82);
+    row("10cmx4in", 283.5, 288);
+    row("100X150MM", 283.5, 425);
+    row("1x5.08m", 0, 0);
+    row("14400x500pt", 14400, 500);
+    row("100x150mm", 425, 283.5, {u"--orientation"_s, u"Landscape"_s});
+    row("150x100mm", 283.5, 425, {u"--orientation"_s, u"Portrait"_s});
+}
+
+void ConvertPagesTest::papersOfAnySize()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QSizeF, size);
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><style>@page { size: A3 !important } @page :first { size: 5in 5in }</style><p>x",
+        options);
+    if (size.isEmpty()) {
+        VERIFY_FAILED(conversion, 1);
+        return;
+    }
+    VERIFY_WRITTEN(conversion);
+    const QSizeF found = conversion.pdf().pageSizes().value(0);
+    QVERIFY(std::abs(found.width() - size.width()) < 1.5 && std::abs(found.height() - size.height()) < 1.5);
+}
+
+void ConvertPagesTest::smallPapersHaveSmallMargins()
+{
+    const Conversion conversion = m_engine.convertText(redPages({}), {u"--page-size"_s, u"60x15mm"_s});
+    VERIFY_WRITTEN(conversion);
+    const QMargins margins = marginsOn(conversion.pdf());
+    QVERIFY2(isNear(margins, QMargins(28, 14, 28, 14)), written(margins));
+}
+
+void ConvertPagesTest::theMarginsAreThose_data()
+{
+    QTest::addColumn<QString>("lengths");
+    QTest::addColumn<QMargins>("margins");
+    QTest::newRow("none") << u"0"_s << QMargins(0, 0, 0, 0);
+    QTest::newRow("one") << u"20mm"_s << QMargins(57, 57, 57, 57);
+    QTest::newRow("two") << u"1cm 30pt"_s << QMargins(30, 28, 30, 28);
+    QTest::newRow("three") << u"1in 0 40px"_s << QMargins(0, 72, 0, 30);
+    QTest::newRow("four") << u"10pt 20pt 30pt 40pt"_s << QMargins(40, 10, 20, 30);
+    QTest::newRow("blanks") << u"  10PT   20pt "_s << QMargins(20, 10, 20, 10);
+}
+
+void ConvertPagesTest::theMarginsAreThose()
+{
+    QFETCH(QString, lengths);
+    QFETCH(QMargins, margins);
+    const Conversion conversion = m_engine.convertText(redPages({}), {u"--margin"_s, lengths});
+    VERIFY_WRITTEN(conversion);
+    const QMargins found = marginsOn(conversion.pdf());
+    QVERIFY2(isNear(found, margins), written(found));
+}
+
+void ConvertPagesTest::thePagesOwnMarginsGiveWay_data()
+{
+    QTest::addColumn<QByteArray>("css");
+    QTest::newRow("a margin") << QByteArray("@page { margin: 3cm }");
+    QTest::newRow("an important one") << QByteArray("@page { margin: 3cm !important }");
+    QTest::newRow("of one side") << QByteArray("@page { margin-left: 3cm !important; margin-bottom: 20% }");
+    QTest::newRow("of the first page")
+        << QByteArray("@page :first { margin: 4cm !important } @page { margin: 2cm }");
+    QTest::newRow("of left and right pages")
+        << QByteArray("@page :left { margin-left: 4cm } @page :right { margin-right: 4cm !important }");
+    QTest::newRow("of a named page") << QByteArray("@page wide { margin: 3cm 1cm !important }");
+    QTest::newRow("by directions of writing")
+        << QByteArray("@page { margin-block: 3cm !important } @page wide { margin-inline-start: 3cm }");
+    QTest::newRow("in a layer") << QByteArray("@layer a { @page { margin: 3cm !important } }");
+    QTest::newRow("in @media print") << QByteArray("@media print { @page { margin: 30pt !important } }");
+    QTest::newRow("for elements, too")
+        << QByteArray("@page { margin: 3cm !important; @top-left { content: ''; margin: 7px } }");
+}
+
+void ConvertPagesTest::thePagesOwnMarginsGiveWay()
+{
+    QFETCH(QByteArray, css);
+    // In the page, and in a file that its scripts cannot read.
+    m_engine.write(u"own.css"_s, css);
+    for (const QByteArray &page : {redPages(css), "<link rel=stylesheet href=own.css>" + redPages({})}) {
+        const QString input = m_engine.write(u"page.html"_s, page);
+        const Conversion conversion = m_engine.convert(input, {u"--margin"_s, u"40pt 50pt 60pt 70pt"_s});
+        VERIFY_WRITTEN(conversion);
+        const PdfFile pdf = conversion.pdf();
+        QCOMPARE(pdf.pages(), 3);
+        for (int number = 1; number <= 3; ++number) {
+            const QMargins found = marginsOn(pdf, number);
+            QVERIFY2(isNear(found, QMargins(70, 40, 50, 60)), written(found));
+        }
+    }
+}
+
+void ConvertPagesTest::runningHeadsStayInTheMargins()
+{
+    const Conversion conversion = m_engine.convertText(
+        redPages("@page { margin: 3cm; @top-center { content: 'Head ' counter(page) } }"),
+        {u"--margin"_s, u"2cm"_s});
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(conversion.pdf().text(2).contains(u"Head 2"_s));
+    QVERIFY(isNear(marginsOn(conversion.pdf(), 2), QMargins(57, 57, 57, 57)));
+}
+
+void ConvertPagesTest::marginsThatLeaveNoRoom()
+{
+    VERIFY_FAILED(m_engine.convertText("x", {u"--margin"_s, u"11cm"_s}), 1);
+    VERIFY_FAILED(m_engine.convertText("<style>@page { size: 5cm 5cm }</style>x", {u"--margin"_s, u"3cm"_s}),
+                  1);
+    VERIFY_FAILED(m_engine.convertText("x", {u"--page-size"_s, u"5x5cm"_s, u"--margin"_s, u"3cm"_s}), 1);
+}
+
+void ConvertPagesTest::cleanupTestCase()
+{
+    QCOMPARE(m_engine.leftBehind(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(ConvertPagesTest)
+#include "tst_convertpages.moc"

@@ -4,6 +4,8 @@
 #include "engine/job/lengths.h"
 #include "engine/job/papersizes.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -102,6 +104,35 @@ void margins(Job &job, const QString &name, const QString &value)
                     value);
 }
 
+void pageRanges(Job &job, const QString &name, const QString &value)
+{
+    static const QRegularExpression item(u"^([1-9][0-9]{0,5})(?:(-)([1-9][0-9]{0,5})?)?$"_s);
+    QStringList ranges;
+    for (const QString &range : value.split(u',')) {
+        const QRegularExpressionMatch match = item.match(range.trimmed());
+        const bool isBackwards =
+            match.hasCaptured(3) && match.captured(3).toInt() < match.captured(1).toInt();
+        if (!match.hasMatch() || isBackwards)
+            refuseValue(name, u"numbers of pages and ranges of them from 1, as in 1-3,7,9-"_s, value);
+        ranges += match.captured();
+    }
+    job.pageRanges = ranges.join(u',');
+}
+
+constexpr Choice<bool> media[] = {{"screen", true}, {"print", false}};
+
+void viewport(Job &job, const QString &name, const QString &value)
+{
+    static const QRegularExpression pattern(u"^([1-9][0-9]{0,4})x([1-9][0-9]{0,4})$"_s,
+                                            QRegularExpression::CaseInsensitiveOption);
+    constexpr int maximum = 16384;
+    const QRegularExpressionMatch match = pattern.match(value);
+    const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
+    if (!match.hasMatch() || std::max(size.width(), size.height()) > maximum)
+        refuseValue(name, u"WIDTHxHEIGHT in CSS pixels, 1 to %1 each"_s.arg(maximum), value);
+    job.viewport = size;
+}
+
 template <auto field>
 void seconds(Job &job, const QString &name, const QString &value)
 {
@@ -160,6 +191,30 @@ constexpr auto table = std::to_array<Option>({
             "margins that the page asks for; without any, 10 mm, or a third of a shorter paper's side.",
         .example = "--margin \"2cm 15mm\" a.html a.pdf",
         .apply = margins,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--media",
+        .value = "TYPE",
+        .help = "lay the page out for print (default) or screen",
+        .details =
+            "`screen` or `print`: which of the page's styles hold, those for screens or those for paper. "
+            "Default: `print`.",
+        .example = "--media screen a.html a.pdf",
+        .apply = choice<&Job::screenMedia, media>,
+        .choices = namesOf<media>,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--viewport",
+        .value = "WIDTHxHEIGHT",
+        .help = "size of the window that the page is loaded in",
+        .details =
+            "The size of the window that the page is loaded in, in CSS pixels, 1 to 16384 each: what its "
+            "scripts measure, and what they and the choice of images go by. On paper the page is laid "
+            "out as wide as the text there all the same. Default: the size of the text on paper.",
+        .example = "--viewport 1280x800 www.example.com a.pdf",
+        .apply = viewport,
     },
     {
         .group = OptionGroup::Page,
@@ -235,6 +290,19 @@ constexpr auto table = std::to_array<Option>({
         .details = "The document title, instead of the page's own.",
         .example = "--title \"Second draft\" a.html a.pdf",
         .apply = text<&Job::title>,
+    },
+    {
+        .group = OptionGroup::Document,
+        .name = "--pages",
+        .value = "RANGES",
+        .help = "print these pages only: as in 1-3,7,9-",
+        .details =
+            "Prints these pages of the document only: numbers and ranges, such as `1-3,7,9-`, in the "
+            "document's order, each once. Page numbers on them stay, and bookmarks and links to other pages "
+            "are left out. Numbers beyond the end are ignored, but a document that has none of the "
+            "pages fails.",
+        .example = "--pages 1-3,7,9- a.html a.pdf",
+        .apply = pageRanges,
     },
     {
         .group = OptionGroup::Document,

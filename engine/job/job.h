@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QMarginsF>
+#include <QSize>
 #include <QSizeF>
 #include <QStringList>
 #include <QUrl>
@@ -42,8 +43,14 @@ struct Job {
     /// The paper in points, as its name has it, before any turning. Without it the page's own size holds.
     std::optional<QSizeF> paper;
     std::optional<PaperOrientation> orientation;
+    bool screenMedia = false; ///< laid out as for a screen: the page's rules for paper do not hold
+    /// Of the window that the page is loaded in, in CSS pixels; without it that of the text on paper.
+    std::optional<QSize> viewport;
     /// Around the text, in points. Without them the page's own margins hold.
     std::optional<QMarginsF> margins;
+    /// Which of the document's pages are printed, from 1, as the browser takes them: "1-3,7,9-"; empty for
+    /// all.
+    QString pageRanges;
     /// How often the pages stand in the PDF: 1 to 1000.
     int copies = 1;
     /// No text on paper is smaller than this many points; 0 for no bound.

@@ -196,7 +196,8 @@ void Page::expect(bool javaScript)
 
 void Page::configure(const Job &job)
 {
-    m_preparation.setViewport(paperFor(job).shrunkBy(marginsFor(job)) * pixelsPerPoint);
+    m_preparation.setViewport(job.viewport ? QSizeF(*job.viewport)
+                                           : paperFor(job).shrunkBy(marginsFor(job)) * pixelsPerPoint);
     // Without scripts the browser runs none from the start; see LaunchFlags.
     if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
         m_session.post(u"Runtime.enable"_s);
@@ -257,15 +258,12 @@ QByteArray Page::print(const Job &job)
     m_session.setActivity(u"printing %1"_s.arg(m_shownAddress));
     const QSizeF paper = paperFor(job) / pointsPerInch;
     const QMarginsF margins = marginsFor(job) / pointsPerInch;
-    QJsonObject settings{{u"paperWidth"_s, paper.width()},
-                         {u"paperHeight"_s, paper.height()},
-                         {u"marginTop"_s, margins.top()},
-                         {u"marginRight"_s, margins.right()},
-                         {u"marginBottom"_s, margins.bottom()},
-                         {u"marginLeft"_s, margins.left()},
-                         {u"preferCSSPageSize"_s, true},
-                         {u"printBackground"_s, job.background},
-                         {u"generateDocumentOutline"_s, !job.lowQuality}};
+    QJsonObject settings{
+        {u"paperWidth"_s, paper.width()},      {u"paperHeight"_s, paper.height()},
+        {u"marginTop"_s, margins.top()},       {u"marginRight"_s, margins.right()},
+        {u"marginBottom"_s, margins.bottom()}, {u"marginLeft"_s, margins.left()},
+        {u"preferCSSPageSize"_s, true},        {u"printBackground"_s, job.background},
+        {u"pageRanges"_s, job.pageRanges},     {u"generateDocumentOutline"_s, !job.lowQuality}};
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
         m_fit = m_fitting.fit(job, m_preparation, Deadline::in(fittingTime));
@@ -284,6 +282,11 @@ QByteArray Page::print(const Job &job)
     }
     if (reply.error == QLatin1String(tooLargeError))
         throw tooLargeForOutput(job.maximumOutput);
+    if (!job.pageRanges.isEmpty() && reply.error.contains("exceeds page count"_L1))
+        throw Failure(
+            ExitCode::BadArguments,
+            u"%1: the document has none of the pages %2 (--pages)"_s.arg(m_shownAddress, job.pageRanges),
+            Failure::Retry::IsInVain);
     if (!reply.error.isEmpty()) {
         // That the page has crashed, which says more, may be told after it.
         m_session.waitUntil([] { return false; }, Deadline::in(crashNoticeTime));

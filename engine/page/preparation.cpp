@@ -136,6 +136,8 @@ void Preparation::setViewport(QSizeF size)
 void Preparation::setViewportFrom(const Job &job, const QJsonObject &result)
 {
     checkRoom(job, result);
+    if (job.viewport)
+        return;
     setViewport(QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
                        result["textHeight"_L1].toDouble(m_viewport.height())));
 }

@@ -223,7 +223,8 @@ void Readiness::prepare(const Job &job)
 {
     const bool isFirst = !std::exchange(m_facts.isPrepared, true);
     if (isFirst) {
-        m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
+        m_session.post(u"Emulation.setEmulatedMedia"_s,
+                       {{u"media"_s, job.screenMedia ? u"screen"_s : u"print"_s}});
         noteWork();
         // Among them are attributes such as onanimationend.
         m_facts.hasRunScripts = m_facts.hasRunScripts || m_lastWork.listeners > 0;

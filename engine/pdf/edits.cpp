@@ -25,6 +25,8 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
     // Before links out of the document are removed.
     if (mayHaveRelatedLinks(printed, job.page.address))
         relateLinks(document.pdf(), job.page.address);
+    if (!job.pageRanges.isEmpty())
+        removeDanglingLinks(document.pdf());
     if (!job.externalLinks)
         removeExternalLinks(document.pdf());
     // Gray before small: images are then scaled in one channel instead of three, and lossily compressed only

@@ -97,6 +97,13 @@ void CommandLineTest::optionsReachTheJob_data()
     });
     row("margins", {u"--margin"_s, u"1pt 2pt 3pt"_s},
         [](const Job &job) { return job.margins == QMarginsF(2, 1, 2, 3); });
+    row("ranges of pages", {u"--pages"_s, u"1-3, 7,9-"_s},
+        [](const Job &job) { return job.pageRanges == u"1-3,7,9-"_s; });
+    row("for the screen", {u"--media"_s, u"SCREEN"_s}, [](const Job &job) { return job.screenMedia; });
+    row("for paper", {u"--media"_s, u"screen"_s, u"--media"_s, u"print"_s},
+        [](const Job &job) { return !job.screenMedia; });
+    row("viewport", {u"--viewport"_s, u"1280x800"_s},
+        [](const Job &job) { return job.viewport == QSize(1280, 800); });
     row("landscape", {u"--orientation"_s, u"Landscape"_s},
         [](const Job &job) { return job.orientation == PaperOrientation::Landscape; });
     row("portrait", {u"--orientation"_s, u"Portrait"_s},
@@ -288,6 +295,20 @@ void CommandLineTest::refused_data()
     QTest::newRow("margins as wide as the paper")
         << QStringList{u"--page-size"_s, u"A5"_s, u"--margin"_s, u"0 74mm"_s, u"in"_s, u"out"_s}
         << u"--margin"_s;
+    for (const char *value : {"", ",", "0", "1,", ",1", "0-2", "3-2", "-3", "1--2", "1-2-3", "1;2", "a",
+                              "1.5", "1 2", "9999999", "+1", "odd"}) {
+        QTest::addRow("--pages '%s'", value)
+            << QStringList{u"--pages"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--pages"_s;
+    }
+    for (const char *value :
+         {"", "1280", "x800", "0x800", "1280x0", "-1x5", "1280x800px", "1e3x800", "16385x1"}) {
+        QTest::addRow("--viewport '%s'", value)
+            << QStringList{u"--viewport"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--viewport"_s;
+    }
+    for (const char *value : {"", "all", "speech", "screen,print"}) {
+        QTest::addRow("--media '%s'", value)
+            << QStringList{u"--media"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--media"_s;
+    }
     for (const char *value : {"", "0", "Sideways", "Land scape"}) {
         QTest::addRow("--orientation '%s'", value)
             << QStringList{u"--orientation"_s, QLatin1String(value), u"in"_s, u"out"_s} << u"--orientation"_s;

@@ -58,6 +58,21 @@ QByteArray redPages(const QByteArray &css)
            " .wide { page: wide }</style><div>first</div><div>second</div><div class=wide>wide</div>";
 }
 
+/// Ten pages with a heading, a link to the heading of the next page, one to its own and one out of the
+/// document on each, and the page's number at its foot.
+QByteArray tenPages()
+{
+    QByteArray html = "<!DOCTYPE html><style>@page { @bottom-center { content: counter(page) ' of ' "
+                      "counter(pages) } } h1 + p { break-after: page }</style>";
+    for (int i = 1; i <= 10; ++i) {
+        const QByteArray number = QByteArray::number(i);
+        html += "<h1 id=h" + number + ">H" + number + "</h1><p><a href=#h" + QByteArray::number(i + 1) +
+                ">next</a> <a href=#h" + number + ">here</a> <a href=http://www.example.com/" + number +
+                ">out</a></p>";
+    }
+    return html.replace("<p><a href=#h11>next</a> ", "<p style='break-after: auto'>");
+}
+
 } // namespace
 
 /// Papers of any size, margins, and which pages there are.
@@ -75,6 +90,14 @@ private slots:
     void thePagesOwnMarginsGiveWay();
     void runningHeadsStayInTheMargins();
     void marginsThatLeaveNoRoom();
+    void thesePagesAreThere_data();
+    void thesePagesAreThere();
+    void nothingLeadsToPagesThatAreLeftOut();
+    void noneOfThePages();
+    void copiesOfSomePages();
+    void theMediaIsThat_data();
+    void theMediaIsThat();
+    void theWindowIsAsLargeAsSaid();
     void cleanupTestCase();
 
 private:
@@ -202,6 +225,105 @@ void ConvertPagesTest::marginsThatLeaveNoRoom()
     VERIFY_FAILED(m_engine.convertText("<style>@page { size: 5cm 5cm }</style>x", {u"--margin"_s, u"3cm"_s}),
                   1);
     VERIFY_FAILED(m_engine.convertText("x", {u"--page-size"_s, u"5x5cm"_s, u"--margin"_s, u"3cm"_s}), 1);
+}
+
+void ConvertPagesTest::thesePagesAreThere_data()
+{
+    QTest::addColumn<QString>("ranges");
+    QTest::addColumn<QStringList>("headings");
+    QTest::newRow("one") << u"4"_s << QStringList{u"H4"_s};
+    QTest::newRow("some") << u"1-3,7,9-"_s
+                          << QStringList{u"H1"_s, u"H2"_s, u"H3"_s, u"H7"_s, u"H9"_s, u"H10"_s};
+    QTest::newRow("in the document's order, once") << u"9,2-3,3"_s << QStringList{u"H2"_s, u"H3"_s, u"H9"_s};
+    QTest::newRow("beyond the end") << u"9-12,400"_s << QStringList{u"H9"_s, u"H10"_s};
+    QTest::newRow("all") << u"1-"_s << QStringList{u"H1"_s, u"H2"_s, u"H3"_s, u"H4"_s, u"H5"_s,
+                                                   u"H6"_s, u"H7"_s, u"H8"_s, u"H9"_s, u"H10"_s};
+    QTest::newRow("blanks") << u"1, 3 , 5"_s << QStringList{u"H1"_s, u"H3"_s, u"H5"_s};
+}
+
+void ConvertPagesTest::thesePagesAreThere()
+{
+    QFETCH(QString, ranges);
+    QFETCH(QStringList, headings);
+    const Conversion conversion = m_engine.convertText(tenPages(), {u"--pages"_s, ranges});
+    VERIFY_WRITTEN(conversion);
+    const PdfFile pdf = conversion.pdf();
+    QCOMPARE(pdf.pages(), headings.size());
+    QCOMPARE(pdf.outline(), headings);
+    for (int page = 1; page <= pdf.pages(); ++page) {
+        // Its number in the whole document stays.
+        const QString number = headings[page - 1].mid(1) + u" of 10"_s;
+        QVERIFY2(pdf.text(page).startsWith(headings[page - 1]) && pdf.text(page).endsWith(number),
+                 qPrintable(pdf.text(page)));
+    }
+}
+
+void ConvertPagesTest::nothingLeadsToPagesThatAreLeftOut()
+{
+    const QString input = m_engine.write(u"ten.html"_s, tenPages());
+    const Conversion conversion = m_engine.convert(input, {u"--pages"_s, u"2-3,6"_s});
+    VERIFY_WRITTEN(conversion);
+    const PdfFile pdf = conversion.pdf();
+    // Each page has a link to the next one, to itself and out of the document.
+    QCOMPARE(pdf.links().size(), 3);
+    const ProgramResult json = runProgram(u"qpdf"_s, {u"--json=2"_s, u"--json-key=qpdf"_s, pdf.path()});
+    QCOMPARE(json.output.count("\"/Subtype\": \"/Link\""), 3 + 3 + 1);
+    QCOMPARE(json.output.count("\"/Dest\": \"/"), 3 + 1);
+    const QJsonObject destinations = pdf.catalogue()["/Dests"_L1].toObject();
+    QCOMPARE(destinations.keys(), (QStringList{u"/h2"_s, u"/h3"_s, u"/h6"_s}));
+    // Every annotation in the structure tree is there.
+    QCOMPARE(pdf.structure().count(u"Object "_s), 3 + 3 + 1);
+    QVERIFY(!pdf.structure().contains(u"H10"_s));
+}
+
+void ConvertPagesTest::noneOfThePages()
+{
+    const Conversion conversion = m_engine.convertText("<p>x", {u"--pages"_s, u"2-"_s});
+    VERIFY_FAILED(conversion, 1);
+    QVERIFY2(conversion.run.errors.contains("--pages"), conversion.run.errors.constData());
+}
+
+void ConvertPagesTest::copiesOfSomePages()
+{
+    const Conversion conversion =
+        m_engine.convertText(tenPages(), {u"--pages"_s, u"2,4"_s, u"--copies"_s, u"2"_s});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().pages(), 4);
+    QVERIFY(conversion.pdf().text(4).contains(u"H4"_s));
+}
+
+void ConvertPagesTest::theMediaIsThat_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("by default") << QStringList() << u"print"_s;
+    QTest::newRow("print") << QStringList{u"--media"_s, u"print"_s} << u"print"_s;
+    QTest::newRow("screen") << QStringList{u"--media"_s, u"Screen"_s} << u"screen"_s;
+}
+
+void ConvertPagesTest::theMediaIsThat()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, text);
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><style>@media print { .screen { display: none } } @media screen { .print { display: "
+        "none } }</style><link rel=stylesheet media=print href='data:text/css,.late{display:none}'>"
+        "<span class=print>print</span><span class=screen>screen</span>"
+        "<iframe srcdoc='<style>@media print{p{display:none}}</style><p>frame'></iframe>",
+        options);
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(1), text == u"screen"_s ? u"frame screen"_s : text);
+}
+
+void ConvertPagesTest::theWindowIsAsLargeAsSaid()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><p id=begin></p><p id=end></p><script>begin.textContent = innerWidth + 'x' + "
+        "innerHeight;"
+        "setTimeout(() => end.textContent = matchMedia('(width: 1280px)').matches, 1000)</script>",
+        {u"--viewport"_s, u"1280x800"_s});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"1280x800 true"_s);
 }
 
 void ConvertPagesTest::cleanupTestCase()

@@ -96,6 +96,14 @@ void pageSize(Job &job, const QString &name, const QString &value)
             value);
 }
 
+template <auto field>
+void file(Job &job, const QString &name, const QString &value)
+{
+    if (value.isEmpty())
+        refuse(u"%1 takes a file"_s.arg(name));
+    (job.*field).append({value, {}});
+}
+
 void margins(Job &job, const QString &name, const QString &value)
 {
     job.margins = marginsOf(value);
@@ -191,6 +199,23 @@ constexpr auto table = std::to_array<Option>({
             "margins that the page asks for; without any, 10 mm, or a third of a shorter paper's side.",
         .example = "--margin \"2cm 15mm\" a.html a.pdf",
         .apply = margins,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--stylesheet",
+        .value = "FILE",
+        .help = "add style rules from FILE after the page's own",
+        .details = "Adds the rules of this CSS file after the page's own, in the page and its frames, also "
+                   "where the page's "
+                   "own policy forbids styles. They follow the rules of CSS: of two that are as specific the "
+                   "later one "
+                   "holds, and one of the page that is `!important` does, unless that in the file is so, "
+                   "too. Relative "
+                   "addresses in it start from the page's. See the [recipes](recipes.md).",
+        .example = "--stylesheet a.css a.html a.pdf",
+        .apply = file<&Job::styleSheets>,
+        .isFile = true,
+        .isRepeatable = true,
     },
     {
         .group = OptionGroup::Page,

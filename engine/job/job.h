@@ -27,6 +27,12 @@ struct PageMetadata {
     QString browser;     ///< name and version, such as "Chrome/156.0.8078.79"
 };
 
+/// A file that an option names.
+struct JobFile {
+    QString name; ///< as in the arguments
+    QString text; ///< not part of the order: filled in by readFiles()
+};
+
 /// In MiB: half of the memory of the machine, or of the control group that this process is in, but 2048 at
 /// least.
 int usualMaximumMemory();
@@ -43,6 +49,8 @@ struct Job {
     /// The paper in points, as its name has it, before any turning. Without it the page's own size holds.
     std::optional<QSizeF> paper;
     std::optional<PaperOrientation> orientation;
+    /// Hold for every document of the page, after its own.
+    QList<JobFile> styleSheets;
     bool screenMedia = false; ///< laid out as for a screen: the page's rules for paper do not hold
     /// Of the window that the page is loaded in, in CSS pixels; without it that of the text on paper.
     std::optional<QSize> viewport;

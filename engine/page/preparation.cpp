@@ -53,7 +53,11 @@ QJsonObject settingsFor(const Job &job)
     QString orientation;
     if (job.orientation)
         orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
-    return {{u"size"_s, orNull(job.paper ? inMillimetres(paper) : QString())},
+    QJsonArray added;
+    for (const JobFile &file : job.styleSheets)
+        added.append(file.text);
+    return {{u"added"_s, added},
+            {u"size"_s, orNull(job.paper ? inMillimetres(paper) : QString())},
             {u"orientation"_s, orNull(orientation)},
             {u"background"_s, job.background},
             {u"images"_s, job.images},
@@ -113,7 +117,8 @@ Preparation::Preparation(Session &session, const QString &mainFrame)
     session.on(u"CSS.styleSheetAdded"_s, [this](const QJsonObject &event, const QString &) {
         const QJsonObject header = event["header"_L1].toObject();
         // Others can be read by scripts.
-        if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool())
+        if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool() &&
+            header["origin"_L1].toString() != "inspector"_L1)
             m_newSheets += header["styleSheetId"_L1].toString();
         // The browser's own trees, which crash it when scripts touch them, have no styles made by a parser.
         if (header["isInline"_L1].toBool())
@@ -157,7 +162,9 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     if (!job.background)
         findClosedTrees(bound);
     const QJsonObject settings = settingsFor(job);
-    const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
+    QList<FrameResult> results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
+    if (!job.styleSheets.isEmpty() && addStyleSheets(results, bound))
+        results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
     if (results.isEmpty())
         return std::nullopt;
     const bool unreadable = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
@@ -176,14 +183,42 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     return findingsIn(results);
 }
 
-/// Whether the inspector tells of sheets.
-bool Preparation::inspectSheets(Deadline bound)
+/// Whether the inspector tells of sheets in the session, or a child session of it.
+bool Preparation::inspectSheets(Deadline bound, const QString &session)
 {
-    if (!m_inspectsSheets) {
-        m_session.post(u"DOM.enable"_s);
-        m_inspectsSheets = m_session.ask(u"CSS.enable"_s, {}, bound).has_value();
+    if (!m_inspected.contains(session)) {
+        m_session.post(u"DOM.enable"_s, {}, session);
+        if (m_session.ask(u"CSS.enable"_s, {}, bound, session))
+            m_inspected.insert(session);
     }
-    return m_inspectsSheets;
+    return m_inspected.contains(session);
+}
+
+/// Adds the job's style sheets, as prepareScript has changed them, to documents that do not have them yet;
+/// whether there are such. As sheets of the inspector they come last, hold whatever the page's policy says,
+/// and cannot be read by its scripts.
+bool Preparation::addStyleSheets(const QList<FrameResult> &frames, Deadline bound)
+{
+    bool any = false;
+    for (const FrameResult &frame : frames) {
+        const QString document = frame.session + u' ' + frame.context.toVariant().toString();
+        if (m_styled.contains(document) || !inspectSheets(bound, frame.session))
+            continue;
+        const QJsonArray texts = frame.value["added"_L1].toArray();
+        for (const auto &text : texts) {
+            const auto sheet =
+                m_session.ask(u"CSS.createStyleSheet"_s, {{u"frameId"_s, frame.frame}, {u"force"_s, true}},
+                              bound, frame.session);
+            if (!sheet)
+                return any;
+            m_session.post(u"CSS.setStyleSheetText"_s,
+                           {{u"styleSheetId"_s, sheet->result["styleSheetId"_L1]}, {u"text"_s, text}},
+                           frame.session);
+        }
+        m_styled.insert(document);
+        any = true;
+    }
+    return any;
 }
 
 /// Scripts find no way into a closed shadow tree, but from a style within it they find the way out.

@@ -4,6 +4,7 @@
 #include "engine/job/job.h"
 #include "engine/page/frames.h"
 
+#include <QSet>
 #include <QSize>
 
 /// Makes the documents of a page, those of its frames included, ready for paper: the paper itself, what is
@@ -39,7 +40,8 @@ public:
     QSize viewport() const { return m_viewport; }
 
 private:
-    bool inspectSheets(Deadline bound);
+    bool addStyleSheets(const QList<FrameResult> &frames, Deadline bound);
+    bool inspectSheets(Deadline bound, const QString &session = {});
     void findClosedTrees(Deadline bound);
     void changeUnreadableSheets(const Job &job, QJsonObject settings, Deadline bound);
     void setViewportFrom(const Job &job, const QJsonObject &result);
@@ -50,7 +52,10 @@ private:
     bool m_isAlone = false;
     PageMetadata m_metadata;
     QSize m_viewport;
-    bool m_inspectsSheets = false;
+    /// The sessions that tell of sheets.
+    QSet<QString> m_inspected;
+    /// The engine's worlds in the documents that have the job's style sheets.
+    QSet<QString> m_styled;
     /// Ids of sheets from files that have not been looked at yet.
     QStringList m_newSheets;
     /// Elements that bring sheets along: the ids of their frames, and their own, which have not been looked

@@ -178,6 +178,7 @@
     globalThis.armed = true;
 
     const sheets = (paper.sheets ?? []).map((text) => changedText(text));
+    const added = paper.added.map((text) => changedText(text));
 
     // ---- How wide the text stands on paper: what the rules for all pages together say; those of single pages do not
     // count.
@@ -189,7 +190,7 @@
             if (style.getPropertyValue(property)) general[property] = style.getPropertyValue(property).trim();
     };
     pageRules.forEach(note);
-    for (const text of sheets) {
+    for (const text of [...sheets, ...added]) {
         const sheet = new CSSStyleSheet();
         sheet.replaceSync(text.replace(/@import\b[^;]*;/gi, ''));
         everyRule(sheet.cssRules, (rule) => rule instanceof CSSPageRule && note(rule));
@@ -285,6 +286,7 @@
         textWidth,
         textHeight,
         sheets,
+        added,
         unreadable: unreadable > 0,
     };
 }

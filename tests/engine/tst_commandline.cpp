@@ -104,6 +104,10 @@ void CommandLineTest::optionsReachTheJob_data()
         [](const Job &job) { return !job.screenMedia; });
     row("viewport", {u"--viewport"_s, u"1280x800"_s},
         [](const Job &job) { return job.viewport == QSize(1280, 800); });
+    row("style sheets", {u"--stylesheet"_s, u"a"_s, u"--stylesheet"_s, u"b"_s}, [](const Job &job) {
+        return job.styleSheets.size() == 2 && job.styleSheets[0].name == u"a"_s &&
+               job.styleSheets[1].name == u"b"_s;
+    });
     row("landscape", {u"--orientation"_s, u"Landscape"_s},
         [](const Job &job) { return job.orientation == PaperOrientation::Landscape; });
     row("portrait", {u"--orientation"_s, u"Portrait"_s},

@@ -206,14 +206,27 @@ constexpr auto table = std::to_array<Option>({
         .value = "FILE",
         .help = "add style rules from FILE after the page's own",
         .details = "Adds the rules of this CSS file after the page's own, in the page and its frames, also "
-                   "where the page's "
-                   "own policy forbids styles. They follow the rules of CSS: of two that are as specific the "
-                   "later one "
-                   "holds, and one of the page that is `!important` does, unless that in the file is so, "
-                   "too. Relative "
-                   "addresses in it start from the page's. See the [recipes](recipes.md).",
+                   "where the page's own policy forbids styles. They follow the rules of CSS: of two that "
+                   "are as specific the later one holds, and one of the page that is `!important` does, "
+                   "unless that in the file is so, too. Relative addresses in it start from the page's. See "
+                   "the [recipes](recipes.md).",
         .example = "--stylesheet a.css a.html a.pdf",
         .apply = file<&Job::styleSheets>,
+        .isFile = true,
+        .isRepeatable = true,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--script",
+        .value = "FILE",
+        .help = "run JavaScript from FILE when the page is loaded",
+        .details = "Runs this JavaScript file in the page, once, when the page has come to rest, also where "
+                   "the page's own policy forbids scripts, and with `--disable-javascript`, where no timers "
+                   "run. It may use `await`; the promise that it ends with is waited for, until "
+                   "`--timeout`, and then what the script has set going. If it throws, the job fails with "
+                   "exit code 1. Several files are run one after the other.",
+        .example = "--script a.js a.html a.pdf",
+        .apply = file<&Job::scripts>,
         .isFile = true,
         .isRepeatable = true,
     },

@@ -86,4 +86,6 @@ void readFiles(Job &job)
 {
     for (JobFile &file : job.styleSheets)
         read(job.folder, u"--stylesheet"_s, file);
+    for (JobFile &file : job.scripts)
+        read(job.folder, u"--script"_s, file);
 }

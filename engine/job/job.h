@@ -51,6 +51,8 @@ struct Job {
     std::optional<PaperOrientation> orientation;
     /// Hold for every document of the page, after its own.
     QList<JobFile> styleSheets;
+    /// Run in the page once it is whole.
+    QList<JobFile> scripts;
     bool screenMedia = false; ///< laid out as for a screen: the page's rules for paper do not hold
     /// Of the window that the page is loaded in, in CSS pixels; without it that of the text on paper.
     std::optional<QSize> viewport;

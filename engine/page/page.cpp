@@ -5,6 +5,7 @@
 #include "engine/page/frames.h"
 #include "engine/page/neterror.h"
 #include "engine/page/scripts.h"
+#include "engine/page/userscripts.h"
 
 #include <QJsonArray>
 #include <QUrl>
@@ -185,6 +186,11 @@ void Page::load(const Order &order, JobRecord &record)
     awaitConditions(m_session, m_place.target, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitWhole(order.job, Deadline::in(patience));
+    if (order.job.scripts.isEmpty())
+        return;
+    runScripts(m_session, m_time, order.job);
+    m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
+    m_readiness.awaitWhole(order.job, Deadline::in(order.job.maximumWait));
 }
 
 void Page::expect(bool javaScript)

@@ -64,6 +64,8 @@ void Readiness::awaitLoadEvent(Deadline bound)
 void Readiness::awaitWhole(const Job &job, Deadline bound)
 {
     m_bound = bound;
+    m_unfinished.clear();
+    beginDocument();
     for (;;) {
         if (m_document != m_events.document())
             beginDocument();

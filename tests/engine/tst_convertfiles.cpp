@@ -24,6 +24,14 @@ private slots:
     void textOfSheetsHasTheMinimumSize();
     void sheetsHoldForTheNextDocument();
     void pathsBeginInTheFolder();
+    void scriptsRunInThePage_data();
+    void scriptsRunInThePage();
+    void scriptsRunOnceThePageIsWhole();
+    void whatAScriptSetsGoingIsAwaited();
+    void aScriptMayLeadElsewhere();
+    void scriptsThatFail_data();
+    void scriptsThatFail();
+    void aScriptThatNeverEnds();
     void filesThatCannotBeRead_data();
     void filesThatCannotBeRead();
     void cleanupTestCase();
@@ -218,6 +226,129 @@ void ConvertFilesTest::pathsBeginInTheFolder()
     QCOMPARE(PdfFile(m_engine.path(u"page.pdf"_s)).text(), u"text"_s);
 }
 
+void ConvertFilesTest::scriptsRunInThePage_data()
+{
+    QTest::addColumn<QByteArrayList>("scripts");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("text");
+    const auto row = [](const char *name, const QByteArrayList &scripts, const char *text,
+                        const QStringList &options = {}) {
+        QTest::newRow(name) << scripts << options << QString::fromUtf8(text);
+    };
+    row("a statement", {"p.textContent = 'new'"}, "new");
+    row("a function of the page", {"p.textContent = ofThePage()"}, "from the page");
+    row("a promise at the end",
+        {"new Promise(r => setTimeout(r, 300)).then(() => fetch('data:text/plain,x')).then(r => r.text())"
+         ".then(t => p.textContent = 'fetched ' + t)"},
+        "fetched x");
+    row("await",
+        {"const t = await new Promise(r => setTimeout(() => r('awaited'), 300));\np.textContent = t"},
+        "awaited");
+    row("return", {"p.textContent = 'first'; if (p) return;\np.textContent = 'second'"}, "first");
+    row("several",
+        {"var a = 1; p.textContent = 'a'", "await null; p.append(' b')",
+         "p.append(' c' + a) // no end of line"},
+        "a b c1");
+    row("words beyond ASCII", {"p.textContent = 'äöü €'"}, "äöü €");
+    row("a byte order mark", {"\xef\xbb\xbfp.textContent = 'new'"}, "new");
+    row("an empty file", {""}, "text");
+    row("with --disable-javascript", {"await null; p.textContent = 'new'"}, "new",
+        {u"--disable-javascript"_s});
+    row("a dialog", {"alert('x'); p.textContent = confirm('y')"}, "false");
+    row("later rejections", {"Promise.reject(new Error('unheard')); p.textContent = 'new'; 0"}, "new");
+}
+
+void ConvertFilesTest::scriptsRunInThePage()
+{
+    QFETCH(QByteArrayList, scripts);
+    QFETCH(QStringList, options);
+    QFETCH(QString, text);
+    for (qsizetype i = 0; i < scripts.size(); ++i)
+        options += {u"--script"_s, m_engine.write(u"script%1.js"_s.arg(i), scripts[i])};
+    const QByteArray body = "<p id=p>text</p>";
+    const QByteArray own = "<script nonce=x>function ofThePage() { return 'from the page' }</script>";
+    // The second lets no script but its own run.
+    for (const QByteArray &policy :
+         {QByteArray(), QByteArray("<meta http-equiv=Content-Security-Policy content=\"default-src 'none'; "
+                                   "connect-src data:; script-src 'nonce-x'\">")}) {
+        const Conversion conversion = m_engine.convertText("<!DOCTYPE html>" + policy + own + body, options);
+        VERIFY_WRITTEN(conversion);
+        QCOMPARE(conversion.pdf().text(), text);
+    }
+}
+
+void ConvertFilesTest::scriptsRunOnceThePageIsWhole()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><p id=p>text</p><script>setTimeout(() => fetch('data:text/plain,late').then(r => "
+        "r.text()).then(t => p.textContent = t), 2000); window.runs = 0</script>",
+        {u"--script"_s, m_engine.write(u"once.js"_s, "p.append(' run ' + ++runs)")});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"late run 1"_s);
+}
+
+void ConvertFilesTest::whatAScriptSetsGoingIsAwaited()
+{
+    const WebServer server("location /slow/ { limit_rate 2000; }");
+    server.write(u"page.html"_s, "<!DOCTYPE html><body style='margin:0'>");
+    server.write(u"slow/red.svg"_s, "<svg xmlns='http://www.w3.org/2000/svg' width='40' height='40'><rect "
+                                    "width='40' height='40' fill='red'/></svg><!--" +
+                                        QByteArray(2000, 'x') + "-->");
+    const QString script = m_engine.write(u"late.js"_s, "setTimeout(() => { document.body.innerHTML = '<img "
+                                                        "src=slow/red.svg>' }, 1000); 0");
+    const Conversion conversion =
+        m_engine.convert(server.address(u"/page.html"_s), {u"--script"_s, script, u"--margin"_s, u"0"_s});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().picture().pixelColor(15, 15), QColor(Qt::red));
+}
+
+void ConvertFilesTest::aScriptMayLeadElsewhere()
+{
+    m_engine.write(u"next.html"_s, "<!DOCTYPE html>next");
+    const QString script =
+        m_engine.write(u"away.js"_s, "location = 'next.html'; await new Promise(() => {})");
+    const Conversion conversion = m_engine.convertText("<!DOCTYPE html>first", {u"--script"_s, script});
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().text(), u"next"_s);
+}
+
+void ConvertFilesTest::scriptsThatFail_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("no JavaScript") << QByteArray("let a;\nlet b = ;") << QByteArray("SyntaxError");
+    QTest::newRow("an exception") << QByteArray("let a;\nnosuch()")
+                                  << QByteArray("ReferenceError: nosuch is not defined (line 2)");
+    QTest::newRow("a rejected promise")
+        << QByteArray("\n\nPromise.reject(new TypeError('bad'))") << QByteArray("TypeError: bad (line 3)");
+    QTest::newRow("after await") << QByteArray("await null;\nthrow new Error('bad')")
+                                 << QByteArray("Error: bad (line 2)");
+    QTest::newRow("no error") << QByteArray("throw 'plain'") << QByteArray("plain");
+    QTest::newRow("several lines") << QByteArray("throw 'two\\nlines'") << QByteArray("two");
+}
+
+void ConvertFilesTest::scriptsThatFail()
+{
+    QFETCH(QByteArray, script);
+    QFETCH(QByteArray, reason);
+    const Conversion conversion =
+        m_engine.convertText("<!DOCTYPE html>x", {u"--script"_s, m_engine.write(u"bad.js"_s, script)});
+    VERIFY_FAILED(conversion, 1);
+    QVERIFY2(conversion.run.errors.contains(reason) && conversion.run.errors.contains("bad.js"),
+             conversion.run.errors.constData());
+}
+
+void ConvertFilesTest::aScriptThatNeverEnds()
+{
+    for (const char *script : {"new Promise(() => {})", "for (;;) {}"}) {
+        const Conversion conversion =
+            m_engine.convertText("<!DOCTYPE html>x", {u"--script"_s, m_engine.write(u"endless.js"_s, script),
+                                                      u"--timeout"_s, u"3"_s});
+        VERIFY_FAILED(conversion, 4);
+        QVERIFY2(conversion.run.errors.contains("endless.js"), conversion.run.errors.constData());
+    }
+}
+
 void ConvertFilesTest::filesThatCannotBeRead_data()
 {
     QTest::addColumn<QString>("name");
@@ -240,12 +371,14 @@ void ConvertFilesTest::filesThatCannotBeRead()
     QVERIFY(large.resize(17 << 20));
     // No browser is looked for.
     m_engine.setVariable(u"QUIRELLE_BROWSER"_s, u"/nowhere"_s);
-    const ProgramResult run = m_engine.run({u"--stylesheet"_s, name, u"page.html"_s, u"unwritten.pdf"_s});
+    for (const QString &option : {u"--stylesheet"_s, u"--script"_s}) {
+        const ProgramResult run = m_engine.run({option, name, u"page.html"_s, u"unwritten.pdf"_s});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.errors.count('\n'), 1);
+        QVERIFY2(run.errors.contains(option.toUtf8()) && run.errors.contains(name.toUtf8()),
+                 run.errors.constData());
+    }
     m_engine.setVariable(u"QUIRELLE_BROWSER"_s, {});
-    QCOMPARE(run.exitCode, 1);
-    QCOMPARE(run.errors.count('\n'), 1);
-    QVERIFY2(run.errors.contains("--stylesheet") && run.errors.contains(name.toUtf8()),
-             run.errors.constData());
     QVERIFY(!QFile::exists(m_engine.path(u"unwritten.pdf"_s)));
 }
 

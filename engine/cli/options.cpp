@@ -4,7 +4,9 @@
 #include "engine/job/lengths.h"
 #include "engine/job/papersizes.h"
 
+#include <QFileInfo>
 #include <QRegularExpression>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <array>
@@ -139,6 +141,51 @@ void viewport(Job &job, const QString &name, const QString &value)
     if (!match.hasMatch() || std::max(size.width(), size.height()) > maximum)
         refuseValue(name, u"WIDTHxHEIGHT in CSS pixels, 1 to %1 each"_s.arg(maximum), value);
     job.viewport = size;
+}
+
+void header(Job &job, const QString &name, const QString &value)
+{
+    if (value.startsWith(u'@') && value.size() > 1) {
+        job.headerFiles.append({value.mid(1), {}});
+        return;
+    }
+    const std::optional<Header> header = headerOf(value);
+    // Not repeated in the message: it may be a secret.
+    if (!header)
+        refuse(
+            u"%1 takes \"Name: value\" on one line, and no header of the connection such as Host; or @FILE"_s
+                .arg(name));
+    job.headers.append(*header);
+}
+
+void userAgent(Job &job, const QString &name, const QString &value)
+{
+    static const QRegularExpression control(u"[\\x00-\\x1f\\x7f]"_s);
+    if (value.trimmed().isEmpty() || value.contains(control))
+        refuseValue(name, u"a name on one line"_s, value);
+    job.userAgent = value.trimmed();
+}
+
+void languages(Job &job, const QString &name, const QString &value)
+{
+    static const QRegularExpression tag(u"^[A-Za-z]{2,8}(-[A-Za-z0-9]{1,8})*$"_s);
+    job.languages.clear();
+    for (const QString &language : value.split(u',')) {
+        job.languages += language.trimmed();
+        if (!tag.match(job.languages.last()).hasMatch())
+            refuseValue(name, u"tags of languages, as in de-AT,de"_s, value);
+    }
+}
+
+void timeZone(Job &job, const QString &name, const QString &value)
+{
+    // The toolkit takes more than the browser: offsets, rules, copies of the zones.
+    static const QRegularExpression pattern(
+        u"^(?!posix/|right/)[A-Za-z][A-Za-z0-9_]*(/[A-Za-z0-9_+-]+)*\\z"_s);
+    if (!pattern.match(value).hasMatch() || !QTimeZone(value.toLatin1()).isValid() ||
+        !QFileInfo(u"/usr/share/zoneinfo/"_s + value).isFile())
+        refuseValue(name, u"the name of a time zone, as in Europe/Vienna"_s, value);
+    job.timeZone = value;
 }
 
 template <auto field>
@@ -418,6 +465,74 @@ constexpr auto table = std::to_array<Option>({
         .apply = proxy,
         .isSecret = true,
         .variable = "QUIRELLE_PROXY",
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--header",
+        .value = "HEADER",
+        .help = "\"Name: value\" to send to the page's server; or @FILE",
+        .details =
+            "Sends this header, `Name: value`, with each request that the page makes to its own server, "
+            "and to no other. `@FILE` reads headers from a file, one a line, for secrets: for a moment "
+            "lists of processes show arguments.",
+        .example = "--header \"Authorization: Bearer secret\" www.example.com a.pdf",
+        .apply = header,
+        .isRepeatable = true,
+        .isSecret = true,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--cookie-jar",
+        .value = "FILE",
+        .help = "send the cookies in FILE to the page's server",
+        .details =
+            "Gives the browser the cookies in this file, as `curl --cookie-jar` writes it: those for the "
+            "page's server, and that server alone gets them. The file is not changed.",
+        .example = "--cookie-jar cookies.txt www.example.com a.pdf",
+        .apply = file<&Job::cookieJars>,
+        .isFile = true,
+        .isRepeatable = true,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--header-everywhere",
+        .help = "send headers and cookies to other servers, too",
+        .details =
+            "Sends the headers to every server that the page loads something from, and cookies to every "
+            "server that they are for. Other servers may be anybody's.",
+        .example = "--header \"X-Trace: 1\" --header-everywhere www.example.com a.pdf",
+        .apply = set<&Job::headersEverywhere, true>,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--user-agent",
+        .value = "TEXT",
+        .help = "what the browser calls itself",
+        .details = "What the browser calls itself, to servers and to scripts.",
+        .example = "--user-agent \"Example/1.0\" www.example.com a.pdf",
+        .apply = userAgent,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--language",
+        .value = "TAGS",
+        .help = "languages to ask servers for: as in de-AT,de",
+        .details =
+            "The languages that servers are asked for and scripts are told of, the preferred one first, as "
+            "in `de-AT,de`. Dates and numbers that scripts write are in the first.",
+        .example = "--language de-AT,de www.example.com a.pdf",
+        .apply = languages,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--time-zone",
+        .value = "NAME",
+        .help = "time zone of the page: as in Europe/Vienna",
+        .details =
+            "The time zone that the page's scripts reckon with, such as `Europe/Vienna` or `UTC`. Default: "
+            "that of the machine.",
+        .example = "--time-zone Europe/Vienna www.example.com a.pdf",
+        .apply = timeZone,
     },
     {
         .group = OptionGroup::Network,

@@ -72,6 +72,49 @@ void read(const QString &folder, const QString &option, JobFile &file)
     file.text = textOf(content.readAll(), refuse);
 }
 
+/// Calls `take` with each line that is not empty; whatever it refuses is in the message by its number only.
+void takeLines(const QString &option, const JobFile &file, const QString &kind,
+               const std::function<bool(const QString &)> &take)
+{
+    const QStringList lines = file.text.split(u'\n');
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString line = lines[i].endsWith(u'\r') ? lines[i].chopped(1) : lines[i];
+        if (!line.isEmpty() && !take(line))
+            throw Failure(ExitCode::BadArguments, u"line %1 of the file %2 of %3 is no %4"_s.arg(i + 1).arg(
+                                                      onOneLine(file.name), option, kind));
+    }
+}
+
+void readHeaders(Job &job)
+{
+    const QString option = u"--header"_s;
+    for (JobFile &file : job.headerFiles) {
+        read(job.folder, option, file);
+        takeLines(option, file, u"\"Name: value\""_s, [&](const QString &line) {
+            const std::optional<Header> header = headerOf(line);
+            if (header)
+                job.headers.append(*header);
+            return header.has_value();
+        });
+    }
+}
+
+void readCookies(Job &job)
+{
+    const QString option = u"--cookie-jar"_s;
+    for (JobFile &file : job.cookieJars) {
+        read(job.folder, option, file);
+        takeLines(option, file, u"cookie as curl writes them"_s, [&](const QString &line) {
+            if (line.startsWith(u'#') && !line.startsWith("#HttpOnly_"_L1))
+                return true;
+            const std::optional<Cookie> cookie = cookieOf(line);
+            if (cookie)
+                job.cookies.append(*cookie);
+            return cookie.has_value();
+        });
+    }
+}
+
 } // namespace
 
 bool isOrdinaryFile(const QString &path)
@@ -88,4 +131,6 @@ void readFiles(Job &job)
         read(job.folder, u"--stylesheet"_s, file);
     for (JobFile &file : job.scripts)
         read(job.folder, u"--script"_s, file);
+    readHeaders(job);
+    readCookies(job);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/job/identity.h"
 #include "engine/job/proxy.h"
 
 #include <QDateTime>
@@ -67,6 +68,19 @@ struct Job {
     int minimumFontSize = 0;
     /// The document's title instead of the page's own.
     std::optional<QString> title;
+
+    /// What servers and scripts are told of the browser; empty for what is true.
+    QString userAgent;
+    QStringList languages; ///< tags as of BCP 47, the preferred one first
+    QString timeZone;      ///< as in Europe/Vienna
+
+    /// Sent to the server that the input names, and to others only where that is said. Those in the files are
+    /// among them once readFiles() has been called.
+    QList<Header> headers;
+    QList<JobFile> headerFiles;
+    QList<Cookie> cookies;
+    QList<JobFile> cookieJars;
+    bool headersEverywhere = false;
 
     /// Answer the HTTP authentication of the server that the input names, and of no other; empty for none.
     QString userName;

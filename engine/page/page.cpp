@@ -171,11 +171,13 @@ void Page::load(const Order &order, JobRecord &record)
     const Deadline bound = Deadline::in(order.job.maximumWait);
     configure(order.job);
     m_preparation.announce(order.job);
+    pose(order.job);
     if (const QJsonObject interception = m_authentication.begin(order.job, order.address);
         !interception.isEmpty()) {
         m_session.post(u"Fetch.enable"_s, interception);
         m_events.sendToChildren(u"Fetch.enable"_s, interception);
     }
+    m_authentication.setCookies(order.job);
     navigate(order.address, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitLoadEvent(bound);
@@ -209,6 +211,23 @@ void Page::configure(const Job &job)
         m_session.post(u"Runtime.enable"_s);
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(shimScript)}});
+    }
+}
+
+/// What is told of the browser, also to frames and workers.
+void Page::pose(const Job &job)
+{
+    QList<std::pair<QString, QJsonObject>> commands;
+    if (!job.userAgent.isEmpty() || !job.languages.isEmpty())
+        commands.append({u"Emulation.setUserAgentOverride"_s,
+                         {{u"userAgent"_s, job.userAgent}, {u"acceptLanguage"_s, job.languages.join(u',')}}});
+    if (!job.languages.isEmpty())
+        commands.append({u"Emulation.setLocaleOverride"_s, {{u"locale"_s, job.languages.first()}}});
+    if (!job.timeZone.isEmpty())
+        commands.append({u"Emulation.setTimezoneOverride"_s, {{u"timezoneId"_s, job.timeZone}}});
+    for (const auto &[method, parameters] : commands) {
+        m_session.post(method, parameters);
+        m_events.sendToChildren(method, parameters);
     }
 }
 

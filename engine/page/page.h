@@ -73,6 +73,7 @@ private:
     static Place attached(Session &browser, Place place);
 
     void configure(const Job &job);
+    void pose(const Job &job);
     void navigate(const Address &address, const Job &job);
     Session::Reply printed(const QJsonObject &settings);
 

@@ -291,7 +291,11 @@ QByteArray Page::print(const Job &job)
         {u"pageRanges"_s, job.pageRanges},     {u"generateDocumentOutline"_s, !job.lowQuality}};
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
-        m_fit = m_fitting.fit(job, m_preparation, Deadline::in(fittingTime));
+        // The job's own viewport may be of another width. It is back before the page is told.
+        m_preparation.setViewport(m_preparation.textSize());
+        m_fit = m_fitting.fit(job, m_preparation, m_readiness.isAsPrepared(), Deadline::in(fittingTime));
+        if (job.viewport)
+            m_preparation.setViewport(*job.viewport);
         settings.insert(u"scale"_s, m_fit.scale);
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && m_fit.elements <= maximumTaggedElements);
         return printed(settings);

@@ -126,25 +126,28 @@ Preparation::Preparation(Session &session, const QString &mainFrame)
     });
 }
 
-void Preparation::setViewport(QSizeF size)
+bool Preparation::setViewport(QSizeF size)
 {
     const QSize viewport(std::max(qRound(size.width()), 1), std::max(qRound(size.height()), 1));
     if (viewport == m_viewport)
-        return;
+        return false;
     m_viewport = viewport;
+    if (m_textSize.isEmpty())
+        m_textSize = viewport;
     m_session.post(u"Emulation.setDeviceMetricsOverride"_s, {{u"width"_s, viewport.width()},
                                                              {u"height"_s, viewport.height()},
                                                              {u"deviceScaleFactor"_s, 1},
                                                              {u"mobile"_s, false}});
+    return true;
 }
 
-void Preparation::setViewportFrom(const Job &job, const QJsonObject &result)
+/// Whether it has another size then.
+bool Preparation::setViewportFrom(const Job &job, const QJsonObject &result)
 {
     checkRoom(job, result);
-    if (job.viewport)
-        return;
-    setViewport(QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
-                       result["textHeight"_L1].toDouble(m_viewport.height())));
+    m_textSize = QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
+                        result["textHeight"_L1].toDouble(m_viewport.height()));
+    return job.viewport ? m_viewport != m_textSize.toSize() : setViewport(m_textSize);
 }
 
 void Preparation::announce(const Job &job)
@@ -174,12 +177,15 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     if (unreadable && wantsSheets)
         changeUnreadableSheets(job, settings, bound);
     const bool hasMain = results.first().frame == m_mainFrame;
+    const QJsonObject value = hasMain ? results.first().value : QJsonObject();
+    if (hasMain)
+        m_metadata = metadataIn(value["metadata"_L1].toObject());
     m_mainContext = hasMain ? results.first().context : QJsonValue();
     m_isAlone = results.size() == 1 && m_session.family().size() == 1;
-    if (hasMain)
-        m_metadata = metadataIn(results.first().value["metadata"_L1].toObject());
-    if (!unreadable && hasMain)
-        setViewportFrom(job, results.first().value);
+    const bool hasOtherViewport = !unreadable && hasMain && setViewportFrom(job, value);
+    m_fittingElements = std::nullopt;
+    if (m_isAlone && !hasOtherViewport && !(unreadable && wantsSheets) && value["fits"_L1].toBool())
+        m_fittingElements = value["elements"_L1].toInt();
     return findingsIn(results);
 }
 

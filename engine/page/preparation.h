@@ -34,24 +34,32 @@ public:
     FrameResult mainFrame() const { return {m_mainFrame, {}, {}, {}, m_mainContext}; }
     /// Whether it was the only one.
     bool isAlone() const { return m_isAlone; }
+    /// The number of its elements, if it was the only one and nothing in it reached beyond the viewport or
+    /// had to be scrolled to; nothing otherwise, or where that is not known.
+    std::optional<int> fittingElements() const { return m_fittingElements; }
 
     /// In CSS pixels. As large as the text on paper, so that what scripts measure and draw fits there.
-    void setViewport(QSizeF size);
+    /// Whether it was another.
+    bool setViewport(QSizeF size);
     QSize viewport() const { return m_viewport; }
+    /// Of the text on paper, in CSS pixels, as far as it is known; otherwise of the viewport.
+    QSizeF textSize() const { return m_textSize; }
 
 private:
     bool addStyleSheets(const QList<FrameResult> &frames, Deadline bound);
     bool inspectSheets(Deadline bound, const QString &session = {});
     void findClosedTrees(Deadline bound);
     void changeUnreadableSheets(const Job &job, QJsonObject settings, Deadline bound);
-    void setViewportFrom(const Job &job, const QJsonObject &result);
+    bool setViewportFrom(const Job &job, const QJsonObject &result);
 
     Session &m_session;
     QString m_mainFrame;
     QJsonValue m_mainContext;
     bool m_isAlone = false;
+    std::optional<int> m_fittingElements;
     PageMetadata m_metadata;
     QSize m_viewport;
+    QSizeF m_textSize;
     /// The sessions that tell of sheets.
     QSet<QString> m_inspected;
     /// The engine's worlds in the documents that have the job's style sheets.

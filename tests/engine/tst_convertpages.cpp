@@ -324,6 +324,17 @@ void ConvertPagesTest::theWindowIsAsLargeAsSaid()
         {u"--viewport"_s, u"1280x800"_s});
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(), u"1280x800 true"_s);
+    // On paper it makes no difference: what is too wide is shrunk.
+    const Conversion wide = m_engine.convertText(
+        "<!DOCTYPE html><body style='margin:0'><p id=p style='position:absolute;right:0'></p><div "
+        "style='width:1240px;text-align:right;background:linear-gradient(#f00,#f00) no-repeat right/10px "
+        "100%'>LAST</div><script>onresize = () => p.textContent = "
+        "'resized'</script>",
+        {u"--viewport"_s, u"1280x800"_s});
+    VERIFY_WRITTEN(wide);
+    QCOMPARE(wide.pdf().text(), u"LAST"_s);
+    const QRect end = redPart(wide.pdf());
+    QVERIFY2(end.width() > 2 && std::abs(end.right() - (595 - 28)) < 4, QByteArray::number(end.right()));
 }
 
 void ConvertPagesTest::cleanupTestCase()

@@ -249,6 +249,17 @@ constexpr auto table = std::to_array<Option>({
     },
     {
         .group = OptionGroup::Page,
+        .name = "--single-page",
+        .help = "one page as tall as the content",
+        .details =
+            "One page that is as wide as the paper and as tall as the content. Above 14,400 points (5.08 m) "
+            "its unit is several points (UserUnit), up to 144,000 points; what is longer goes on on "
+            "further pages.",
+        .example = "--single-page www.example.com a.pdf",
+        .apply = set<&Job::singlePage, true>,
+    },
+    {
+        .group = OptionGroup::Page,
         .name = "--stylesheet",
         .value = "FILE",
         .help = "add style rules from FILE after the page's own",

@@ -25,6 +25,7 @@ struct PageMetadata {
     QDateTime created;   ///< of the page, such as <meta name="date">; invalid: when it was printed
     QDateTime modified;  ///< likewise
     QUrl address;        ///< the document's own, after redirects; without credentials
+    int userUnit = 1;    ///< how many points a unit of its pages is, for pages larger than readers accept
     QString browser;     ///< name and version, such as "Chrome/156.0.8078.79"
 };
 
@@ -59,6 +60,7 @@ struct Job {
     std::optional<QSize> viewport;
     /// Around the text, in points. Without them the page's own margins hold.
     std::optional<QMarginsF> margins;
+    bool singlePage = false; ///< a single page as tall as the content
     /// Which of the document's pages are printed, from 1, as the browser takes them: "1-3,7,9-"; empty for
     /// all.
     QString pageRanges;

@@ -1,5 +1,6 @@
 #include "engine/page/page.h"
 
+#include "engine/job/lengths.h"
 #include "engine/job/paper.h"
 #include "engine/page/conditions.h"
 #include "engine/page/frames.h"
@@ -11,6 +12,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -45,6 +47,24 @@ qsizetype maximumPrint(const Job &job)
 QString versionOf(Session &browser)
 {
     return browser.call(u"Browser.getVersion"_s)["product"_L1].toString();
+}
+
+/// The browser prints at this scale at least.
+constexpr double minimumScale = 0.1;
+constexpr int maximumUserUnit = 10;
+/// By how much a page that should have been the only one gets taller.
+constexpr double growthOnOnePage = 1.02;
+
+QByteArray pdfIn(const Session::Reply &reply)
+{
+    return reply.data.isEmpty() ? QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1())
+                                : reply.data;
+}
+
+/// Of a PDF as the browser prints it, whose objects are not compressed.
+qsizetype pagesIn(const QByteArray &pdf)
+{
+    return pdf.count("/Type /Page\n");
 }
 
 /// After a print has failed: in this time a crash is told.
@@ -266,6 +286,7 @@ void Page::describe(const Job &job, JobRecord &record) const
     record.failedRequests = static_cast<int>(m_events.problems().failedRequests.size());
     record.page = m_preparation.metadata();
     record.page.address = QUrl(m_events.address());
+    record.page.userUnit = m_userUnit;
     record.page.browser = m_place.browser;
 }
 
@@ -298,7 +319,7 @@ QByteArray Page::print(const Job &job)
             m_preparation.setViewport(*job.viewport);
         settings.insert(u"scale"_s, m_fit.scale);
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && m_fit.elements <= maximumTaggedElements);
-        return printed(settings);
+        return job.singlePage ? printedOnOnePage(job, settings) : printed(settings);
     };
     Session::Reply reply = fitAndPrint();
     // A page that moves on in this very moment can be printed when it has arrived.
@@ -322,9 +343,42 @@ QByteArray Page::print(const Job &job)
         throw Failure(ExitCode::Crashed,
                       u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));
     }
-    if (!reply.data.isEmpty())
-        return reply.data;
-    return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());
+    return pdfIn(reply);
+}
+
+/// Prints the page, which is fitted, on one page as tall as its content.
+Session::Reply Page::printedOnOnePage(const Job &job, QJsonObject settings)
+{
+    const Deadline bound = Deadline::in(fittingTime);
+    const Preparation::Paper paper = m_preparation.paper();
+    const double shrinking = std::min(m_fit.shrinking, maximumShrinking);
+    const QSizeF text = m_preparation.textSize();
+    const double window = job.viewport ? job.viewport->height() : text.height();
+    const auto heightIn = [&](double height, const char *step) {
+        m_preparation.setViewport(QSizeF(text.width() * shrinking, height));
+        const auto result = runInFrame(m_session, m_preparation.mainFrame(), heightScript,
+                                       {{u"step"_s, QLatin1String(step)}}, bound);
+        return result ? result->value["height"_L1].toDouble() : 0;
+    };
+    heightIn(window, "note");
+    heightIn(2 * window, "pin");
+    double height = heightIn(window, "measure") / shrinking / pixelsPerPoint;
+    Job sheet = job;
+    sheet.orientation.reset();
+    sheet.viewport = m_preparation.viewport();
+    for (int attempt = 0;; ++attempt) {
+        const QSizeF size(paper.size.width(),
+                          std::max(height, 1.0) + paper.margins.top() + paper.margins.bottom());
+        m_userUnit = std::min(static_cast<int>(std::ceil(size.height() / maximumSide)), maximumUserUnit);
+        sheet.paper = QSizeF(size.width(), std::min(size.height(), maximumSide * m_userUnit)) / m_userUnit;
+        sheet.margins = paper.margins / m_userUnit;
+        m_preparation.prepare(sheet, bound);
+        settings.insert(u"scale"_s, std::max(m_fit.scale / m_userUnit, minimumScale));
+        Session::Reply reply = printed(settings);
+        if (attempt == maximumAttempts || !reply.error.isEmpty() || pagesIn(pdfIn(reply)) <= 1)
+            return reply;
+        height *= growthOnOnePage;
+    }
 }
 
 Session::Reply Page::printed(const QJsonObject &settings)

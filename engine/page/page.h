@@ -75,6 +75,7 @@ private:
     void configure(const Job &job);
     void pose(const Job &job);
     void navigate(const Address &address, const Job &job);
+    Session::Reply printedOnOnePage(const Job &job, QJsonObject settings);
     Session::Reply printed(const QJsonObject &settings);
 
     Session m_browser;
@@ -90,4 +91,5 @@ private:
     Readiness m_readiness;
     Fitting m_fitting;
     Fit m_fit;
+    int m_userUnit = 1;
 };

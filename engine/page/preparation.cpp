@@ -42,7 +42,7 @@ QJsonArray inMillimetres(const QMarginsF &points)
 /// Whether the job changes what the page's rules for pages say.
 bool setsPaper(const Job &job)
 {
-    return job.paper || job.orientation || job.margins;
+    return job.paper || job.orientation || job.margins || job.singlePage;
 }
 
 /// The argument of prepareScript.
@@ -57,6 +57,7 @@ QJsonObject settingsFor(const Job &job)
     for (const JobFile &file : job.styleSheets)
         added.append(file.text);
     return {{u"added"_s, added},
+            {u"single"_s, job.singlePage},
             {u"size"_s, orNull(job.paper ? inMillimetres(paper) : QString())},
             {u"orientation"_s, orNull(orientation)},
             {u"background"_s, job.background},
@@ -106,6 +107,7 @@ PageMetadata metadataIn(const QJsonObject &object)
             time("created"),
             time("modified"),
             {},
+            1,
             {}};
 }
 
@@ -147,6 +149,11 @@ bool Preparation::setViewportFrom(const Job &job, const QJsonObject &result)
     checkRoom(job, result);
     m_textSize = QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
                         result["textHeight"_L1].toDouble(m_viewport.height()));
+    const QJsonArray margins = result["usedMargins"_L1].toArray();
+    const auto margin = [&](int side) { return margins[side].toDouble() / pixelsPerPoint; };
+    m_paper = {QSizeF(result["paperWidth"_L1].toDouble(), result["paperHeight"_L1].toDouble()) /
+                   pixelsPerPoint,
+               QMarginsF(margin(3), margin(0), margin(1), margin(2))};
     return job.viewport ? m_viewport != m_textSize.toSize() : setViewport(m_textSize);
 }
 

@@ -45,6 +45,13 @@ public:
     /// Of the text on paper, in CSS pixels, as far as it is known; otherwise of the viewport.
     QSizeF textSize() const { return m_textSize; }
 
+    struct Paper {
+        QSizeF size;
+        QMarginsF margins;
+    };
+    /// In points: what the rules for all of its pages come to.
+    const Paper &paper() const { return m_paper; }
+
 private:
     bool addStyleSheets(const QList<FrameResult> &frames, Deadline bound);
     bool inspectSheets(Deadline bound, const QString &session = {});
@@ -60,6 +67,7 @@ private:
     PageMetadata m_metadata;
     QSize m_viewport;
     QSizeF m_textSize;
+    Paper m_paper;
     /// The sessions that tell of sheets.
     QSet<QString> m_inspected;
     /// The engine's worlds in the documents that have the job's style sheets.

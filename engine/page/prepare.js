@@ -78,11 +78,18 @@
                     if (rule.style.getPropertyValue(property)) put(rule.style, property, marginInsteadOf(property));
             if (paper.margins) for (const property of logicalMargins) rule.style.removeProperty(property);
         }
+        if (paper.single && rule.style) joinPages(rule.style);
         if (!paper.background && rule.style?.getPropertyValue('print-color-adjust'))
             put(rule.style, 'print-color-adjust', 'economy');
     };
 
+    const breaks = ['break-before', 'break-after', 'page'];
+    const joinPages = (style) => {
+        for (const property of breaks) if (style.getPropertyPriority(property)) style.removeProperty(property);
+    };
+
     const overrides = [];
+    if (paper.single) overrides.push('*, ::before, ::after { break-before: auto !important; break-after: auto !important; page: auto !important }');
     if (paper.size) overrides.push(`@page { size: ${paper.size} !important; }`);
     if (paper.margins) overrides.push(`@page { margin: ${paper.margins.join(' ')} !important; }`);
     // Without the dark that they are made for, fields and colours of a dark scheme would stay, and so would blending.
@@ -97,6 +104,7 @@
         if (!paper.background)
             for (const element of scope.querySelectorAll('[style*="color-adjust" i]'))
                 put(own(element, 'style'), 'print-color-adjust', 'economy');
+        if (paper.single) for (const element of scope.querySelectorAll('[style*="!important" i]')) joinPages(own(element, 'style'));
         if (overrides.length > 0 && scope.adoptedStyleSheets.at(-1) !== globalThis.override)
             scope.adoptedStyleSheets = [
                 ...scope.adoptedStyleSheets.filter((sheet) => sheet !== globalThis.override),
@@ -105,9 +113,10 @@
     };
 
     const applyPaper = () => {
-        if (!globalThis.override) {
-            globalThis.override = new CSSStyleSheet();
-            globalThis.override.replaceSync(overrides.join('\n'));
+        globalThis.override ??= new CSSStyleSheet();
+        if (globalThis.overrides !== overrides.join('\n')) {
+            globalThis.overrides = overrides.join('\n');
+            globalThis.override.replaceSync(globalThis.overrides);
         }
         unreadable = 0;
         pageRules.length = 0;
@@ -121,7 +130,7 @@
 
     // `text` with the values of "size" and margins in @page blocks and of "print-color-adjust" everywhere exchanged.
     const changedText = (text) => {
-        const token = /\/\*[^]*?\*\/|"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'|[{};]|@page\b[^{};]*|[\w-]*(?:print-color-adjust|size|margin|margin-[\w-]+)\s*:[^;{}]*/gi;
+        const token = /\/\*[^]*?\*\/|"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'|[{};]|@page\b[^{};]*|[\w-]*(?:print-color-adjust|size|margin|margin-[\w-]+|break-before|break-after|page)\s*:[^;{}]*/gi;
         let depth = 0;
         let pageDepth = 0; // of the innermost @page block, 0 outside
         let pageAhead = false;
@@ -143,6 +152,7 @@
                     if (/^size$/i.test(name)) return declared(sizeInsteadOf(bare));
                     if (paper.margins && /^margin/i.test(name)) return declared(marginInsteadOf(name.toLowerCase()));
                 }
+                if (paper.single && /^(page|(page-)?break-(before|after))$/i.test(name)) return '';
                 if (/^(-webkit-)?print-color-adjust$/i.test(name) && !paper.background) return declared('economy');
             }
             return found;
@@ -174,8 +184,8 @@
 
     applyPaper();
     // What the page changes until the last moment counts, too.
-    if (!globalThis.armed) addEventListener('beforeprint', applyPaper);
-    globalThis.armed = true;
+    if (!globalThis.applyPaper) addEventListener('beforeprint', () => globalThis.applyPaper());
+    globalThis.applyPaper = applyPaper;
 
     const sheets = (paper.sheets ?? []).map((text) => changedText(text));
     const added = paper.added.map((text) => changedText(text));
@@ -204,9 +214,9 @@
         const named = words.map((word) => millimetres[word]).find(Boolean)?.map((side) => (side * 96) / 25.4);
         const lengths = words.filter((word) => /^[\d.]/.test(word)).map(inPixels);
         if (lengths.length > 0) return [lengths[0], lengths.at(-1)];
-        const sides = named ?? [paper.width, paper.height];
-        const [short, long] = [Math.min(...sides), Math.max(...sides)];
-        return words.includes('landscape') ? [long, short] : words.includes('portrait') ? [short, long] : sides;
+        const both = named ?? [paper.width, paper.height];
+        const [short, long] = [Math.min(...both), Math.max(...both)];
+        return words.includes('landscape') ? [long, short] : words.includes('portrait') ? [short, long] : both;
     };
     const [pageWidth, pageHeight] = sizeOf(general.size ?? '');
     const marginOf = (side) => {
@@ -299,6 +309,9 @@
         fits,
         textWidth,
         textHeight,
+        paperWidth: pageWidth,
+        paperHeight: pageHeight,
+        usedMargins: sides.map(marginOf),
         sheets,
         added,
         unreadable: unreadable > 0,

@@ -26,6 +26,10 @@ extern const char prepareScript[];
 /// in what lasts from one call to the next, globalThis[Symbol.for('quirelle')].
 extern const char fitScript[];
 
+/// height.js, a function of {step}, see there. Returns {}, and for the last step {height}, that of the
+/// content in CSS pixels.
+extern const char heightScript[];
+
 /// readable.js, a function without argument, for pages whose backgrounds are left out. Returns {}.
 extern const char readableScript[];
 

@@ -9,6 +9,7 @@
 #include "engine/pdf/structure/links.h"
 #include "engine/pdf/structure/metadata.h"
 #include "engine/pdf/structure/structure.h"
+#include "engine/pdf/structure/userunit.h"
 #include "engine/pdf/writing/document.h"
 
 QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
@@ -37,6 +38,8 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
         removeStructure(document.pdf());
         makeImagesSmall(document.pdf());
     }
+    if (job.page.userUnit > 1)
+        setUserUnit(document.pdf(), job.page.userUnit);
     if (job.copies > 1)
         repeatPages(document.pdf(), job.copies);
     if (pages)

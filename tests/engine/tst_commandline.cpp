@@ -138,6 +138,7 @@ void CommandLineTest::optionsReachTheJob_data()
         [](const Job &job) { return job.timeZone == u"America/Argentina/Buenos_Aires"_s; });
     row("time zone of one word", {u"--time-zone"_s, u"UTC"_s},
         [](const Job &job) { return job.timeZone == u"UTC"_s; });
+    row("a single page", {u"--single-page"_s}, [](const Job &job) { return job.singlePage; });
     row("landscape", {u"--orientation"_s, u"Landscape"_s},
         [](const Job &job) { return job.orientation == PaperOrientation::Landscape; });
     row("portrait", {u"--orientation"_s, u"Portrait"_s},

@@ -98,6 +98,10 @@ private slots:
     void theMediaIsThat_data();
     void theMediaIsThat();
     void theWindowIsAsLargeAsSaid();
+    void onePageAsTallAsTheContent_data();
+    void onePageAsTallAsTheContent();
+    void onePageTallerThanReadersAccept();
+    void onePageAsLongAsCanBe();
     void cleanupTestCase();
 
 private:
@@ -335,6 +339,90 @@ void ConvertPagesTest::theWindowIsAsLargeAsSaid()
     QCOMPARE(wide.pdf().text(), u"LAST"_s);
     const QRect end = redPart(wide.pdf());
     QVERIFY2(end.width() > 2 && std::abs(end.right() - (595 - 28)) < 4, QByteArray::number(end.right()));
+}
+
+void ConvertPagesTest::onePageAsTallAsTheContent_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QSizeF>("size");
+    const QByteArray end = "<div style='height:20px;background:#f00'>END</div>";
+    const auto row = [&](const char *name, const QByteArray &html, double width, double height,
+                         const QStringList &options = {}) {
+        QTest::newRow(name) << "<!DOCTYPE html><style>body { margin: 0; print-color-adjust: exact }</style>" +
+                                   html + end
+                            << options << QSizeF(width, height);
+    };
+    constexpr double margins = 57;
+    const QByteArray tall = "<div style='height:4000px'>begin</div>";
+    row("little", "", 595, 15 + margins);
+    row("much", tall, 595, 3015 + margins);
+    row("margins of the page", "<style>@page { size: A5; margin: 10pt 20pt 50pt }</style>" + tall, 420,
+        3015 + 60);
+    row("paper and margins of the job", "<style>@page { size: A5; margin: 10% !important }</style>" + tall,
+        298, 3015 + 20, {u"--page-size"_s, u"A6"_s, u"--margin"_s, u"10pt"_s});
+    row("turned", tall, 842, 3015 + margins, {u"--orientation"_s, u"Landscape"_s});
+    row("breaks",
+        "<style>p { break-after: page !important; margin: 0 } @page x { size: A3 } .x { page: x }</style>"
+        "<p>a<p>b<p class=x>c<p style='break-before: right !important'>d" +
+            tall,
+        595, 3015 + margins + 4 * 16.5);
+    row("parts as tall as the window", "<div style='height:100vh'>hero</div>" + tall, 595, 842 + 3015);
+    row("a window of that height", "<div style='height:100vh'>hero</div>" + tall, 595, 600 + 3015 + margins,
+        {u"--viewport"_s, u"1000x800"_s});
+    row("as tall as the window by all around it",
+        "<style>html, body { height: 100% } main { min-height: 100% }</style>"
+        "<main>" +
+            tall + "</main>",
+        595, 3015 + margins);
+    row("wider than the paper", "<div style='width:1436px;background:#f00'>wide</div>" + tall, 595, 3015 / 2.0 + margins + 7);
+    row("what stands out below", "<div style='height:10px'><div style='height:4000px'>tall</div></div>", 595,
+        3000 + margins);
+    row("for the screen", "<style>@media print { div { display: none } }</style>" + tall, 595, 3015 + margins,
+        {u"--media"_s, u"screen"_s});
+}
+
+void ConvertPagesTest::onePageAsTallAsTheContent()
+{
+    QFETCH(QByteArray, html);
+    QFETCH(QStringList, options);
+    QFETCH(QSizeF, size);
+    const Conversion conversion = m_engine.convertText(html, QStringList{u"--single-page"_s} + options);
+    VERIFY_WRITTEN(conversion);
+    const PdfFile pdf = conversion.pdf();
+    QCOMPARE(pdf.pages(), 1);
+    const QSizeF found = pdf.pageSizes().value(0);
+    QVERIFY2(std::abs(found.width() - size.width()) < 2 && std::abs(found.height() - size.height()) < 12,
+             qPrintable(u"%1 x %2"_s.arg(found.width()).arg(found.height())));
+    QVERIFY(pdf.text().contains(u"END"_s));
+}
+
+void ConvertPagesTest::onePageTallerThanReadersAccept()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><style>body { margin: 0 }</style><h1>Begin</h1><a href=#end>link</a><div "
+        "style='height:40000px'></div><h2 id=end style='margin:0'>END</h2>",
+        {u"--single-page"_s});
+    VERIFY_WRITTEN(conversion);
+    const PdfFile pdf = conversion.pdf();
+    QCOMPARE(pdf.pages(), 1);
+    QCOMPARE(pdf.outline(), (QStringList{u"Begin"_s, u"-END"_s}));
+    const ProgramResult json = runProgram(u"qpdf"_s, {u"--json=2"_s, u"--json-key=qpdf"_s, pdf.path()});
+    QVERIFY(json.output.contains("\"/UserUnit\": 3"));
+    QVERIFY(json.output.contains("\"pdfversion\": \"1.6\"") || pdf.info()["PDF version"] == u"1.6"_s);
+    const QSizeF size = pdf.pageSizes().value(0);
+    QVERIFY(std::abs(size.width() * 3 - 595) < 3 && size.height() <= 14400 && size.height() * 3 > 30000);
+}
+
+void ConvertPagesTest::onePageAsLongAsCanBe()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><p>Begin<div style='height:250000px'></div><p>END", {u"--single-page"_s});
+    VERIFY_WRITTEN(conversion);
+    const PdfFile pdf = conversion.pdf();
+    QCOMPARE(pdf.pages(), 2);
+    QVERIFY(std::abs(pdf.pageSizes().value(0).height() - 14400) < 2);
+    QVERIFY(pdf.text(2).contains(u"END"_s));
 }
 
 void ConvertPagesTest::cleanupTestCase()

@@ -25,8 +25,8 @@ struct PageMetadata {
     QDateTime created;   ///< of the page, such as <meta name="date">; invalid: when it was printed
     QDateTime modified;  ///< likewise
     QUrl address;        ///< the document's own, after redirects; without credentials
-    int userUnit = 1;    ///< how many points a unit of its pages is, for pages larger than readers accept
     QString browser;     ///< name and version, such as "Chrome/156.0.8078.79"
+    int userUnit = 1;    ///< how many points a unit of its pages is, for pages larger than readers accept
 };
 
 /// A file that an option names.

@@ -107,7 +107,6 @@ PageMetadata metadataIn(const QJsonObject &object)
             time("created"),
             time("modified"),
             {},
-            1,
             {}};
 }
 

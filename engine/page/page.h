@@ -76,6 +76,7 @@ private:
     void pose(const Job &job);
     void navigate(const Address &address, const Job &job);
     Session::Reply printedOnOnePage(const Job &job, QJsonObject settings);
+    void noteHeadings();
     Session::Reply printed(const QJsonObject &settings);
 
     Session m_browser;
@@ -92,4 +93,5 @@ private:
     Fitting m_fitting;
     Fit m_fit;
     int m_userUnit = 1;
+    QList<PageHeading> m_headings;
 };

@@ -30,6 +30,10 @@ extern const char fitScript[];
 /// content in CSS pixels.
 extern const char heightScript[];
 
+/// outline.js, a function of {maximum}, the number of headings. Returns {headings}, each {level, title,
+/// name}: from 1, its text, and the name of the destination that the PDF then has for it.
+extern const char outlineScript[];
+
 /// readable.js, a function without argument, for pages whose backgrounds are left out. Returns {}.
 extern const char readableScript[];
 

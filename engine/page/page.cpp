@@ -314,7 +314,7 @@ QByteArray Page::print(const Job &job)
         {u"pageRanges"_s, job.pageRanges},     {u"generateDocumentOutline"_s, !job.lowQuality}};
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
-        // The job's own viewport may be of another width. It is back before the page is told.
+        // The job's own viewport may be of another width. It is back at once, for what scripts measure.
         m_preparation.setViewport(m_preparation.textSize());
         m_fit = m_fitting.fit(job, m_preparation, m_readiness.isAsPrepared(), Deadline::in(fittingTime));
         if (job.viewport)

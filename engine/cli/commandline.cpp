@@ -1,6 +1,7 @@
 #include "engine/cli/commandline.h"
 
 #include "engine/cli/refuse.h"
+#include "engine/job/paper.h"
 
 #include <QFile>
 #include <QStringDecoder>
@@ -159,6 +160,15 @@ void setNames(Job &job, const QStringList &names)
     job.output = names[1];
 }
 
+void checkTogether(const Job &job)
+{
+    if (!job.paper || !job.margins)
+        return;
+    const QSizeF room = paperFor(job).shrunkBy(*job.margins);
+    if (room.width() < 1 || room.height() < 1)
+        refuse(u"--margin leaves no room on the paper of --page-size"_s);
+}
+
 } // namespace
 
 Request parseCommandLine(const Invocation &invocation)
@@ -184,6 +194,7 @@ Request parseCommandLine(const Invocation &invocation)
         }
     }
     applyVariables(job, invocation, given);
+    checkTogether(job);
     setNames(job, names);
     return job;
 }

@@ -1,7 +1,12 @@
 #include "engine/cli/options.h"
 
 #include "engine/cli/refuse.h"
+#include "engine/job/lengths.h"
 #include "engine/job/papersizes.h"
+
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <array>
@@ -84,7 +89,103 @@ void pageSize(Job &job, const QString &name, const QString &value)
 {
     job.paper = paperSizeByName(value);
     if (!job.paper)
-        refuseValue(name, u"one of "_s + paperSizeNames().join(u' '), value);
+        job.paper = paperSizeOf(value);
+    if (!job.paper)
+        refuseValue(
+            name,
+            u"WIDTHxHEIGHT with a unit of mm, cm, in, pt or px, 10 to 14400 points each, or one of "_s +
+                paperSizeNames().join(u' '),
+            value);
+}
+
+template <auto field>
+void file(Job &job, const QString &name, const QString &value)
+{
+    if (value.isEmpty())
+        refuse(u"%1 takes a file"_s.arg(name));
+    (job.*field).append({value, {}});
+}
+
+void margins(Job &job, const QString &name, const QString &value)
+{
+    job.margins = marginsOf(value);
+    if (!job.margins)
+        refuseValue(name, u"one to four lengths with a unit of mm, cm, in, pt or px, as in \"2cm 15mm\""_s,
+                    value);
+}
+
+void pageRanges(Job &job, const QString &name, const QString &value)
+{
+    static const QRegularExpression item(u"^([1-9][0-9]{0,5})(?:(-)([1-9][0-9]{0,5})?)?$"_s);
+    QStringList ranges;
+    for (const QString &range : value.split(u',')) {
+        const QRegularExpressionMatch match = item.match(range.trimmed());
+        const bool isBackwards =
+            match.hasCaptured(3) && match.captured(3).toInt() < match.captured(1).toInt();
+        if (!match.hasMatch() || isBackwards)
+            refuseValue(name, u"numbers of pages and ranges of them from 1, as in 1-3,7,9-"_s, value);
+        ranges += match.captured();
+    }
+    job.pageRanges = ranges.join(u',');
+}
+
+constexpr Choice<bool> media[] = {{"screen", true}, {"print", false}};
+
+void viewport(Job &job, const QString &name, const QString &value)
+{
+    static const QRegularExpression pattern(u"^([1-9][0-9]{0,4})x([1-9][0-9]{0,4})$"_s,
+                                            QRegularExpression::CaseInsensitiveOption);
+    constexpr int maximum = 16384;
+    const QRegularExpressionMatch match = pattern.match(value);
+    const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
+    if (!match.hasMatch() || std::max(size.width(), size.height()) > maximum)
+        refuseValue(name, u"WIDTHxHEIGHT in CSS pixels, 1 to %1 each"_s.arg(maximum), value);
+    job.viewport = size;
+}
+
+void header(Job &job, const QString &name, const QString &value)
+{
+    if (value.startsWith(u'@') && value.size() > 1) {
+        job.headerFiles.append({value.mid(1), {}});
+        return;
+    }
+    const std::optional<Header> header = headerOf(value);
+    // Not repeated in the message: it may be a secret.
+    if (!header)
+        refuse(
+            u"%1 takes \"Name: value\" on one line, and no header of the connection such as Host; or @FILE"_s
+                .arg(name));
+    job.headers.append(*header);
+}
+
+void userAgent(Job &job, const QString &name, const QString &value)
+{
+    static const QRegularExpression control(u"[\\x00-\\x1f\\x7f]"_s);
+    if (value.trimmed().isEmpty() || value.contains(control))
+        refuseValue(name, u"a name on one line"_s, value);
+    job.userAgent = value.trimmed();
+}
+
+void languages(Job &job, const QString &name, const QString &value)
+{
+    static const QRegularExpression tag(u"^[A-Za-z]{2,8}(-[A-Za-z0-9]{1,8})*$"_s);
+    job.languages.clear();
+    for (const QString &language : value.split(u',')) {
+        job.languages += language.trimmed();
+        if (!tag.match(job.languages.last()).hasMatch())
+            refuseValue(name, u"tags of languages, as in de-AT,de"_s, value);
+    }
+}
+
+void timeZone(Job &job, const QString &name, const QString &value)
+{
+    // The toolkit takes more than the browser: offsets, rules, copies of the zones.
+    static const QRegularExpression pattern(
+        u"^(?!posix/|right/)[A-Za-z][A-Za-z0-9_]*(/[A-Za-z0-9_+-]+)*\\z"_s);
+    if (!pattern.match(value).hasMatch() || !QTimeZone(value.toLatin1()).isValid() ||
+        !QFileInfo(u"/usr/share/zoneinfo/"_s + value).isFile())
+        refuseValue(name, u"the name of a time zone, as in Europe/Vienna"_s, value);
+    job.timeZone = value;
 }
 
 template <auto field>
@@ -110,10 +211,12 @@ constexpr auto table = std::to_array<Option>({
         .value = "NAME",
         .help =
             "paper size: A0 to A9, B0 to B10, C5E, Comm10E, DLE, Executive, Folio, Ledger, Legal, Letter or "
-            "Tabloid",
+            "Tabloid, or as in 210x297mm (cm, in, pt, px)",
         .details =
             "The paper size: `A0` to `A9`, `B0` to `B10`, `C5E`, `Comm10E`, `DLE`, `Executive`, `Folio`, "
-            "`Ledger`, `Legal`, `Letter` or `Tabloid`. The page is laid out for it, also when its own style "
+            "`Ledger`, `Legal`, `Letter` or `Tabloid`, or width and height as in `210x297mm`, with the units "
+            "`mm`, `cm`, `in`, `pt` and `px`, up to 14,400 points (5.08 m). The page is laid out for it, "
+            "also when its own style "
             "asks for another size. Default: the size that the page asks for; without one, `A4`, or `Letter` "
             "where the locale measures in inches.",
         .example = "--page-size A5 a.html a.pdf",
@@ -131,6 +234,83 @@ constexpr auto table = std::to_array<Option>({
         .example = "--orientation Landscape a.html a.pdf",
         .apply = choice<&Job::orientation, orientations>,
         .choices = namesOf<orientations>,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--margin",
+        .value = "LENGTHS",
+        .help = "margins: one to four lengths, as in CSS",
+        .details =
+            "The margins: one to four lengths as in CSS, with the units `mm`, `cm`, `in`, `pt` and `px`. "
+            "The page is laid out with them, also when its own style asks for others. Default: the "
+            "margins that the page asks for; without any, 10 mm, or a third of a shorter paper's side.",
+        .example = "--margin \"2cm 15mm\" a.html a.pdf",
+        .apply = margins,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--single-page",
+        .help = "one page as tall as the content",
+        .details =
+            "One page that is as wide as the paper and as tall as the content. Above 14,400 points (5.08 m) "
+            "its unit is several points (UserUnit), up to 144,000 points; what is longer goes on on "
+            "further pages.",
+        .example = "--single-page www.example.com a.pdf",
+        .apply = set<&Job::singlePage, true>,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--stylesheet",
+        .value = "FILE",
+        .help = "add style rules from FILE after the page's own",
+        .details = "Adds the rules of this CSS file after the page's own, in the page and its frames, also "
+                   "where the page's own policy forbids styles. They follow the rules of CSS: of two that "
+                   "are as specific the later one holds, and one of the page that is `!important` does, "
+                   "unless that in the file is so, too. Relative addresses in it start from the page's. See "
+                   "the [recipes](recipes.md).",
+        .example = "--stylesheet a.css a.html a.pdf",
+        .apply = file<&Job::styleSheets>,
+        .isFile = true,
+        .isRepeatable = true,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--script",
+        .value = "FILE",
+        .help = "run JavaScript from FILE when the page is loaded",
+        .details = "Runs this JavaScript file in the page, once, when the page has come to rest, also where "
+                   "the page's own policy forbids scripts, and with `--disable-javascript`, where no timers "
+                   "run. It may use `await`; the promise that it ends with is waited for, until "
+                   "`--timeout`, and then what the script has set going. If it throws, the job fails with "
+                   "exit code 1. Several files are run one after the other.",
+        .example = "--script a.js a.html a.pdf",
+        .apply = file<&Job::scripts>,
+        .isFile = true,
+        .isRepeatable = true,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--media",
+        .value = "TYPE",
+        .help = "lay the page out for print (default) or screen",
+        .details =
+            "`screen` or `print`: which of the page's styles hold, those for screens or those for paper. "
+            "Default: `print`.",
+        .example = "--media screen a.html a.pdf",
+        .apply = choice<&Job::screenMedia, media>,
+        .choices = namesOf<media>,
+    },
+    {
+        .group = OptionGroup::Page,
+        .name = "--viewport",
+        .value = "WIDTHxHEIGHT",
+        .help = "size of the window that the page is loaded in",
+        .details =
+            "The size of the window that the page is loaded in, in CSS pixels, 1 to 16384 each: what its "
+            "scripts measure, and what they and the choice of images go by. On paper the page is laid "
+            "out as wide as the text there all the same. Default: the size of the text on paper.",
+        .example = "--viewport 1280x800 www.example.com a.pdf",
+        .apply = viewport,
     },
     {
         .group = OptionGroup::Page,
@@ -209,6 +389,19 @@ constexpr auto table = std::to_array<Option>({
     },
     {
         .group = OptionGroup::Document,
+        .name = "--pages",
+        .value = "RANGES",
+        .help = "print these pages only: as in 1-3,7,9-",
+        .details =
+            "Prints these pages of the document only: numbers and ranges, such as `1-3,7,9-`, in the "
+            "document's order, each once. Page numbers on them stay, and bookmarks and links to other pages "
+            "are left out. Numbers beyond the end are ignored, but a document that has none of the "
+            "pages fails.",
+        .example = "--pages 1-3,7,9- a.html a.pdf",
+        .apply = pageRanges,
+    },
+    {
+        .group = OptionGroup::Document,
         .name = "--copies",
         .value = "N",
         .help = "repeat the pages N times, collated",
@@ -283,6 +476,74 @@ constexpr auto table = std::to_array<Option>({
         .apply = proxy,
         .isSecret = true,
         .variable = "QUIRELLE_PROXY",
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--header",
+        .value = "HEADER",
+        .help = "\"Name: value\" to send to the page's server; or @FILE",
+        .details =
+            "Sends this header, `Name: value`, with each request that the page makes to its own server, "
+            "and to no other. `@FILE` reads headers from a file, one a line, for secrets: for a moment "
+            "lists of processes show arguments.",
+        .example = "--header \"Authorization: Bearer secret\" www.example.com a.pdf",
+        .apply = header,
+        .isRepeatable = true,
+        .isSecret = true,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--cookie-jar",
+        .value = "FILE",
+        .help = "send the cookies in FILE to the page's server",
+        .details =
+            "Gives the browser the cookies in this file, as `curl --cookie-jar` writes it: those for the "
+            "page's server, and that server alone gets them. The file is not changed.",
+        .example = "--cookie-jar cookies.txt www.example.com a.pdf",
+        .apply = file<&Job::cookieJars>,
+        .isFile = true,
+        .isRepeatable = true,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--header-everywhere",
+        .help = "send headers and cookies to other servers, too",
+        .details =
+            "Sends the headers to every server that the page loads something from, and cookies to every "
+            "server that they are for. Other servers may be anybody's.",
+        .example = "--header \"X-Trace: 1\" --header-everywhere www.example.com a.pdf",
+        .apply = set<&Job::headersEverywhere, true>,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--user-agent",
+        .value = "TEXT",
+        .help = "what the browser calls itself",
+        .details = "What the browser calls itself, to servers and to scripts.",
+        .example = "--user-agent \"Example/1.0\" www.example.com a.pdf",
+        .apply = userAgent,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--language",
+        .value = "TAGS",
+        .help = "languages to ask servers for: as in de-AT,de",
+        .details =
+            "The languages that servers are asked for and scripts are told of, the preferred one first, as "
+            "in `de-AT,de`. Dates and numbers that scripts write are in the first.",
+        .example = "--language de-AT,de www.example.com a.pdf",
+        .apply = languages,
+    },
+    {
+        .group = OptionGroup::Network,
+        .name = "--time-zone",
+        .value = "NAME",
+        .help = "time zone of the page: as in Europe/Vienna",
+        .details =
+            "The time zone that the page's scripts reckon with, such as `Europe/Vienna` or `UTC`. Default: "
+            "that of the machine.",
+        .example = "--time-zone Europe/Vienna www.example.com a.pdf",
+        .apply = timeZone,
     },
     {
         .group = OptionGroup::Network,

@@ -28,7 +28,7 @@ size_t convert(const Invocation &invocation, const Job &job, UseServer useServer
 {
     const std::string output = job.output.toStdString();
     checkPlaces(output, job.report.toStdString());
-    const Order order = orderOf(invocation, job);
+    const Order order = orderOf(job, Deadline::after(invocation.begun, job.timeout));
     const auto write = [&output](std::string_view pdf) {
         writeOutput(output, pdf);
         return pdf.size();

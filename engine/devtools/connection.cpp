@@ -34,14 +34,22 @@ void makeNonBlocking(int descriptor)
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
 }
 
-/// The beginning of a message, without user names, passwords and authorization headers.
+/// The beginning of a message, without user names, passwords, cookies, and the values of headers.
 QByteArray logged(const QByteArray &message)
 {
     static const QRegularExpression secret(
         QStringLiteral(R"re(("(?:username|password|(?:proxy-)?authorization)":|)re"
-                       R"re("name":"(?:proxy-)?authorization","value":)"(?:[^"\\]|\\.)*)re"),
+                       R"re("name":"[^"]*","value":)"(?:[^"\\]|\\.)*)re"),
         QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression headers(
+        QStringLiteral(R"re(("headers(?:Text)?":)(?:\{(?:"(?:[^"\\]|\\.)*"?|[^"}])*|"(?:[^"\\]|\\.)*))re"),
+        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression cookies(
+        QStringLiteral(R"re(("method":"Network\.(?:setCookie|[A-Za-z]+ExtraInfo)").*)re"),
+        QRegularExpression::DotMatchesEverythingOption);
     QString text = QString::fromUtf8(message.left(maximumLoggedBytes));
+    text.replace(cookies, QStringLiteral("\\1***"));
+    text.replace(headers, QStringLiteral("\\1***"));
     return text.replace(secret, QStringLiteral("\\1\"***")).toUtf8();
 }
 

@@ -1,20 +1,13 @@
 #include "engine/job/input.h"
 
-#include "engine/base/descriptor.h"
-#include "engine/base/kernelfiles.h"
 #include "engine/job/failure.h"
+#include "engine/job/files.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QUrl>
-
-#include <sys/stat.h>
-#ifdef __linux__
-#include <linux/openat2.h>
-#include <sys/syscall.h>
-#endif
 
 #include <algorithm>
 #include <climits>
@@ -25,33 +18,6 @@ namespace
 [[noreturn]] void refuse(const QString &message)
 {
     throw Failure(ExitCode::NotLoaded, message);
-}
-
-/// A descriptor that stands for the file at `path` without reading it; none if a link of the kernel's is on
-/// the way, such as /dev/stdin, which leads the browser to something else than this process.
-Descriptor pointAt(const QByteArray &path)
-{
-#ifdef __linux__
-    open_how how{};
-    how.flags = O_PATH | O_CLOEXEC;
-    how.resolve = RESOLVE_NO_MAGICLINKS;
-    const long descriptor = ::syscall(SYS_openat2, AT_FDCWD, path.constData(), &how, sizeof(how));
-    // Not everywhere may it be called.
-    if (descriptor >= 0 || (errno != ENOSYS && errno != EPERM))
-        return Descriptor(static_cast<int>(descriptor));
-    return Descriptor(::open(path.constData(), O_PATH | O_CLOEXEC));
-#else
-    return Descriptor(::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-#endif
-}
-
-/// Whether it is a file with a content of its own, which is the same for everybody and has an end.
-bool isOrdinaryFile(const QString &path)
-{
-    const Descriptor file = pointAt(QFile::encodeName(path));
-    struct stat info {
-    };
-    return file && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) && !isKernelFile(file.get());
 }
 
 /// The address of the file at `path`, which exists, with a query and fragment to come after it. Throws if it

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "engine/job/identity.h"
 #include "engine/job/proxy.h"
 
 #include <QDateTime>
+#include <QMarginsF>
+#include <QSize>
 #include <QSizeF>
 #include <QStringList>
 #include <QUrl>
@@ -32,6 +35,14 @@ struct PageMetadata {
     QString browser = {}; ///< name and version, such as "Chrome/156.0.8078.79"
     /// For the PDF's outline, if the browser makes none.
     QList<PageHeading> headings = {};
+    /// How many points a unit of its pages is, for pages larger than readers accept.
+    int userUnit = 1;
+};
+
+/// A file that an option names.
+struct JobFile {
+    QString name;      ///< as in the arguments
+    QString text = {}; ///< not part of the order: filled in by readFiles()
 };
 
 /// In MiB: half of the memory of the machine, or of the control group that this process is in, but 2048 at
@@ -50,12 +61,38 @@ struct Job {
     /// The paper in points, as its name has it, before any turning. Without it the page's own size holds.
     std::optional<QSizeF> paper;
     std::optional<PaperOrientation> orientation;
+    /// Hold for every document of the page, after its own.
+    QList<JobFile> styleSheets;
+    /// Run in the page once it is whole.
+    QList<JobFile> scripts;
+    bool screenMedia = false; ///< laid out as for a screen: the page's rules for paper do not hold
+    /// Of the window that the page is loaded in, in CSS pixels; without it that of the text on paper.
+    std::optional<QSize> viewport;
+    /// Around the text, in points. Without them the page's own margins hold.
+    std::optional<QMarginsF> margins;
+    bool singlePage = false; ///< a single page as tall as the content
+    /// Which of the document's pages are printed, from 1, as the browser takes them: "1-3,7,9-"; empty for
+    /// all.
+    QString pageRanges;
     /// How often the pages stand in the PDF: 1 to 1000.
     int copies = 1;
     /// No text on paper is smaller than this many points; 0 for no bound.
     int minimumFontSize = 0;
     /// The document's title instead of the page's own.
     std::optional<QString> title;
+
+    /// What servers and scripts are told of the browser; empty for what is true.
+    QString userAgent;
+    QStringList languages; ///< tags as of BCP 47, the preferred one first
+    QString timeZone;      ///< as in Europe/Vienna
+
+    /// Sent to the server that the input names, and to others only where that is said. Those in the files are
+    /// among them once readFiles() has been called.
+    QList<Header> headers;
+    QList<JobFile> headerFiles;
+    QList<Cookie> cookies;
+    QList<JobFile> cookieJars;
+    bool headersEverywhere = false;
 
     /// Answer the HTTP authentication of the server that the input names, and of no other; empty for none.
     QString userName;

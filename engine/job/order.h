@@ -1,9 +1,11 @@
 #pragma once
 
 #include "engine/base/deadline.h"
-#include "engine/base/invocation.h"
+#include "engine/job/files.h"
 #include "engine/job/input.h"
 #include "engine/job/job.h"
+
+#include <utility>
 
 /// A job on its way: what is to be opened has been looked up, and its time runs.
 struct Order {
@@ -12,8 +14,10 @@ struct Order {
     Deadline deadline;
 };
 
-/// The order for the job that the invocation asks for. Throws Failure as resolveInput() does.
-inline Order orderOf(const Invocation &invocation, const Job &job)
+/// The order for the job, with its files read. Throws Failure as readFiles() and resolveInput() do.
+inline Order orderOf(Job job, Deadline deadline)
 {
-    return {job, resolveInput(job.input, job.folder), Deadline::after(invocation.begun, job.timeout)};
+    readFiles(job);
+    const Address address = resolveInput(job.input, job.folder);
+    return {std::move(job), address, deadline};
 }

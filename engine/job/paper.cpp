@@ -4,6 +4,8 @@
 
 #include <QLocale>
 
+#include <algorithm>
+
 QSizeF turned(QSizeF size, PaperOrientation orientation)
 {
     const bool isLandscape = size.width() > size.height();
@@ -16,4 +18,13 @@ QSizeF paperFor(const Job &job)
     const QSizeF usual = *paperSizeByName(inches ? QStringLiteral("Letter") : QStringLiteral("A4"));
     const QSizeF size = job.paper.value_or(usual);
     return job.orientation ? turned(size, *job.orientation) : size;
+}
+
+QMarginsF marginsFor(const Job &job)
+{
+    constexpr double usual = 10 / 25.4 * pointsPerInch;
+    const QSizeF paper = paperFor(job);
+    const double across = std::min(usual, paper.width() / 3);
+    const double upright = std::min(usual, paper.height() / 3);
+    return job.margins.value_or(QMarginsF(across, upright, across, upright));
 }

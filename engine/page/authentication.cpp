@@ -69,7 +69,13 @@ QJsonObject Authentication::begin(const Job &job, const Address &address)
     m_forServer = {byOptions ? job.userName : address.userName, byOptions ? job.password : address.password};
     if (job.proxy)
         m_forProxy = {job.proxy->userName, job.proxy->password};
-    if (!m_forServer.known() && !m_forProxy.known())
+    m_headers = job.headers;
+    m_everywhere = job.headersEverywhere;
+    for (const Cookie &cookie : job.cookies) {
+        if (!m_everywhere)
+            m_cookies.insert(cookie.name);
+    }
+    if (!m_forServer.known() && !m_forProxy.known() && m_headers.isEmpty() && m_cookies.isEmpty())
         return {};
 
     m_session.on(u"Page.frameAttached"_s,
@@ -83,12 +89,42 @@ QJsonObject Authentication::begin(const Job &job, const Address &address)
     m_session.on(u"Fetch.authRequired"_s,
                  [this](const QJsonObject &event, const QString &from) { noteQuestion(event, from); });
     QJsonArray patterns{QJsonObject{{u"requestStage"_s, u"Request"_s}}};
-    if (m_forServer.known()) {
+    if (m_forServer.known())
         patterns.append(QJsonObject{{u"requestStage"_s, u"Response"_s}});
-        // Foreign frames of the same site would be given what own documents have loaded.
+    // Foreign frames of the same site would be given what own documents have loaded.
+    if (m_forServer.known() || !m_headers.isEmpty() || !m_cookies.isEmpty())
         m_session.post(u"Network.setCacheDisabled"_s, {{u"cacheDisabled"_s, true}});
-    }
     return {{u"handleAuthRequests"_s, true}, {u"patterns"_s, patterns}};
+}
+
+void Authentication::setCookies(const Job &job)
+{
+    const QString server = m_server.host(QUrl::FullyEncoded);
+    for (const Cookie &cookie : job.cookies) {
+        const bool isForServer =
+            server == cookie.domain || (cookie.forSubdomains && server.endsWith(u'.' + cookie.domain));
+        if (!m_everywhere && (!isForServer || m_server.scheme() == "file"_L1))
+            continue;
+        QString host = m_everywhere ? cookie.domain : server;
+        if (host.contains(u':'))
+            host = u'[' + host + u']';
+        QJsonObject parameters{{u"name"_s, cookie.name},
+                               {u"value"_s, cookie.value},
+                               {u"url"_s, (cookie.isSecure ? u"https://"_s : u"http://"_s) + host},
+                               {u"path"_s, cookie.path},
+                               {u"secure"_s, cookie.isSecure},
+                               {u"httpOnly"_s, cookie.isHttpOnly}};
+        // Otherwise for this host alone.
+        if (m_everywhere && cookie.forSubdomains)
+            parameters.insert(u"domain"_s, cookie.domain);
+        if (cookie.expires.isValid())
+            parameters.insert(u"expires"_s, cookie.expires.toSecsSinceEpoch());
+        const Session::Reply reply = m_session.ask(u"Network.setCookie"_s, parameters);
+        if (!reply.error.isEmpty() || !reply.result["success"_L1].toBool())
+            throw Failure(ExitCode::BadArguments,
+                          u"the browser refuses a cookie of --cookie-jar for %1"_s.arg(cookie.domain),
+                          Failure::Retry::IsInVain);
+    }
 }
 
 void Authentication::noteFrame(const QJsonObject &event)
@@ -98,7 +134,7 @@ void Authentication::noteFrame(const QJsonObject &event)
 
 bool Authentication::isNamed(const QString &url) const
 {
-    return isSameServer(m_server, QUrl(url));
+    return m_server.scheme() != "file"_L1 && isSameServer(m_server, QUrl(url));
 }
 
 /// Whether this is a request to the named server that its own documents make.
@@ -106,7 +142,7 @@ bool Authentication::isOwn(const QJsonObject &event) const
 {
     const QJsonObject request = event["request"_L1].toObject();
     const QString frame = event["frameId"_L1].toString();
-    if (!m_forServer.known() || !isNamed(request["url"_L1].toString()) || !isAmongOwnDocuments(frame))
+    if (!isNamed(request["url"_L1].toString()) || !isAmongOwnDocuments(frame))
         return false;
     // Foreign frames can lead the whole page elsewhere, but not in the name of another document.
     const bool leadsThePage = frame == m_mainFrame && event["resourceType"_L1].toString() == "Document"_L1;
@@ -129,17 +165,39 @@ bool Authentication::isAmongOwnDocuments(const QString &frame) const
     return false;
 }
 
-QJsonObject Authentication::withAuthorization(const QJsonObject &request)
+QString Authentication::authorization(const QJsonObject &request)
 {
     const QByteArray nonce = QByteArray::number(QRandomGenerator::system()->generate64(), 16);
-    const QByteArray value =
-        authorizationFor(*m_challenge, m_forServer, request["method"_L1].toString().toUtf8(),
-                         targetOf(request["url"_L1].toString()), ++m_answers, nonce);
-    QJsonArray headers{QJsonObject{{u"name"_s, u"Authorization"_s}, {u"value"_s, QString::fromUtf8(value)}}};
-    const QJsonObject own = request["headers"_L1].toObject();
-    for (auto header = own.begin(); header != own.end(); ++header)
-        headers.append(QJsonObject{{u"name"_s, header.key()}, {u"value"_s, *header}});
-    return {{u"headers"_s, headers}};
+    return QString::fromUtf8(authorizationFor(*m_challenge, m_forServer,
+                                              request["method"_L1].toString().toUtf8(),
+                                              targetOf(request["url"_L1].toString()), ++m_answers, nonce));
+}
+
+/// The job's headers instead of those of the same names; cookies beside the browser's.
+void Authentication::addHeaders(QJsonObject &headers) const
+{
+    for (const Header &header : m_headers) {
+        QString value = header.value;
+        const QStringList names = headers.keys();
+        for (const QString &name : names) {
+            if (name.compare(header.name, Qt::CaseInsensitive) != 0)
+                continue;
+            const QString own = headers.take(name).toString();
+            if (name.compare("cookie"_L1, Qt::CaseInsensitive) == 0 && !own.isEmpty())
+                value += u"; "_s + own;
+        }
+        headers.insert(header.name, value);
+    }
+}
+
+/// A Cookie header without the job's cookies.
+QString Authentication::withoutCookies(const QString &cookies) const
+{
+    QStringList kept = cookies.split(u';');
+    kept.removeIf([this](const QString &cookie) {
+        return m_cookies.contains(cookie.contains(u'=') ? cookie.section(u'=', 0, 0).trimmed() : QString());
+    });
+    return kept.join(u';').trimmed();
 }
 
 void Authentication::noteRequest(const QJsonObject &event, const QString &session)
@@ -148,11 +206,24 @@ void Authentication::noteRequest(const QJsonObject &event, const QString &sessio
     const QString url = request["url"_L1].toString();
     if (event["resourceType"_L1].toString() == "Document"_L1 && !isNamed(url) && isFromServer(QUrl(url)))
         m_foreign.insert(event["frameId"_L1].toString());
-    QJsonObject changes;
-    if (m_challenge && isOwn(event) && !hasAuthorization(request))
-        changes = withAuthorization(request);
-    changes.insert(u"requestId"_s, event["requestId"_L1]);
-    m_session.post(u"Fetch.continueRequest"_s, changes, session);
+    const bool isOwnRequest = isOwn(event);
+    const QJsonObject before = request["headers"_L1].toObject();
+    QJsonObject headers = before;
+    if (isOwnRequest && m_challenge && !hasAuthorization(request))
+        headers.insert(u"Authorization"_s, authorization(request));
+    if (isOwnRequest || (m_everywhere && url.startsWith("http"_L1)))
+        addHeaders(headers);
+    // Without this header the browser would add all of its own.
+    if (!isOwnRequest && !m_cookies.isEmpty() && headers.contains("Cookie"_L1))
+        headers.insert(u"Cookie"_s, withoutCookies(headers["Cookie"_L1].toString()));
+    QJsonObject continued{{u"requestId"_s, event["requestId"_L1]}};
+    if (headers != before) {
+        QJsonArray list;
+        for (auto header = headers.begin(); header != headers.end(); ++header)
+            list.append(QJsonObject{{u"name"_s, header.key()}, {u"value"_s, *header}});
+        continued.insert(u"headers"_s, list);
+    }
+    m_session.post(u"Fetch.continueRequest"_s, continued, session);
 }
 
 /// Has a request that the server has refused made again, now with an answer.
@@ -160,7 +231,7 @@ void Authentication::noteResponse(const QJsonObject &event, const QString &sessi
 {
     const QJsonObject request = event["request"_L1].toObject();
     std::optional<Challenge> challenge;
-    if (event["responseStatusCode"_L1].toInt() == 401 && isOwn(event))
+    if (m_forServer.known() && event["responseStatusCode"_L1].toInt() == 401 && isOwn(event))
         challenge = challengeIn(challengesIn(event));
     // Refused again after an answer, the answer was wrong, or only too old.
     const bool isStale = challenge && challenge->parameters["stale"].toLower() == "true";

@@ -10,14 +10,16 @@
 #include <QSet>
 #include <QUrl>
 
-/// Answers the proxy and the server that ask for a user name and password while the page of a session is
-/// loaded: the proxy always; the server only if it is the one that the address names, and asks for a request
-/// of its own documents.
+/// Sends the job's headers and cookies, and answers the proxy and the server that ask for a user name and
+/// password while the page of a session is loaded: the proxy always; the server only if it is the one that
+/// the address names, and asks for a request of its own documents.
 ///
 /// The browser itself never learns the server's credentials: it would send them with every request to that
 /// server, whoever makes it. Instead each request is intercepted, and gets an Authorization header if its
 /// frame and all frames around it have shown nothing but documents of that server. What is not intercepted
-/// (web sockets, shared workers, new windows) gets none.
+/// (web sockets, shared workers, new windows) gets none. The job's headers are sent with the same requests,
+/// or with all. Its cookies are the browser's, for what scripts read of them, but all other requests lose
+/// them: of themselves cookies go to every port of a host.
 class Authentication
 {
 public:
@@ -28,6 +30,8 @@ public:
     /// The parameters of the command Fetch.enable that each session of the page needs from now on; empty for
     /// a job without credentials, since intercepting requests has its price.
     QJsonObject begin(const Job &job, const Address &address);
+    /// Gives the browser the job's cookies. Throws Failure(BadArguments) for one that it refuses.
+    void setCookies(const Job &job);
 
 private:
     void noteFrame(const QJsonObject &event);
@@ -37,11 +41,17 @@ private:
     bool isNamed(const QString &url) const;
     bool isOwn(const QJsonObject &event) const;
     bool isAmongOwnDocuments(const QString &frame) const;
-    QJsonObject withAuthorization(const QJsonObject &request);
+    QString authorization(const QJsonObject &request);
+    void addHeaders(QJsonObject &headers) const;
+    QString withoutCookies(const QString &cookies) const;
 
     Session &m_session;
     QString m_mainFrame;
     QUrl m_server;
+    QList<Header> m_headers;
+    bool m_everywhere = false;
+    /// The names of those that are for the named server alone.
+    QSet<QString> m_cookies;
     Credentials m_forServer;
     Credentials m_forProxy;
     /// The parents of frames.

@@ -240,7 +240,7 @@
             let limit = outer;
             if (style.visibility === 'visible') {
                 const isShown = element instanceof SVGSVGElement || controls.has(nameOf(element)) || replaced.has(nameOf(element)) ||
-                    style.backgroundImage !== 'none' || !/, 0\)$/.test(style.backgroundColor) ||
+                    style.backgroundImage !== 'none' || !/^rgba.*, 0\)$|\/ 0\)$/.test(style.backgroundColor) ||
                     ['Top', 'Right', 'Bottom', 'Left'].some((side) => style[`border${side}Style`] !== 'none');
                 if (isShown && element !== top && element !== body) note(boxOf(element), limit);
             }

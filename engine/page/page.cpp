@@ -1,15 +1,18 @@
 #include "engine/page/page.h"
 
+#include "engine/job/lengths.h"
 #include "engine/job/paper.h"
 #include "engine/page/conditions.h"
 #include "engine/page/frames.h"
 #include "engine/page/neterror.h"
 #include "engine/page/scripts.h"
+#include "engine/page/userscripts.h"
 
 #include <QJsonArray>
 #include <QUrl>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -45,6 +48,24 @@ qsizetype maximumPrint(const Job &job)
 QString versionOf(Session &browser)
 {
     return browser.call(u"Browser.getVersion"_s)["product"_L1].toString();
+}
+
+/// The browser prints at this scale at least.
+constexpr double minimumScale = 0.1;
+constexpr int maximumUserUnit = 10;
+/// By how much a page that should have been the only one gets taller.
+constexpr double growthOnOnePage = 1.02;
+
+QByteArray pdfIn(const Session::Reply &reply)
+{
+    return reply.data.isEmpty() ? QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1())
+                                : reply.data;
+}
+
+/// Of a PDF as the browser prints it, whose objects are not compressed.
+qsizetype pagesIn(const QByteArray &pdf)
+{
+    return pdf.count("/Type /Page\n");
 }
 
 /// After a print has failed: in this time a crash is told.
@@ -171,11 +192,13 @@ void Page::load(const Order &order, JobRecord &record)
     const Deadline bound = Deadline::in(order.job.maximumWait);
     configure(order.job);
     m_preparation.announce(order.job);
+    pose(order.job);
     if (const QJsonObject interception = m_authentication.begin(order.job, order.address);
         !interception.isEmpty()) {
         m_session.post(u"Fetch.enable"_s, interception);
         m_events.sendToChildren(u"Fetch.enable"_s, interception);
     }
+    m_authentication.setCookies(order.job);
     navigate(order.address, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitLoadEvent(bound);
@@ -186,6 +209,11 @@ void Page::load(const Order &order, JobRecord &record)
     awaitConditions(m_session, m_place.target, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitWhole(order.job, Deadline::in(patience));
+    if (order.job.scripts.isEmpty())
+        return;
+    runScripts(m_session, m_time, order.job);
+    m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
+    m_readiness.awaitWhole(order.job, Deadline::in(order.job.maximumWait));
 }
 
 void Page::expect(bool javaScript)
@@ -197,13 +225,30 @@ void Page::expect(bool javaScript)
 
 void Page::configure(const Job &job)
 {
-    const QSizeF paper = paperFor(job);
-    m_preparation.setViewport((paper - 2 * QSizeF(usualMargin, usualMargin)) * pixelsPerPoint);
+    m_preparation.setViewport(job.viewport ? QSizeF(*job.viewport)
+                                           : paperFor(job).shrunkBy(marginsFor(job)) * pixelsPerPoint);
     // Without scripts the browser runs none from the start; see LaunchFlags.
     if (job.javaScript && !std::exchange(m_listensToScripts, true)) {
         m_session.post(u"Runtime.enable"_s);
         m_session.post(u"Page.addScriptToEvaluateOnNewDocument"_s,
                        {{u"source"_s, QString::fromLatin1(shimScript)}});
+    }
+}
+
+/// What is told of the browser, also to frames and workers.
+void Page::pose(const Job &job)
+{
+    QList<std::pair<QString, QJsonObject>> commands;
+    if (!job.userAgent.isEmpty() || !job.languages.isEmpty())
+        commands.append({u"Emulation.setUserAgentOverride"_s,
+                         {{u"userAgent"_s, job.userAgent}, {u"acceptLanguage"_s, job.languages.join(u',')}}});
+    if (!job.languages.isEmpty())
+        commands.append({u"Emulation.setLocaleOverride"_s, {{u"locale"_s, job.languages.first()}}});
+    if (!job.timeZone.isEmpty())
+        commands.append({u"Emulation.setTimezoneOverride"_s, {{u"timezoneId"_s, job.timeZone}}});
+    for (const auto &[method, parameters] : commands) {
+        m_session.post(method, parameters);
+        m_events.sendToChildren(method, parameters);
     }
 }
 
@@ -242,6 +287,7 @@ void Page::describe(const Job &job, JobRecord &record) const
     record.failedRequests = static_cast<int>(m_events.problems().failedRequests.size());
     record.page = m_preparation.metadata();
     record.page.address = QUrl(m_events.address());
+    record.page.userUnit = m_userUnit;
     record.page.browser = m_place.browser;
     record.page.headings = m_headings;
 }
@@ -259,22 +305,26 @@ QByteArray Page::print(const Job &job)
 {
     m_session.setActivity(u"printing %1"_s.arg(m_shownAddress));
     const QSizeF paper = paperFor(job) / pointsPerInch;
-    QJsonObject settings{{u"paperWidth"_s, paper.width()},
-                         {u"paperHeight"_s, paper.height()},
-                         {u"preferCSSPageSize"_s, true},
-                         {u"printBackground"_s, job.background},
-                         {u"generateDocumentOutline"_s, !job.lowQuality}};
-    for (const QString &margin : {u"marginTop"_s, u"marginBottom"_s, u"marginLeft"_s, u"marginRight"_s})
-        settings.insert(margin, usualMargin / pointsPerInch);
+    const QMarginsF margins = marginsFor(job) / pointsPerInch;
+    QJsonObject settings{
+        {u"paperWidth"_s, paper.width()},      {u"paperHeight"_s, paper.height()},
+        {u"marginTop"_s, margins.top()},       {u"marginRight"_s, margins.right()},
+        {u"marginBottom"_s, margins.bottom()}, {u"marginLeft"_s, margins.left()},
+        {u"preferCSSPageSize"_s, true},        {u"printBackground"_s, job.background},
+        {u"pageRanges"_s, job.pageRanges},     {u"generateDocumentOutline"_s, !job.lowQuality}};
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
+        // The job's own viewport may be of another width. It is back at once, for what scripts measure.
+        m_preparation.setViewport(m_preparation.textSize());
         m_fit = m_fitting.fit(job, m_preparation, m_readiness.isAsPrepared(), Deadline::in(fittingTime));
+        if (job.viewport)
+            m_preparation.setViewport(*job.viewport);
         settings.insert(u"scale"_s, m_fit.scale);
         const bool hasTags = m_fit.elements <= maximumTaggedElements;
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && hasTags);
         if (!job.lowQuality && !hasTags)
             noteHeadings();
-        return printed(settings);
+        return job.singlePage ? printedOnOnePage(job, settings) : printed(settings);
     };
     Session::Reply reply = fitAndPrint();
     // A page that moves on in this very moment can be printed when it has arrived.
@@ -287,15 +337,53 @@ QByteArray Page::print(const Job &job)
     }
     if (reply.error == QLatin1String(tooLargeError))
         throw tooLargeForOutput(job.maximumOutput);
+    if (!job.pageRanges.isEmpty() && reply.error.contains("exceeds page count"_L1))
+        throw Failure(
+            ExitCode::BadArguments,
+            u"%1: the document has none of the pages %2 (--pages)"_s.arg(m_shownAddress, job.pageRanges),
+            Failure::Retry::IsInVain);
     if (!reply.error.isEmpty()) {
         // That the page has crashed, which says more, may be told after it.
         m_session.waitUntil([] { return false; }, Deadline::in(crashNoticeTime));
         throw Failure(ExitCode::Crashed,
                       u"%1: the browser cannot print this page: %2"_s.arg(m_shownAddress, reply.error));
     }
-    if (!reply.data.isEmpty())
-        return reply.data;
-    return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());
+    return pdfIn(reply);
+}
+
+/// Prints the page, which is fitted, on one page as tall as its content.
+Session::Reply Page::printedOnOnePage(const Job &job, QJsonObject settings)
+{
+    const Deadline bound = Deadline::in(fittingTime);
+    const Preparation::Paper paper = m_preparation.paper();
+    const double shrinking = std::min(m_fit.shrinking, maximumShrinking);
+    const QSizeF text = m_preparation.textSize();
+    const double window = job.viewport ? job.viewport->height() : text.height();
+    const auto heightIn = [&](double height, const char *step) {
+        m_preparation.setViewport(QSizeF(text.width() * shrinking, height));
+        const auto result = runInFrame(m_session, m_preparation.mainFrame(), heightScript,
+                                       {{u"step"_s, QLatin1String(step)}}, bound);
+        return result ? result->value["height"_L1].toDouble() : 0;
+    };
+    heightIn(window, "note");
+    heightIn(2 * window, "pin");
+    double height = heightIn(window, "measure") / shrinking / pixelsPerPoint;
+    Job sheet = job;
+    sheet.orientation.reset();
+    sheet.viewport = m_preparation.viewport();
+    for (int attempt = 0;; ++attempt) {
+        const QSizeF size(paper.size.width(),
+                          std::max(height, 1.0) + paper.margins.top() + paper.margins.bottom());
+        m_userUnit = std::min(static_cast<int>(std::ceil(size.height() / maximumSide)), maximumUserUnit);
+        sheet.paper = QSizeF(size.width(), std::min(size.height(), maximumSide * m_userUnit)) / m_userUnit;
+        sheet.margins = paper.margins / m_userUnit;
+        m_preparation.prepare(sheet, bound);
+        settings.insert(u"scale"_s, std::max(m_fit.scale / m_userUnit, minimumScale));
+        Session::Reply reply = printed(settings);
+        if (attempt == maximumAttempts || !reply.error.isEmpty() || pagesIn(pdfIn(reply)) <= 1)
+            return reply;
+        height *= growthOnOnePage;
+    }
 }
 
 /// The browser makes the outline from the tags.

@@ -73,7 +73,9 @@ private:
     static Place attached(Session &browser, Place place);
 
     void configure(const Job &job);
+    void pose(const Job &job);
     void navigate(const Address &address, const Job &job);
+    Session::Reply printedOnOnePage(const Job &job, QJsonObject settings);
     void noteHeadings();
     Session::Reply printed(const QJsonObject &settings);
 
@@ -90,5 +92,6 @@ private:
     Readiness m_readiness;
     Fitting m_fitting;
     Fit m_fit;
+    int m_userUnit = 1;
     QList<PageHeading> m_headings;
 };

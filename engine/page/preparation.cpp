@@ -22,27 +22,62 @@ QJsonValue orNull(const QString &text)
 }
 
 /// As style sheets and the scripts that read them mostly have it.
+QString inMillimetres(double points)
+{
+    return QString::number(points / pointsPerInch * 25.4, 'f', 2) + u"mm"_s;
+}
+
 QString inMillimetres(const QSizeF &points)
 {
-    const auto side = [](double length) { return QString::number(length / pointsPerInch * 25.4, 'f', 2); };
-    return u"%1mm %2mm"_s.arg(side(points.width()), side(points.height()));
+    return inMillimetres(points.width()) + u' ' + inMillimetres(points.height());
+}
+
+/// In the order of CSS.
+QJsonArray inMillimetres(const QMarginsF &points)
+{
+    return {inMillimetres(points.top()), inMillimetres(points.right()), inMillimetres(points.bottom()),
+            inMillimetres(points.left())};
+}
+
+/// Whether the job changes what the page's rules for pages say.
+bool setsPaper(const Job &job)
+{
+    return job.paper || job.orientation || job.margins || job.singlePage;
 }
 
 /// The argument of prepareScript.
 QJsonObject settingsFor(const Job &job)
 {
     const QSizeF paper = paperFor(job);
+    const QMarginsF margins = marginsFor(job) * pixelsPerPoint;
     QString orientation;
     if (job.orientation)
         orientation = *job.orientation == PaperOrientation::Landscape ? u"landscape"_s : u"portrait"_s;
-    return {{u"size"_s, orNull(job.paper ? inMillimetres(paper) : QString())},
+    QJsonArray added;
+    for (const JobFile &file : job.styleSheets)
+        added.append(file.text);
+    return {{u"added"_s, added},
+            {u"single"_s, job.singlePage},
+            {u"size"_s, orNull(job.paper ? inMillimetres(paper) : QString())},
             {u"orientation"_s, orNull(orientation)},
             {u"background"_s, job.background},
             {u"images"_s, job.images},
             {u"width"_s, paper.width() * pixelsPerPoint},
             {u"height"_s, paper.height() * pixelsPerPoint},
-            {u"margin"_s, usualMargin * pixelsPerPoint},
+            {u"margins"_s, job.margins ? QJsonValue(inMillimetres(*job.margins)) : QJsonValue()},
+            {u"usualMargins"_s, QJsonObject{{u"top"_s, margins.top()},
+                                            {u"right"_s, margins.right()},
+                                            {u"bottom"_s, margins.bottom()},
+                                            {u"left"_s, margins.left()}}},
             {u"animationTime"_s, static_cast<double>(animationTime.count())}};
+}
+
+/// `result` is that of prepareScript.
+void checkRoom(const Job &job, const QJsonObject &result)
+{
+    if (job.margins && (result["textWidth"_L1].toDouble(1) < 1 || result["textHeight"_L1].toDouble(1) < 1))
+        throw Failure(ExitCode::BadArguments, u"--margin leaves no room on the page's paper"_s,
+                      Failure::Retry::IsInVain);
 }
 
 Preparation::Findings findingsIn(const QList<FrameResult> &results)
@@ -76,7 +111,8 @@ Preparation::Preparation(Session &session, const QString &mainFrame)
     session.on(u"CSS.styleSheetAdded"_s, [this](const QJsonObject &event, const QString &) {
         const QJsonObject header = event["header"_L1].toObject();
         // Others can be read by scripts.
-        if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool())
+        if (!header["isInline"_L1].toBool() && !header["isConstructed"_L1].toBool() &&
+            header["origin"_L1].toString() != "inspector"_L1)
             m_newSheets += header["styleSheetId"_L1].toString();
         // The browser's own trees, which crash it when scripts touch them, have no styles made by a parser.
         if (header["isInline"_L1].toBool())
@@ -90,6 +126,8 @@ bool Preparation::setViewport(QSizeF size)
     if (viewport == m_viewport)
         return false;
     m_viewport = viewport;
+    if (m_textSize.isEmpty())
+        m_textSize = viewport;
     m_session.post(u"Emulation.setDeviceMetricsOverride"_s, {{u"width"_s, viewport.width()},
                                                              {u"height"_s, viewport.height()},
                                                              {u"deviceScaleFactor"_s, 1},
@@ -97,15 +135,23 @@ bool Preparation::setViewport(QSizeF size)
     return true;
 }
 
-bool Preparation::setViewportFrom(const QJsonObject &result)
+/// Whether it has another size then.
+bool Preparation::setViewportFrom(const Job &job, const QJsonObject &result)
 {
-    return setViewport(QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
-                              result["textHeight"_L1].toDouble(m_viewport.height())));
+    checkRoom(job, result);
+    m_textSize = QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
+                        result["textHeight"_L1].toDouble(m_viewport.height()));
+    const QJsonArray margins = result["usedMargins"_L1].toArray();
+    const auto margin = [&](int side) { return margins[side].toDouble() / pixelsPerPoint; };
+    m_paper = {QSizeF(result["paperWidth"_L1].toDouble(), result["paperHeight"_L1].toDouble()) /
+                   pixelsPerPoint,
+               QMarginsF(margin(3), margin(0), margin(1), margin(2))};
+    return job.viewport ? m_viewport != m_textSize.toSize() : setViewport(m_textSize);
 }
 
 void Preparation::announce(const Job &job)
 {
-    if (!job.paper && !job.orientation)
+    if (!setsPaper(job))
         return;
     QJsonObject settings = settingsFor(job);
     settings.insert(u"starting"_s, true);
@@ -118,36 +164,66 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     if (!job.background)
         findClosedTrees(bound);
     const QJsonObject settings = settingsFor(job);
-    const QList<FrameResult> results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
+    QList<FrameResult> results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
+    if (!job.styleSheets.isEmpty() && addStyleSheets(results, bound))
+        results = runInFrames(m_session, m_mainFrame, prepareScript, settings, bound);
     if (results.isEmpty())
         return std::nullopt;
     const bool unreadable = std::any_of(results.begin(), results.end(), [](const FrameResult &result) {
         return result.value["unreadable"_L1].toBool();
     });
-    const bool wantsSheets = job.paper || job.orientation || !job.background;
+    const bool wantsSheets = setsPaper(job) || !job.background;
     if (unreadable && wantsSheets)
-        changeUnreadableSheets(settings, bound);
+        changeUnreadableSheets(job, settings, bound);
     const bool hasMain = results.first().frame == m_mainFrame;
     const QJsonObject value = hasMain ? results.first().value : QJsonObject();
     if (hasMain)
         m_metadata = metadataIn(value["metadata"_L1].toObject());
     m_mainContext = hasMain ? results.first().context : QJsonValue();
     m_isAlone = results.size() == 1 && m_session.family().size() == 1;
-    const bool hasOtherViewport = !unreadable && hasMain && setViewportFrom(value);
+    const bool hasOtherViewport = !unreadable && hasMain && setViewportFrom(job, value);
     m_fittingElements = std::nullopt;
     if (m_isAlone && !hasOtherViewport && !(unreadable && wantsSheets) && value["fits"_L1].toBool())
         m_fittingElements = value["elements"_L1].toInt();
     return findingsIn(results);
 }
 
-/// Whether the inspector tells of sheets.
-bool Preparation::inspectSheets(Deadline bound)
+/// Whether the inspector tells of sheets in the session, or a child session of it.
+bool Preparation::inspectSheets(Deadline bound, const QString &session)
 {
-    if (!m_inspectsSheets) {
-        m_session.post(u"DOM.enable"_s);
-        m_inspectsSheets = m_session.ask(u"CSS.enable"_s, {}, bound).has_value();
+    if (!m_inspected.contains(session)) {
+        m_session.post(u"DOM.enable"_s, {}, session);
+        if (m_session.ask(u"CSS.enable"_s, {}, bound, session))
+            m_inspected.insert(session);
     }
-    return m_inspectsSheets;
+    return m_inspected.contains(session);
+}
+
+/// Adds the job's style sheets, as prepareScript has changed them, to documents that do not have them yet;
+/// whether there are such. As sheets of the inspector they come last, hold whatever the page's policy says,
+/// and cannot be read by its scripts.
+bool Preparation::addStyleSheets(const QList<FrameResult> &frames, Deadline bound)
+{
+    bool any = false;
+    for (const FrameResult &frame : frames) {
+        const QString document = frame.session + u' ' + frame.context.toVariant().toString();
+        if (m_styled.contains(document) || !inspectSheets(bound, frame.session))
+            continue;
+        const QJsonArray texts = frame.value["added"_L1].toArray();
+        for (const auto &text : texts) {
+            const auto sheet =
+                m_session.ask(u"CSS.createStyleSheet"_s, {{u"frameId"_s, frame.frame}, {u"force"_s, true}},
+                              bound, frame.session);
+            if (!sheet)
+                return any;
+            m_session.post(u"CSS.setStyleSheetText"_s,
+                           {{u"styleSheetId"_s, sheet->result["styleSheetId"_L1]}, {u"text"_s, text}},
+                           frame.session);
+        }
+        m_styled.insert(document);
+        any = true;
+    }
+    return any;
 }
 
 /// Scripts find no way into a closed shadow tree, but from a style within it they find the way out.
@@ -173,7 +249,7 @@ void Preparation::findClosedTrees(Deadline bound)
 
 /// Scripts cannot read the sheets of other origins, among them every file beside a file; the browser's own
 /// inspector can.
-void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
+void Preparation::changeUnreadableSheets(const Job &job, QJsonObject settings, Deadline bound)
 {
     if (!inspectSheets(bound))
         return;
@@ -203,5 +279,5 @@ void Preparation::changeUnreadableSheets(QJsonObject settings, Deadline bound)
             m_session.post(u"CSS.setStyleSheetText"_s,
                            {{u"styleSheetId"_s, ids[i]}, {u"text"_s, changed[i]}});
     }
-    setViewportFrom(value);
+    setViewportFrom(job, value);
 }

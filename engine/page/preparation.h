@@ -4,6 +4,7 @@
 #include "engine/job/job.h"
 #include "engine/page/frames.h"
 
+#include <QSet>
 #include <QSize>
 
 /// Makes the documents of a page, those of its frames included, ready for paper: the paper itself, what is
@@ -41,12 +42,22 @@ public:
     /// Whether it was another.
     bool setViewport(QSizeF size);
     QSize viewport() const { return m_viewport; }
+    /// Of the text on paper, in CSS pixels, as far as it is known; otherwise of the viewport.
+    QSizeF textSize() const { return m_textSize; }
+
+    struct Paper {
+        QSizeF size;
+        QMarginsF margins;
+    };
+    /// In points: what the rules for all of its pages come to.
+    const Paper &paper() const { return m_paper; }
 
 private:
-    bool inspectSheets(Deadline bound);
+    bool addStyleSheets(const QList<FrameResult> &frames, Deadline bound);
+    bool inspectSheets(Deadline bound, const QString &session = {});
     void findClosedTrees(Deadline bound);
-    void changeUnreadableSheets(QJsonObject settings, Deadline bound);
-    bool setViewportFrom(const QJsonObject &result);
+    void changeUnreadableSheets(const Job &job, QJsonObject settings, Deadline bound);
+    bool setViewportFrom(const Job &job, const QJsonObject &result);
 
     Session &m_session;
     QString m_mainFrame;
@@ -55,7 +66,12 @@ private:
     std::optional<int> m_fittingElements;
     PageMetadata m_metadata;
     QSize m_viewport;
-    bool m_inspectsSheets = false;
+    QSizeF m_textSize;
+    Paper m_paper;
+    /// The sessions that tell of sheets.
+    QSet<QString> m_inspected;
+    /// The engine's worlds in the documents that have the job's style sheets.
+    QSet<QString> m_styled;
     /// Ids of sheets from files that have not been looked at yet.
     QStringList m_newSheets;
     /// Elements that bring sheets along: the ids of their frames, and their own, which have not been looked

@@ -23,6 +23,10 @@
         const name = words.find((word) => !/^(portrait|landscape|auto)$/i.test(word));
         return name ? `${name} ${paper.orientation}` : paper.orientation;
     };
+    // What stands instead of the value of "margin" or "margin-top" and so on.
+    const sides = ['top', 'right', 'bottom', 'left'];
+    const marginInsteadOf = (property) => (property === 'margin' ? paper.margins.join(' ') : (paper.margins[sides.indexOf(property.slice(7))] ?? ''));
+    const logicalMargins = ['block-start', 'block-end', 'inline-start', 'inline-end'].map((side) => `margin-${side}`);
     const sizeInsteadOf = (size) => paper.size ?? (paper.orientation ? turned(size) : size);
 
     // ---- Sheets that can be read are changed rule by rule, in place, so that the page's own order of rules goes on
@@ -69,13 +73,25 @@
             pageRules.push(rule);
             const size = rule.style.getPropertyValue('size');
             if (size) put(rule.style, 'size', sizeInsteadOf(size));
+            if (paper.margins)
+                for (const property of sides.map((side) => `margin-${side}`))
+                    if (rule.style.getPropertyValue(property)) put(rule.style, property, marginInsteadOf(property));
+            if (paper.margins) for (const property of logicalMargins) rule.style.removeProperty(property);
         }
+        if (paper.single && rule.style) joinPages(rule.style);
         if (!paper.background && rule.style?.getPropertyValue('print-color-adjust'))
             put(rule.style, 'print-color-adjust', 'economy');
     };
 
+    const breaks = ['break-before', 'break-after', 'page'];
+    const joinPages = (style) => {
+        for (const property of breaks) if (style.getPropertyPriority(property)) style.removeProperty(property);
+    };
+
     const overrides = [];
+    if (paper.single) overrides.push('*, ::before, ::after { break-before: auto !important; break-after: auto !important; page: auto !important }');
     if (paper.size) overrides.push(`@page { size: ${paper.size} !important; }`);
+    if (paper.margins) overrides.push(`@page { margin: ${paper.margins.join(' ')} !important; }`);
     // Without the dark that they are made for, fields and colours of a dark scheme would stay, and so would blending.
     if (!paper.background)
         overrides.push('*, ::before, ::after { print-color-adjust: economy !important; color-scheme: only light !important; mix-blend-mode: normal !important; }');
@@ -88,6 +104,7 @@
         if (!paper.background)
             for (const element of scope.querySelectorAll('[style*="color-adjust" i]'))
                 put(own(element, 'style'), 'print-color-adjust', 'economy');
+        if (paper.single) for (const element of scope.querySelectorAll('[style*="!important" i]')) joinPages(own(element, 'style'));
         if (overrides.length > 0 && scope.adoptedStyleSheets.at(-1) !== globalThis.override)
             scope.adoptedStyleSheets = [
                 ...scope.adoptedStyleSheets.filter((sheet) => sheet !== globalThis.override),
@@ -96,9 +113,10 @@
     };
 
     const applyPaper = () => {
-        if (!globalThis.override) {
-            globalThis.override = new CSSStyleSheet();
-            globalThis.override.replaceSync(overrides.join('\n'));
+        globalThis.override ??= new CSSStyleSheet();
+        if (globalThis.overrides !== overrides.join('\n')) {
+            globalThis.overrides = overrides.join('\n');
+            globalThis.override.replaceSync(globalThis.overrides);
         }
         unreadable = 0;
         pageRules.length = 0;
@@ -110,9 +128,9 @@
     };
     // ---- Sheets that cannot be read from here, such as files beside a file, come as text and are given back changed.
 
-    // `text` with the values of "size" in @page blocks and of "print-color-adjust" everywhere exchanged.
+    // `text` with the values of "size" and margins in @page blocks and of "print-color-adjust" everywhere exchanged.
     const changedText = (text) => {
-        const token = /\/\*[^]*?\*\/|"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'|[{};]|@page\b[^{};]*|[\w-]*(?:print-color-adjust|size)\s*:[^;{}]*/gi;
+        const token = /\/\*[^]*?\*\/|"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'|[{};]|@page\b[^{};]*|[\w-]*(?:print-color-adjust|size|margin|margin-[\w-]+|break-before|break-after|page)\s*:[^;{}]*/gi;
         let depth = 0;
         let pageDepth = 0; // of the innermost @page block, 0 outside
         let pageAhead = false;
@@ -129,8 +147,12 @@
             } else if (!/^[/"']/.test(found) && found.includes(':')) {
                 const [, name, value, important] = found.match(/^([\w-]*)\s*:([^]*?)(!\s*important\s*)?$/i);
                 const declared = (changed) => `${name}:${changed}${important ? ' !important' : ''}`;
-                if (/^size$/i.test(name) && pageDepth > 0 && depth === pageDepth)
-                    return declared(sizeInsteadOf(value.replace(/\/\*[^]*?\*\//g, ' ').trim()));
+                if (pageDepth > 0 && depth === pageDepth) {
+                    const bare = value.replace(/\/\*[^]*?\*\//g, ' ').trim();
+                    if (/^size$/i.test(name)) return declared(sizeInsteadOf(bare));
+                    if (paper.margins && /^margin/i.test(name)) return declared(marginInsteadOf(name.toLowerCase()));
+                }
+                if (paper.single && /^(page|(page-)?break-(before|after))$/i.test(name)) return '';
                 if (/^(-webkit-)?print-color-adjust$/i.test(name) && !paper.background) return declared('economy');
             }
             return found;
@@ -162,10 +184,11 @@
 
     applyPaper();
     // What the page changes until the last moment counts, too.
-    if (!globalThis.armed) addEventListener('beforeprint', applyPaper);
-    globalThis.armed = true;
+    if (!globalThis.applyPaper) addEventListener('beforeprint', () => globalThis.applyPaper());
+    globalThis.applyPaper = applyPaper;
 
     const sheets = (paper.sheets ?? []).map((text) => changedText(text));
+    const added = paper.added.map((text) => changedText(text));
 
     // ---- How wide the text stands on paper: what the rules for all pages together say; those of single pages do not
     // count.
@@ -177,7 +200,7 @@
             if (style.getPropertyValue(property)) general[property] = style.getPropertyValue(property).trim();
     };
     pageRules.forEach(note);
-    for (const text of sheets) {
+    for (const text of [...sheets, ...added]) {
         const sheet = new CSSStyleSheet();
         sheet.replaceSync(text.replace(/@import\b[^;]*;/gi, ''));
         everyRule(sheet.cssRules, (rule) => rule instanceof CSSPageRule && note(rule));
@@ -191,14 +214,14 @@
         const named = words.map((word) => millimetres[word]).find(Boolean)?.map((side) => (side * 96) / 25.4);
         const lengths = words.filter((word) => /^[\d.]/.test(word)).map(inPixels);
         if (lengths.length > 0) return [lengths[0], lengths.at(-1)];
-        const sides = named ?? [paper.width, paper.height];
-        const [short, long] = [Math.min(...sides), Math.max(...sides)];
-        return words.includes('landscape') ? [long, short] : words.includes('portrait') ? [short, long] : sides;
+        const both = named ?? [paper.width, paper.height];
+        const [short, long] = [Math.min(...both), Math.max(...both)];
+        return words.includes('landscape') ? [long, short] : words.includes('portrait') ? [short, long] : both;
     };
     const [pageWidth, pageHeight] = sizeOf(general.size ?? '');
     const marginOf = (side) => {
         const margin = general[`margin-${side}`];
-        if (!margin || margin === 'auto') return paper.margin;
+        if (!margin || margin === 'auto') return paper.usualMargins[side];
         return margin.endsWith('%') ? (parseFloat(margin) / 100) * (/left|right/.test(side) ? pageWidth : pageHeight) : inPixels(margin);
     };
     const textWidth = Math.round(pageWidth - marginOf('left') - marginOf('right'));
@@ -286,7 +309,11 @@
         fits,
         textWidth,
         textHeight,
+        paperWidth: pageWidth,
+        paperHeight: pageHeight,
+        usedMargins: sides.map(marginOf),
         sheets,
+        added,
         unreadable: unreadable > 0,
     };
 }

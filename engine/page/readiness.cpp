@@ -64,6 +64,8 @@ void Readiness::awaitLoadEvent(Deadline bound)
 void Readiness::awaitWhole(const Job &job, Deadline bound)
 {
     m_bound = bound;
+    m_unfinished.clear();
+    beginDocument();
     for (;;) {
         if (m_document != m_events.document())
             beginDocument();
@@ -241,7 +243,8 @@ void Readiness::prepare(const Job &job)
     const bool isFirst = !std::exchange(m_facts.isPrepared, true);
     WorkAsked before;
     if (isFirst) {
-        m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
+        m_session.post(u"Emulation.setEmulatedMedia"_s,
+                       {{u"media"_s, job.screenMedia ? u"screen"_s : u"print"_s}});
         before = askForWork();
     }
     const auto findings = m_preparation.prepare(job, m_bound);

@@ -3,13 +3,14 @@
 // What is run inside documents.
 
 /// prepare.js, a function of {size, orientation, background, images, width, height, margin, animationTime,
-/// sheets, starting}: `size` the paper as a CSS value or null, `orientation` "portrait", "landscape" or null,
-/// `background` and `images` booleans, `width` and `height` of the paper and `margin` for pages that set none
-/// in CSS pixels, `animationTime` in milliseconds, `sheets` texts of style sheets, or absent. With
-/// `starting`, which is for a document whose scripts have not run, it only has the paper hold for what they
-/// read of its sheets, and returns {}. Otherwise returns {loading, animated, textWidth, textHeight, sheets,
-/// unreadable}: whether this call has set anything loading or has ended an animation, how wide and high the
-/// text stands on paper in CSS pixels, `sheets` changed, and whether there are sheets that cannot be read.
+/// sheets, added, starting}: `size` the paper as a CSS value or null, `orientation` "portrait", "landscape"
+/// or null, `background` and `images` booleans, `width` and `height` of the paper and `margin` for pages that
+/// set none in CSS pixels, `animationTime` in milliseconds, `sheets` texts of style sheets, or absent,
+/// `added` those of sheets that come after them. With `starting`, which is for a document whose scripts have
+/// not run, it only has the paper hold for what they read of its sheets, and returns {}. Otherwise returns
+/// {loading, animated, textWidth, textHeight, sheets, added, unreadable}: whether this call has set anything
+/// loading or has ended an animation, how wide and high the text stands on paper in CSS pixels, `sheets` and
+/// `added` changed, and whether there are sheets that cannot be read.
 extern const char prepareScript[];
 
 /// fit.js, a function of {minimum, byBrowser, outside, shrinks, byPrinting, maximum}: the smallest text size
@@ -24,6 +25,10 @@ extern const char prepareScript[];
 /// which `enlargePseudos` then is to be called. Both stand
 /// in what lasts from one call to the next, globalThis[Symbol.for('quirelle')].
 extern const char fitScript[];
+
+/// height.js, a function of {step}, see there. Returns {}, and for the last step {height}, that of the
+/// content in CSS pixels.
+extern const char heightScript[];
 
 /// outline.js, a function of {maximum}, the number of headings. Returns {headings}, each {level, title,
 /// name}: from 1, its text, and the name of the destination that the PDF then has for it.

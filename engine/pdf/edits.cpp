@@ -10,6 +10,7 @@
 #include "engine/pdf/structure/metadata.h"
 #include "engine/pdf/structure/outline.h"
 #include "engine/pdf/structure/structure.h"
+#include "engine/pdf/structure/userunit.h"
 #include "engine/pdf/writing/document.h"
 
 QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
@@ -27,6 +28,8 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
     // Before links out of the document are removed.
     if (mayHaveRelatedLinks(printed, job.page.address))
         relateLinks(document.pdf(), job.page.address);
+    if (!job.pageRanges.isEmpty())
+        removeDanglingLinks(document.pdf());
     if (!job.externalLinks)
         removeExternalLinks(document.pdf());
     // Gray before small: images are then scaled in one channel instead of three, and lossily compressed only
@@ -37,6 +40,8 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
         removeStructure(document.pdf());
         makeImagesSmall(document.pdf());
     }
+    if (job.page.userUnit > 1)
+        setUserUnit(document.pdf(), job.page.userUnit);
     if (job.copies > 1)
         repeatPages(document.pdf(), job.copies);
     if (pages)

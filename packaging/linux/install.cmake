@@ -63,7 +63,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION text)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The browser is run, not linked.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "chromium-headless-shell | chromium | google-chrome-stable")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "chromium-headless-shell | chromium | google-chrome-stable, tzdata")
 # A sandbox for systems without user namespaces; fonts for pages without their own; a program that opens PDFs.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
   "chromium-sandbox, fonts-noto-core, fonts-noto-cjk, fonts-noto-color-emoji, xdg-utils")

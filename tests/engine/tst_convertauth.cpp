@@ -406,12 +406,15 @@ void ConvertAuthTest::aForeignPageGetsNothing_data()
     QTest::addColumn<QString>("way");
     QTest::addColumn<QString>("host");
     QTest::addColumn<bool>("inAddress");
+    QTest::addColumn<bool>("byHeader");
     for (const char *way : {"redirect", "refresh", "script", "frame", "nested frame", "link"}) {
         for (const char *host : {"127.0.0.1", "localhost"})
             QTest::addRow("%s to %s", way, host)
-                << QString(QLatin1String(way)) << QString(QLatin1String(host)) << false;
+                << QString(QLatin1String(way)) << QString(QLatin1String(host)) << false << false;
+        QTest::addRow("%s with a header", way)
+            << QString(QLatin1String(way)) << u"127.0.0.1"_s << false << true;
     }
-    QTest::newRow("redirect, credentials in the address") << u"redirect"_s << u"localhost"_s << true;
+    QTest::newRow("redirect, credentials in the address") << u"redirect"_s << u"localhost"_s << true << false;
 }
 
 /// Whatever a page of another server asks of the named one, which has got its password before, comes without.
@@ -420,6 +423,7 @@ void ConvertAuthTest::aForeignPageGetsNothing()
     QFETCH(QString, way);
     QFETCH(QString, host);
     QFETCH(bool, inAddress);
+    QFETCH(bool, byHeader);
     const WebServer other({});
     const QString foreign = u"http://%1:%2/"_s.arg(host).arg(other.port());
     // Once more for each: what the server has refused once must not be got the second time either.
@@ -473,8 +477,14 @@ void ConvertAuthTest::aForeignPageGetsNothing()
     QString address = closed + (way == u"redirect"_s ? u"away"_s : u"lead.html"_s);
     if (inAddress)
         address.insert(7, u"user:hunter2-in-the-open@"_s);
-    const Conversion conversion = m_engine.convert(address, (inAddress ? QStringList() : rightCredentials) +
-                                                                QStringList{u"--timeout"_s, u"60"_s});
+    QStringList options{u"--timeout"_s, u"60"_s};
+    if (byHeader)
+        options +=
+            {u"--header"_s, u"Authorization: Basic "_s +
+                                QString::fromLatin1(QByteArray("user:hunter2-in-the-open").toBase64())};
+    else if (!inAddress)
+        options += rightCredentials;
+    const Conversion conversion = m_engine.convert(address, options);
     VERIFY_WRITTEN(conversion);
     QVERIFY2(conversion.pdf().text().contains(u"foreign"_s), qPrintable(conversion.pdf().text()));
     QVERIFY2(!conversion.pdf().text().contains(u"leaked"_s), qPrintable(conversion.pdf().text()));

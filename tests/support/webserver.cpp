@@ -26,7 +26,10 @@ WebServer::WebServer(const QByteArray &locations, const Certificate *certificate
                      "log_format plain '$request_method $uri $status';\naccess_log " +
                      folder + "/requests plain;\n" +
                      "log_format authorization '$uri $http_authorization';\naccess_log " + folder +
-                     "/authorizations authorization;\n";
+                     "/authorizations authorization;\n"
+                     "log_format headers '$uri|$http_cookie|$http_x_token|$http_user_agent|"
+                     "$http_accept_language';\naccess_log " +
+                     folder + "/headers headers;\n";
     for (const char *use : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
         configuration += QByteArray(use) + "_temp_path " + folder + "/" + use + ";\n";
     configuration += "types { text/html html; text/css css; text/plain txt; application/javascript js; "
@@ -71,4 +74,10 @@ QStringList WebServer::authorizations() const
                             .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     found.removeIf([](const QString &line) { return line.endsWith(QLatin1String(" -")); });
     return found;
+}
+
+QStringList WebServer::headers() const
+{
+    return QString::fromUtf8(contentOf(m_folder.path(QStringLiteral("headers"))))
+        .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }

@@ -33,6 +33,9 @@ public:
     QStringList requests() const;
     /// One "path value" for each of them that came with an Authorization header.
     QStringList authorizations() const;
+    /// For each of them "path|cookies|X-Token|User-Agent|Accept-Language", with "-" for a header that did not
+    /// come.
+    QStringList headers() const;
 
 private:
     WebServer(const QByteArray &locations, const Certificate *certificate);

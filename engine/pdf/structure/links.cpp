@@ -24,18 +24,17 @@ void requireNone(QPDFObjectHandle dictionary, const char *key)
                       ", which may lead out of the document: convert without --disable-external-links");
 }
 
-/// Moves the links that have an action from the page to `removed`.
-void removeLinks(QPDFObjectHandle page, std::vector<QPDFObjectHandle> &removed)
+/// Moves the annotations that `isUnwanted` holds for from the page to `removed`.
+template <typename Condition>
+void removeAnnotations(QPDFObjectHandle page, const Condition &isUnwanted,
+                       std::vector<QPDFObjectHandle> &removed)
 {
-    requireNone(page, "/AA");
     QPDFObjectHandle annotations = page.getKey("/Annots");
     if (!annotations.isArray())
         return;
     QPDFObjectHandle kept = QPDFObjectHandle::newArray();
     for (QPDFObjectHandle annotation : annotations.aitems()) {
-        for (const char *key : {"/AA", "/PA"})
-            requireNone(annotation, key);
-        if (annotation.hasKey("/A"))
+        if (isUnwanted(annotation))
             removed.push_back(annotation);
         else
             kept.appendItem(annotation);
@@ -164,8 +163,29 @@ void removeExternalLinks(QPDF &pdf)
 {
     for (const char *key : catalogKeys)
         requireNone(pdf.getRoot(), key);
+    const auto leadsOut = [](QPDFObjectHandle annotation) {
+        for (const char *key : {"/AA", "/PA"})
+            requireNone(annotation, key);
+        return annotation.hasKey("/A");
+    };
+    std::vector<QPDFObjectHandle> removed;
+    for (QPDFPageObjectHelper page : QPDFPageDocumentHelper(pdf).getAllPages()) {
+        requireNone(page.getObjectHandle(), "/AA");
+        removeAnnotations(page.getObjectHandle(), leadsOut, removed);
+    }
+    untag(pdf, removed);
+}
+
+void removeDanglingLinks(QPDF &pdf)
+{
+    QPDFObjectHandle destinations = pdf.getRoot().getKey("/Dests");
+    const auto dangles = [&](QPDFObjectHandle annotation) {
+        QPDFObjectHandle destination = annotation.getKey("/Dest");
+        return destination.isName() &&
+               !(destinations.isDictionary() && destinations.hasKey(destination.getName()));
+    };
     std::vector<QPDFObjectHandle> removed;
     for (QPDFPageObjectHelper page : QPDFPageDocumentHelper(pdf).getAllPages())
-        removeLinks(page.getObjectHandle(), removed);
+        removeAnnotations(page.getObjectHandle(), dangles, removed);
     untag(pdf, removed);
 }

@@ -14,6 +14,10 @@ bool mayHaveRelatedLinks(const QByteArray &printed, const QUrl &address);
 /// PDF.
 void relateLinks(QPDF &pdf, const QUrl &address);
 
+/// Removes the links to destinations that the document does not have, such as those on pages that were not
+/// printed. Their content stays as that of the links below.
+void removeDanglingLinks(QPDF &pdf);
+
 /// Removes every link that leads out of a printed document: every link with an action, as the browser writes
 /// no action but opening an address. Links within the document stay. The content of a removed link stays and
 /// is tagged as plain text (Span).

@@ -91,7 +91,8 @@ bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, D
         return m_session.waitUntil(condition, bound);
     if (std::exchange(m_isPassing, false))
         m_pending.clear();
-    const double share = pace == Pace::Real ? grantInterval / 1.0ms : stillGrant;
+    const double share =
+        pace == Pace::Real ? std::chrono::duration<double, std::milli>(grantInterval).count() : stillGrant;
     do {
         grant(u"advance"_s, share);
         m_session.waitUntil(condition, Deadline::in(grantInterval).earlier(bound));
@@ -102,7 +103,9 @@ bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, D
 std::optional<Session::Reply> VirtualTime::ask(const QString &method, const QJsonObject &parameters,
                                                Deadline bound)
 {
-    const auto flow = [this] { grant(u"advance"_s, grantInterval / 1.0ms); };
+    const auto flow = [this] {
+        grant(u"advance"_s, std::chrono::duration<double, std::milli>(grantInterval).count());
+    };
     flow();
     return m_session.askUrgently(method, parameters, grantInterval, flow, bound);
 }

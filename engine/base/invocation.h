@@ -18,6 +18,8 @@ struct Invocation {
     std::vector<std::pair<std::string, std::string>> variables;
     /// The working folder, which relative paths start from; empty if it has been removed.
     std::string folder;
+    /// The one input is one of several, whose PDFs are to be joined.
+    bool isPart = false;
     /// When the job's timeout starts.
     Deadline::Clock::time_point begun;
 };

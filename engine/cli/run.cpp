@@ -1,10 +1,12 @@
 #include "engine/cli/run.h"
 
 #include "engine/base/output.h"
+#include "engine/base/spool.h"
 #include "engine/cli/commandline.h"
 #include "engine/cli/help.h"
 #include "engine/client/progress.h"
 #include "engine/client/report.h"
+#include "engine/convert/joined.h"
 #include "engine/job/failure.h"
 
 #include <cstdio>
@@ -14,32 +16,30 @@
 namespace
 {
 
-size_t convertShowingProgress(const Invocation &invocation, const Job &job, UseServer useServer,
-                              Findings &findings)
+JobAccount accountOf(const Job &job, const QString &name)
 {
-    Progress progress(invocation.begun);
-    return convert(
-        invocation, job, useServer,
-        [&progress](std::string_view activity) { progress.setActivity(activity); }, findings);
+    return {name.toStdString(), job.output.toStdString(), job.report.toStdString(), job.quiet, {}};
 }
 
-JobAccount accountOf(const Job &job)
+/// Does a job with `convert`, which is given a listener and returns the size of the PDF, and reports.
+template <typename Convert>
+int runJob(const Invocation &invocation, JobAccount &account, const Convert &convert)
 {
-    return {nameOf(job).toStdString(), job.output.toStdString(), job.report.toStdString(), job.quiet, {}};
-}
-
-int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
-{
-    JobAccount account = accountOf(job);
     const auto failed = [&](ExitCode code, const std::string &message) {
         return reportFailure(invocation, account, code, message);
     };
     try {
-        const size_t bytes = convertShowingProgress(invocation, job, useServer, account.findings);
+        size_t bytes = 0;
+        {
+            Progress progress(invocation.begun);
+            bytes = convert([&progress](std::string_view activity) { progress.setActivity(activity); });
+        }
         return reportWritten(invocation, account, bytes);
     } catch (const Failure &failure) {
         return failed(failure.code(), failure.message().toStdString());
     } catch (const OutputError &error) {
+        return failed(ExitCode::NotWritten, error.what());
+    } catch (const SpoolError &error) {
         return failed(ExitCode::NotWritten, error.what());
     } catch (const std::bad_alloc &) {
         return failed(ExitCode::Crashed, "out of memory");
@@ -48,6 +48,24 @@ int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
         return failed(ExitCode::Crashed,
                       std::string("the system gives no more memory or threads: ") + error.what());
     }
+}
+
+int run(const Invocation &invocation, const Job &job, UseServer useServer)
+{
+    JobAccount account = accountOf(job, nameOf(job));
+    return runJob(invocation, account, [&](const ActivityListener &listener) {
+        return convert(invocation, job, useServer, listener, account.findings);
+    });
+}
+
+int run(const Invocation &invocation, const Joining &joining)
+{
+    JobAccount account = accountOf(joining.whole, nameOf(joining));
+    return runJob(invocation, account, [&](const ActivityListener &listener) {
+        const Joining complete = withListedInputs(joining);
+        account.name = nameOf(complete).toStdString();
+        return convertJoined(invocation, complete, jobFrom, listener, account.findings);
+    });
 }
 
 std::string textOf(Answer answer)
@@ -62,7 +80,10 @@ int runCommandLine(const Invocation &invocation, UseServer useServer)
     try {
         const Request request = parseCommandLine(invocation);
         if (const Job *job = std::get_if<Job>(&request))
-            return runJob(invocation, *job, useServer);
+            return run(invocation, *job, useServer);
+        // A server refuses such a command line as a whole, but not its parts.
+        if (const Joining *joining = std::get_if<Joining>(&request))
+            return run(invocation, *joining);
         fputs(textOf(std::get<Answer>(request)).c_str(), stdout);
         return fflush(stdout) == 0 ? 0 : static_cast<int>(ExitCode::NotWritten);
     } catch (const Failure &failure) {

@@ -37,6 +37,11 @@ struct Job {
     QString output;
     /// Where relative paths begin.
     QString folder;
+    /// Files that name further inputs; "-" for standard input.
+    QStringList inputLists;
+    /// Its PDF is to be joined with those of other inputs: links to these are still to be made, and those out
+    /// of the whole removed.
+    bool isPart = false;
 
     /// The paper in points, as its name has it, before any turning. Without it the page's own size holds.
     std::optional<QSizeF> paper;

@@ -267,6 +267,8 @@ QByteArray Page::print(const Job &job)
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
         m_fit = m_fitting.fit(job, m_preparation, Deadline::in(fittingTime));
+        if (job.isPart)
+            runInFrame(m_session, m_preparation.mainFrame(), targetsScript, {}, Deadline::in(fittingTime));
         settings.insert(u"scale"_s, m_fit.scale);
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && m_fit.elements <= maximumTaggedElements);
         return printed(settings);

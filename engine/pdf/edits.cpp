@@ -22,8 +22,8 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
     mapRoles(document.pdf());
     if (job.fixedTime.isValid())
         renameElements(document.pdf());
-    // Before links out of the document are removed.
-    if (mayHaveRelatedLinks(printed, job.page.address))
+    // Before links out of the document are removed. Those of a part wait until all parts are there.
+    if (!job.isPart && mayHaveRelatedLinks(printed, job.page.address))
         relateLinks(document.pdf(), job.page.address);
     if (!job.externalLinks)
         removeExternalLinks(document.pdf());

@@ -198,8 +198,12 @@ Request parseCommandLine(const Invocation &invocation)
     applyVariables(job, invocation, given);
     const Names found = namesIn(std::move(names), !job.inputLists.isEmpty());
     job.output = found.output;
+    if (!job.baseUrl.isEmpty() && !found.inputs.contains(u"-"_s) && !job.isPart)
+        refuse(u"--base-url is for standard input only: give \"-\" as the input"_s);
     if (found.inputs.size() != 1 || !job.inputLists.isEmpty())
         return Joining{job, found.inputs, partArguments};
     job.input = found.inputs[0];
+    if (job.input == "-"_L1 && invocation.document)
+        job.document = QByteArray::fromStdString(*invocation.document);
     return job;
 }

@@ -128,6 +128,18 @@ constexpr auto table = std::to_array<Option>({
         .isForWhole = true,
         .isRepeatable = true,
     },
+    {
+        .group = OptionGroup::Input,
+        .name = "--base-url",
+        .value = "PLACE",
+        .help = "with - as INPUT: the address or folder to take it from",
+        .details =
+            "With `-` as INPUT: the address, or the path of a file or folder, where the document counts as "
+            "being. Relative addresses in it start from there. See [standard "
+            "input](#standard-input). Default: the working folder.",
+        .example = "--base-url http://www.example.com/ - a.pdf <a.html",
+        .apply = text<&Job::baseUrl>,
+    },
 
     {
         .group = OptionGroup::Page,

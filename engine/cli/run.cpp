@@ -8,10 +8,13 @@
 #include "engine/client/report.h"
 #include "engine/convert/joined.h"
 #include "engine/job/failure.h"
+#include "engine/job/standardinput.h"
 
 #include <cstdio>
 #include <exception>
 #include <system_error>
+
+using namespace Qt::StringLiterals;
 
 namespace
 {
@@ -50,11 +53,24 @@ int runJob(const Invocation &invocation, JobAccount &account, const Convert &con
     }
 }
 
+/// The invocation with what standard input has to give. The timeout starts only now.
+Invocation withStandardInput(Invocation invocation)
+{
+    invocation.document = readStandardInput();
+    invocation.begun = Deadline::Clock::now();
+    return invocation;
+}
+
 int run(const Invocation &invocation, const Job &job, UseServer useServer)
 {
     JobAccount account = accountOf(job, nameOf(job));
     return runJob(invocation, account, [&](const ActivityListener &listener) {
-        return convert(invocation, job, useServer, listener, account.findings);
+        if (job.input != u"-"_s)
+            return convert(invocation, job, useServer, listener, account.findings);
+        checkPlaces(account.output, account.report);
+        // A server refuses the command line alone, but not with the document.
+        const Invocation complete = withStandardInput(invocation);
+        return convert(complete, jobFrom(complete).value(), UseServer::Yes, listener, account.findings);
     });
 }
 
@@ -64,7 +80,9 @@ int run(const Invocation &invocation, const Joining &joining)
     return runJob(invocation, account, [&](const ActivityListener &listener) {
         const Joining complete = withListedInputs(joining);
         account.name = nameOf(complete).toStdString();
-        return convertJoined(invocation, complete, jobFrom, listener, account.findings);
+        const Invocation called =
+            complete.inputs.contains(u"-"_s) ? withStandardInput(invocation) : invocation;
+        return convertJoined(called, complete, jobFrom, listener, account.findings);
     });
 }
 
@@ -95,7 +113,7 @@ std::optional<Job> jobFrom(const Invocation &invocation)
 {
     try {
         Request request = parseCommandLine(invocation);
-        if (Job *job = std::get_if<Job>(&request))
+        if (Job *job = std::get_if<Job>(&request); job && (job->input != u"-"_s || job->document))
             return std::move(*job);
     } catch (const Failure &) {
         // The engine, told that the order is refused, parses it again and reports why.

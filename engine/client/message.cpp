@@ -94,6 +94,11 @@ std::string orderBody(const Invocation &invocation)
            std::chrono::duration_cast<std::chrono::milliseconds>(Deadline::Clock::now() - invocation.begun));
     append(body, invocation.folder);
     append(body, int64_t{invocation.isPart});
+    append(body, int64_t{invocation.document.has_value()});
+    if (invocation.document) {
+        append(body, static_cast<int64_t>(invocation.document->size()));
+        body += *invocation.document;
+    }
     append(body, static_cast<int64_t>(invocation.variables.size()));
     for (const auto &[name, value] : invocation.variables) {
         append(body, name);
@@ -110,6 +115,13 @@ Invocation invocationFrom(std::string_view body)
     invocation.begun = Deadline::Clock::now() - takeTime(body);
     invocation.folder = takeText(body);
     invocation.isPart = takeNumber(body, 0, 1) == 1;
+    if (takeNumber(body, 0, 1) == 1) {
+        const auto size = static_cast<size_t>(takeNumber(body, 0, maximumDocument));
+        if (size > body.size())
+            refuse();
+        invocation.document = body.substr(0, size);
+        body.remove_prefix(size);
+    }
     for (int64_t left = takeNumber(body, 0, maximumOrder); left > 0; --left) {
         std::string name = takeText(body);
         invocation.variables.emplace_back(std::move(name), takeText(body));

@@ -63,6 +63,20 @@ struct Input {
     Spool::Piece pdf = {};
 };
 
+/// As if the input of this index were the only one.
+Invocation partInvocation(const Invocation &whole, const Joining &joining, qsizetype index)
+{
+    Invocation invocation = whole;
+    invocation.begun = Deadline::Clock::now();
+    invocation.isPart = true;
+    invocation.arguments = joining.partArguments;
+    for (const QString &argument : {u"--"_s, joining.inputs[index], joining.whole.output})
+        invocation.arguments.push_back(argument.toStdString());
+    if (joining.inputs[index] != "-"_L1)
+        invocation.document.reset();
+    return invocation;
+}
+
 /// Prints all inputs.
 class Printing
 {
@@ -129,24 +143,13 @@ private:
     void print(size_t index, Cancellation &cancellation)
     {
         Input &input = m_inputs[index];
-        const Invocation invocation = partInvocation(static_cast<qsizetype>(index));
+        const Invocation invocation = partInvocation(m_invocation, m_joining, static_cast<qsizetype>(index));
         ::print(
             invocation, m_readPart(invocation).value(), UseServer::Yes,
             [this](std::string_view activity) { tell(activity); }, cancellation, input.findings,
             [&](std::string_view pdf) { input.pdf = m_spool.append(pdf); });
         const std::lock_guard lock(m_mutex);
         ++m_done;
-    }
-
-    Invocation partInvocation(qsizetype index) const
-    {
-        Invocation invocation = m_invocation;
-        invocation.begun = Deadline::Clock::now();
-        invocation.isPart = true;
-        invocation.arguments = m_joining.partArguments;
-        for (const QString &name : {u"--"_s, m_joining.inputs[index], m_joining.whole.output})
-            invocation.arguments.push_back(name.toStdString());
-        return invocation;
     }
 
     /// Throws Cancelled if an input has failed.
@@ -186,11 +189,11 @@ private:
 };
 
 /// Throws Failure if an input is known not to be convertible.
-std::vector<Input> inputsOf(const Joining &joining)
+std::vector<Input> inputsOf(const Invocation &invocation, const Joining &joining, PartReading readPart)
 {
     std::vector<Input> inputs;
-    for (const QString &name : joining.inputs) {
-        const Address address = resolveInput(name, joining.whole.folder);
+    for (qsizetype index = 0; index < joining.inputs.size(); ++index) {
+        const Address address = addressOf(readPart(partInvocation(invocation, joining, index)).value());
         inputs.push_back({onOneLine(address.shown), QUrl(address.url)});
     }
     return inputs;
@@ -252,7 +255,7 @@ size_t convertJoined(const Invocation &invocation, const Joining &joining, PartR
     const std::string output = whole.output.toStdString();
     checkPlaces(output, whole.report.toStdString());
     checkIsNoInput(whole);
-    std::vector<Input> inputs = inputsOf(joining);
+    std::vector<Input> inputs = inputsOf(invocation, joining, readPart);
     Spool printed(temporaryFolder());
     try {
         Printing(invocation, joining, readPart, listener, printed, inputs).run();

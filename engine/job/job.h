@@ -31,8 +31,13 @@ int usualMaximumMemory();
 
 /// One conversion, as ordered: everything a job needs to know and nothing of how it is done.
 struct Job {
-    /// A path if such a file exists, otherwise an address; without a scheme it gets "http://".
+    /// "-" for standard input, a path if such a file exists, otherwise an address; without a scheme it gets
+    /// "http://".
     QString input;
+    /// For the input "-": the document, and the address or path of the file or folder where it counts as
+    /// being; empty for the working folder.
+    std::optional<QByteArray> document;
+    QString baseUrl;
     /// The PDF's path. Written whole or not at all.
     QString output;
     /// Where relative paths begin.

@@ -12,8 +12,14 @@ struct Order {
     Deadline deadline;
 };
 
-/// The order for the job that the invocation asks for. Throws Failure as resolveInput() does.
+/// What the browser is to open for the job. Throws Failure as resolveInput() and resolveBase() do.
+inline Address addressOf(const Job &job)
+{
+    return job.document ? resolveBase(job.baseUrl, job.folder) : resolveInput(job.input, job.folder);
+}
+
+/// The order for the job that the invocation asks for. Throws Failure as addressOf() does.
 inline Order orderOf(const Invocation &invocation, const Job &job)
 {
-    return {job, resolveInput(job.input, job.folder), Deadline::after(invocation.begun, job.timeout)};
+    return {job, addressOf(job), Deadline::after(invocation.begun, job.timeout)};
 }

@@ -92,7 +92,7 @@ Page::Page(Browser &browser, Deadline deadline, const std::function<Place(Sessio
       m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
       m_session(browser.connection(), m_place.session, deadline),
       m_events(m_session, m_place.target, m_place.context), m_authentication(m_session, m_place.target),
-      m_time(m_session), m_preparation(m_session, m_place.target),
+      m_given(m_session), m_time(m_session), m_preparation(m_session, m_place.target),
       m_readiness(m_session, m_place.target, m_events, m_time, m_preparation,
                   ThreadWatch(browser.guardProcess())),
       m_fitting(m_browser, m_place.context, m_session, m_place.target, m_time)
@@ -148,6 +148,10 @@ void checkReach(const Order &order)
 {
     if (!order.job.blockPrivateAddresses)
         return;
+    if (order.address.isFile && order.job.document)
+        throw Failure(ExitCode::NotLoaded,
+                      u"standard input counts as a file: give --base-url with an address, or convert it "
+                      "without --block-private-addresses"_s);
     if (order.address.isFile)
         throw Failure(
             ExitCode::NotLoaded,
@@ -170,8 +174,10 @@ void Page::load(const Order &order, JobRecord &record)
     const Deadline bound = Deadline::in(order.job.maximumWait);
     configure(order.job);
     m_preparation.announce(order.job);
-    if (const QJsonObject interception = m_authentication.begin(order.job, order.address);
-        !interception.isEmpty()) {
+    QJsonObject interception = m_authentication.begin(order.job, order.address);
+    if (order.job.document)
+        interception = m_given.begin(order.address.url, *order.job.document, interception);
+    if (!interception.isEmpty()) {
         m_session.post(u"Fetch.enable"_s, interception);
         m_events.sendToChildren(u"Fetch.enable"_s, interception);
     }

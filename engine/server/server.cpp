@@ -180,7 +180,7 @@ private:
     {
         // Throws if the task was cancelled while it was in the queue.
         task.cancellation.setPage(nullptr);
-        const Order order{task.job, resolveInput(task.job.input, task.job.folder), task.deadline};
+        const Order order{task.job, addressOf(task.job), task.deadline};
         const std::shared_ptr<PooledBrowser> browser = m_pool.browserFor(launchFlagsFor(order.job));
         const WatchedJob watched(browser->memory());
         try {

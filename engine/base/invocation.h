@@ -22,10 +22,10 @@ struct Invocation {
     std::vector<std::pair<std::string, std::string>> variables;
     /// The working folder, which relative paths start from; empty if it has been removed.
     std::string folder;
+    /// When the job's timeout starts.
+    Deadline::Clock::time_point begun;
     /// The one input is one of several, whose PDFs are to be joined.
     bool isPart = false;
     /// What standard input had to give, if that is the input.
-    std::optional<std::string> document;
-    /// When the job's timeout starts.
-    Deadline::Clock::time_point begun;
+    std::optional<std::string> document = {};
 };

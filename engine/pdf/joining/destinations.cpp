@@ -14,10 +14,9 @@ namespace
 /// Equal for addresses of one document.
 QByteArray keyOf(const QUrl &address)
 {
-    const bool isUsualPort = address.port() == (address.scheme() == "https"_L1 ? 443 : 80);
+    const int port = address.port(address.scheme() == "https"_L1 ? 443 : 80);
     const QString path = address.path(QUrl::FullyDecoded);
-    return (address.scheme() + u'\n' + address.host() + u'\n' +
-            (isUsualPort ? QString() : QString::number(address.port())) + u'\n' +
+    return (address.scheme() + u'\n' + address.host() + u'\n' + QString::number(port) + u'\n' +
             (path.isEmpty() ? u"/"_s : path) + u'\n' + address.query(QUrl::FullyEncoded))
         .toUtf8();
 }

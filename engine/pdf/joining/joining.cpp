@@ -10,6 +10,7 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace
 {
@@ -311,6 +312,8 @@ void joinParts(const std::vector<Part> &parts, const PartReader &read, const Job
     std::string version;
     for (size_t index = 0; index < parts.size(); ++index) {
         PdfDocument document(read(index));
+        if (QPDFPageDocumentHelper(document.pdf()).getAllPages().empty())
+            throw std::runtime_error("a document has no pages");
         destinations.note(index, document.pdf());
         version = std::max(version, document.pdf().getPDFVersion());
     }

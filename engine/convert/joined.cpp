@@ -129,9 +129,11 @@ private:
             } catch (const Cancelled &) {
                 return;
             } catch (const Failure &failure) {
-                fail(std::make_exception_ptr(
-                    Failure(failure.code(), withName(failure.message(), m_inputs[index].shown),
-                            failure.isFinal() ? Failure::Retry::IsInVain : Failure::Retry::MayHelp)));
+                // Without a browser it is no fault of the input.
+                const QString message = failure.code() == ExitCode::NoBrowser
+                                            ? failure.message()
+                                            : withName(failure.message(), m_inputs[index].shown);
+                fail(std::make_exception_ptr(Failure(failure.code(), message)));
                 return;
             } catch (...) {
                 fail(std::current_exception());

@@ -96,11 +96,12 @@ public:
             // The marked content is in the structure tree already.
             eachStructured(pages, [](QPDFObjectHandle object, const char *key) { object.removeKey(key); });
         } else {
-            if (index == 0)
-                takeInformation(pdf);
             addBookmark(copy, pdf, index, pages.front());
             addStructure(copy, pdf, pages);
             addDestinations(copy, pdf, index);
+            // Changes the title, which is that of the bookmark too.
+            if (index == 0)
+                takeInformation(pdf);
         }
         for (QPDFPageObjectHelper page : pages) {
             for (const char *key : {"/Resources", "/Contents"})

@@ -118,10 +118,8 @@ constexpr auto table = std::to_array<Option>({
         .details =
             "Reads further inputs from FILE, one a line, or from standard input if FILE is `-`. They come "
             "after those of the command line, and all become [one PDF](#several-inputs-one-pdf). Blanks "
-            "around "
-            "a line do not count, nor do empty lines and those that begin with `#`. Relative paths start "
-            "from "
-            "the working folder. Can be given several times.",
+            "around a line do not count, nor do empty lines and those that begin with `#`. Relative paths "
+            "start from the working folder.",
         .example = "--input-list chapters.txt book.pdf",
         .apply = texts<&Job::inputLists>,
         .isFile = true,
@@ -137,7 +135,7 @@ constexpr auto table = std::to_array<Option>({
             "With `-` as INPUT: the address, or the path of a file or folder, where the document counts as "
             "being. Relative addresses in it start from there. See [standard "
             "input](#standard-input). Default: the working folder.",
-        .example = "--base-url http://www.example.com/ - a.pdf <a.html",
+        .example = "--base-url http://www.example.com/ - a.pdf",
         .apply = text<&Job::baseUrl>,
     },
 

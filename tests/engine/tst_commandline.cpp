@@ -630,7 +630,7 @@ void CommandLineTest::helpHasEveryOptionInItsGroup()
     }
     for (int code = 0; code <= 6; ++code)
         QVERIFY(help.section(u"Exit code:"_s, 1).contains(u"\n  %1  "_s.arg(code)));
-    QVERIFY(help.startsWith(u"Usage: quirelle [options] INPUT OUTPUT\n"_s));
+    QVERIFY(help.startsWith(u"Usage: quirelle [options] INPUT... OUTPUT\n"_s));
     QVERIFY(help.contains(u", or - for standard output\n"_s));
     QVERIFY(help.endsWith(u'\n') && !help.endsWith(u"\n\n"_s));
 }

@@ -129,18 +129,17 @@ void ConvertStdinTest::aWebAddressReachesNoFiles()
     const QByteArray address = QUrl::fromLocalFile(secret).toEncoded();
     const QByteArray html = "<p>page<iframe src='" + address + "'></iframe><object data='" + address +
                             "'></object><img src='" + QUrl::fromLocalFile(picture).toEncoded() +
-                            "'><script>fetch('" + address +
+                            "' onload=\"document.body.append('loaded')\"><script>fetch('" + address +
                             "').then(r=>r.text()).then(t=>document.body.append(t));open('" + address +
                             "');setTimeout(()=>location='" + address + "',50)</script>";
     const WebServer server({});
     const Conversion web = given(html, {u"--base-url"_s, server.address(u"/"_s)});
     VERIFY_WRITTEN(web);
     QCOMPARE(web.pdf().text(), u"page"_s);
-    QCOMPARE(web.pdf().images(), 0);
     // As a file it may show them.
     const Conversion file = given("<p>page<iframe src='" + address + "'></iframe>");
     VERIFY_WRITTEN(file);
-    QCOMPARE(file.pdf().text(), u"page secret text"_s);
+    QVERIFY(file.pdf().text().contains(u"secret text"_s));
 }
 
 void ConvertStdinTest::privateAddressesAreBlocked()
@@ -207,7 +206,7 @@ void ConvertStdinTest::whatCannotBeRead_data()
     QTest::newRow("nothing") << u"</dev/null"_s << QByteArray("is empty");
     QTest::newRow("closed") << u"<&-"_s << QByteArray("is empty");
     QTest::newRow("a folder") << u"<."_s << QByteArray("Is a directory");
-    QTest::newRow("a read error") << u"</proc/self/mem"_s << QByteArray("cannot be read: Input/output error");
+    QTest::newRow("open for writing") << u"0>written"_s << QByteArray("cannot be read: Bad file descriptor");
     QTest::newRow("without end") << u"</dev/zero"_s << QByteArray("more than 64 MiB");
 }
 
@@ -256,7 +255,7 @@ void ConvertStdinTest::oneOfSeveralInputs()
 
 void ConvertStdinTest::aFileCanStillBeCalledDash()
 {
-    m_engine->write(u"-"_s, "<p>a file");
+    m_engine->write(u"-"_s, "a file");
     const Conversion file = m_engine->convert(u"./-"_s);
     VERIFY_WRITTEN(file);
     QCOMPARE(file.pdf().text(), u"a file"_s);

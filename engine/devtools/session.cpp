@@ -22,30 +22,20 @@ Session::Reply Session::ask(const QString &method, const QJsonObject &parameters
 std::optional<Session::Reply> Session::ask(const QString &method, const QJsonObject &parameters,
                                            Deadline bound, const QString &to)
 {
-    return replyTo(m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, m_mailbox),
-                   bound);
+    return replyTo(begin(method, parameters, to), bound);
 }
 
-std::vector<std::optional<Session::Reply>>
-Session::askAll(const std::vector<std::pair<QString, QJsonObject>> &commands, Deadline bound)
+int Session::begin(const QString &method, const QJsonObject &parameters, const QString &to)
 {
-    QHash<int, size_t> awaited;
-    for (size_t i = 0; i < commands.size(); ++i) {
-        const auto &[method, parameters] = commands[i];
-        awaited.insert(m_connection.send(m_id, method, parameters, m_deadline, m_mailbox), i);
-    }
-    std::vector<std::optional<Reply>> replies(commands.size());
-    while (!awaited.isEmpty()) {
-        const std::optional<Message> message = step(bound);
-        if (!message)
-            break;
-        const auto place = awaited.constFind(message->value(QLatin1String("id")).toInt());
-        if (place != awaited.constEnd()) {
-            replies[place.value()] = replyIn(*message);
-            awaited.erase(place);
-        }
-    }
-    return replies;
+    const int id = m_connection.send(to.isEmpty() ? m_id : to, method, parameters, m_deadline, m_mailbox);
+    m_begun.insert(id, std::nullopt);
+    return id;
+}
+
+std::optional<Session::Reply> Session::replyTo(int id, Deadline bound)
+{
+    waitUntil([&] { return m_begun.value(id).has_value(); }, bound);
+    return m_begun.take(id);
 }
 
 std::optional<Session::Reply> Session::askUrgently(const QString &method, const QJsonObject &parameters,
@@ -53,24 +43,12 @@ std::optional<Session::Reply> Session::askUrgently(const QString &method, const 
                                                    const std::function<void()> &nudge,
                                                    std::optional<Deadline> bound)
 {
-    const int id = m_connection.send(m_id, method, parameters, m_deadline, m_mailbox);
+    const int id = begin(method, parameters);
     const Deadline end = bound.value_or(m_deadline);
-    for (;;) {
-        if (std::optional<Reply> reply = replyTo(id, Deadline::in(interval).earlier(end)))
-            return reply;
-        if (bound && bound->passed())
-            return std::nullopt;
+    while (!waitUntil([&] { return m_begun.value(id).has_value(); }, Deadline::in(interval).earlier(end)) &&
+           !(bound && bound->passed()))
         nudge();
-    }
-}
-
-std::optional<Session::Reply> Session::replyTo(int id, Deadline bound)
-{
-    while (const std::optional<Message> message = step(bound)) {
-        if (message->value(QLatin1String("id")).toInt() == id)
-            return replyIn(*message);
-    }
-    return std::nullopt;
+    return m_begun.take(id);
 }
 
 Session::Reply Session::replyIn(const Message &message)
@@ -152,14 +130,14 @@ void Session::fail(const Failure &failure)
         m_failure = failure;
 }
 
-std::optional<Message> Session::step(Deadline bound)
+bool Session::step(Deadline bound)
 {
     // Checked before a message is taken, so that a constant flow of messages cannot extend the deadlines and
     // no message is lost when one passes.
     if (m_deadline.passed())
         throw Failure(ExitCode::OutOfTime, QStringLiteral("out of time while %1").arg(m_activity));
     if (bound.passed())
-        return std::nullopt;
+        return false;
     std::optional<Message> message = m_mailbox->take(bound.earlier(m_deadline));
     if (!message && m_mailbox->closed()) {
         if (m_connection.hasResponded())
@@ -167,17 +145,21 @@ std::optional<Message> Session::step(Deadline bound)
         throw Failure(ExitCode::NoBrowser, QStringLiteral("the browser cannot start"));
     }
     if (!message)
-        return m_deadline.passed() ? step(bound) : std::nullopt;
+        return m_deadline.passed() && step(bound);
 
     if (message->cancels)
         throw Cancelled();
     const QString event = message->value(QLatin1String("method")).toString();
-    if (event.isEmpty())
-        return message;
+    if (event.isEmpty()) {
+        const auto place = m_begun.find(message->value(QLatin1String("id")).toInt());
+        if (place != m_begun.end())
+            place.value() = replyIn(*message);
+        return true;
+    }
     if (const auto handler = m_handlers.constFind(event); handler != m_handlers.constEnd())
         handler.value()(message->value(QLatin1String("params")).toObject(),
                         message->value(QLatin1String("sessionId")).toString());
     if (m_failure)
         throw Failure(*m_failure);
-    return Message();
+    return true;
 }

@@ -51,10 +51,10 @@ public:
     /// the child session `to` if that is not empty.
     std::optional<Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound,
                              const QString &to = {});
-    /// Sends several commands without waiting in between, then waits for their replies until `bound`; nothing
-    /// for each that has not come.
-    std::vector<std::optional<Reply>> askAll(const std::vector<std::pair<QString, QJsonObject>> &commands,
-                                             Deadline bound);
+    /// The two halves of ask(): sends the command, for which something else can be done meanwhile; and waits
+    /// for its reply, once.
+    int begin(const QString &method, const QJsonObject &parameters = {}, const QString &to = {});
+    std::optional<Reply> replyTo(int id, Deadline bound);
     /// Same as the first ask(), but calls `nudge` after every `interval` without the reply, and returns
     /// nothing when `bound`, if given, passes.
     std::optional<Reply> askUrgently(const QString &method, const QJsonObject &parameters,
@@ -99,11 +99,10 @@ public:
     void fail(const Failure &failure);
 
 private:
-    std::optional<Reply> replyTo(int id, Deadline bound);
     static Reply replyIn(const Message &message);
-    /// Takes one message: handles it if it is an event, returns it if it is a reply. Returns nothing when the
-    /// bound passes; throws when the session's deadline passes or the browser ends.
-    std::optional<Message> step(Deadline bound);
+    /// Handles one message. False when the bound passes; throws when the session's deadline passes or the
+    /// browser ends.
+    bool step(Deadline bound);
 
     Connection &m_connection;
     QString m_id;
@@ -113,5 +112,7 @@ private:
     QString m_activity;
     std::shared_ptr<Mailbox> m_mailbox;
     QHash<QString, Handler> m_handlers;
+    /// The replies, as far as they have come, by the command's id. Others are discarded.
+    QHash<int, std::optional<Reply>> m_begun;
     std::optional<Failure> m_failure;
 };

@@ -61,14 +61,22 @@
 
     // An image that is missing shows its alternative text.
     const controls = new Set(['input', 'textarea', 'select', 'button', 'meter', 'progress', 'img']);
-    const holdsText = (element, style) => {
-        for (let node = firstNode(element); node; node = nextNode(node))
-            if (node.nodeType === Node.TEXT_NODE && (/\S/.test(node.data) || style.whiteSpaceCollapse !== 'collapse')) return true;
-        return controls.has(nameOf(element)) || style.display.includes('list-item');
+    const replaced = new Set(['iframe', 'frame', 'object', 'embed', 'video', 'canvas', 'hr']);
+    const holdsText = (element, style, display) => {
+        let blanks = false;
+        for (let node = firstNode(element); node; node = nextNode(node)) {
+            if (node.nodeType !== Node.TEXT_NODE) continue;
+            if (/\S/.test(node.data)) return true;
+            blanks = true;
+        }
+        return controls.has(nameOf(element)) || display.includes('list-item') || (blanks && style.whiteSpaceCollapse !== 'collapse');
     };
 
     const scaleOf = ({ a, b, c, d }) => Math.sqrt(Math.abs(a * d - b * c));
-    const ownFactor = (style) => {
+    const ownFactor = (element, style, display) => {
+        // Boxes within lines are not transformed, only what stands in a line as one piece.
+        if (display === 'inline' && !controls.has(nameOf(element)) && !replaced.has(nameOf(element)))
+            return style.zoom === '1' ? 1 : parseFloat(style.zoom);
         let factor = 1;
         if (style.transform !== 'none') factor *= scaleOf(new DOMMatrixReadOnly(style.transform));
         if (style.scale !== 'none') {
@@ -101,20 +109,22 @@
         while (waiting.length > 0) {
             const [element, outer, above] = waiting.pop();
             const style = getComputedStyle(element);
-            if (style.display === 'none') continue;
+            const { display } = style;
+            if (display === 'none') continue;
             const isSvg = element instanceof SVGElement;
             // Knows every transform, zoom and view box up to the page.
             const matrix = isSvg ? own(element, 'getScreenCTM')?.() : undefined;
-            const factor = matrix ? scaleOf(matrix) * outside : isSvg ? outer : outer * ownFactor(style);
+            const factor = matrix ? scaleOf(matrix) * outside : isSvg ? outer : outer * ownFactor(element, style, display);
             let text = above;
-            const adjusts = style.fontSizeAdjust !== 'none';
-            if (factor > 0 && (all || isSvg || adjusts || factor * capitalsOf(style) < 0.999)) {
-                const size = parseFloat(style.fontSize);
-                if (size > 0 && holdsText(element, style)) {
-                    text = { element, parent: above, isSvg, adjusts, size, factor: factor * capitalsOf(style) };
+            if (factor > 0) {
+                const adjusts = () => style.fontSizeAdjust !== 'none';
+                const counts = all || isSvg || factor * capitalsOf(style) < 0.999 || adjusts();
+                const size = counts && holdsText(element, style, display) ? parseFloat(style.fontSize) : 0;
+                if (size > 0) {
+                    text = { element, parent: above, isSvg, adjusts: adjusts(), size, factor: factor * capitalsOf(style) };
                     texts.push(text);
                 }
-                if (!isSvg) pseudoHosts.push({ element, style, factor });
+                if (counts && !isSvg) pseudoHosts.push({ element, style, factor });
             }
             if (element instanceof HTMLImageElement || element instanceof SVGImageElement)
                 images.push({ element, style, factor });
@@ -213,8 +223,6 @@
     const view = innerWidth;
 
     const beyond = ({ left, right }) => (rightToLeft ? view - left - scrollX : right + scrollX);
-
-    const replaced = new Set(['iframe', 'frame', 'object', 'embed', 'video', 'canvas', 'hr']);
 
     // How far that reaches which can be seen. What is too far away to come onto the paper is where nobody should see it.
     const reach = () => {

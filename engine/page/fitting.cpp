@@ -28,8 +28,13 @@ Fitting::Fitting(Session &browser, const QString &context, Session &page, const 
 {
 }
 
-Fit Fitting::fit(const Job &job, const Preparation &page, Deadline bound)
+Fit Fitting::fit(const Job &job, const Preparation &page, bool isAsPrepared, Deadline bound)
 {
+    Fit fit;
+    if (isAsPrepared && page.fittingElements() && job.minimumFontSize == 0 && job.background) {
+        fit.elements = *page.fittingElements();
+        return fit;
+    }
     const double minimum = job.minimumFontSize * pixelsPerPoint;
     const QJsonObject settings{{u"byBrowser"_s, launchFlagsFor(job).minimumFontPixels},
                                {u"byPrinting"_s, shrinkingByPrinting},
@@ -48,7 +53,6 @@ Fit Fitting::fit(const Job &job, const Preparation &page, Deadline bound)
     }
 
     const QJsonObject value = frames.first().value;
-    Fit fit;
     fit.shrinking = value["shrinking"_L1].toDouble(1);
     const bool byScale =
         fit.shrinking > tolerance * (value["rightToLeft"_L1].toBool() ? 1 : shrinkingByPrinting);

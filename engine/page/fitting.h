@@ -38,8 +38,9 @@ public:
             VirtualTime &time);
 
     /// To be done when the page is ready for paper and whole, right before it is printed; may be done again
-    /// when it has changed. What cannot be done by the bound is left.
-    Fit fit(const Job &job, const Preparation &page, Deadline bound);
+    /// when it has changed. `isAsPrepared`: it has not changed since it was prepared. What cannot be done by
+    /// the bound is left.
+    Fit fit(const Job &job, const Preparation &page, bool isAsPrepared, Deadline bound);
 
 private:
     QList<FrameResult> fitFrames(const QJsonObject &settings, double minimum, const Preparation &page,

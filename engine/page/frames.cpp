@@ -103,12 +103,13 @@ QList<FrameResult> runInFrames(Session &session, const QString &mainFrame, const
 {
     const QString expression = callOf(script, argument);
     QList<FrameResult> results;
-    const auto first = session.askAll(
-        {{u"Page.getFrameTree"_s, {}}, {u"Page.createIsolatedWorld"_s, worldIn(mainFrame)}}, bound);
-    if (!first[0])
+    const int askedTree = session.begin(u"Page.getFrameTree"_s);
+    const auto context = engineContext(session, mainFrame, bound);
+    const auto mainTree = session.replyTo(askedTree, bound);
+    if (!mainTree)
         return results;
-    evaluate(session, expression, mainFrame, contextIn(first[1]), bound, {}, results);
-    for (const QString &frame : framesOf(first[0]->result["frameTree"_L1].toObject()).mid(1))
+    evaluate(session, expression, mainFrame, context, bound, {}, results);
+    for (const QString &frame : framesOf(mainTree->result["frameTree"_L1].toObject()).mid(1))
         evaluate(session, expression, frame, engineContext(session, frame, bound), bound, {}, results);
     for (const QString &child : session.family().mid(1)) {
         const auto tree = session.ask(u"Page.getFrameTree"_s, {}, bound, child);

@@ -272,7 +272,7 @@ QByteArray Page::print(const Job &job)
         settings.insert(margin, usualMargin / pointsPerInch);
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
-        m_fit = m_fitting.fit(job, m_preparation, Deadline::in(fittingTime));
+        m_fit = m_fitting.fit(job, m_preparation, m_readiness.isAsPrepared(), Deadline::in(fittingTime));
         if (job.isPart)
             runInFrame(m_session, m_preparation.mainFrame(), targetsScript, {}, Deadline::in(fittingTime));
         settings.insert(u"scale"_s, m_fit.scale);

@@ -91,22 +91,23 @@ Preparation::Preparation(Session &session, const QString &mainFrame)
     });
 }
 
-void Preparation::setViewport(QSizeF size)
+bool Preparation::setViewport(QSizeF size)
 {
     const QSize viewport(std::max(qRound(size.width()), 1), std::max(qRound(size.height()), 1));
     if (viewport == m_viewport)
-        return;
+        return false;
     m_viewport = viewport;
     m_session.post(u"Emulation.setDeviceMetricsOverride"_s, {{u"width"_s, viewport.width()},
                                                              {u"height"_s, viewport.height()},
                                                              {u"deviceScaleFactor"_s, 1},
                                                              {u"mobile"_s, false}});
+    return true;
 }
 
-void Preparation::setViewportFrom(const QJsonObject &result)
+bool Preparation::setViewportFrom(const QJsonObject &result)
 {
-    setViewport(QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
-                       result["textHeight"_L1].toDouble(m_viewport.height())));
+    return setViewport(QSizeF(result["textWidth"_L1].toDouble(m_viewport.width()),
+                              result["textHeight"_L1].toDouble(m_viewport.height())));
 }
 
 void Preparation::announce(const Job &job)
@@ -134,12 +135,15 @@ std::optional<Preparation::Findings> Preparation::prepare(const Job &job, Deadli
     if (unreadable && wantsSheets)
         changeUnreadableSheets(settings, bound);
     const bool hasMain = results.first().frame == m_mainFrame;
+    const QJsonObject value = hasMain ? results.first().value : QJsonObject();
+    if (hasMain)
+        m_metadata = metadataIn(value["metadata"_L1].toObject());
     m_mainContext = hasMain ? results.first().context : QJsonValue();
     m_isAlone = results.size() == 1 && m_session.family().size() == 1;
-    if (hasMain)
-        m_metadata = metadataIn(results.first().value["metadata"_L1].toObject());
-    if (!unreadable && hasMain)
-        setViewportFrom(results.first().value);
+    const bool hasOtherViewport = !unreadable && hasMain && setViewportFrom(value);
+    m_fittingElements = std::nullopt;
+    if (m_isAlone && !hasOtherViewport && !(unreadable && wantsSheets) && value["fits"_L1].toBool())
+        m_fittingElements = value["elements"_L1].toInt();
     return findingsIn(results);
 }
 

@@ -33,21 +33,26 @@ public:
     FrameResult mainFrame() const { return {m_mainFrame, {}, {}, {}, m_mainContext}; }
     /// Whether it was the only one.
     bool isAlone() const { return m_isAlone; }
+    /// The number of its elements, if it was the only one and nothing in it reached beyond the viewport or
+    /// had to be scrolled to; nothing otherwise, or where that is not known.
+    std::optional<int> fittingElements() const { return m_fittingElements; }
 
     /// In CSS pixels. As large as the text on paper, so that what scripts measure and draw fits there.
-    void setViewport(QSizeF size);
+    /// Whether it was another.
+    bool setViewport(QSizeF size);
     QSize viewport() const { return m_viewport; }
 
 private:
     bool inspectSheets(Deadline bound);
     void findClosedTrees(Deadline bound);
     void changeUnreadableSheets(QJsonObject settings, Deadline bound);
-    void setViewportFrom(const QJsonObject &result);
+    bool setViewportFrom(const QJsonObject &result);
 
     Session &m_session;
     QString m_mainFrame;
     QJsonValue m_mainContext;
     bool m_isAlone = false;
+    std::optional<int> m_fittingElements;
     PageMetadata m_metadata;
     QSize m_viewport;
     bool m_inspectsSheets = false;

@@ -248,14 +248,14 @@
 
     // ---- What the document says of itself, for the PDF's information.
 
-    const said = (...names) => {
-        for (const name of names) {
-            const all = [...document.querySelectorAll(`meta[name="${name}" i], meta[property="${name}" i]`)]
-                .map((meta) => meta.content.trim()).filter(Boolean);
-            if (all.length > 0) return all.join(', ');
-        }
-        return '';
-    };
+    const metas = new Map(); // the contents by name
+    for (const meta of document.getElementsByTagName('meta')) {
+        const content = meta.content.trim();
+        if (!content) continue;
+        for (const name of new Set([meta.name, meta.getAttribute('property') ?? ''].map((text) => text.toLowerCase())))
+            metas.set(name, [...(metas.get(name) ?? []), content]);
+    }
+    const said = (...names) => metas.get(names.find((name) => metas.has(name)))?.join(', ') ?? '';
     const metadata = window === top && !paper.starting && {
         author: said('author', 'dcterms.creator', 'dc.creator', 'article:author'),
         keywords: said('keywords', 'dcterms.subject', 'dc.subject'),
@@ -266,10 +266,24 @@
         modified: said('dcterms.modified', 'dc.date.modified', 'last-modified', 'article:modified_time'),
     };
 
+    // ---- Whether it fits as it is: nothing reaches beyond the view or has to be scrolled to.
+
+    const scrolls = (element) => {
+        const [across, down] = [element.scrollWidth > element.clientWidth + 1, element.scrollHeight > element.clientHeight + 1];
+        if (!across && !down) return false;
+        const { overflowX, overflowY } = getComputedStyle(element);
+        return (across && /auto|scroll/.test(overflowX)) || (down && /auto|scroll/.test(overflowY));
+    };
+    const everything = document.getElementsByTagName('*');
+    const root = document.scrollingElement ?? document.documentElement;
+    const fits = !paper.starting && (!root || root.scrollWidth <= innerWidth) && ![...everything].some((element) => element !== root && scrolls(element));
+
     return {
         loading,
         animated,
         metadata,
+        elements: everything.length,
+        fits,
         textWidth,
         textHeight,
         sheets,

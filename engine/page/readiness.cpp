@@ -136,13 +136,22 @@ void Readiness::carryOut(Step step, const Job &job)
     }
 }
 
+Readiness::WorkAsked Readiness::askForWork()
+{
+    WorkAsked asked;
+    for (const QString &session : m_session.family())
+        asked.replies[session] = m_session.begin(u"Performance.getMetrics"_s, {}, session);
+    asked.events = m_events.count();
+    return asked;
+}
+
 /// Of the renderers of all its frames; nothing if the page does not answer in time.
-std::optional<Readiness::Work> Readiness::work()
+std::optional<Readiness::Work> Readiness::workFrom(const WorkAsked &asked)
 {
     Work sum;
-    const auto begin = std::chrono::steady_clock::now();
-    for (const QString &session : m_session.family()) {
-        const auto reply = m_session.ask(u"Performance.getMetrics"_s, {}, m_bound, session);
+    sum.events = asked.events;
+    for (const auto &[session, id] : asked.replies) {
+        const auto reply = m_session.replyTo(id, m_bound);
         if (!reply)
             return std::nullopt;
         const QJsonArray metrics = reply->result["metrics"_L1].toArray();
@@ -153,24 +162,32 @@ std::optional<Readiness::Work> Readiness::work()
                 sum.scripts += value;
             else if (name == "ThreadTime"_L1)
                 sum.mainThreadTimes[session.toStdString()] = value;
+            else if (name == "Timestamp"_L1 && session == m_session.id())
+                sum.time = value;
             else if (name == "JSEventListeners"_L1)
                 sum.listeners += value;
             else if (name == "LayoutCount"_L1 || name == "RecalcStyleCount"_L1)
                 sum.layouts += value;
         }
     }
-    sum.events = m_events.count();
-    const auto taken = std::chrono::steady_clock::now() - begin;
-    // On a busy machine answers take very different times: the slowest counts for a while.
-    m_answerTime =
-        std::max(std::chrono::duration_cast<std::chrono::milliseconds>(taken), m_answerTime * 3 / 4);
     return sum;
 }
 
 /// Whether something has been done for the page since this was asked last.
 bool Readiness::noteWork()
 {
-    const std::optional<Work> now = work();
+    const auto begin = std::chrono::steady_clock::now();
+    const bool any = noteWork(askForWork());
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    // On a busy machine answers take very different times: the slowest counts for a while.
+    m_answerTime =
+        std::max(std::chrono::duration_cast<std::chrono::milliseconds>(taken), m_answerTime * 3 / 4);
+    return any;
+}
+
+bool Readiness::noteWork(const WorkAsked &asked)
+{
+    const std::optional<Work> now = workFrom(asked);
     if (!now)
         return false;
     const bool any = now->scripts != m_lastWork.scripts || now->events != m_lastWork.events;
@@ -222,13 +239,17 @@ void Readiness::look()
 void Readiness::prepare(const Job &job)
 {
     const bool isFirst = !std::exchange(m_facts.isPrepared, true);
+    WorkAsked before;
     if (isFirst) {
         m_session.post(u"Emulation.setEmulatedMedia"_s, {{u"media"_s, u"print"_s}});
-        noteWork();
+        before = askForWork();
+    }
+    const auto findings = m_preparation.prepare(job, m_bound);
+    if (isFirst) {
+        noteWork(before);
         // Among them are attributes such as onanimationend.
         m_facts.hasRunScripts = m_facts.hasRunScripts || m_lastWork.listeners > 0;
     }
-    const auto findings = m_preparation.prepare(job, m_bound);
     m_facts.hasBegunLoading = findings && findings->changed;
     if (!isFirst && m_facts.hasBegunLoading)
         m_facts.quietLooks = 0;
@@ -243,15 +264,22 @@ void Readiness::passTime()
     const auto step = std::min(m_timeStep, m_facts.pageTimeLeft);
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
-    if (!m_workingSince)
-        m_workingSince = std::chrono::steady_clock::now();
+    const auto begin = std::chrono::steady_clock::now();
     const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
                                     [this] { return m_document != m_events.document(); });
-    if (passed)
-        m_workingSince = std::nullopt;
-    m_facts.pageTimeLeft -= step;
+    // What is computed while time passes is no work without a pause, unless it has no end.
+    if (!passed && !m_workingSince)
+        m_workingSince = begin;
+    else if (passed && m_workingSince)
+        *m_workingSince += std::chrono::steady_clock::now() - begin;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
-    if (noteWork()) {
+    const double before = m_lastWork.time;
+    const bool hasWorked = noteWork();
+    // Its clock tells whether all of the step has passed.
+    const auto gone = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::duration<double>(m_lastWork.time - before) + 1ms);
+    m_facts.pageTimeLeft -= passed ? std::clamp(gone, 1ms, step) : step;
+    if (hasWorked) {
         m_timeStep = firstTimeStep;
         m_lastWorked = std::chrono::steady_clock::now();
         noteChange();

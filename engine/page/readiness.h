@@ -20,6 +20,9 @@ public:
     /// nothing happens that is at once.
     void awaitWhole(const Job &job, Deadline bound);
 
+    /// The page has not changed since it was prepared, as far as is known.
+    bool isAsPrepared() const { return m_unfinished.isEmpty() && !m_facts.hasChanged; }
+
     /// What was still going on when patience ended, for people; empty if the page is whole.
     const QStringList &unfinished() const { return m_unfinished; }
 
@@ -29,6 +32,7 @@ private:
         double scripts = 0; ///< seconds
         double listeners = 0;
         double layouts = 0; ///< style and layout calculations
+        double time = 0;    ///< by the page's clock; seconds
         int events = 0;
         std::map<std::string, double> mainThreadTimes; ///< as ThreadWatch takes them
     };
@@ -36,8 +40,16 @@ private:
     void beginDocument();
     void carryOut(Step step, const Job &job);
     PageFacts facts();
-    std::optional<Work> work();
+    /// The questions for it.
+    struct WorkAsked {
+        std::map<QString, int> replies; ///< by the session that was asked
+        int events = 0;
+    };
+
+    WorkAsked askForWork();
+    std::optional<Work> workFrom(const WorkAsked &asked);
     bool noteWork();
+    bool noteWork(const WorkAsked &asked);
     void noteChange();
     void look();
     void prepare(const Job &job);

@@ -1,5 +1,6 @@
 #include "engine/page/virtualtime.h"
 
+#include <algorithm>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -16,6 +17,8 @@ constexpr int maximumTasksAtATime = 10000;
 constexpr auto grantInterval = 4ms;
 /// How long workers may take to share the page's time.
 constexpr auto joiningTime = 20ms;
+/// After so long without its end a share is taken to be lost, as with a document that has gone.
+constexpr auto shareTimeout = 1s;
 /// Too little for any timer.
 constexpr double stillGrant = 0.01;
 
@@ -28,6 +31,18 @@ VirtualTime::VirtualTime(Session &session) : m_session(session)
 }
 
 /// Workers and frames of other processes share the page's time only if all are granted the same.
+QStringList VirtualTime::members() const
+{
+    return QStringList{m_session.id()} + m_session.children();
+}
+
+bool VirtualTime::isPending(const QString &member) const
+{
+    const auto since = m_pending.constFind(member);
+    return since != m_pending.constEnd() && std::chrono::steady_clock::now() - since.value() < shareTimeout;
+}
+
+/// To those whose last share has passed: its end would hold a further one.
 void VirtualTime::grant(const QString &policy, double milliseconds)
 {
     QJsonObject parameters{{u"policy"_s, policy}};
@@ -36,35 +51,46 @@ void VirtualTime::grant(const QString &policy, double milliseconds)
         parameters.insert(u"maxVirtualTimeTaskStarvationCount"_s, maximumTasksAtATime);
     }
     m_isReal = false;
-    m_pending.clear();
-    for (const QString &session : QStringList{m_session.id()} + m_session.children()) {
-        m_pending.insert(session);
-        m_session.post(u"Emulation.setVirtualTimePolicy"_s, parameters, session);
+    const QStringList all = members();
+    for (const QString &member : all) {
+        if (isPending(member))
+            continue;
+        m_pending.insert(member, std::chrono::steady_clock::now());
+        m_session.post(u"Emulation.setVirtualTimePolicy"_s, parameters, member);
     }
 }
 
 bool VirtualTime::pass(std::chrono::milliseconds duration, Requests requests, Deadline bound,
                        const std::function<bool()> &orUntil)
 {
+    const auto anyPending = [this] {
+        const QStringList all = members();
+        return std::any_of(all.begin(), all.end(), [this](const QString &one) { return isPending(one); });
+    };
     // A worker that comes in with a long share holds up the others.
-    const int members = static_cast<int>(m_session.children().size()) + 1;
-    if (m_isReal || std::exchange(m_members, members) != members)
-        waitUntil([this] { return m_pending.isEmpty(); }, Pace::Still,
-                  Deadline::in(joiningTime).earlier(bound));
-    grant(requests == Requests::HoldTimeUp ? u"pauseIfNetworkFetchesPending"_s : u"advance"_s,
-          static_cast<double>(duration.count()));
-    const auto passed = [this] { return !m_pending.contains(m_session.id()); };
-    const auto anyPassed = [&] { return m_pending.size() < members || orUntil(); };
-    m_session.waitUntil(anyPassed, bound);
+    const int count = static_cast<int>(members().size());
+    if (m_isReal || std::exchange(m_members, count) != count || anyPending())
+        waitUntil([&] { return !anyPending(); }, Pace::Still, Deadline::in(joiningTime).earlier(bound));
+    const QString policy =
+        requests == Requests::HoldTimeUp ? u"pauseIfNetworkFetchesPending"_s : u"advance"_s;
+    m_isPassing = true;
+    const auto passed = [&] { return !isPending(m_session.id()); };
     // The shares end a hundredth of a millisecond apart, and who has come to its end holds up the rest.
-    return m_session.waitUntil(passed, Deadline::in(grantInterval).earlier(bound)) || orUntil() ||
-           waitUntil([&] { return passed() || orUntil(); }, Pace::Still, bound);
+    do
+        grant(policy, static_cast<double>(duration.count()));
+    while (!m_session.waitUntil([&] { return passed() || orUntil(); },
+                                Deadline::in(grantInterval).earlier(bound)) &&
+           !bound.passed());
+    m_isPassing = !passed();
+    return passed() || orUntil();
 }
 
 bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, Deadline bound)
 {
     if (m_isReal && pace == Pace::Real)
         return m_session.waitUntil(condition, bound);
+    if (std::exchange(m_isPassing, false))
+        m_pending.clear();
     const double share = pace == Pace::Real ? grantInterval / 1.0ms : stillGrant;
     do {
         grant(u"advance"_s, share);
@@ -89,5 +115,7 @@ void VirtualTime::flow(std::chrono::milliseconds duration)
 
 void VirtualTime::hold()
 {
+    m_pending.clear();
     grant(u"pause"_s, 0);
+    m_pending.clear();
 }

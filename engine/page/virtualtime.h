@@ -2,7 +2,7 @@
 
 #include "engine/devtools/session.h"
 
-#include <QSet>
+#include <QHash>
 
 /// A page's own time, which its timers and animations go by, in all its frames and workers (the protocol's
 /// virtual time). The browser lets it pass as fast as the page computes, and stand still otherwise. Until it
@@ -19,7 +19,7 @@ public:
     enum class Requests { HoldTimeUp, LetTimePass };
 
     /// Lets so much of the page's time pass in one go, and returns when it has, when `orUntil` holds, or at
-    /// the bound; whether it has passed.
+    /// the bound; whether it has passed. It may be less: an earlier share that ends holds the time.
     bool pass(std::chrono::milliseconds duration, Requests requests, Deadline bound,
               const std::function<bool()> &orUntil);
 
@@ -39,11 +39,14 @@ public:
     void hold();
 
 private:
+    QStringList members() const;
+    bool isPending(const QString &member) const;
     void grant(const QString &policy, double milliseconds);
 
     Session &m_session;
     bool m_isReal = true;
-    int m_members = 0; ///< sessions that share the time
-    /// The sessions whose share of the time has not passed yet.
-    QSet<QString> m_pending;
+    bool m_isPassing = false; ///< pass() has been broken off
+    int m_members = 0;
+    /// Since when members have had a share of the time that has not passed yet.
+    QHash<QString, std::chrono::steady_clock::time_point> m_pending;
 };

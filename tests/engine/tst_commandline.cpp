@@ -3,10 +3,12 @@
 #include "engine/job/failure.h"
 #include "engine/job/papersizes.h"
 #include "tests/support/invocation.h"
+#include "tests/support/temporaryfolder.h"
 
 #include <QProcess>
 #include <QTest>
 
+#include <algorithm>
 #include <functional>
 
 using namespace Qt::StringLiterals;
@@ -43,6 +45,17 @@ QByteArray reasonIn(const std::variant<Request, QString> &outcome)
 {
     const auto *reason = std::get_if<QString>(&outcome);
     return reason ? reason->toUtf8() : QByteArray();
+}
+
+/// In MiB: of the machine, or of the control group that bounds this process.
+int memoryBound()
+{
+    const QByteArray machine = contentOf(u"/proc/meminfo"_s);
+    const QByteArray total = machine.mid(machine.indexOf("MemTotal:") + 9).simplified();
+    bool isBounded = false;
+    const auto group = contentOf(u"/sys/fs/cgroup/memory.max"_s).trimmed().toLongLong(&isBounded) >> 20;
+    const int whole = total.left(total.indexOf(' ')).toInt() >> 10;
+    return isBounded ? static_cast<int>(std::min<qint64>(group, whole)) : whole;
 }
 
 } // namespace
@@ -274,8 +287,7 @@ void CommandLineTest::withoutOptionsTheJobHasTheDefaults()
     QVERIFY(!job->grayscale && !job->lowQuality);
     QCOMPARE(job->timeout, std::chrono::seconds(60));
     QCOMPARE(job->maximumWait, std::chrono::seconds(30));
-    QCOMPARE(job->maximumMemory, usualMaximumMemory());
-    QVERIFY(job->maximumMemory >= 2048);
+    QCOMPARE(job->maximumMemory, std::clamp(memoryBound() / 2, 2048, 1048576));
     QCOMPARE(job->maximumOutput, 1024);
 }
 

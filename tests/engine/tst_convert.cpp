@@ -19,6 +19,9 @@ private slots:
     void theSlidesAreFullPages();
     void isTaggedWithOutlineAndLanguage();
     void linksStay();
+    void linksToTheDocumentItselfStayWithin();
+    void whatThePageSaysOfItselfIsInThePdf();
+    void theSameBytesAtTheSameTime();
     void textStaysTextAndVectorsStayVectors();
     void thePageIsLaidOutForPaper();
     void whatMovesForEverIsPrintedAtOneMoment();
@@ -138,6 +141,65 @@ void ConvertTest::linksStay()
     const ProgramResult json =
         runProgram(u"qpdf"_s, {u"--qdf"_s, u"--object-streams=disable"_s, conversion.output, u"-"_s});
     QVERIFY(json.output.contains("/Dest "));
+}
+
+void ConvertTest::linksToTheDocumentItselfStayWithin()
+{
+    m_engine.write(u"other.html"_s, "<p>other");
+    const QString page = m_engine.write(
+        u"links.html"_s, "<!DOCTYPE html><p><a href=''>top</a> <a href='links.html#end'>down</a> "
+                         "<a href='other.html#a'>beside</a><p id=end style='break-before:page'>end");
+    const Conversion conversion = m_engine.convert(page);
+    VERIFY_WRITTEN(conversion);
+    QCOMPARE(conversion.pdf().links(), QStringList{u"other.html#a"_s});
+    const ProgramResult text =
+        runProgram(u"qpdf"_s, {u"--qdf"_s, u"--object-streams=disable"_s, conversion.output, u"-"_s});
+    QCOMPARE(text.output.count("/Subtype /Link"), 3);
+    QVERIFY(!text.output.contains(m_engine.documents().toUtf8()));
+}
+
+void ConvertTest::whatThePageSaysOfItselfIsInThePdf()
+{
+    const Conversion conversion = m_engine.convertText(
+        "<!DOCTYPE html><html lang=de><meta charset=utf-8><meta name=author content='Zoë & Ann'>"
+        "<meta name=author content=Bob><meta name=Keywords content='one, two'><meta name=description "
+        "content='A page.'>"
+        "<meta name=generator content='Sphinx 7'><meta property=article:published_time "
+        "content=2021-03-04T05:06:07Z>"
+        "<title>T</title><p>x");
+    VERIFY_WRITTEN(conversion);
+    const auto info = conversion.pdf().info();
+    QCOMPARE(info.value(u"Author"_s), u"Zoë & Ann, Bob"_s);
+    QCOMPARE(info.value(u"Keywords"_s), u"one, two"_s);
+    QCOMPARE(info.value(u"Subject"_s), u"A page."_s);
+    QCOMPARE(info.value(u"Creator"_s), u"Sphinx 7"_s);
+    QVERIFY(info.value(u"Producer"_s).startsWith(u"Quirelle ("_s));
+    QVERIFY2(info.value(u"CreationDate"_s).contains(u"2021"_s), qPrintable(info.value(u"CreationDate"_s)));
+    QCOMPARE(conversion.pdf().catalogue()[u"/Lang"_s].toString(), u"u:de"_s);
+}
+
+void ConvertTest::theSameBytesAtTheSameTime()
+{
+    Engine engine;
+    engine.setIdleSeconds(0);
+    const QString page = engine.write(
+        u"page.html"_s,
+        "<!DOCTYPE html><title>T</title><h1 id=a>x</h1><p><a href=#a>y</a><em>z</em><ul><li>1<li>2</ul>"
+        "<table><tr><th>a<th>b<tr><td>c<td>d</table>");
+    const auto bytes = [&] {
+        const Conversion conversion = engine.convert(page);
+        return contentOf(conversion.output);
+    };
+    engine.setVariable(u"SOURCE_DATE_EPOCH"_s, u"1600000000"_s);
+    const QByteArray cold = bytes();
+    QVERIFY(cold.startsWith("%PDF"));
+    QTest::qWait(1100); // the next second
+    QCOMPARE(bytes(), cold);
+    engine.setIdleSeconds(20);
+    QCOMPARE(bytes(), cold);
+    QCOMPARE(bytes(), cold);
+    engine.setVariable(u"SOURCE_DATE_EPOCH"_s, u"yesterday"_s);
+    QCOMPARE(engine.convert(page).run.exitCode, 1);
 }
 
 void ConvertTest::textStaysTextAndVectorsStayVectors()

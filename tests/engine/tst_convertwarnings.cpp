@@ -9,8 +9,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// What the engine says of a PDF that lacks something of its page: warnings, --strict, --report, and the
-/// conditions that a user waits for.
+/// What the engine says of a PDF that lacks something of its page: warnings, --strict and --report.
 class ConvertWarningsTest : public QObject
 {
     Q_OBJECT
@@ -33,12 +32,6 @@ private slots:
     void theReportOfAFailure();
     void theReportGoesToStandardError();
     void aReportThatCannotBeWritten();
-    void anElementIsWaitedFor_data();
-    void anElementIsWaitedFor();
-    void conditionsThatDoNotComeTrue_data();
-    void conditionsThatDoNotComeTrue();
-    void whatThePageSaysOfItselfIsInThePdf();
-    void theSameBytesAtTheSameTime();
     void cleanup() { m_engine.reset(); }
 
 private:
@@ -299,108 +292,6 @@ void ConvertWarningsTest::aReportThatCannotBeWritten()
     const Conversion conversion = m_engine->convertText("<p>x", {u"--report"_s, u"/nowhere/report.json"_s});
     VERIFY_FAILED(conversion, 5);
     QVERIFY(!QFile::exists(conversion.output));
-}
-
-void ConvertWarningsTest::anElementIsWaitedFor_data()
-{
-    QTest::addColumn<QStringList>("options");
-    // Later than any page is followed by itself.
-    QTest::newRow("a selector") << QStringList{u"--wait-for"_s, u"#late"_s};
-    QTest::newRow("an expression") << QStringList{u"--wait-for-expression"_s, u"window.done"_s};
-    QTest::newRow("a promise") << QStringList{u"--wait-for-expression"_s,
-                                              u"new Promise(d => setTimeout(d, 1500, 1)) // so long"_s};
-    QTest::newRow("a time") << QStringList{u"--wait"_s, u"1.5"_s};
-}
-
-void ConvertWarningsTest::anElementIsWaitedFor()
-{
-    QFETCH(QStringList, options);
-    // Real time: the page asks a clock that is not its own.
-    const WebServer server("location /slow/ { limit_rate 1000; }");
-    server.write(u"slow/data"_s, QByteArray(1200, ' '));
-    server.write(
-        u"page.html"_s,
-        "<!DOCTYPE html><p id=late hidden>whole<script>const e=new EventSource('slow/data');"
-        "setTimeout(()=>{late.hidden=false;window.done=1;const p=document.createElement('p');"
-        "p.append('at '+(performance.now()<4000?'once':'last'));document.body.append(p)},1200)</script>");
-    const Conversion conversion = m_engine->convert(server.address(u"/page.html"_s), options);
-    VERIFY_WRITTEN(conversion);
-    QVERIFY(conversion.pdf().text().contains(u"whole"_s));
-    QVERIFY(conversion.pdf().text().contains(u"at once"_s));
-}
-
-void ConvertWarningsTest::conditionsThatDoNotComeTrue_data()
-{
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QByteArray>("part");
-    QTest::newRow("an element that is missing")
-        << QStringList{u"--wait-for"_s, u"#none"_s} << 4 << QByteArray("\"#none\"");
-    QTest::newRow("one that cannot be seen")
-        << QStringList{u"--wait-for"_s, u"#hidden"_s} << 4 << QByteArray("\"#hidden\"");
-    QTest::newRow("an expression") << QStringList{u"--wait-for-expression"_s, u"0"_s} << 4
-                                   << QByteArray("\"0\"");
-    QTest::newRow("one that throws") << QStringList{u"--wait-for-expression"_s, u"nope.nope"_s} << 4
-                                     << QByteArray("\"nope.nope\"");
-    QTest::newRow("a time") << QStringList{u"--wait"_s, u"20"_s} << 4 << QByteArray("--wait");
-    QTest::newRow("no selector") << QStringList{u"--wait-for"_s, u"[["_s} << 1
-                                 << QByteArray("--wait-for takes");
-    QTest::newRow("no expression") << QStringList{u"--wait-for-expression"_s, u"1 +"_s} << 1
-                                   << QByteArray("--wait-for-expression takes");
-}
-
-void ConvertWarningsTest::conditionsThatDoNotComeTrue()
-{
-    QFETCH(QStringList, options);
-    QFETCH(int, exitCode);
-    QFETCH(QByteArray, part);
-    const Conversion conversion =
-        m_engine->convertText("<p>x<p id=hidden hidden>y", options + QStringList{u"--timeout"_s, u"4"_s});
-    VERIFY_FAILED(conversion, exitCode);
-    QVERIFY2(conversion.run.errors.contains(part), conversion.run.errors.constData());
-}
-
-void ConvertWarningsTest::whatThePageSaysOfItselfIsInThePdf()
-{
-    const Conversion conversion = m_engine->convertText(
-        "<!DOCTYPE html><html lang=de><meta charset=utf-8><meta name=author content='Zoë & Ann'>"
-        "<meta name=author content=Bob><meta name=Keywords content='one, two'><meta name=description "
-        "content='A page.'>"
-        "<meta name=generator content='Sphinx 7'><meta property=article:published_time "
-        "content=2021-03-04T05:06:07Z>"
-        "<title>T</title><p>x");
-    VERIFY_WRITTEN(conversion);
-    const auto info = conversion.pdf().info();
-    QCOMPARE(info.value(u"Author"_s), u"Zoë & Ann, Bob"_s);
-    QCOMPARE(info.value(u"Keywords"_s), u"one, two"_s);
-    QCOMPARE(info.value(u"Subject"_s), u"A page."_s);
-    QCOMPARE(info.value(u"Creator"_s), u"Sphinx 7"_s);
-    QVERIFY(info.value(u"Producer"_s).startsWith(u"Quirelle ("_s));
-    QVERIFY2(info.value(u"CreationDate"_s).contains(u"2021"_s), qPrintable(info.value(u"CreationDate"_s)));
-    QCOMPARE(conversion.pdf().catalogue()[u"/Lang"_s].toString(), u"u:de"_s);
-}
-
-void ConvertWarningsTest::theSameBytesAtTheSameTime()
-{
-    const QString page = m_engine->write(
-        u"page.html"_s,
-        "<!DOCTYPE html><title>T</title><h1 id=a>x</h1><p><a href=#a>y</a><em>z</em><ul><li>1<li>2</ul>"
-        "<table><tr><th>a<th>b<tr><td>c<td>d</table>");
-    const auto bytes = [&] {
-        const Conversion conversion = m_engine->convert(page);
-        QFile file(conversion.output);
-        return file.open(QFile::ReadOnly) ? file.readAll() : QByteArray();
-    };
-    m_engine->setVariable(u"SOURCE_DATE_EPOCH"_s, u"1600000000"_s);
-    const QByteArray cold = bytes();
-    QVERIFY(cold.startsWith("%PDF"));
-    QTest::qWait(1100);
-    QCOMPARE(bytes(), cold);
-    m_engine->setIdleSeconds(20);
-    QCOMPARE(bytes(), cold);
-    QCOMPARE(bytes(), cold);
-    m_engine->setVariable(u"SOURCE_DATE_EPOCH"_s, u"yesterday"_s);
-    QCOMPARE(m_engine->convert(page).run.exitCode, 1);
 }
 
 QTEST_GUILESS_MAIN(ConvertWarningsTest)

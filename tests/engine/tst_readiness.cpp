@@ -67,16 +67,9 @@ public:
         return found;
     }
     /// In milliseconds: how much of the page's time has been let pass in one go or another.
-    double passedTime() const
-    {
-        double sum = 0;
-        for (const QJsonObject &command : commands(u"Emulation.setVirtualTimePolicy"_s)) {
-            const QJsonObject parameters = command[u"params"_s].toObject();
-            if (parameters[u"policy"_s].toString() == u"pauseIfNetworkFetchesPending"_s)
-                sum += parameters[u"budget"_s].toDouble();
-        }
-        return sum;
-    }
+    double passedTime() const { return m_clock; }
+    /// So many times an earlier share's end holds the time at the beginning of the next.
+    std::atomic<int> heldShares = 0;
 
 private:
     void say(const QJsonObject &message)
@@ -89,8 +82,10 @@ private:
     {
         if (method == u"Performance.getMetrics"_s) {
             scriptTime = scriptTime + scriptTimeGrowth;
-            return {{u"metrics"_s, QJsonArray{QJsonObject{{u"name"_s, u"ScriptDuration"_s},
-                                                          {u"value"_s, scriptTime.load()}}}}};
+            return {
+                {u"metrics"_s,
+                 QJsonArray{QJsonObject{{u"name"_s, u"ScriptDuration"_s}, {u"value"_s, scriptTime.load()}},
+                            QJsonObject{{u"name"_s, u"Timestamp"_s}, {u"value"_s, m_clock / 1000}}}}};
         }
         if (method == u"Page.getFrameTree"_s)
             return {{u"frameTree"_s, QJsonObject{{u"frame"_s, QJsonObject{{u"id"_s, u"F"_s}}}}}};
@@ -99,6 +94,16 @@ private:
         if (method == u"Runtime.evaluate"_s)
             return {{u"result"_s, QJsonObject{{u"value"_s, QJsonObject{}}}}};
         return {};
+    }
+
+    void letPass(const QJsonObject &share)
+    {
+        if (share[u"policy"_s].toString() != u"pauseIfNetworkFetchesPending"_s)
+            return;
+        if (heldShares > 0)
+            --heldShares;
+        else
+            m_clock = m_clock + share[u"budget"_s].toDouble();
     }
 
     void answerAll()
@@ -116,6 +121,8 @@ private:
             QJsonObject reply{{u"id"_s, command[u"id"_s]}, {u"result"_s, resultOf(method)}};
             if (!session.isEmpty())
                 reply.insert(u"sessionId"_s, session);
+            if (method == u"Emulation.setVirtualTimePolicy"_s && session == u"S"_s)
+                letPass(command[u"params"_s].toObject());
             say(reply);
             if (method == u"Emulation.setVirtualTimePolicy"_s)
                 tell("Emulation.virtualTimeBudgetExpired", {}, session);
@@ -126,6 +133,7 @@ private:
     mutable QMutex m_mutex;
     QMutex m_sending;
     QList<QJsonObject> m_commands;
+    std::atomic<double> m_clock = 0; ///< the page's; in milliseconds
     std::atomic<bool> m_ends = false;
     std::thread m_thread;
 };
@@ -158,6 +166,7 @@ private slots:
 
     void aPageWithoutScriptsIsPreparedAndThatIsAll();
     void thePagesTimePassesForScripts();
+    void timeThatIsHeldPassesLater();
     void aRequestIsWaitedFor();
     void whatPatienceEndsIsNamed();
     void aScriptWithoutEndIsStopped();
@@ -189,6 +198,18 @@ void ReadinessTest::thePagesTimePassesForScripts()
     QCOMPARE(browser.passedTime(), 6000.);
     // Prepared, and shown.
     QCOMPARE(browser.commands(u"Runtime.evaluate"_s).size(), 2);
+}
+
+void ReadinessTest::timeThatIsHeldPassesLater()
+{
+    PlayedBrowser browser;
+    browser.scriptTime = 0.01;
+    browser.heldShares = 3;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    waiting.awaitWhole();
+    QCOMPARE(browser.heldShares, 0);
+    QVERIFY2(browser.passedTime() > 5990, qPrintable(QString::number(browser.passedTime())));
 }
 
 void ReadinessTest::aRequestIsWaitedFor()
@@ -240,7 +261,7 @@ void ReadinessTest::aPageThatAsksForPrintGetsNoTime()
     browser.load(u"L"_s);
     browser.tell("Runtime.bindingCalled", {});
     waiting.awaitWhole();
-    QVERIFY(browser.passedTime() <= 1000);
+    QCOMPARE(browser.passedTime(), 0.);
 }
 
 void ReadinessTest::anotherDocumentBeginsAnew()

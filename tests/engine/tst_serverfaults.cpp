@@ -33,6 +33,35 @@ QList<ProcessInfo> busyOf(const QList<ProcessInfo> &processes)
     return busy;
 }
 
+/// A job whose page waits for its picture.
+class WaitingJob
+{
+public:
+    explicit WaitingJob(Engine &engine, const QStringList &options = {}) : m_output(engine.freshOutput())
+    {
+        const QString page =
+            engine.write(u"page.html"_s, "<p>whole<img src='" + m_picture.address().toLatin1() + "'>");
+        m_process = engine.start(options + QStringList{page, m_output});
+    }
+
+    qint64 id() const { return m_process->processId(); }
+    /// Its page, or the page again after a new beginning, has asked for the picture.
+    bool hasAsked() { return !m_picture.awaitRequest().isNull(); }
+    /// Once there is no picture.
+    bool isWritten()
+    {
+        m_picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
+        m_picture.hangUp();
+        return m_process->waitForFinished(20000) && m_process->exitCode() == 0 &&
+               PdfFile(m_output).text() == u"whole"_s;
+    }
+
+private:
+    SilentServer m_picture;
+    QString m_output;
+    std::unique_ptr<QProcess> m_process;
+};
+
 } // namespace
 
 /// What happens to the warm server, its browser and its engines while jobs are done.
@@ -197,21 +226,13 @@ void ServerFaultsTest::theServerEndedInMidJob()
     QFETCH(int, number);
     const ProcessInfo server = warmUp();
     const QList<ProcessInfo> family = descendantsOf(server.id);
-    SilentServer picture;
-    const QString page =
-        m_engine->write(u"page.html"_s, "<p>x<img src='" + picture.address().toLatin1() + "'>");
-    const QString output = m_engine->freshOutput();
-    const auto job = m_engine->start({page, output});
-    QVERIFY(!picture.awaitRequest().isNull());
+    WaitingJob job(*m_engine);
+    QVERIFY(job.hasAsked());
     ::kill(static_cast<pid_t>(server.id), number);
     // The engine begins anew, by itself.
-    QVERIFY(!picture.awaitRequest().isNull());
-    QVERIFY(!descendantsOf(job->processId()).isEmpty());
-    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
-    picture.hangUp();
-    QVERIFY(job->waitForFinished(20000));
-    QCOMPARE(job->exitCode(), 0);
-    QCOMPARE(PdfFile(output).text(), u"x"_s);
+    QVERIFY(job.hasAsked());
+    QVERIFY(!descendantsOf(job.id()).isEmpty());
+    QVERIFY(job.isWritten());
     QVERIFY(waitUntil([&] { return !isRunning(server) && runningOf(family) == 0; }));
     // In the place of what it has left.
     const ProcessInfo next = warmUp();
@@ -227,21 +248,13 @@ void ServerFaultsTest::aPageThatTakesTooMuchMemoryHarmsNoOther()
     QCOMPARE(servers.size(), 1);
     const QList<ProcessInfo> browsers = browsersIn(descendantsOf(servers[0].id));
     QCOMPARE(browsers.size(), 1);
-    SilentServer picture;
-    const QString page =
-        m_engine->write(u"page.html"_s, "<p>whole<img src='" + picture.address().toLatin1() + "'>");
-    const QString output = m_engine->freshOutput();
-    const auto job = m_engine->start(bound + QStringList{page, output});
-    QVERIFY(!picture.awaitRequest().isNull());
+    WaitingJob job(*m_engine, bound);
+    QVERIFY(job.hasAsked());
     const Conversion large = m_engine->convertText(
         "<script>window.a=[];for(;;)a.push(new Uint8Array(9<<20).fill(1))</script>", bound);
     VERIFY_FAILED(large, 6);
     QVERIFY2(large.run.errors.contains("300 MiB"), large.run.errors.constData());
-    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
-    picture.hangUp();
-    QVERIFY(job->waitForFinished(20000));
-    QCOMPARE(job->exitCode(), 0);
-    QCOMPARE(PdfFile(output).text(), u"whole"_s);
+    QVERIFY(job.isWritten());
     QCOMPARE(m_engine->servers(), servers);
     QCOMPARE(browsersIn(descendantsOf(servers[0].id)), browsers);
 }
@@ -255,12 +268,8 @@ void ServerFaultsTest::aPageThatFillsTheBrowserHarmsNoOther()
     QCOMPARE(servers.size(), 1);
     const QList<ProcessInfo> browsers = browsersIn(descendantsOf(servers[0].id));
     QCOMPARE(browsers.size(), 1);
-    SilentServer picture;
-    const QString page =
-        m_engine->write(u"page.html"_s, "<p>whole<img src='" + picture.address().toLatin1() + "'>");
-    const QString output = m_engine->freshOutput();
-    const auto job = m_engine->start(bound + QStringList{page, output});
-    QVERIFY(!picture.awaitRequest().isNull());
+    WaitingJob job(*m_engine, bound);
+    QVERIFY(job.hasAsked());
     // The addresses of their documents are kept there.
     const Conversion large = m_engine->convertText(
         "<body><script>for(let i=0;i<1200;i++){const f=document.createElement('iframe');"
@@ -269,12 +278,8 @@ void ServerFaultsTest::aPageThatFillsTheBrowserHarmsNoOther()
     VERIFY_FAILED(large, 6);
     QVERIFY2(large.run.errors.contains("the browser takes more than 300 MiB"), large.run.errors.constData());
     // The other job begins anew, by itself.
-    QVERIFY(!picture.awaitRequest().isNull());
-    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
-    picture.hangUp();
-    QVERIFY(job->waitForFinished(20000));
-    QCOMPARE(job->exitCode(), 0);
-    QCOMPARE(PdfFile(output).text(), u"whole"_s);
+    QVERIFY(job.hasAsked());
+    QVERIFY(job.isWritten());
     QVERIFY(waitUntil([&] { return !isRunning(browsers[0]); }));
     VERIFY_WRITTEN(m_engine->convertText("<p>x", bound));
     QCOMPARE(m_engine->servers(), servers);
@@ -284,20 +289,12 @@ void ServerFaultsTest::aPageThatFillsTheBrowserHarmsNoOther()
 void ServerFaultsTest::theBrowserKilledInMidJob()
 {
     const ProcessInfo server = warmUp();
-    SilentServer picture;
-    const QString page =
-        m_engine->write(u"page.html"_s, "<p>x<img src='" + picture.address().toLatin1() + "'>");
-    const QString output = m_engine->freshOutput();
-    const auto job = m_engine->start({page, output});
-    QVERIFY(!picture.awaitRequest().isNull());
+    WaitingJob job(*m_engine);
+    QVERIFY(job.hasAsked());
     for (const ProcessInfo &browser : browsersIn(descendantsOf(server.id)))
         ::kill(static_cast<pid_t>(browser.id), SIGKILL);
-    QVERIFY(!picture.awaitRequest().isNull());
-    picture.answer("HTTP/1.0 404 Not here\r\n\r\n");
-    picture.hangUp();
-    QVERIFY(job->waitForFinished(20000));
-    QCOMPARE(job->exitCode(), 0);
-    QCOMPARE(PdfFile(output).text(), u"x"_s);
+    QVERIFY(job.hasAsked());
+    QVERIFY(job.isWritten());
     QVERIFY(isRunning(server));
 }
 

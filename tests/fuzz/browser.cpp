@@ -103,7 +103,9 @@ void listen(Connection &connection)
     try {
         Session session(connection, sessionId, Deadline::in(30s));
         PageEvents events(session, u"F"_s, u"C"_s);
-        session.askAll({{u"Page.getFrameTree"_s, {}}, {u"Runtime.enable"_s, {}}}, Deadline::in(30s));
+        const int asked = session.begin(u"Page.getFrameTree"_s);
+        session.ask(u"Runtime.enable"_s);
+        session.replyTo(asked, Deadline::in(30s));
         session.askUrgently(u"Page.printToPDF"_s, {}, 10s, [] {});
         session.waitUntil([] { return false; }, Deadline::in(30s));
         require(false, "no wait goes on after the browser's end");

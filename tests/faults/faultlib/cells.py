@@ -413,8 +413,9 @@ def full_disk(older):
         room.older = None
         if older:
             room.keep_older()
-        (folder / 'ballast').write_bytes(b'x' * 48000)
-        job = room.run(room.web.address + '/long_page')
+        # One block is left, which is less than any PDF.
+        (folder / 'ballast').write_bytes(b'x' * (60 - 4 * older) * 1024)
+        job = room.run(room.web.address + '/plain')
         (folder / 'ballast').unlink()
         room.check_output(False)
         return job

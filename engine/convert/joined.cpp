@@ -9,6 +9,7 @@
 #include "engine/job/failure.h"
 #include "engine/job/input.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -27,15 +28,13 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// A shell's pattern without an output after it names an input in its place.
-void checkIsNoInput(const Job &job)
+/// Throws if the output would replace something other than a PDF: with a shell's pattern and no output after
+/// it, that is the last input.
+void checkReplacesNoOther(const Job &job)
 {
-    QFile file(QFile::decodeName((job.folder + u'/').toUtf8()));
-    const QFileInfo info(job.output.startsWith(u'/') ? job.output : job.folder + u'/' + job.output);
-    if (!info.isFile() || info.size() == 0)
-        return;
-    file.setFileName(info.filePath());
-    if (file.open(QIODevice::ReadOnly) && file.read(5) != "%PDF-")
+    const QFileInfo older(QDir(job.folder).filePath(job.output));
+    QFile file(older.filePath());
+    if (older.isFile() && older.size() > 0 && file.open(QIODevice::ReadOnly) && file.read(5) != "%PDF-")
         throw Failure(
             ExitCode::BadArguments,
             u"%1 is there and no PDF: name the PDF to write after the inputs"_s.arg(onOneLine(job.output)));
@@ -43,7 +42,7 @@ void checkIsNoInput(const Job &job)
 
 QString withName(const QString &message, const QString &name)
 {
-    return message.contains(name) ? message : u"%1: %2"_s.arg(name, message);
+    return message.startsWith(name + u':') ? message : u"%1: %2"_s.arg(name, message);
 }
 
 /// "about 40 s left"
@@ -66,14 +65,12 @@ struct Input {
 /// As if the input of this index were the only one.
 Invocation partInvocation(const Invocation &whole, const Joining &joining, qsizetype index)
 {
-    Invocation invocation = whole;
-    invocation.begun = Deadline::Clock::now();
-    invocation.isPart = true;
-    invocation.arguments = joining.partArguments;
-    for (const QString &argument : {u"--"_s, joining.inputs[index], joining.whole.output})
+    const QString &input = joining.inputs[index];
+    Invocation invocation{joining.partArguments, whole.variables, whole.folder, Deadline::Clock::now(), true};
+    for (const QString &argument : {u"--"_s, input, joining.whole.output})
         invocation.arguments.push_back(argument.toStdString());
-    if (joining.inputs[index] != "-"_L1)
-        invocation.document.reset();
+    if (input == "-"_L1)
+        invocation.document = whole.document;
     return invocation;
 }
 
@@ -256,7 +253,7 @@ size_t convertJoined(const Invocation &invocation, const Joining &joining, PartR
     const Job &whole = joining.whole;
     const std::string output = whole.output.toStdString();
     checkPlaces(output, whole.report.toStdString());
-    checkIsNoInput(whole);
+    checkReplacesNoOther(whole);
     std::vector<Input> inputs = inputsOf(invocation, joining, readPart);
     Spool printed(temporaryFolder());
     try {

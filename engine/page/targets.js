@@ -5,9 +5,11 @@
     if (lasting.hasTargets || !document.head) return {};
     lasting.hasTargets = true;
     const links = document.createDocumentFragment();
-    const names = new Set([...document.querySelectorAll('[id], a[name]')].flatMap(({ id, name }) => [id, name]));
-    for (const name of names) {
-        if (typeof name !== 'string' || !name) continue;
+    const names = ['id', 'name'].flatMap((attribute) =>
+        [...document.querySelectorAll(`[${attribute}]`)].map((element) => element.getAttribute(attribute)),
+    );
+    for (const name of new Set(names)) {
+        if (!name) continue;
         const link = document.createElementNS('http://www.w3.org/1999/xhtml', 'a');
         link.href = '#' + encodeURIComponent(name.toWellFormed());
         link.style.setProperty('display', 'none', 'important');

@@ -78,6 +78,7 @@ int run(const Invocation &invocation, const Joining &joining)
 {
     JobAccount account = accountOf(joining.whole, nameOf(joining));
     return runJob(invocation, account, [&](const ActivityListener &listener) {
+        checkPlaces(account.output, account.report);
         const Joining complete = withListedInputs(joining);
         account.name = nameOf(complete).toStdString();
         const Invocation called =

@@ -252,7 +252,6 @@ size_t convertJoined(const Invocation &invocation, const Joining &joining, PartR
 {
     const Job &whole = joining.whole;
     const std::string output = whole.output.toStdString();
-    checkPlaces(output, whole.report.toStdString());
     checkReplacesNoOther(whole);
     std::vector<Input> inputs = inputsOf(invocation, joining, readPart);
     Spool printed(temporaryFolder());

@@ -12,7 +12,8 @@ using PartReading = std::optional<Job> (*)(const Invocation &invocation);
 
 /// Does a job of several inputs: prints each as if it were alone, as many at a time as there are cores, joins
 /// them and writes the PDF. Each input has the job's timeout for itself. The lists must have been read, see
-/// withListedInputs(). If an input fails, the others are cancelled.
+/// withListedInputs(), and the places checked, see checkPlaces(). If an input fails, the others are
+/// cancelled.
 ///
 /// Returns, throws and fills `findings` as convert() does; SpoolError in addition.
 size_t convertJoined(const Invocation &invocation, const Joining &joining, PartReading readPart,

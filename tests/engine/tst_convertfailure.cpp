@@ -48,7 +48,7 @@ private slots:
     void theLogHasTheReasonAfterLongNames();
     void theLogHoldsNoSecrets();
     void theLogCannotBeForged();
-    void noDescriptorForTheMessageIsNoHarm();
+    void theExitCodeHoldsWithoutADescriptorForTheMessage();
     void cleanup();
 
 private:
@@ -496,7 +496,7 @@ void ConvertFailureTest::theLogCannotBeForged()
         QVERIFY2(!line.startsWith(u"2026-01-01"_s) && !line.startsWith(u"0 "_s), qPrintable(line));
 }
 
-void ConvertFailureTest::noDescriptorForTheMessageIsNoHarm()
+void ConvertFailureTest::theExitCodeHoldsWithoutADescriptorForTheMessage()
 {
     const QString page = m_engine->write(u"in.html"_s, "x");
     const QString output = m_engine->freshOutput();

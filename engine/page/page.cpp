@@ -274,7 +274,7 @@ QByteArray Page::print(const Job &job)
     const auto fitAndPrint = [&] {
         m_fit = m_fitting.fit(job, m_preparation, m_readiness.isAsPrepared(), Deadline::in(fittingTime));
         if (job.isPart)
-            runInFrame(m_session, m_preparation.mainFrame(), targetsScript, {}, Deadline::in(fittingTime));
+            addTargets(job);
         settings.insert(u"scale"_s, m_fit.scale);
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && m_fit.elements <= maximumTaggedElements);
         return printed(settings);
@@ -299,6 +299,19 @@ QByteArray Page::print(const Job &job)
     if (!reply.data.isEmpty())
         return reply.data;
     return QByteArray::fromBase64(reply.result["data"_L1].toString().toLatin1());
+}
+
+/// Has the PDF a destination for every place that others may link to.
+void Page::addTargets(const Job &job)
+{
+    // Otherwise observers of the page would notice.
+    const auto disableScripts = [&](bool disabled) {
+        if (job.javaScript)
+            m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, disabled}});
+    };
+    disableScripts(true);
+    runInFrame(m_session, m_preparation.mainFrame(), targetsScript, {}, Deadline::in(fittingTime));
+    disableScripts(false);
 }
 
 Session::Reply Page::printed(const QJsonObject &settings)

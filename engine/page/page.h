@@ -75,6 +75,7 @@ private:
 
     void configure(const Job &job);
     void navigate(const Address &address, const Job &job);
+    void addTargets(const Job &job);
     Session::Reply printed(const QJsonObject &settings);
 
     Session m_browser;

@@ -27,6 +27,7 @@ private slots:
 
     void documentsStandInOrderWithTheirBookmarks();
     void linksBetweenFilesAndTheWeb();
+    void scriptsDoNotNotice();
     void tagsAndLanguagesStay();
     void papersAndUntaggedDocuments();
     void optionsHoldForEachAndForTheWhole();
@@ -151,6 +152,25 @@ void ConvertJoinedTest::linksBetweenFilesAndTheWeb()
     VERIFY_WRITTEN(inner);
     QCOMPARE(destinations(inner.output), destinations(all.output));
     QCOMPARE(inner.pdf().links(), QStringList());
+}
+
+void ConvertJoinedTest::scriptsDoNotNotice()
+{
+    // The page is changed by whatever changes it, but for its own handler of the print.
+    m_engine->write(u"a.html"_s,
+                    document("A", "<p id=x>text</p><script>"
+                                  "new MutationObserver(()=>{document.body.textContent='changed'})"
+                                  ".observe(document,{childList:true,subtree:true});"
+                                  "addEventListener('beforeprint',()=>{document.querySelector('p')"
+                                  ".firstChild.data='printed'})</script>"));
+    m_engine->write(u"b.html"_s, document("B", "<a href=a.html#x>to a</a>"));
+    const Conversion alone = join({u"a.html"_s});
+    const Conversion all = join({u"a.html"_s, u"b.html"_s});
+    VERIFY_WRITTEN(alone);
+    VERIFY_WRITTEN(all);
+    QCOMPARE(alone.pdf().text(), u"printed"_s);
+    QCOMPARE(all.pdf().text(1), u"printed"_s);
+    QCOMPARE(destinations(all.output), QStringList{u"1: x"_s});
 }
 
 void ConvertJoinedTest::tagsAndLanguagesStay()

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QStringDecoder>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <numeric>
@@ -124,7 +125,7 @@ QDateTime fixedTimeOf(const QString &value)
     if (!isNumber || seconds < 0 || seconds > maximumFixedTime)
         refuse(u"%1 takes the seconds since 1970, not \"%2\""_s.arg(QLatin1String(fixedTimeVariable),
                                                                     onOneLine(value)));
-    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
+    return QDateTime::fromSecsSinceEpoch(seconds, QTimeZone::utc());
 }
 
 /// Applies the variables of options that are not among the arguments.

@@ -3,6 +3,7 @@
 #include "tests/pdf/judges.h"
 
 #include <QTest>
+#include <QTimeZone>
 #include <QXmlStreamReader>
 
 /// What a document says of itself is found wherever a viewer may look for it, as poppler and qpdf see it.
@@ -22,7 +23,7 @@ namespace
 {
 
 const QString title = QStringLiteral("Größe <&> \"題\"");
-const QDateTime noon(QDate(2024, 5, 6), QTime(12, 0), Qt::UTC);
+const QDateTime noon(QDate(2024, 5, 6), QTime(12, 0), QTimeZone::utc());
 
 /// A printed document with the browser's information, which is object `5 0 R`.
 QByteArray printed(const QByteArray &information, const HandPdf &other = {})

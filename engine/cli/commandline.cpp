@@ -162,7 +162,9 @@ Names namesIn(QStringList names, bool hasLists)
     const QString output = names.takeLast();
     if (names.contains(QString()))
         refuse(u"no input: name an HTML file or a web address"_s);
-    if (output.isEmpty())
+    // The last of several addresses, to which no output was given.
+    const bool isAddress = names.size() > 1 && output.startsWith("http"_L1) && output.contains("://"_L1);
+    if (output.isEmpty() || isAddress)
         refuse(u"no output: name the PDF to write after the input"_s);
     return {names, output};
 }

@@ -385,6 +385,8 @@ void CommandLineTest::refused_data()
     QTest::newRow("no output") << QStringList{u"in"_s} << u"no output"_s;
     QTest::newRow("empty output") << QStringList{u"in"_s, u""_s} << u"no output"_s;
     QTest::newRow("an empty input among others") << QStringList{u"in"_s, u""_s, u"out"_s} << u"no input"_s;
+    QTest::newRow("an address as the output")
+        << QStringList{u"http://a/"_s, u"http://b/"_s, u"https://ann:x@c/"_s} << u"no output"_s;
     QTest::newRow("a list alone") << QStringList{u"--input-list"_s, u"list"_s} << u"no output"_s;
     QTest::newRow("a base for a file")
         << QStringList{u"--base-url"_s, u"/"_s, u"in"_s, u"out"_s} << u"--base-url"_s;

@@ -12,17 +12,26 @@
 
 enum class PaperOrientation { Portrait, Landscape };
 
+/// A heading of a page whose outline is not the browser's.
+struct PageHeading {
+    int level;     ///< from 1
+    QString title; ///< its text
+    QString name;  ///< of its destination in the PDF
+};
+
 /// What a loaded page says of itself and the browser of itself, for the PDF's information. Empty for nothing.
 struct PageMetadata {
-    QString author;      ///< <meta name="author">
-    QString keywords;    ///< <meta name="keywords">, separated by commas
-    QString description; ///< <meta name="description">
-    QString generator;   ///< <meta name="generator">: the PDF's Creator, which is Quirelle without it
-    QString language;    ///< BCP 47, as in <html lang>; without it that of the browser stays
-    QDateTime created;   ///< of the page, such as <meta name="date">; invalid: when it was printed
-    QDateTime modified;  ///< likewise
-    QUrl address;        ///< the document's own, after redirects; without credentials
-    QString browser;     ///< name and version, such as "Chrome/156.0.8078.79"
+    QString author;       ///< <meta name="author">
+    QString keywords;     ///< <meta name="keywords">, separated by commas
+    QString description;  ///< <meta name="description">
+    QString generator;    ///< <meta name="generator">: the PDF's Creator, which is Quirelle without it
+    QString language;     ///< BCP 47, as in <html lang>; without it that of the browser stays
+    QDateTime created;    ///< of the page, such as <meta name="date">; invalid: when it was printed
+    QDateTime modified;   ///< likewise
+    QUrl address = {};    ///< the document's own, after redirects; without credentials
+    QString browser = {}; ///< name and version, such as "Chrome/156.0.8078.79"
+    /// For the PDF's outline, if the browser makes none.
+    QList<PageHeading> headings = {};
 };
 
 /// In MiB: half of the memory of the machine, or of the control group that this process is in, but 2048 at

@@ -26,6 +26,7 @@ constexpr auto printingStep = 500ms;
 constexpr auto printingInterval = 30ms;
 /// How long a page may take to be fitted to its paper.
 constexpr auto fittingTime = 10s;
+constexpr int maximumHeadings = 10000;
 /// How long a page may print before scripts that hold it up are stopped.
 constexpr auto printingTime = 5s;
 
@@ -248,6 +249,7 @@ void Page::describe(const Job &job, JobRecord &record) const
     record.page = m_preparation.metadata();
     record.page.address = QUrl(m_events.address());
     record.page.browser = m_place.browser;
+    record.page.headings = m_headings;
 }
 
 void Page::rest()
@@ -276,7 +278,10 @@ QByteArray Page::print(const Job &job)
         if (job.isPart)
             addTargets(job);
         settings.insert(u"scale"_s, m_fit.scale);
-        settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && m_fit.elements <= maximumTaggedElements);
+        const bool hasTags = m_fit.elements <= maximumTaggedElements;
+        settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && hasTags);
+        if (!job.lowQuality && !hasTags)
+            noteHeadings();
         return printed(settings);
     };
     Session::Reply reply = fitAndPrint();
@@ -312,6 +317,20 @@ void Page::addTargets(const Job &job)
     disableScripts(true);
     runInFrame(m_session, m_preparation.mainFrame(), targetsScript, {}, Deadline::in(fittingTime));
     disableScripts(false);
+}
+
+/// The browser makes the outline from the tags.
+void Page::noteHeadings()
+{
+    const auto found = runInFrame(m_session, m_preparation.mainFrame(), outlineScript,
+                                  {{u"maximum"_s, maximumHeadings}}, Deadline::in(fittingTime));
+    m_headings.clear();
+    if (!found)
+        return;
+    const QJsonArray headings = found->value["headings"_L1].toArray();
+    for (const auto &heading : headings)
+        m_headings.append(
+            {heading["level"_L1].toInt(), heading["title"_L1].toString(), heading["name"_L1].toString()});
 }
 
 Session::Reply Page::printed(const QJsonObject &settings)

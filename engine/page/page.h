@@ -76,6 +76,7 @@ private:
     void configure(const Job &job);
     void navigate(const Address &address, const Job &job);
     void addTargets(const Job &job);
+    void noteHeadings();
     Session::Reply printed(const QJsonObject &settings);
 
     Session m_browser;
@@ -92,4 +93,5 @@ private:
     Readiness m_readiness;
     Fitting m_fitting;
     Fit m_fit;
+    QList<PageHeading> m_headings;
 };

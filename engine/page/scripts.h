@@ -25,6 +25,10 @@ extern const char prepareScript[];
 /// in what lasts from one call to the next, globalThis[Symbol.for('quirelle')].
 extern const char fitScript[];
 
+/// outline.js, a function of {maximum}, the number of headings. Returns {headings}, each {level, title,
+/// name}: from 1, its text, and the name of the destination that the PDF then has for it.
+extern const char outlineScript[];
+
 /// readable.js, a function without argument, for pages whose backgrounds are left out. Returns {}.
 extern const char readableScript[];
 

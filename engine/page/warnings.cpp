@@ -72,7 +72,7 @@ QStringList fitWarnings(const Fit &fit)
                 .arg(fit.smallestText, 0, 'f', 1);
     if (fit.elements > maximumTaggedElements)
         warnings +=
-            u"printed without outline and tags for screen readers: the page has %1 elements, and these are made for %2 at most"_s
+            u"printed without tags for screen readers: the page has %1 elements, and these are made for %2 at most"_s
                 .arg(fit.elements)
                 .arg(maximumTaggedElements);
     if (!fit.hidingBoxes.isEmpty())

@@ -8,6 +8,7 @@
 #include "engine/pdf/structure/fonts.h"
 #include "engine/pdf/structure/links.h"
 #include "engine/pdf/structure/metadata.h"
+#include "engine/pdf/structure/outline.h"
 #include "engine/pdf/structure/structure.h"
 #include "engine/pdf/writing/document.h"
 
@@ -20,6 +21,7 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
     trimFonts(parts);
     setInformation(document.pdf(), job);
     mapRoles(document.pdf());
+    addOutline(document.pdf(), job.page.headings);
     if (job.fixedTime.isValid())
         renameElements(document.pdf());
     // Before links out of the document are removed. Those of a part wait until all parts are there.

@@ -36,7 +36,7 @@ constexpr auto channelInterval = 50ms;
 /// After requests have ended: the time in which further ones are expected.
 constexpr auto quietTime = 30ms;
 /// How long a page may take to be drawn.
-constexpr auto showTime = 3s;
+constexpr auto showTime = 10s;
 /// How often a page that grows, or works, when it is shown is shown again.
 constexpr int maximumShows = 3;
 /// How often a page that goes on changing is prepared for paper.
@@ -313,7 +313,12 @@ void Readiness::show()
              {u"awaitPromise"_s, true},
              {u"returnByValue"_s, true}},
             bound);
-        if (shown)
+        // Going on, it would look like work of the page's.
+        if (!shown)
+            m_session.post(u"Runtime.evaluate"_s,
+                           {{u"expression"_s, u"globalThis[Symbol.for('quirelle')].stopsShowing = true"_s},
+                            {u"contextId"_s, *context}});
+        else
             m_shownHeight = shown->result["result"_L1].toObject()["value"_L1].toDouble(m_shownHeight);
     }
     noteWork();

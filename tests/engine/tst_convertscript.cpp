@@ -417,6 +417,9 @@ void ConvertScriptTest::whatComesIntoView_data()
         "++n;if(n==9)p.append(' built')}});for(const d of document.querySelectorAll('div'))o.observe(d)");
     QTest::newRow("by scrolling") << QByteArray(
         "onscroll=()=>{if(scrollY>4000){onscroll=null;p.append(' built')}}");
+    QTest::newRow("at the end of a very long page") << QByteArray(
+        "last.style.paddingTop='250000px';new IntersectionObserver(e=>{if(e[0].isIntersecting)"
+        "p.append(' built')}).observe(document.body.appendChild(document.createElement('hr')))");
     QTest::newRow("by an observer that fetches")
         << QByteArray("new IntersectionObserver((e,o)=>{if(e[0].isIntersecting){o.disconnect();"
                       "setTimeout(()=>caches.open('x').catch(()=>0).then(()=>p.append(' "

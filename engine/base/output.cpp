@@ -11,11 +11,13 @@
 #include <sys/random.h>
 #endif
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <optional>
 #include <poll.h>
 #include <string>
@@ -57,6 +59,11 @@ void checkStandardOutput()
     if (::isatty(STDOUT_FILENO) == 1)
         refuse("standard output", "it is a terminal; name a file, or send it on with > or |");
 }
+
+/// Takes the content of a file piece by piece.
+using Taker = std::function<void(std::string_view bytes)>;
+/// Gives a taker all of it.
+using Content = std::function<void(const Taker &take)>;
 
 /// Writes all of it; false, with errno, if that fails.
 bool writeAll(int descriptor, std::string_view bytes)
@@ -314,9 +321,10 @@ public:
             ::unlinkat(m_folder, m_name.c_str(), 0);
     }
 
-    void write(std::string_view bytes, const Place &place)
+    void write(const Content &content, const Place &place)
     {
-        require(setPermissions(m_file.get(), place) && writeAll(m_file.get(), bytes));
+        require(setPermissions(m_file.get(), place));
+        content([this](std::string_view bytes) { require(writeAll(m_file.get(), bytes)); });
     }
 
     void moveTo(const Place &place)
@@ -365,6 +373,23 @@ private:
     std::string m_name;
 };
 
+void writeContent(const std::string &path, const Content &content)
+{
+    if (isStandardOutput(path)) {
+        content([](std::string_view bytes) {
+            if (!writeAll(STDOUT_FILENO, bytes))
+                refuse("standard output", strerror(errno));
+        });
+        return;
+    }
+    // Much may have happened since the job began.
+    const Place place = placeOf(path);
+    check(place, path);
+    NewFile file(place, path);
+    file.write(content, place);
+    file.moveTo(place);
+}
+
 } // namespace
 
 void checkOutput(const std::string &path)
@@ -377,15 +402,14 @@ void checkOutput(const std::string &path)
 
 void writeOutput(const std::string &path, std::string_view bytes)
 {
-    if (isStandardOutput(path)) {
-        if (!writeAll(STDOUT_FILENO, bytes))
-            refuse("standard output", strerror(errno));
-        return;
-    }
-    // Much may have happened since the job began.
-    const Place place = placeOf(path);
-    check(place, path);
-    NewFile file(place, path);
-    file.write(bytes, place);
-    file.moveTo(place);
+    writeContent(path, [bytes](const Taker &take) { take(bytes); });
+}
+
+void writeOutput(const std::string &path, const Spool &spool)
+{
+    writeContent(path, [&spool](const Taker &take) {
+        const std::uint64_t chunk = 1 << 20;
+        for (std::uint64_t done = 0; done < spool.size(); done += chunk)
+            take(spool.read({done, static_cast<size_t>(std::min(chunk, spool.size() - done))}));
+    });
 }

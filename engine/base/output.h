@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/base/spool.h"
+
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -25,3 +27,5 @@ void checkOutput(const std::string &path);
 /// this user keeps its permissions except set-id and sticky bits; otherwise the umask decides. On standard
 /// output, what was read before an error remains read.
 void writeOutput(const std::string &path, std::string_view bytes);
+/// Same, with all that is in the spool. Throws SpoolError if that cannot be read.
+void writeOutput(const std::string &path, const Spool &spool);

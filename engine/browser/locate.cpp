@@ -1,9 +1,10 @@
 #include "engine/browser/locate.h"
 
+#include "engine/base/modules.h"
 #include "engine/job/failure.h"
 
-#include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -40,7 +41,9 @@ QString locateBrowser()
         throw Failure(ExitCode::NoBrowser,
                       QStringLiteral("QUIRELLE_BROWSER names no program that can be run: %1").arg(chosen));
     }
-    const QString helpers = QCoreApplication::applicationDirPath() + QStringLiteral("/../Helpers/");
+    // QCoreApplication::applicationDirPath() may not be called by several threads at once.
+    const QString executable = QFile::decodeName(executablePath().c_str());
+    const QString helpers = QFileInfo(executable).path() + QStringLiteral("/../Helpers/");
     for (const char *name : browserNames) {
         const QString path = helpers + QLatin1String(name);
         if (isProgram(path))

@@ -37,13 +37,14 @@ class Arguments
 public:
     explicit Arguments(const std::vector<std::string> &arguments) : m_arguments(arguments) {}
 
-    bool atEnd() const { return m_next == m_arguments.size(); }
+    bool atEnd() const { return m_next == m_arguments.end(); }
     /// `what` names the argument in messages; see textOf().
-    QString take(const QString &what = {}) { return textOf(m_arguments[m_next++], what); }
+    QString take(const QString &what = {}) { return textOf(*m_next++, what); }
+    std::vector<std::string>::const_iterator next() const { return m_next; }
 
 private:
     const std::vector<std::string> &m_arguments;
-    size_t m_next = 0;
+    std::vector<std::string>::const_iterator m_next = m_arguments.begin();
 };
 
 QLatin1String nameOf(const Option &option)
@@ -147,17 +148,26 @@ void applyVariables(Job &job, const Invocation &invocation, const std::vector<co
     }
 }
 
-void setNames(Job &job, const QStringList &names)
+/// The inputs and the output.
+struct Names {
+    QStringList inputs;
+    QString output;
+};
+
+Names namesIn(QStringList names, bool hasLists)
 {
-    if (names.isEmpty() || names[0].isEmpty())
+    if (names.isEmpty() && !hasLists)
         refuse(u"no input: name an HTML file or a web address"_s);
-    if (names.size() < 2 || names[1].isEmpty())
+    if (names.size() < (hasLists ? 1 : 2))
         refuse(u"no output: name the PDF to write after the input"_s);
-    if (names.size() > 2)
-        refuse(u"one input and one output are enough; what is \"%1\"?"_s.arg(
-            onOneLine(withoutCredentials(names[2]))));
-    job.input = names[0];
-    job.output = names[1];
+    const QString output = names.takeLast();
+    if (names.contains(QString()))
+        refuse(u"no input: name an HTML file or a web address"_s);
+    // The last of several addresses, to which no output was given.
+    const bool isAddress = names.size() > 1 && output.startsWith("http"_L1) && output.contains("://"_L1);
+    if (output.isEmpty() || isAddress)
+        refuse(u"no output: name the PDF to write after the input"_s);
+    return {names, output};
 }
 
 void checkTogether(const Job &job)
@@ -174,11 +184,14 @@ void checkTogether(const Job &job)
 Request parseCommandLine(const Invocation &invocation)
 {
     Job job;
-    std::vector<const Option *> given;
     job.folder = QFile::decodeName(invocation.folder.c_str());
+    job.isPart = invocation.isPart;
+    std::vector<const Option *> given;
+    std::vector<std::string> partArguments;
     QStringList names;
     bool optionsEnded = false;
     for (Arguments arguments(invocation.arguments); !arguments.atEnd();) {
+        const auto first = arguments.next();
         const QString argument = arguments.take();
         if (optionsEnded || !argument.startsWith(u'-') || argument == "-"_L1) {
             names += argument;
@@ -191,10 +204,20 @@ Request parseCommandLine(const Invocation &invocation)
         } else {
             applyOption(job, *option, arguments);
             given.push_back(option);
+            if (!option->isForWhole)
+                partArguments.insert(partArguments.end(), first, arguments.next());
         }
     }
     applyVariables(job, invocation, given);
     checkTogether(job);
-    setNames(job, names);
+    const Names found = namesIn(std::move(names), !job.inputLists.isEmpty());
+    job.output = found.output;
+    if (!job.baseUrl.isEmpty() && !found.inputs.contains(u"-"_s) && !job.isPart)
+        refuse(u"--base-url is for standard input only: give \"-\" as the input"_s);
+    if (found.inputs.size() != 1 || !job.inputLists.isEmpty())
+        return Joining{job, found.inputs, partArguments};
+    job.input = found.inputs[0];
+    if (job.input == "-"_L1 && invocation.document)
+        job.document = QByteArray::fromStdString(*invocation.document);
     return job;
 }

@@ -44,9 +44,9 @@ qsizetype helpColumn()
 
 QString helpText()
 {
-    QString text = u"Usage: quirelle [options] INPUT OUTPUT\n"
-                   "Converts an HTML file or a web page to a PDF.\n"
-                   "  INPUT   the path of a file, or an address\n"
+    QString text = u"Usage: quirelle [options] INPUT... OUTPUT\n"
+                   "Converts HTML files and web pages to a PDF; several inputs to one.\n"
+                   "  INPUT   the path of a file, an address, or - for standard input\n"
                    "  OUTPUT  the path of the PDF, or - for standard output\n"_s;
     const qsizetype column = helpColumn();
     std::optional<OptionGroup> group;

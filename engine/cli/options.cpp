@@ -35,6 +35,12 @@ void text(Job &job, const QString &, const QString &value)
 }
 
 template <auto field>
+void texts(Job &job, const QString &, const QString &value)
+{
+    (job.*field).append(value);
+}
+
+template <auto field>
 void entry(Job &job, const QString &name, const QString &value)
 {
     if (value.isEmpty())
@@ -205,6 +211,35 @@ void proxy(Job &job, const QString &name, const QString &value)
 }
 
 constexpr auto table = std::to_array<Option>({
+    {
+        .group = OptionGroup::Input,
+        .name = "--input-list",
+        .value = "FILE",
+        .help = "read further inputs from FILE, one a line",
+        .details =
+            "Reads further inputs from FILE, one a line, or from standard input if FILE is `-`. They come "
+            "after those of the command line, and all become [one PDF](#several-inputs-one-pdf). Blanks "
+            "around a line do not count, nor do empty lines and those that begin with `#`. Relative paths "
+            "start from the working folder.",
+        .example = "--input-list chapters.txt book.pdf",
+        .apply = texts<&Job::inputLists>,
+        .isFile = true,
+        .isForWhole = true,
+        .isRepeatable = true,
+    },
+    {
+        .group = OptionGroup::Input,
+        .name = "--base-url",
+        .value = "PLACE",
+        .help = "with - as INPUT: the address or folder to take it from",
+        .details =
+            "With `-` as INPUT: the address, or the path of a file or folder, where the document counts as "
+            "being. Relative addresses in it start from there. See [standard "
+            "input](#standard-input). Default: the working folder.",
+        .example = "--base-url http://www.example.com/ - a.pdf",
+        .apply = text<&Job::baseUrl>,
+    },
+
     {
         .group = OptionGroup::Page,
         .name = "--page-size",
@@ -386,6 +421,7 @@ constexpr auto table = std::to_array<Option>({
         .details = "The document title, instead of the page's own.",
         .example = "--title \"Second draft\" a.html a.pdf",
         .apply = text<&Job::title>,
+        .isForWhole = true,
     },
     {
         .group = OptionGroup::Document,
@@ -410,6 +446,7 @@ constexpr auto table = std::to_array<Option>({
             "of `samples/article.html`.",
         .example = "--copies 3 a.html a.pdf",
         .apply = number<&Job::copies, 1, 1000>,
+        .isForWhole = true,
     },
     {
         .group = OptionGroup::Document,
@@ -437,6 +474,7 @@ constexpr auto table = std::to_array<Option>({
         .details = "Removes links that lead out of the document. Links within it stay.",
         .example = "--disable-external-links a.html a.pdf",
         .apply = set<&Job::externalLinks, false>,
+        .isForWhole = true,
     },
 
     {
@@ -676,6 +714,8 @@ const Option *findOption(const QString &name)
 QString titleOf(OptionGroup group)
 {
     switch (group) {
+    case OptionGroup::Input:
+        return u"Input"_s;
     case OptionGroup::Page:
         return u"Page"_s;
     case OptionGroup::Document:

@@ -8,7 +8,7 @@
 #include <span>
 
 /// The headings under which help, man page and docs/engine.md list the options, in this order.
-enum class OptionGroup { Page, Document, Network, Limits, Warnings, Program };
+enum class OptionGroup { Input, Page, Document, Network, Limits, Warnings, Program };
 
 /// What is printed instead of a job being done.
 enum class Answer { Help, Version };
@@ -36,6 +36,8 @@ struct Option {
     QStringList (*choices)() = nullptr;
     /// Its value is the path of a file.
     bool isFile = false;
+    /// With several inputs it holds for the PDF that is joined of theirs, not for each of them.
+    bool isForWhole = false;
     /// Each value counts, not only the last.
     bool isRepeatable = false;
     /// Its value must not be shown in process lists and messages.

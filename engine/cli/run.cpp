@@ -1,45 +1,48 @@
 #include "engine/cli/run.h"
 
 #include "engine/base/output.h"
+#include "engine/base/spool.h"
 #include "engine/cli/commandline.h"
 #include "engine/cli/help.h"
 #include "engine/client/progress.h"
 #include "engine/client/report.h"
+#include "engine/convert/joined.h"
 #include "engine/job/failure.h"
+#include "engine/job/standardinput.h"
 
 #include <cstdio>
 #include <exception>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace
 {
 
-size_t convertShowingProgress(const Invocation &invocation, const Job &job, UseServer useServer,
-                              Findings &findings)
+JobAccount accountOf(const Job &job, const QString &name)
 {
-    Progress progress(invocation.begun);
-    return convert(
-        invocation, job, useServer,
-        [&progress](std::string_view activity) { progress.setActivity(activity); }, findings);
+    return {name.toStdString(), job.output.toStdString(), job.report.toStdString(), job.quiet, {}};
 }
 
-JobAccount accountOf(const Job &job)
+/// Does a job with `convert`, which is given a listener and returns the size of the PDF, and reports.
+template <typename Convert>
+int runJob(const Invocation &invocation, JobAccount &account, const Convert &convert)
 {
-    return {nameOf(job).toStdString(), job.output.toStdString(), job.report.toStdString(), job.quiet, {}};
-}
-
-int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
-{
-    JobAccount account = accountOf(job);
     const auto failed = [&](ExitCode code, const std::string &message) {
         return reportFailure(invocation, account, code, message);
     };
     try {
-        const size_t bytes = convertShowingProgress(invocation, job, useServer, account.findings);
+        size_t bytes = 0;
+        {
+            Progress progress(invocation.begun);
+            bytes = convert([&progress](std::string_view activity) { progress.setActivity(activity); });
+        }
         return reportWritten(invocation, account, bytes);
     } catch (const Failure &failure) {
         return failed(failure.code(), failure.message().toStdString());
     } catch (const OutputError &error) {
+        return failed(ExitCode::NotWritten, error.what());
+    } catch (const SpoolError &error) {
         return failed(ExitCode::NotWritten, error.what());
     } catch (const std::bad_alloc &) {
         return failed(ExitCode::Crashed, "out of memory");
@@ -48,6 +51,40 @@ int runJob(const Invocation &invocation, const Job &job, UseServer useServer)
         return failed(ExitCode::Crashed,
                       std::string("the system gives no more memory or threads: ") + error.what());
     }
+}
+
+/// The invocation with what standard input has to give. The timeout starts only now.
+Invocation withStandardInput(Invocation invocation)
+{
+    invocation.document = readStandardInput();
+    invocation.begun = Deadline::Clock::now();
+    return invocation;
+}
+
+int run(const Invocation &invocation, const Job &job, UseServer useServer)
+{
+    JobAccount account = accountOf(job, nameOf(job));
+    return runJob(invocation, account, [&](const ActivityListener &listener) {
+        if (job.input != u"-"_s)
+            return convert(invocation, job, useServer, listener, account.findings);
+        checkPlaces(account.output, account.report);
+        // A server refuses the command line alone, but not with the document.
+        const Invocation complete = withStandardInput(invocation);
+        return convert(complete, jobFrom(complete).value(), UseServer::Yes, listener, account.findings);
+    });
+}
+
+int run(const Invocation &invocation, const Joining &joining)
+{
+    JobAccount account = accountOf(joining.whole, nameOf(joining));
+    return runJob(invocation, account, [&](const ActivityListener &listener) {
+        checkPlaces(account.output, account.report);
+        const Joining complete = withListedInputs(joining);
+        account.name = nameOf(complete).toStdString();
+        const Invocation called =
+            complete.inputs.contains(u"-"_s) ? withStandardInput(invocation) : invocation;
+        return convertJoined(called, complete, jobFrom, listener, account.findings);
+    });
 }
 
 std::string textOf(Answer answer)
@@ -62,7 +99,10 @@ int runCommandLine(const Invocation &invocation, UseServer useServer)
     try {
         const Request request = parseCommandLine(invocation);
         if (const Job *job = std::get_if<Job>(&request))
-            return runJob(invocation, *job, useServer);
+            return run(invocation, *job, useServer);
+        // A server refuses such a command line as a whole, but not its parts.
+        if (const Joining *joining = std::get_if<Joining>(&request))
+            return run(invocation, *joining);
         fputs(textOf(std::get<Answer>(request)).c_str(), stdout);
         return fflush(stdout) == 0 ? 0 : static_cast<int>(ExitCode::NotWritten);
     } catch (const Failure &failure) {
@@ -74,7 +114,7 @@ std::optional<Job> jobFrom(const Invocation &invocation)
 {
     try {
         Request request = parseCommandLine(invocation);
-        if (Job *job = std::get_if<Job>(&request))
+        if (Job *job = std::get_if<Job>(&request); job && (job->input != u"-"_s || job->document))
             return std::move(*job);
     } catch (const Failure &) {
         // The engine, told that the order is refused, parses it again and reports why.

@@ -9,5 +9,6 @@
 /// the log.
 int runCommandLine(const Invocation &invocation, UseServer useServer = UseServer::Yes);
 
-/// The job of a command line; nothing if it asks for something else (--help) or is refused.
+/// The job of a command line; nothing if it asks for something else (--help), is refused, or needs the
+/// process that was called: for several inputs, or for standard input that has not been read.
 std::optional<Job> jobFrom(const Invocation &invocation);

@@ -38,14 +38,16 @@ public:
 
     bool connected() const { return static_cast<bool>(m_descriptor); }
 
-    bool send(std::string_view bytes) const
+    bool send(std::string_view bytes)
     {
         while (!bytes.empty()) {
             const ssize_t count = ::send(m_descriptor.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (count > 0)
+            if (count > 0) {
                 bytes.remove_prefix(static_cast<size_t>(count));
-            else if ((errno != EAGAIN && errno != EINTR) || !wait(POLLOUT))
+                m_nextFrame = Deadline::in(silenceTimeout);
+            } else if ((errno != EAGAIN && errno != EINTR) || !wait(POLLOUT)) {
                 return false;
+            }
         }
         return true;
     }

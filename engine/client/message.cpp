@@ -93,6 +93,12 @@ std::string orderBody(const Invocation &invocation)
     append(body,
            std::chrono::duration_cast<std::chrono::milliseconds>(Deadline::Clock::now() - invocation.begun));
     append(body, invocation.folder);
+    append(body, int64_t{invocation.isPart});
+    append(body, int64_t{invocation.document.has_value()});
+    if (invocation.document) {
+        append(body, static_cast<int64_t>(invocation.document->size()));
+        body += *invocation.document;
+    }
     append(body, static_cast<int64_t>(invocation.variables.size()));
     for (const auto &[name, value] : invocation.variables) {
         append(body, name);
@@ -108,6 +114,14 @@ Invocation invocationFrom(std::string_view body)
     Invocation invocation;
     invocation.begun = Deadline::Clock::now() - takeTime(body);
     invocation.folder = takeText(body);
+    invocation.isPart = takeNumber(body, 0, 1) == 1;
+    if (takeNumber(body, 0, 1) == 1) {
+        const auto size = static_cast<size_t>(takeNumber(body, 0, maximumDocument));
+        if (size > body.size())
+            refuse();
+        invocation.document = body.substr(0, size);
+        body.remove_prefix(size);
+    }
     for (int64_t left = takeNumber(body, 0, maximumOrder); left > 0; --left) {
         std::string name = takeText(body);
         invocation.variables.emplace_back(std::move(name), takeText(body));
@@ -143,6 +157,7 @@ std::string findingsBody(const Findings &findings)
 {
     std::string body;
     append(body, findings.report);
+    append(body, findings.address);
     for (const std::string &warning : findings.warnings)
         append(body, warning);
     return body;
@@ -152,6 +167,7 @@ Findings findingsFrom(std::string_view body)
 {
     Findings findings;
     findings.report = takeText(body);
+    findings.address = takeText(body);
     while (!body.empty())
         findings.warnings.push_back(takeText(body));
     return findings;

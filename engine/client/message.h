@@ -29,7 +29,7 @@ struct Frame {
 };
 
 /// In bytes.
-inline constexpr size_t maximumOrder = 1 << 20;
+inline constexpr size_t maximumOrder = maximumDocument + (1 << 20);
 /// In bytes: what a frame's length can say.
 inline constexpr size_t maximumBody = std::numeric_limits<uint32_t>::max();
 

@@ -23,28 +23,37 @@ std::optional<std::string> printedByServer(const Invocation &invocation, const A
 
 } // namespace
 
-size_t convert(const Invocation &invocation, const Job &job, UseServer useServer,
-               const ActivityListener &listener, Findings &findings)
+void print(const Invocation &invocation, const Job &job, UseServer useServer,
+           const ActivityListener &listener, Cancellation &cancellation, Findings &findings,
+           const std::function<void(std::string_view pdf)> &take)
 {
-    const std::string output = job.output.toStdString();
-    checkPlaces(output, job.report.toStdString());
     const Order order = orderOf(job, Deadline::after(invocation.begun, job.timeout));
-    const auto write = [&output](std::string_view pdf) {
-        writeOutput(output, pdf);
-        return pdf.size();
-    };
     if (useServer == UseServer::Yes) {
         if (const std::optional<std::string> pdf = printedByServer(invocation, listener, findings))
-            return write(*pdf);
+            return take(*pdf);
     }
     JobRecord record;
     QByteArray pdf;
     try {
-        pdf = renderAlone(order, listener, record);
+        pdf = renderAlone(order, listener, record, cancellation);
     } catch (const Failure &) {
         findings = record.findings(job);
         throw;
     }
     findings = record.findings(job);
-    return write({pdf.constData(), static_cast<size_t>(pdf.size())});
+    take({pdf.constData(), static_cast<size_t>(pdf.size())});
+}
+
+size_t convert(const Invocation &invocation, const Job &job, UseServer useServer,
+               const ActivityListener &listener, Findings &findings)
+{
+    const std::string output = job.output.toStdString();
+    checkPlaces(output, job.report.toStdString());
+    size_t bytes = 0;
+    Cancellation none;
+    print(invocation, job, useServer, listener, none, findings, [&](std::string_view pdf) {
+        writeOutput(output, pdf);
+        bytes = pdf.size();
+    });
+    return bytes;
 }

@@ -5,6 +5,9 @@
 #include "engine/convert/render.h"
 #include "engine/job/job.h"
 
+#include <functional>
+#include <string_view>
+
 /// Whether the warm server is asked to do the job, and started if there is none.
 enum class UseServer { No, Yes };
 
@@ -14,3 +17,8 @@ enum class UseServer { No, Yes };
 /// writeOutput() do; the output is then as it was before.
 size_t convert(const Invocation &invocation, const Job &job, UseServer useServer,
                const ActivityListener &listener, Findings &findings);
+
+/// Same, but gives the PDF to `take` instead of writing it. Throws also Cancelled; and so may `listener`.
+void print(const Invocation &invocation, const Job &job, UseServer useServer,
+           const ActivityListener &listener, Cancellation &cancellation, Findings &findings,
+           const std::function<void(std::string_view pdf)> &take);

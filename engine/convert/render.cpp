@@ -10,13 +10,19 @@ namespace
 {
 
 QByteArray printedBy(Browser &browser, const Order &order, const ActivityListener &listener,
-                     JobRecord &record)
+                     JobRecord &record, Cancellation &cancellation)
 {
     const WatchedJob watched(browser.memory());
     try {
         const std::unique_ptr<Page> page =
             order.job.proxy ? std::make_unique<Page>(browser, order.job.proxy, order.deadline)
                             : std::make_unique<Page>(browser, order.deadline);
+        // Destroyed before the page, so that cancel() cannot use a page that is gone.
+        const struct Registered {
+            Cancellation &cancellation;
+            ~Registered() { cancellation.removePage(); }
+        } registered{cancellation};
+        cancellation.setPage(page.get());
         QByteArray printed = printPage(*page, order, record, listener);
         // Its end takes longer than the edits do.
         browser.end();
@@ -28,13 +34,14 @@ QByteArray printedBy(Browser &browser, const Order &order, const ActivityListene
 
 } // namespace
 
-QByteArray renderAlone(const Order &order, const ActivityListener &listener, JobRecord &record)
+QByteArray renderAlone(const Order &order, const ActivityListener &listener, JobRecord &record,
+                       Cancellation &cancellation)
 {
     listener("starting the browser");
     Browser browser(launchFlagsFor(order.job), order.job.proxy ? FirstPage::None : FirstPage::Blank);
     // While it starts.
     loadPdfEdits();
-    const QByteArray printed = printedBy(browser, order, listener, record);
+    const QByteArray printed = printedBy(browser, order, listener, record, cancellation);
     listener("finishing the PDF");
     return finishPdf(printed, order.job, record);
 }

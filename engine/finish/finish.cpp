@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QLibrary>
 
+#include <exception>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -19,12 +21,13 @@ bool isLackOfMemory(const QString &why)
            why.contains("cannot allocate memory"_L1, Qt::CaseInsensitive);
 }
 
-EditPdf loadedEdits()
+template <typename Function>
+Function loadedFunction(const char *name)
 {
     QLibrary module(QFile::decodeName(pdfModuleOf(executablePath()).c_str()));
-    const auto edit = reinterpret_cast<EditPdf>(module.resolve(editPdfName));
-    if (edit)
-        return edit;
+    const auto function = reinterpret_cast<Function>(module.resolve(name));
+    if (function)
+        return function;
     const QString why = module.errorString();
     throw Failure(ExitCode::Crashed, isLackOfMemory(why) ? u"there is too little memory: %1"_s.arg(why)
                                                          : u"the installation is incomplete: %1"_s.arg(why));
@@ -32,8 +35,24 @@ EditPdf loadedEdits()
 
 EditPdf pdfEdits()
 {
-    static const EditPdf edits = loadedEdits();
+    static const auto edits = loadedFunction<EditPdf>(editPdfName);
     return edits;
+}
+
+/// `what` is the PDF, for messages.
+void check(EditOutcome outcome, const QString &what, const QString &problem)
+{
+    if (outcome == EditOutcome::Refused)
+        throw Failure(ExitCode::Crashed, u"%1 cannot be edited: %2"_s.arg(what, problem),
+                      Failure::Retry::IsInVain);
+    if (outcome == EditOutcome::Unreadable)
+        throw Failure(ExitCode::Crashed, u"%1 cannot be read: %2"_s.arg(what, problem));
+}
+
+void checkSize(std::uint64_t bytes, const Job &job)
+{
+    if (bytes > static_cast<std::uint64_t>(job.maximumOutput) << 20U)
+        throw tooLargeForOutput(job.maximumOutput);
 }
 
 } // namespace
@@ -50,16 +69,34 @@ QByteArray finishPdf(const QByteArray &printed, const Job &job, JobRecord &recor
     described.page = record.page;
     QByteArray pdf;
     QString problem;
-    switch (pdfEdits()(printed, described, pdf, record.pages, problem)) {
-    case EditOutcome::Edited:
-        break;
-    case EditOutcome::Refused:
-        throw Failure(ExitCode::Crashed, u"the printed PDF cannot be edited: %1"_s.arg(problem),
-                      Failure::Retry::IsInVain);
-    case EditOutcome::Unreadable:
-        throw Failure(ExitCode::Crashed, u"the printed PDF cannot be read: %1"_s.arg(problem));
-    }
-    if (pdf.size() > static_cast<qsizetype>(job.maximumOutput) << 20)
-        throw tooLargeForOutput(job.maximumOutput);
+    check(pdfEdits()(printed, described, pdf, record.pages, problem), u"the printed PDF"_s, problem);
+    checkSize(static_cast<std::uint64_t>(pdf.size()), job);
     return pdf;
+}
+
+void joinPdfs(const std::vector<Part> &parts, const PartReader &read, const Job &job, Spool &spool)
+{
+    // What is thrown here must not be taken for a fault of a PDF.
+    std::exception_ptr failure;
+    const auto guarded = [&failure](const auto &action) {
+        try {
+            return action();
+        } catch (...) {
+            failure = std::current_exception();
+            throw;
+        }
+    };
+    QString problem;
+    const EditOutcome outcome = loadedFunction<JoinPdfs>(joinPdfsName)(
+        parts, [&](size_t index) { return guarded([&] { return read(index); }); }, job,
+        [&](std::string_view bytes) {
+            guarded([&] {
+                spool.append(bytes);
+                checkSize(spool.size(), job);
+            });
+        },
+        problem);
+    if (failure)
+        std::rethrow_exception(failure);
+    check(outcome, u"a printed PDF"_s, problem);
 }

@@ -1,16 +1,20 @@
 #include "engine/finish/module.h"
 
 #include "engine/pdf/edits.h"
+#include "engine/pdf/joining/joining.h"
 #include "engine/pdf/reading/refusal.h"
 
 #include <exception>
 #include <type_traits>
 
-extern "C" Q_DECL_EXPORT EditOutcome editPdf(const QByteArray &printed, const Job &job, QByteArray &pdf,
-                                             int &pages, QString &problem)
+namespace
+{
+
+template <typename Action>
+EditOutcome outcomeOf(const Action &action, QString &problem)
 {
     try {
-        pdf = editedPdf(printed, job, &pages);
+        action();
         return EditOutcome::Edited;
     } catch (const Refusal &refusal) {
         problem = QString::fromUtf8(refusal.what());
@@ -21,4 +25,21 @@ extern "C" Q_DECL_EXPORT EditOutcome editPdf(const QByteArray &printed, const Jo
     }
 }
 
+} // namespace
+
+extern "C" Q_DECL_EXPORT EditOutcome editPdf(const QByteArray &printed, const Job &job, QByteArray &pdf,
+                                             int &pages, QString &problem)
+{
+    return outcomeOf([&] { pdf = editedPdf(printed, job, &pages); }, problem);
+}
+
+extern "C" Q_DECL_EXPORT EditOutcome joinPdfs(const std::vector<Part> &parts, const PartReader &read,
+                                              const Job &job,
+                                              const std::function<void(std::string_view)> &write,
+                                              QString &problem)
+{
+    return outcomeOf([&] { joinParts(parts, read, job, write); }, problem);
+}
+
 static_assert(std::is_same_v<decltype(&editPdf), EditPdf>);
+static_assert(std::is_same_v<decltype(&joinPdfs), JoinPdfs>);

@@ -1,11 +1,14 @@
 #pragma once
 
 #include "engine/job/job.h"
+#include "engine/job/part.h"
 
 #include <QByteArray>
 #include <QString>
 
-// The function that the module with the edits exports to the engine.
+#include <string_view>
+
+// The functions that the module with the edits exports to the engine.
 
 enum class EditOutcome {
     Edited,
@@ -18,3 +21,8 @@ using EditPdf = EditOutcome (*)(const QByteArray &printed, const Job &job, QByte
                                 QString &problem);
 /// Its name in the module.
 inline constexpr char editPdfName[] = "editPdf";
+
+/// Calls joinParts(), or if it throws puts the reason into `problem`.
+using JoinPdfs = EditOutcome (*)(const std::vector<Part> &parts, const PartReader &read, const Job &job,
+                                 const std::function<void(std::string_view)> &write, QString &problem);
+inline constexpr char joinPdfsName[] = "joinPdfs";

@@ -117,3 +117,18 @@ Address resolveInput(const QString &input, const QString &folder)
         refuse(QStringLiteral("%1: only http, https and file addresses can be converted").arg(shown));
     return scheme == QLatin1String("file") ? fromFileAddress(address, shown) : web(address);
 }
+
+Address resolveBase(const QString &base, const QString &folder)
+{
+    const QUrl url(base);
+    const QString path = url.isLocalFile() ? url.toLocalFile() : QDir(folder).filePath(base);
+    Address address;
+    if (QFileInfo(path).isDir()) {
+        address.url = QUrl::fromLocalFile(QDir(path).absolutePath() + u'/').toString(QUrl::FullyEncoded);
+        address.isFile = true;
+    } else {
+        address = resolveInput(base, folder);
+    }
+    address.shown = QStringLiteral("standard input");
+    return address;
+}

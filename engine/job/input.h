@@ -19,3 +19,8 @@ struct Address {
 /// Failure(NotLoaded) for a folder, a pipe, device or file of the kernel's, a file that cannot be read
 /// (whether by its path or its address), and a scheme other than http, https and file.
 Address resolveInput(const QString &input, const QString &folder = QStringLiteral("."));
+
+/// Resolves where a document from standard input counts as being: a file or folder seen from `folder`, which
+/// it is itself if `base` is empty, otherwise an address. Throws as resolveInput() does, but not for a
+/// folder.
+Address resolveBase(const QString &base, const QString &folder);

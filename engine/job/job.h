@@ -51,12 +51,22 @@ int usualMaximumMemory();
 
 /// One conversion, as ordered: everything a job needs to know and nothing of how it is done.
 struct Job {
-    /// A path if such a file exists, otherwise an address; without a scheme it gets "http://".
+    /// "-" for standard input, a path if such a file exists, otherwise an address; without a scheme it gets
+    /// "http://".
     QString input;
+    /// For the input "-": the document, and the address or path of the file or folder where it counts as
+    /// being; empty for the working folder.
+    std::optional<QByteArray> document;
+    QString baseUrl;
     /// The PDF's path. Written whole or not at all.
     QString output;
     /// Where relative paths begin.
     QString folder;
+    /// Files that name further inputs; "-" for standard input.
+    QStringList inputLists;
+    /// Its PDF is to be joined with those of other inputs: links to these are still to be made, and those out
+    /// of the whole removed.
+    bool isPart = false;
 
     /// The paper in points, as its name has it, before any turning. Without it the page's own size holds.
     std::optional<QSizeF> paper;

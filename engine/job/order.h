@@ -14,10 +14,16 @@ struct Order {
     Deadline deadline;
 };
 
-/// The order for the job, with its files read. Throws Failure as readFiles() and resolveInput() do.
+/// What the browser is to open for the job. Throws Failure as resolveInput() and resolveBase() do.
+inline Address addressOf(const Job &job)
+{
+    return job.document ? resolveBase(job.baseUrl, job.folder) : resolveInput(job.input, job.folder);
+}
+
+/// The order for the job, with its files read. Throws Failure as readFiles() and addressOf() do.
 inline Order orderOf(Job job, Deadline deadline)
 {
     readFiles(job);
-    const Address address = resolveInput(job.input, job.folder);
+    const Address address = addressOf(job);
     return {std::move(job), address, deadline};
 }

@@ -28,6 +28,7 @@ Findings JobRecord::findings(const Job &job) const
     Findings findings;
     for (const QString &warning : warnings)
         findings.warnings.push_back(onOneLine(warning).toStdString());
+    findings.address = page.address.toString(QUrl::FullyEncoded).toStdString();
     if (job.report.isEmpty())
         return findings;
     JobRecord ended = *this;
@@ -39,7 +40,7 @@ Findings JobRecord::findings(const Job &job) const
     const QJsonObject report{
         {u"input"_s, withoutCredentials(job.input)},
         {u"address"_s,
-         page.address.isEmpty() ? QJsonValue() : QJsonValue(page.address.toString(QUrl::FullyEncoded))},
+         findings.address.empty() ? QJsonValue() : QJsonValue(QString::fromStdString(findings.address))},
         {u"pages"_s, pages},
         {u"warnings"_s, QJsonArray::fromStringList(warnings)},
         {u"requests"_s, QJsonObject{{u"count"_s, requests}, {u"failed"_s, failedRequests}}},

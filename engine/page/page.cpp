@@ -114,7 +114,7 @@ Page::Page(Browser &browser, Deadline deadline, const std::function<Place(Sessio
       m_place((m_browser.setActivity(u"starting the browser"_s), open(m_browser))),
       m_session(browser.connection(), m_place.session, deadline),
       m_events(m_session, m_place.target, m_place.context), m_authentication(m_session, m_place.target),
-      m_time(m_session), m_preparation(m_session, m_place.target),
+      m_given(m_session), m_time(m_session), m_preparation(m_session, m_place.target),
       m_readiness(m_session, m_place.target, m_events, m_time, m_preparation,
                   ThreadWatch(browser.guardProcess())),
       m_fitting(m_browser, m_place.context, m_session, m_place.target, m_time)
@@ -170,6 +170,10 @@ void checkReach(const Order &order)
 {
     if (!order.job.blockPrivateAddresses)
         return;
+    if (order.address.isFile && order.job.document)
+        throw Failure(ExitCode::NotLoaded,
+                      u"standard input counts as a file: give --base-url with an address, or convert it "
+                      "without --block-private-addresses"_s);
     if (order.address.isFile)
         throw Failure(
             ExitCode::NotLoaded,
@@ -193,8 +197,10 @@ void Page::load(const Order &order, JobRecord &record)
     configure(order.job);
     m_preparation.announce(order.job);
     pose(order.job);
-    if (const QJsonObject interception = m_authentication.begin(order.job, order.address);
-        !interception.isEmpty()) {
+    QJsonObject interception = m_authentication.begin(order.job, order.address);
+    if (order.job.document)
+        interception = m_given.begin(order.address.url, *order.job.document, interception);
+    if (!interception.isEmpty()) {
         m_session.post(u"Fetch.enable"_s, interception);
         m_events.sendToChildren(u"Fetch.enable"_s, interception);
     }
@@ -319,6 +325,8 @@ QByteArray Page::print(const Job &job)
         m_fit = m_fitting.fit(job, m_preparation, m_readiness.isAsPrepared(), Deadline::in(fittingTime));
         if (job.viewport)
             m_preparation.setViewport(*job.viewport);
+        if (job.isPart)
+            addTargets(job);
         settings.insert(u"scale"_s, m_fit.scale);
         const bool hasTags = m_fit.elements <= maximumTaggedElements;
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && hasTags);
@@ -384,6 +392,19 @@ Session::Reply Page::printedOnOnePage(const Job &job, QJsonObject settings)
             return reply;
         height *= growthOnOnePage;
     }
+}
+
+/// Has the PDF a destination for every place that others may link to.
+void Page::addTargets(const Job &job)
+{
+    // Otherwise observers of the page would notice.
+    const auto disableScripts = [&](bool disabled) {
+        if (job.javaScript)
+            m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, disabled}});
+    };
+    disableScripts(true);
+    runInFrame(m_session, m_preparation.mainFrame(), targetsScript, {}, Deadline::in(fittingTime));
+    disableScripts(false);
 }
 
 /// The browser makes the outline from the tags.

@@ -5,6 +5,7 @@
 #include "engine/job/record.h"
 #include "engine/page/authentication.h"
 #include "engine/page/fitting.h"
+#include "engine/page/givendocument.h"
 #include "engine/page/pageevents.h"
 #include "engine/page/preparation.h"
 #include "engine/page/readiness.h"
@@ -76,6 +77,7 @@ private:
     void pose(const Job &job);
     void navigate(const Address &address, const Job &job);
     Session::Reply printedOnOnePage(const Job &job, QJsonObject settings);
+    void addTargets(const Job &job);
     void noteHeadings();
     Session::Reply printed(const QJsonObject &settings);
 
@@ -87,6 +89,7 @@ private:
     bool m_closed = false;
     PageEvents m_events;
     Authentication m_authentication;
+    GivenDocument m_given;
     VirtualTime m_time;
     Preparation m_preparation;
     Readiness m_readiness;

@@ -55,3 +55,6 @@ extern const char shimScript[];
 /// show.js, a function of the height in CSS pixels down to which the document has been shown already; its
 /// promise is kept when the rest has been drawn.
 extern const char showScript[];
+
+/// targets.js, a function without argument, for documents that others link to. Returns {}.
+extern const char targetsScript[];

@@ -25,8 +25,8 @@ QByteArray editedPdf(const QByteArray &printed, const Job &job, int *pages)
     addOutline(document.pdf(), job.page.headings);
     if (job.fixedTime.isValid())
         renameElements(document.pdf());
-    // Before links out of the document are removed.
-    if (mayHaveRelatedLinks(printed, job.page.address))
+    // Before links out of the document are removed. Those of a part wait until all parts are there.
+    if (!job.isPart && mayHaveRelatedLinks(printed, job.page.address))
         relateLinks(document.pdf(), job.page.address);
     if (!job.pageRanges.isEmpty())
         removeDanglingLinks(document.pdf());

@@ -5,6 +5,7 @@
 #include "engine/client/message.h"
 #include "engine/client/start.h"
 #include "engine/finish/finish.h"
+#include "engine/page/cancellation.h"
 #include "engine/page/printing.h"
 #include "engine/server/browserpool.h"
 
@@ -69,28 +70,6 @@ Reply replyOf(const Failure &failure)
 struct Task {
     Task(Job j, Deadline d) : job(std::move(j)), deadline(d) {}
 
-    void cancel()
-    {
-        const std::lock_guard lock(mutex);
-        cancelled = true;
-        if (page)
-            page->cancel();
-    }
-    /// Makes `p` the page that cancel() stops; throws Cancelled if that has been called already.
-    void setPage(Page *p)
-    {
-        const std::lock_guard lock(mutex);
-        page = p;
-        if (cancelled)
-            throw Cancelled();
-    }
-    /// To be called before the page is destroyed.
-    void removePage()
-    {
-        const std::lock_guard lock(mutex);
-        page = nullptr;
-    }
-
     void setActivity(std::string_view activity)
     {
         const std::lock_guard lock(mutex);
@@ -105,9 +84,8 @@ struct Task {
     const Job job;
     const Deadline deadline;
     const Deadline::Clock::time_point arrival = Deadline::Clock::now();
+    Cancellation cancellation;
     std::mutex mutex;
-    Page *page = nullptr;
-    bool cancelled = false;
     QByteArray doing = "waiting for other jobs";
     JobRecord record;
     /// Valid when `done`, unless cancelled.
@@ -201,7 +179,7 @@ private:
     QByteArray printedOf(Task &task)
     {
         // Throws if the task was cancelled while it was in the queue.
-        task.setPage(nullptr);
+        task.cancellation.setPage(nullptr);
         const Order order = orderOf(task.job, task.deadline);
         const std::shared_ptr<PooledBrowser> browser = m_pool.browserFor(launchFlagsFor(order.job));
         const WatchedJob watched(browser->memory());
@@ -225,13 +203,13 @@ private:
 
             ~Finish()
             {
-                task.removePage();
+                task.cancellation.removePage();
                 browser.finishJob(std::move(done));
             }
         } finish{task, browser, nullptr};
         page = browser.takePage(order.job.proxy, order.deadline);
         try {
-            task.setPage(page.get());
+            task.cancellation.setPage(page.get());
             QByteArray printed = printPage(*page, order, task.record, [&task](std::string_view activity) {
                 task.setActivity(activity);
             });
@@ -269,7 +247,7 @@ public:
     ~Client()
     {
         if (m_task)
-            m_task->cancel();
+            m_task->cancellation.cancel();
     }
 
     /// Whether it has not sent its order, or not read its result, in time.

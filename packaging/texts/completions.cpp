@@ -108,7 +108,8 @@ QString zshCompletion(std::span<const Option> options)
            "_arguments \\\n"
            "%1"
            "    '1:HTML file or web address:_files -g \"*.(html|htm|xhtml|svg)(-.)\"' \\\n"
-           "    '2:PDF to write:_files -g \"*.pdf(-.)\"'\n"_s.arg(rows);
+           "    '*:HTML file, web address or PDF to write:_files -g \"*.(html|htm|xhtml|svg|pdf)(-.)\"'\n"_s
+               .arg(rows);
 }
 
 QString fishCompletion(std::span<const Option> options)

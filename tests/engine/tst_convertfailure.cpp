@@ -87,7 +87,7 @@ void ConvertFailureTest::badArguments_data()
     QTest::newRow("a missing value") << QStringList{u"in.html"_s, u"out.pdf"_s, u"--copies"_s};
     QTest::newRow("a bad number") << QStringList{u"--copies"_s, u"two"_s, u"in.html"_s, u"out.pdf"_s};
     QTest::newRow("one name") << QStringList{u"in.html"_s};
-    QTest::newRow("three names") << QStringList{u"in.html"_s, u"out.pdf"_s, u"more\nwords"_s};
+    QTest::newRow("a list without an output") << QStringList{u"--input-list"_s, u"list"_s};
 }
 
 void ConvertFailureTest::badArguments()

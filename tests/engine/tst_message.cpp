@@ -26,13 +26,16 @@ Invocation oddInvocation()
         {u""_s, u" "_s, u"--title"_s, u"--"_s, u"pässwörd 密"_s, u"a\nb"_s, QString(100000, u'x'), u""_s});
     invocation.arguments.emplace_back("\xff\xc3");
     invocation.folder = "/töp/a\xff b";
+    invocation.isPart = true;
+    invocation.document = std::string("<p>\0\xff", 5);
     invocation.variables = {{"QUIRELLE_PASSWORD", "a\nb"}, {"QUIRELLE_PROXY", ""}};
     return invocation;
 }
 
 bool same(const Invocation &one, const Invocation &other)
 {
-    return one.arguments == other.arguments && one.variables == other.variables && one.folder == other.folder;
+    return one.arguments == other.arguments && one.variables == other.variables &&
+           one.folder == other.folder && one.isPart == other.isPart && one.document == other.document;
 }
 
 } // namespace
@@ -137,7 +140,7 @@ void MessageTest::anOrderCutWithinATextIsRefused()
     const std::string whole = orderBody(ordinaryInvocation());
     for (size_t size = 0; size < whole.size(); ++size) {
         const std::string part = whole.substr(0, size);
-        if (!part.ends_with('\0') || std::count(part.begin(), part.end(), '\0') < 3)
+        if (!part.ends_with('\0') || std::count(part.begin(), part.end(), '\0') < 5)
             QVERIFY_THROWS_EXCEPTION(std::runtime_error, invocationFrom(part));
     }
 }
@@ -150,28 +153,21 @@ void MessageTest::whatIsNoOrderIsRefused_data()
     QTest::newRow("a null character") << QByteArray(1, '\0');
     QTest::newRow("null characters") << QByteArray(100, '\0');
     QTest::newRow("no folder") << QByteArray("1\0", 2);
-    QTest::newRow("no time") << QByteArray("\0/\0"
-                                           "0\0a\0",
-                                           7);
-    QTest::newRow("time in words") << QByteArray("soon\0/\0"
-                                                 "0\0a\0",
-                                                 11);
-    QTest::newRow("negative time") << QByteArray("-1\0/\0"
-                                                 "0\0a\0",
-                                                 9);
-    QTest::newRow("endless time") << QByteArray("9223372036854775807\0/\0"
-                                                "0\0a\0",
-                                                26);
-    QTest::newRow("time beyond all numbers") << QByteArray(100, '9') + QByteArray("\0/\0"
-                                                                                  "0\0a\0",
-                                                                                  7);
-    QTest::newRow("no number of variables") << QByteArray("1\0/\0a\0", 6);
-    QTest::newRow("fewer variables than said") << QByteArray("1\0/\0"
-                                                             "2\0a\0b\0",
-                                                             10);
-    QTest::newRow("endless variables") << QByteArray("1\0/\0"
-                                                     "99999999\0a\0b\0",
-                                                     17);
+    // Texts with a line end for each null character.
+    const auto row = [](const char *name, QByteArray lines) {
+        QTest::newRow(name) << lines.replace('\n', '\0');
+    };
+    row("no time", "\n/\n0\n0\n0\na\n");
+    row("time in words", "soon\n/\n0\n0\n0\na\n");
+    row("negative time", "-1\n/\n0\n0\n0\na\n");
+    row("endless time", "9223372036854775807\n/\n0\n0\n0\na\n");
+    row("time beyond all numbers", QByteArray(100, '9') + "\n/\n0\n0\n0\na\n");
+    row("neither a part nor none", "1\n/\n2\n0\n0\na\n");
+    row("a document shorter than said", "1\n/\n0\n1\n20\n<p>\n0\na\n");
+    row("a document too large", "1\n/\n0\n1\n" + QByteArray::number(maximumDocument + 1) + "\n0\na\n");
+    row("no number of variables", "1\n/\n0\n0\na\n");
+    row("fewer variables than said", "1\n/\n0\n0\n2\na\nb\n");
+    row("endless variables", "1\n/\n0\n0\n99999999\na\nb\n");
 }
 
 void MessageTest::whatIsNoOrderIsRefused()
@@ -194,10 +190,11 @@ void MessageTest::anAcceptanceArrivesAsItWas()
 
 void MessageTest::findingsArriveAsTheyWere()
 {
-    const Findings findings{{"töp is missing", "", "b"}, R"("pages":3)"};
+    const Findings findings{{"töp is missing", "", "b"}, "file:///a%20b", R"("pages":3)"};
     const std::string body = findingsBody(findings);
     const Findings arrived = findingsFrom(body);
-    QVERIFY(arrived.warnings == findings.warnings && arrived.report == findings.report);
+    QVERIFY(arrived.warnings == findings.warnings && arrived.report == findings.report &&
+            arrived.address == findings.address);
     QVERIFY(findingsFrom(findingsBody({})).warnings.empty());
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, findingsFrom(body.substr(0, body.size() - 1)));
     QVERIFY_THROWS_EXCEPTION(std::runtime_error, findingsFrom(""));

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QTest>
+#include <QThread>
 
 #include <sys/ioctl.h>
 
@@ -25,6 +26,7 @@ private slots:
     void helpFitsTheTerminal();
     void aRefusalIsOnePlainLine();
     void aLongJobSaysWhatItDoes();
+    void severalInputsAreCounted();
     void aShortJobSaysNothing();
     void theStatusLineNeverWraps();
     void elsewhereNothingIsSaidOfALongJob_data();
@@ -89,6 +91,21 @@ void TerminalTest::aLongJobSaysWhatItDoes()
         QString::fromUtf8(job.screen).contains(QRegularExpression(u"\r\x1b\\[Kquirelle: [^\x1b]*\r\n$"_s)),
         job.screen.constData());
     QCOMPARE(job.screen.count('\n'), 1);
+}
+
+void TerminalTest::severalInputsAreCounted()
+{
+    QStringList arguments{u"--wait"_s, u"1.5"_s};
+    const int count = 2 * QThread::idealThreadCount();
+    for (int i = 0; i < count; ++i)
+        arguments += m_engine->write(u"page-%1.html"_s.arg(i), "<p>page");
+    const TerminalResult job = atTerminal(arguments + QStringList{m_engine->freshOutput()});
+    QCOMPARE(job.run.exitCode, 0);
+    const QByteArray all = QByteArray::number(count);
+    QVERIFY2(job.screen.contains(" s, 0 of " + all + " printed, "), job.screen.constData());
+    const QRegularExpression left(u" s, [1-9]\\d* of %1 printed, about \\d+ s left, "_s.arg(count));
+    QVERIFY2(QString::fromUtf8(job.screen).contains(left), job.screen.constData());
+    QVERIFY2(job.screen.endsWith("\r\x1b[K"), job.screen.constData());
 }
 
 void TerminalTest::aShortJobSaysNothing()

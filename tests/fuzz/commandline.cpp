@@ -194,6 +194,10 @@ void checkSecrecy(const QStringList &arguments)
         if (const Job *job = std::get_if<Job>(&request)) {
             require(!withoutCredentials(job->input).contains(secret), "no password of an input is shown");
             require(!resolveInput(job->input).shown.contains(secret), "no password of an address is shown");
+        } else if (const Joining *asked = std::get_if<Joining>(&request)) {
+            Joining joining = *asked;
+            joining.whole.output.clear();
+            require(!nameOf(joining).contains(secret), "no password of several inputs is shown");
         }
     } catch (const Failure &failure) {
         require(!failure.message().contains(secret), "no message has a password in it");

@@ -1,4 +1,5 @@
 #include "engine/pdf/edits.h"
+#include "engine/pdf/joining/joining.h"
 #include "engine/pdf/writing/document.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/pdffile.h"
@@ -10,7 +11,7 @@
 #include <algorithm>
 
 // An input is a line of letters, one for each edit that is asked for, and the objects of a document: see
-// fileOf().
+// fileOf(). With "j" two of this document are joined.
 
 namespace
 {
@@ -109,6 +110,16 @@ void checkLinks(const std::vector<QPDFPageObjectHelper> &pages)
     }
 }
 
+std::string joined(const std::string &file, const Job &job)
+{
+    const Part part{title, {QUrl(QStringLiteral("http://a/"))}};
+    std::string written;
+    joinParts(
+        {part, part}, [&](size_t) { return QByteArray::fromStdString(file); }, job,
+        [&](std::string_view bytes) { written += bytes; });
+    return written;
+}
+
 void checkFinished(const std::string &written, const Job &job, const Reading &before)
 {
     const Reading after = readingOf(written, false);
@@ -145,6 +156,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     try {
         if (letters.isEmpty()) {
             checkPacking(file, before);
+        } else if (letters.contains('j')) {
+            const Job job = jobOf(letters);
+            Reading both = before;
+            both.pages *= 2;
+            checkFinished(joined(file, job), job, both);
         } else {
             const Job job = jobOf(letters);
             checkFinished(editedPdf(QByteArray::fromStdString(file), job).toStdString(), job, before);

@@ -165,11 +165,12 @@ void TextsTest::shellsComplete_data()
                          << QByteArrayList{
                                 "(* -)--help[print this]",
                                 "*--stylesheet[apply FILE]:FILE:_files",
+                                "*:HTML file, web address or PDF to write:_files -g "
+                                "\"*.(html|htm|xhtml|svg|pdf)(-.)\"",
                                 "--flag[don't \\[ever\\]]",
                                 "--media[style sheets for $HOME or \\\\n]:NAME:(screen print)",
                                 "-m[margins]:LENGTHS: ",
-                                "1:HTML file or web address:_files -g \"*.(html|htm|xhtml|svg)(-.)\"",
-                                "2:PDF to write:_files -g \"*.pdf(-.)\""};
+                                "1:HTML file or web address:_files -g \"*.(html|htm|xhtml|svg)(-.)\""};
 }
 
 void TextsTest::shellsComplete()

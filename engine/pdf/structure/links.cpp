@@ -89,15 +89,6 @@ void untag(QPDF &pdf, const std::vector<QPDFObjectHandle> &annotations)
     }
 }
 
-/// Of the first page, which is 0 0 at its lower left.
-QPDFObjectHandle startOf(QPDFPageObjectHelper page)
-{
-    const double top = page.getMediaBox().getArrayItem(3).getNumericValue();
-    return QPDFObjectHandle::newArray({page.getObjectHandle(), QPDFObjectHandle::newName("/XYZ"),
-                                       QPDFObjectHandle::newNull(), QPDFObjectHandle::newReal(top),
-                                       QPDFObjectHandle::newNull()});
-}
-
 /// "../b.html#x" from "file:///home/ann/a/a.html" to "file:///home/ann/b.html#x"; empty if they have no
 /// folder but the root in common.
 QString relativeAddress(const QUrl &from, const QUrl &to)
@@ -123,17 +114,17 @@ QString relativeAddress(const QUrl &from, const QUrl &to)
     return relative;
 }
 
-void relateLink(QPDFObjectHandle annotation, const QUrl &address, QPDFPageObjectHelper firstPage)
+void relateLink(QPDFObjectHandle annotation, const QUrl &base, const LinkTarget &targetOf)
 {
     QPDFObjectHandle action = annotation.getKey("/A");
     if (!action.isDictionary() || !action.getKey("/URI").isString())
         return;
     const QUrl to = QUrl::fromEncoded(QByteArray::fromStdString(action.getKey("/URI").getStringValue()));
-    if (to.matches(address, QUrl::RemoveFragment)) {
+    if (QPDFObjectHandle target = targetOf(to); !target.isNull()) {
         annotation.removeKey("/A");
-        annotation.replaceKey("/Dest", startOf(firstPage));
-    } else if (address.isLocalFile() && to.isLocalFile()) {
-        const QString relative = relativeAddress(address, to);
+        annotation.replaceKey("/Dest", target);
+    } else if (base.isLocalFile() && to.isLocalFile()) {
+        const QString relative = relativeAddress(base, to);
         if (!relative.isEmpty())
             action.replaceKey("/URI", QPDFObjectHandle::newString(relative.toStdString()));
     }
@@ -141,22 +132,39 @@ void relateLink(QPDFObjectHandle annotation, const QUrl &address, QPDFPageObject
 
 } // namespace
 
+QPDFObjectHandle startOf(QPDFPageObjectHelper page)
+{
+    // The page is 0 0 at its lower left.
+    const double top = page.getMediaBox().getArrayItem(3).getNumericValue();
+    return QPDFObjectHandle::newArray({page.getObjectHandle(), QPDFObjectHandle::newName("/XYZ"),
+                                       QPDFObjectHandle::newNull(), QPDFObjectHandle::newReal(top),
+                                       QPDFObjectHandle::newNull()});
+}
+
 bool mayHaveRelatedLinks(const QByteArray &printed, const QUrl &address)
 {
     const QUrl origin = address.adjusted(QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment);
     return !address.isEmpty() && printed.contains("/URI (" + origin.toEncoded());
 }
 
-void relateLinks(QPDF &pdf, const QUrl &address)
+void relateLinks(QPDF &pdf, const QUrl &base, const LinkTarget &targetOf)
 {
-    std::vector<QPDFPageObjectHelper> pages = QPDFPageDocumentHelper(pdf).getAllPages();
-    for (QPDFPageObjectHelper &page : pages) {
+    for (QPDFPageObjectHelper page : QPDFPageDocumentHelper(pdf).getAllPages()) {
         QPDFObjectHandle annotations = page.getObjectHandle().getKey("/Annots");
         if (!annotations.isArray())
             continue;
-        for (QPDFObjectHandle annotation : annotations.aitems())
-            relateLink(annotation, address, pages.front());
+        for (const QPDFObjectHandle &annotation : annotations.aitems())
+            relateLink(annotation, base, targetOf);
     }
+}
+
+void relateLinks(QPDF &pdf, const QUrl &address)
+{
+    const std::vector<QPDFPageObjectHelper> pages = QPDFPageDocumentHelper(pdf).getAllPages();
+    relateLinks(pdf, address, [&](const QUrl &to) {
+        return to.matches(address, QUrl::RemoveFragment) ? startOf(pages.front())
+                                                         : QPDFObjectHandle::newNull();
+    });
 }
 
 void removeExternalLinks(QPDF &pdf)

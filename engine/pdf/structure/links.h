@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QUrl>
+#include <qpdf/QPDFPageObjectHelper.hh>
+
+#include <functional>
 
 class QPDF;
 
@@ -8,10 +11,18 @@ class QPDF;
 /// document takes longer than all other edits.
 bool mayHaveRelatedLinks(const QByteArray &printed, const QUrl &address);
 
-/// Makes links to the document's own address lead to its first page, and of a document from a file, whose
-/// address is `address`, links to other files relative ones, so that the PDF does not name the folders of
-/// this machine: to those that lie below the same folder of the root. A link that is relative is so to the
-/// PDF.
+/// Where in the PDF a link to this address leads: the value of its /Dest (ISO 32000-1, 12.3.2); null if it
+/// leads out of the PDF.
+using LinkTarget = std::function<QPDFObjectHandle(const QUrl &address)>;
+
+/// The beginning of a page.
+QPDFObjectHandle startOf(QPDFPageObjectHelper page);
+
+/// Makes links to what `targetOf` knows lead there, and, if the file `base` is not empty, links to other
+/// files relative ones, so that the PDF does not name the folders of this machine: to those that lie below
+/// the same folder of the root. A link that is relative is so to the PDF.
+void relateLinks(QPDF &pdf, const QUrl &base, const LinkTarget &targetOf);
+/// Same for a whole document from `address`: links to this lead to its first page.
 void relateLinks(QPDF &pdf, const QUrl &address);
 
 /// Removes the links to destinations that the document does not have, such as those on pages that were not

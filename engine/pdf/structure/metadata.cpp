@@ -137,8 +137,6 @@ void setInformation(QPDF &pdf, const Job &job)
 {
     QPDFObjectHandle info = infoOf(pdf);
     QPDFObjectHandle root = pdf.getRoot();
-    if (job.title)
-        info.replaceKey("/Title", QPDFObjectHandle::newUnicodeString(job.title->toStdString()));
     setText(info, "/Author", job.page.author);
     setText(info, "/Subject", job.page.description);
     setText(info, "/Keywords", job.page.keywords);
@@ -151,11 +149,22 @@ void setInformation(QPDF &pdf, const Job &job)
         if (time.isValid() || job.fixedTime.isValid())
             setText(info, key, pdfDate(time.isValid() ? time : job.fixedTime));
     }
-    if (!info.hasKey("/Title"))
-        return;
+    if (job.title || info.hasKey("/Title"))
+        setTitle(pdf, job.title ? *job.title : titleOf(pdf));
+}
+
+void setTitle(QPDF &pdf, const QString &title)
+{
+    QPDFObjectHandle root = pdf.getRoot();
+    infoOf(pdf).replaceKey("/Title", QPDFObjectHandle::newUnicodeString(title.toStdString()));
     if (!root.getKey("/ViewerPreferences").isDictionary())
         root.replaceKey("/ViewerPreferences", QPDFObjectHandle::newDictionary());
     root.getKey("/ViewerPreferences").replaceKey("/DisplayDocTitle", QPDFObjectHandle::newBool(true));
+}
+
+QString titleOf(QPDF &pdf)
+{
+    return textOf(pdf, "/Title");
 }
 
 std::string xmpOf(QPDF &pdf)
@@ -174,11 +183,11 @@ void mapRoles(QPDF &pdf)
     tree.replaceKey("/RoleMap", map);
 }
 
-void renameElements(QPDF &pdf)
+size_t renameElements(QPDF &pdf, size_t first)
 {
     QPDFObjectHandle tree = pdf.getRoot().getKey("/StructTreeRoot");
     if (!tree.isDictionary() || !tree.getKey("/IDTree").isDictionary())
-        return;
+        return first;
     std::map<std::string, std::string> names;
     QPDFObjectHandle entries = QPDFObjectHandle::newArray();
     // In the order of object numbers, which depends on the document alone.
@@ -187,7 +196,7 @@ void renameElements(QPDF &pdf)
         if (!element.isDictionaryOfType("/StructElem") || !element.getKey("/ID").isString())
             continue;
         const QPDFObjectHandle name = QPDFObjectHandle::newString(
-            QStringLiteral("node%1").arg(names.size(), 8, 10, QLatin1Char('0')).toStdString());
+            QStringLiteral("node%1").arg(first + names.size(), 8, 10, QLatin1Char('0')).toStdString());
         names[element.getKey("/ID").getStringValue()] = QPDFObjectHandle(name).getStringValue();
         element.replaceKey("/ID", name);
         entries.appendItem(name);
@@ -204,4 +213,5 @@ void renameElements(QPDF &pdf)
                 renameStrings(attribute.getKey("/Headers"), names);
         }
     }
+    return first + names.size();
 }

@@ -12,6 +12,12 @@ class QPDF;
 /// Quirelle with the browser's name, or with the producer that the browser wrote if the name is not known.
 void setInformation(QPDF &pdf, const Job &job);
 
+/// Sets the title alone, and tells viewers to show it.
+void setTitle(QPDF &pdf, const QString &title);
+
+/// The title; empty for none.
+QString titleOf(QPDF &pdf);
+
 /// The information dictionary as an XMP packet (ISO 16684-1), for the catalogue's /Metadata.
 std::string xmpOf(QPDF &pdf);
 
@@ -19,6 +25,7 @@ std::string xmpOf(QPDF &pdf);
 /// nothing without a structure tree.
 void mapRoles(QPDF &pdf);
 
-/// Renames the structure elements that table cells refer to by their order, for reproducible output: the
-/// browser's numbers go on from one document to the next.
-void renameElements(QPDF &pdf);
+/// Renames the structure elements that table cells refer to by their order, the first of them number `first`:
+/// the browser's numbers go on from one document to the next, and may be the same in two. Returns the number
+/// after the last.
+size_t renameElements(QPDF &pdf, size_t first = 0);

@@ -114,7 +114,12 @@ std::string_view objectText(std::string_view text, int number)
     return text.substr(begin, end - begin);
 }
 
-void appendReferences(std::string_view text, std::vector<int> &references)
+namespace
+{
+
+/// Calls `found` with each reference's object number, and the words that stand for this and the generation.
+template <typename Found>
+void eachReference(std::string_view text, const Found &found)
 {
     Words words(text);
     std::string_view number;
@@ -125,8 +130,28 @@ void appendReferences(std::string_view text, std::vector<int> &references)
             if (first && wholeNumber(generation) != 0)
                 throw std::runtime_error("an object has a generation");
             if (first)
-                references.push_back(*first);
+                found(*first, number);
         }
         number = std::exchange(generation, word);
     }
+}
+
+} // namespace
+
+void appendReferences(std::string_view text, std::vector<int> &references)
+{
+    eachReference(text, [&](int number, std::string_view) { references.push_back(number); });
+}
+
+std::string renumbered(std::string_view text, const std::function<int(int number)> &numberOf)
+{
+    std::string result;
+    size_t done = 0;
+    eachReference(text, [&](int number, std::string_view word) {
+        const auto begin = static_cast<size_t>(word.data() - text.data());
+        result += text.substr(done, begin - done);
+        result += std::to_string(numberOf(number));
+        done = begin + word.size();
+    });
+    return result += text.substr(done);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -11,3 +13,7 @@ std::string_view objectText(std::string_view text, int number);
 /// Appends the numbers of all objects that `text`, an object's text without stream data, refers to. Throws
 /// std::runtime_error at a reference to a generation other than 0: the browser writes none.
 void appendReferences(std::string_view text, std::vector<int> &references);
+
+/// The text of an object, without stream data, with what `numberOf` gives for the numbers of the objects that
+/// it refers to. Throws as appendReferences() does.
+std::string renumbered(std::string_view text, const std::function<int(int number)> &numberOf);

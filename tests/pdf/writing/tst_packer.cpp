@@ -175,11 +175,20 @@ void TestPacker::writesWhateverWasChanged()
     QCOMPARE(pdf.readable().count("/Changed"), 1);
 }
 
+/// Where libqpdf does not already take such a reference for one to nothing, as it does from version 12 on.
 void TestPacker::refusesGenerations()
 {
     HandPdf hand;
     hand.catalogue("/Own [5 3 R]");
-    QVERIFY_THROWS_EXCEPTION(std::runtime_error, unchanged(hand.bytes()));
+    QByteArray packed;
+    try {
+        packed = unchanged(hand.bytes());
+    } catch (const std::runtime_error &) {
+        return;
+    }
+    QVERIFY(QPDF::QPDFVersion() >= "12");
+    PdfDocument again(packed);
+    QVERIFY(again.pdf().getRoot().getKey("/Own").getArrayItem(0).isNull());
 }
 
 void TestPacker::givesNoMissingNumberAway()

@@ -659,9 +659,7 @@ constexpr auto table = std::to_array<Option>({
         .name = "--strict-ignore",
         .value = "HOST",
         .help = "requests to HOST may fail without a warning",
-        .details = "Requests to this host, such as `ads.example.com`, may fail: there is no warning of them. "
-                   "Can be given "
-                   "several times.",
+        .details = "Requests to this host, such as `ads.example.com`, may fail: there is no warning of them.",
         .example = "--strict --strict-ignore ads.example.com www.example.com a.pdf",
         .apply = entry<&Job::ignoredHosts>,
         .isRepeatable = true,

@@ -7,19 +7,24 @@
     const properties = ['height', 'min-height', 'max-height', 'padding-top', 'padding-bottom', 'margin-top', 'margin-bottom', 'font-size', 'top'];
     const valuesOf = (element) => {
         const style = getComputedStyle(element);
-        return properties.map((property) => style.getPropertyValue(property));
+        const values = properties.map((property) => style.getPropertyValue(property));
+        // What hangs on the lower edge goes with it.
+        const isHung = /absolute|fixed/.test(style.position) && style.bottom === lasting.bottoms?.get(element);
+        return isHung ? values.with(properties.indexOf('top'), undefined) : values;
     };
     const all = document.getElementsByTagName('*');
     if (step === 'note') {
+        lasting.bottoms = undefined;
         lasting.heights = new Map([...all].map((element) => [element, valuesOf(element)]));
+        lasting.bottoms = new Map([...all].map((element) => [element, getComputedStyle(element).bottom]));
         return {};
     }
     if (step === 'pin') {
-        const differs = ([element, before]) => valuesOf(element).some((value, i) => value !== before[i]);
+        const differs = ([element, before]) => valuesOf(element).some((value, i) => value !== undefined && value !== before[i]);
         // The innermost first: those around them may only follow them.
         for (const [element, before] of [...lasting.heights].filter(differs).reverse())
             valuesOf(element).forEach((value, i) => {
-                if (value !== before[i]) own(element, 'style')?.setProperty(properties[i], before[i], 'important');
+                if (value !== undefined && value !== before[i]) own(element, 'style')?.setProperty(properties[i], before[i], 'important');
             });
         return {};
     }

@@ -1,4 +1,5 @@
 #include "tests/support/engine.h"
+#include "tests/support/pictures.h"
 #include "tests/support/webserver.h"
 
 #include <QTest>
@@ -100,6 +101,7 @@ private slots:
     void theWindowIsAsLargeAsSaid();
     void onePageAsTallAsTheContent_data();
     void onePageAsTallAsTheContent();
+    void barsAtTheLowerEdgeStayBars();
     void onePageTallerThanReadersAccept();
     void onePageAsLongAsCanBe();
     void cleanupTestCase();
@@ -394,6 +396,17 @@ void ConvertPagesTest::onePageAsTallAsTheContent()
     QVERIFY2(std::abs(found.width() - size.width()) < 2 && std::abs(found.height() - size.height()) < 12,
              qPrintable(u"%1 x %2"_s.arg(found.width()).arg(found.height())));
     QVERIFY(pdf.text().contains(u"END"_s));
+}
+
+void ConvertPagesTest::barsAtTheLowerEdgeStayBars()
+{
+    const Conversion conversion =
+        m_engine.convertText("<!DOCTYPE html><div style='position:fixed;left:0;right:0;bottom:0;background:"
+                             "#000;color:#fff'>bar</div><p style='height:3000px'>text",
+                             {u"--single-page"_s});
+    VERIFY_WRITTEN(conversion);
+    const double share = shareOf(Qt::black, conversion.pdf().picture(1, 40));
+    QVERIFY2(share > 0.001 && share < 0.02, qPrintable(QString::number(share)));
 }
 
 void ConvertPagesTest::onePageTallerThanReadersAccept()

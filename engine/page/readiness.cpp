@@ -83,6 +83,7 @@ void Readiness::awaitWhole(const Job &job, Deadline bound)
 void Readiness::beginDocument()
 {
     m_document = m_events.document();
+    m_time.beginDocument();
     m_facts = {};
     m_facts.pageTimeLeft = pageTime;
     m_lastWork = {};
@@ -347,6 +348,7 @@ void Readiness::giveUp(const Job &job)
     m_unfinished = m_events.requestsUnderWay();
     noteUnfinished();
     // One that reloads without end has nothing to print between its documents.
+    m_time.beginDocument();
     m_time.waitUntil([this] { return m_events.isParsed(); }, VirtualTime::Pace::Real,
                      Deadline::in(arrivalTime));
     m_session.post(u"Page.stopLoading"_s);

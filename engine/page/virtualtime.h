@@ -35,6 +35,8 @@ public:
     /// Lets so much of the page's time pass alongside whatever is asked of the page meanwhile; the real time
     /// does where none has been let pass yet.
     void flow(std::chrono::milliseconds duration);
+    /// To be told of another document: shares of the last one's time may never end.
+    void beginDocument() { m_pending.clear(); }
     /// Holds the time, so that the page does nothing more.
     void hold();
 

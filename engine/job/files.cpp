@@ -46,15 +46,6 @@ Descriptor pointAt(const QByteArray &path)
 #endif
 }
 
-QString textOf(const QByteArray &bytes, const std::function<void(const QString &)> &refuse)
-{
-    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decode(bytes);
-    if (decode.hasError())
-        refuse(u"is not text in UTF-8"_s);
-    return text;
-}
-
 void read(const QString &folder, const QString &option, JobFile &file)
 {
     const auto refuse = [&](const QString &reason) {
@@ -69,7 +60,10 @@ void read(const QString &folder, const QString &option, JobFile &file)
         refuse(u"cannot be read: %1"_s.arg(content.errorString()));
     if (content.size() > maximumSize)
         refuse(u"is larger than %1 MiB"_s.arg(maximumSize >> 20));
-    file.text = textOf(content.readAll(), refuse);
+    const std::optional<QString> text = utf8Text(content.readAll());
+    if (!text)
+        refuse(u"is not text in UTF-8"_s);
+    file.text = *text;
 }
 
 /// Calls `take` with each line that is not empty; whatever it refuses is in the message by its number only.
@@ -123,6 +117,13 @@ bool isOrdinaryFile(const QString &path)
     struct stat info {
     };
     return file && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) && !isKernelFile(file.get());
+}
+
+std::optional<QString> utf8Text(QByteArrayView bytes)
+{
+    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decode(bytes);
+    return decode.hasError() ? std::nullopt : std::optional(text);
 }
 
 void readFiles(Job &job)

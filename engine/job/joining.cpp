@@ -1,10 +1,10 @@
 #include "engine/job/joining.h"
 
 #include "engine/job/failure.h"
+#include "engine/job/files.h"
 
 #include <QDir>
 #include <QFile>
-#include <QStringDecoder>
 
 #include <cstdio>
 
@@ -45,12 +45,11 @@ QByteArray listAt(const QString &path, const QString &folder)
 
 QStringList inputsIn(const QByteArray &list, const QString &name)
 {
-    QStringDecoder decode(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decode(list);
-    if (decode.hasError() || text.contains(QChar::Null))
+    const std::optional<QString> text = utf8Text(list);
+    if (!text || text->contains(QChar::Null))
         refuse(u"--input-list %1 is not text in UTF-8"_s.arg(name));
     QStringList inputs;
-    for (const QString &line : text.split(u'\n')) {
+    for (const QString &line : text->split(u'\n')) {
         const QString input = line.trimmed();
         if (!input.isEmpty() && !input.startsWith(u'#'))
             inputs += input;

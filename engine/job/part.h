@@ -6,7 +6,6 @@
 #include <QUrl>
 
 #include <functional>
-#include <vector>
 
 /// One of several documents that are joined.
 struct Part {

@@ -28,7 +28,7 @@ public:
     Authentication &operator=(const Authentication &) = delete;
 
     /// The parameters of the command Fetch.enable that each session of the page needs from now on; empty for
-    /// a job without credentials, since intercepting requests has its price.
+    /// a job without credentials, headers and cookies, since intercepting requests has its price.
     QJsonObject begin(const Job &job, const Address &address);
     /// Gives the browser the job's cookies. Throws Failure(BadArguments) for one that it refuses.
     void setCookies(const Job &job);

@@ -30,11 +30,9 @@ void awaitTruth(Session &session, const std::function<bool()> &ask)
         session.waitUntil([] { return false; }, Deadline::in(interval));
 }
 
-/// Throws Failure(BadArguments) if the command ends with an exception.
-void check(Session &session, const QString &method, const QJsonObject &parameters, const QString &refusal)
+[[noreturn]] void refuse(const QString &message)
 {
-    if (session.ask(method, parameters).result.contains("exceptionDetails"_L1))
-        throw Failure(ExitCode::BadArguments, refusal, Failure::Retry::IsInVain);
+    throw Failure(ExitCode::BadArguments, message, Failure::Retry::IsInVain);
 }
 
 QString quoted(const QString &text)
@@ -46,9 +44,11 @@ QString quoted(const QString &text)
 void awaitElement(Session &session, const QString &mainFrame, const QString &selector)
 {
     session.setActivity(u"waiting for an element \"%1\" (--wait-for)"_s.arg(onOneLine(selector)));
-    check(session, u"Runtime.evaluate"_s,
-          {{u"expression"_s, u"new DocumentFragment().querySelector(%1)"_s.arg(quoted(selector))}},
-          u"--wait-for takes a CSS selector, not \"%1\""_s.arg(onOneLine(selector)));
+    const Session::Reply tried =
+        session.ask(u"Runtime.evaluate"_s,
+                    {{u"expression"_s, u"new DocumentFragment().querySelector(%1)"_s.arg(quoted(selector))}});
+    if (tried.result.contains("exceptionDetails"_L1))
+        refuse(u"--wait-for takes a CSS selector, not \"%1\""_s.arg(onOneLine(selector)));
     const QString expression =
         u"[...document.querySelectorAll(%1)].some((element) => element.getClientRects().length > 0 &&"
         " element.checkVisibility({ visibilityProperty: true, opacityProperty: true }))"_s.arg(
@@ -63,9 +63,9 @@ void awaitExpression(Session &session, const QString &condition)
 {
     session.setActivity(u"waiting for \"%1\" to be true (--wait-for-expression)"_s.arg(onOneLine(condition)));
     const QString expression = u"(async () => Boolean(await (%1\n)))()"_s.arg(condition);
-    check(session, u"Runtime.compileScript"_s,
-          {{u"expression"_s, expression}, {u"sourceURL"_s, QString()}, {u"persistScript"_s, false}},
-          u"--wait-for-expression takes an expression in JavaScript, not \"%1\""_s.arg(onOneLine(condition)));
+    if (!syntaxErrorIn(session, expression).isEmpty())
+        refuse(u"--wait-for-expression takes an expression in JavaScript, not \"%1\""_s.arg(
+            onOneLine(condition)));
     awaitTruth(session, [&] { return holds(session, expression, std::nullopt); });
 }
 

@@ -52,6 +52,14 @@ bool evaluate(Session &session, const QString &expression, const QString &frame,
 
 } // namespace
 
+QJsonObject syntaxErrorIn(Session &session, const QString &script)
+{
+    const Session::Reply reply =
+        session.ask(u"Runtime.compileScript"_s,
+                    {{u"expression"_s, script}, {u"sourceURL"_s, QString()}, {u"persistScript"_s, false}});
+    return reply.result["exceptionDetails"_L1].toObject();
+}
+
 QString callOf(const char *script, const QJsonObject &argument)
 {
     return u"(%1)(%2)"_s.arg(QString::fromUtf8(script),

@@ -13,6 +13,9 @@ std::optional<QJsonValue> engineContext(Session &session, const QString &frame, 
 /// The expression that calls a function, given as its text, with this argument.
 QString callOf(const char *script, const QJsonObject &argument);
 
+/// What is wrong with a script, as Runtime.ExceptionDetails; empty if nothing is.
+QJsonObject syntaxErrorIn(Session &session, const QString &script);
+
 struct FrameResult {
     QString frame;
     QJsonObject value;

@@ -325,13 +325,10 @@ QByteArray Page::print(const Job &job)
         m_fit = m_fitting.fit(job, m_preparation, m_readiness.isAsPrepared(), Deadline::in(fittingTime));
         if (job.viewport)
             m_preparation.setViewport(*job.viewport);
-        if (job.isPart)
-            addTargets(job);
         settings.insert(u"scale"_s, m_fit.scale);
         const bool hasTags = m_fit.elements <= maximumTaggedElements;
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && hasTags);
-        if (!job.lowQuality && !hasTags)
-            noteHeadings();
+        addTargets(job, !job.lowQuality && !hasTags);
         return job.singlePage ? printedOnOnePage(job, settings) : printed(settings);
     };
     Session::Reply reply = fitAndPrint();
@@ -394,28 +391,25 @@ Session::Reply Page::printedOnOnePage(const Job &job, QJsonObject settings)
     }
 }
 
-/// Has the PDF a destination for every place that others may link to.
-void Page::addTargets(const Job &job)
+/// Has the PDF destinations for the places that others may link to, and for the headings, if there is to be
+/// an outline that the browser, without tags, does not make.
+void Page::addTargets(const Job &job, bool wantsHeadings)
 {
+    m_headings.clear();
+    if (!job.isPart && !wantsHeadings)
+        return;
     // Otherwise observers of the page would notice.
     const auto disableScripts = [&](bool disabled) {
         if (job.javaScript)
             m_session.post(u"Emulation.setScriptExecutionDisabled"_s, {{u"value"_s, disabled}});
     };
     disableScripts(true);
-    runInFrame(m_session, m_preparation.mainFrame(), targetsScript, {}, Deadline::in(fittingTime));
+    const auto found =
+        runInFrame(m_session, m_preparation.mainFrame(), targetsScript,
+                   {{u"headings"_s, wantsHeadings ? maximumHeadings : 0}, {u"all"_s, job.isPart}},
+                   Deadline::in(fittingTime));
     disableScripts(false);
-}
-
-/// The browser makes the outline from the tags.
-void Page::noteHeadings()
-{
-    const auto found = runInFrame(m_session, m_preparation.mainFrame(), outlineScript,
-                                  {{u"maximum"_s, maximumHeadings}}, Deadline::in(fittingTime));
-    m_headings.clear();
-    if (!found)
-        return;
-    const QJsonArray headings = found->value["headings"_L1].toArray();
+    const QJsonArray headings = found ? found->value["headings"_L1].toArray() : QJsonArray();
     for (const auto &heading : headings)
         m_headings.append(
             {heading["level"_L1].toInt(), heading["title"_L1].toString(), heading["name"_L1].toString()});

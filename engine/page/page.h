@@ -77,8 +77,7 @@ private:
     void pose(const Job &job);
     void navigate(const Address &address, const Job &job);
     Session::Reply printedOnOnePage(const Job &job, QJsonObject settings);
-    void addTargets(const Job &job);
-    void noteHeadings();
+    void addTargets(const Job &job, bool wantsHeadings);
     Session::Reply printed(const QJsonObject &settings);
 
     Session m_browser;

@@ -30,10 +30,6 @@ extern const char fitScript[];
 /// content in CSS pixels.
 extern const char heightScript[];
 
-/// outline.js, a function of {maximum}, the number of headings. Returns {headings}, each {level, title,
-/// name}: from 1, its text, and the name of the destination that the PDF then has for it.
-extern const char outlineScript[];
-
 /// readable.js, a function without argument, for pages whose backgrounds are left out. Returns {}.
 extern const char readableScript[];
 
@@ -56,5 +52,7 @@ extern const char shimScript[];
 /// promise is kept when the rest has been drawn.
 extern const char showScript[];
 
-/// targets.js, a function without argument, for documents that others link to. Returns {}.
+/// targets.js, a function of {headings, all}: the PDF is to have destinations for so many headings at most,
+/// and for every place that others may link to. Returns {headings}, each {level, title, name}: from 1, its
+/// text, and the name of its destination.
 extern const char targetsScript[];

@@ -1,20 +1,29 @@
-// Has the browser write a destination into the PDF for every place of the document that a link can name, as it does for
-// those that the document's own links lead to. These links are not shown: in the head they change nothing on paper.
-() => {
-    const lasting = (globalThis[Symbol.for('quirelle')] ??= {});
-    if (lasting.hasTargets || !document.head) return {};
-    lasting.hasTargets = true;
+// Has the browser write a destination into the PDF for places of the document, as it does for those that the document's own
+// links lead to, whether these links are shown or not: for every heading, at most `headings` of them, and with `all` for
+// every place that a link can name. Returns {headings}, each {level, title, name}.
+({ headings: maximum, all }) => {
     const links = document.createDocumentFragment();
-    const names = ['id', 'name'].flatMap((attribute) =>
-        [...document.querySelectorAll(`[${attribute}]`)].map((element) => element.getAttribute(attribute)),
-    );
-    for (const name of new Set(names)) {
-        if (!name) continue;
-        const link = document.createElementNS('http://www.w3.org/1999/xhtml', 'a');
-        link.href = '#' + encodeURIComponent(name.toWellFormed());
-        link.style.setProperty('display', 'none', 'important');
-        links.append(link);
+    // What the destination is called.
+    const link = (id) => {
+        const anchor = document.createElementNS('http://www.w3.org/1999/xhtml', 'a');
+        anchor.href = `#${encodeURIComponent(id.toWellFormed())}`; // also with a <base>: the browser compares with that
+        anchor.style.setProperty('display', 'none', 'important');
+        links.append(anchor);
+        return anchor.hash.slice(1);
+    };
+    const levelOf = (heading) => Number(heading.getAttribute('aria-level')) || Number(/^h([1-6])$/.exec(heading.localName)?.[1]) || 2;
+    const headings = [];
+    for (const heading of maximum > 0 ? document.querySelectorAll('h1, h2, h3, h4, h5, h6, [role="heading" i]') : []) {
+        const title = heading.innerText.replace(/\s+/g, ' ').trim().slice(0, 500);
+        if (!title || heading.getClientRects().length === 0) continue;
+        if (headings.length >= maximum) break;
+        // Of two with the same name links lead to the first.
+        if (!heading.id || document.getElementById(heading.id) !== heading) heading.id = `quirelle-heading-${headings.length}`;
+        headings.push({ level: levelOf(heading), title, name: link(heading.id) });
     }
-    document.head.append(links);
-    return {};
+    const names = ['id', 'name'].flatMap((attribute) =>
+        all ? [...document.querySelectorAll(`[${attribute}]`)].map((element) => element.getAttribute(attribute)) : []);
+    for (const name of new Set(names)) if (name) link(name);
+    document.head?.append(links);
+    return { headings };
 }

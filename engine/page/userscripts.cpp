@@ -1,5 +1,7 @@
 #include "engine/page/userscripts.h"
 
+#include "engine/page/frames.h"
+
 #include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
@@ -30,24 +32,15 @@ QString placeOf(const QJsonObject &exception, const QString &description)
                   Failure::Retry::IsInVain);
 }
 
-/// What is wrong with it; empty if nothing is.
-QJsonObject syntaxError(Session &session, const QString &script)
-{
-    const Session::Reply reply =
-        session.ask(u"Runtime.compileScript"_s,
-                    {{u"expression"_s, script}, {u"sourceURL"_s, QString()}, {u"persistScript"_s, false}});
-    return reply.result["exceptionDetails"_L1].toObject();
-}
-
 /// The script itself or, if it says "await" outside of functions, a function of it.
 QString runnable(Session &session, const JobFile &file)
 {
-    const QJsonObject error = syntaxError(session, file.text);
+    const QJsonObject error = syntaxErrorIn(session, file.text);
     if (error.isEmpty())
         return file.text;
     // Its lines keep their numbers.
     const QString function = u"(async () => {%1\n})()"_s.arg(file.text);
-    if (!syntaxError(session, function).isEmpty())
+    if (!syntaxErrorIn(session, function).isEmpty())
         fail(file, error);
     return function;
 }

@@ -21,6 +21,7 @@ constexpr auto joiningTime = 20ms;
 constexpr auto shareTimeout = 1s;
 /// Too little for any timer.
 constexpr double stillGrant = 0.01;
+constexpr double realGrant = std::chrono::duration<double, std::milli>(grantInterval).count();
 
 } // namespace
 
@@ -55,7 +56,8 @@ void VirtualTime::grant(const QString &policy, double milliseconds)
     for (const QString &member : all) {
         if (isPending(member))
             continue;
-        m_pending.insert(member, std::chrono::steady_clock::now());
+        if (milliseconds > 0)
+            m_pending.insert(member, std::chrono::steady_clock::now());
         m_session.post(u"Emulation.setVirtualTimePolicy"_s, parameters, member);
     }
 }
@@ -91,8 +93,7 @@ bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, D
         return m_session.waitUntil(condition, bound);
     if (std::exchange(m_isPassing, false))
         m_pending.clear();
-    const double share =
-        pace == Pace::Real ? std::chrono::duration<double, std::milli>(grantInterval).count() : stillGrant;
+    const double share = pace == Pace::Real ? realGrant : stillGrant;
     do {
         grant(u"advance"_s, share);
         m_session.waitUntil(condition, Deadline::in(grantInterval).earlier(bound));
@@ -103,9 +104,7 @@ bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, D
 std::optional<Session::Reply> VirtualTime::ask(const QString &method, const QJsonObject &parameters,
                                                Deadline bound)
 {
-    const auto flow = [this] {
-        grant(u"advance"_s, std::chrono::duration<double, std::milli>(grantInterval).count());
-    };
+    const auto flow = [this] { grant(u"advance"_s, realGrant); };
     flow();
     return m_session.askUrgently(method, parameters, grantInterval, flow, bound);
 }
@@ -120,5 +119,4 @@ void VirtualTime::hold()
 {
     m_pending.clear();
     grant(u"pause"_s, 0);
-    m_pending.clear();
 }

@@ -194,15 +194,16 @@ void ConvertWarningsTest::aPageFullOfFaultsDoesNotFlood()
 
 void ConvertWarningsTest::aPageOfManyElementsHasNoTags()
 {
-    const QByteArray html = "<!DOCTYPE html><h1>Größe</h1><p>" + QByteArray("<i>x</i> ").repeated(32000) +
+    const QByteArray html = "<!DOCTYPE html><base href=http://127.0.0.1:2/><h1>Größe</h1><p>" +
+                            QByteArray("<i>x</i> ").repeated(32000) +
                             "<h3 id=a>Deep</h3><h2 id='a b'>Odd</h2><h2>Second</h2><h2 id=a>Twice</h2><h2 "
-                            "id=größe>Groß</h2><h2 hidden>None</h2>";
+                            "id=größe>Groß</h2><h2 hidden>None</h2><p role=heading aria-level=-2>Low";
     const Conversion conversion = m_engine->convertText(html);
     VERIFY_WRITTEN(conversion);
     QVERIFY2(conversion.warnings().join().contains("without tags"), conversion.run.errors.constData());
     QCOMPARE(conversion.pdf().info().value(u"Tagged"_s), u"no"_s);
-    QCOMPARE(conversion.pdf().outline(),
-             (QStringList{u"Größe"_s, u"-Deep"_s, u"-Odd"_s, u"-Second"_s, u"-Twice"_s, u"-Groß"_s}));
+    QCOMPARE(conversion.pdf().outline(), (QStringList{u"Größe"_s, u"-Deep"_s, u"-Odd"_s, u"-Second"_s,
+                                                      u"-Twice"_s, u"-Groß"_s, u"Low"_s}));
     const Conversion small = m_engine->convertText(html, {u"--lowquality"_s});
     VERIFY_WRITTEN(small);
     QCOMPARE(small.warnings(), QByteArrayList());

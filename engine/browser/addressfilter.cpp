@@ -144,10 +144,12 @@ Target readTarget(int socket)
     const auto size = [](const std::string &byte) {
         return byte.empty() ? size_t(0) : static_cast<unsigned char>(byte.back());
     };
+    // SOCKS 5, and the methods of authentication; answer "none".
     const std::string greeting = readExactly(socket, 2, deadline);
+    if (greeting.size() != 2 || greeting[0] != 5)
+        return {};
     readExactly(socket, size(greeting), deadline);
-    // SOCKS 5; answer "no authentication".
-    if (greeting.size() != 2 || greeting[0] != 5 || ::send(socket, "\5\0", 2, MSG_NOSIGNAL) != 2)
+    if (::send(socket, "\5\0", 2, MSG_NOSIGNAL) != 2)
         return {};
     // CONNECT, to a domain name.
     const std::string request = readExactly(socket, 5, deadline);

@@ -79,14 +79,13 @@ Conversion Engine::convertText(const QByteArray &html, const QStringList &option
     return convert(input, options);
 }
 
-std::vector<Conversion> Engine::convertTexts(const QByteArrayList &texts, const QStringList &options)
+std::vector<Conversion> Engine::convertAll(const QList<Task> &tasks)
 {
     std::vector<std::unique_ptr<QProcess>> processes;
     std::vector<Conversion> conversions;
-    for (const QByteArray &html : texts) {
-        const QString input = write(QStringLiteral("input-%1.html").arg(m_outputs + 1), html);
+    for (const Task &task : tasks) {
         conversions.push_back({{}, freshOutput()});
-        processes.push_back(start(options + QStringList{input, conversions.back().output}));
+        processes.push_back(start(task.options + QStringList{task.input, conversions.back().output}));
     }
     for (size_t i = 0; i < processes.size(); ++i) {
         ProgramResult &run = conversions[i].run;
@@ -101,6 +100,16 @@ std::vector<Conversion> Engine::convertTexts(const QByteArrayList &texts, const 
         run.errors = processes[i]->readAllStandardError();
     }
     return conversions;
+}
+
+std::vector<Conversion> Engine::convertTexts(const QByteArrayList &texts, const QStringList &options)
+{
+    QList<Task> tasks;
+    for (const QByteArray &html : texts) {
+        const qsizetype number = m_outputs + 1 + tasks.size();
+        tasks += {write(QStringLiteral("input-%1.html").arg(number), html), options};
+    }
+    return convertAll(tasks);
 }
 
 ProgramResult Engine::run(const QStringList &arguments) const

@@ -30,6 +30,12 @@ struct Conversion {
 #define VERIFY_FAILED(conversion, code)                                                                      \
     QVERIFY2((conversion).flawAsFailure(code).isEmpty(), (conversion).flawAsFailure(code).constData())
 
+/// One of several conversions at the same time.
+struct Task {
+    QString input;
+    QStringList options;
+};
+
 /// The real engine with the real browser and its own folders for everything that it writes: documents and
 /// PDFs, temporary files, the log, the server's socket.
 class Engine
@@ -60,6 +66,8 @@ public:
     Conversion convert(const QString &input, const QStringList &options = {});
     /// Converts an HTML text.
     Conversion convertText(const QByteArray &html, const QStringList &options = {});
+    /// Converts several inputs at the same time; the results come in the same order.
+    std::vector<Conversion> convertAll(const QList<Task> &tasks);
     /// Converts several HTML texts with the same options at the same time.
     std::vector<Conversion> convertTexts(const QByteArrayList &texts, const QStringList &options);
     /// Runs the engine with exactly these arguments, from the documents' folder.

@@ -127,6 +127,18 @@ QString PdfFile::text(int page) const
         .simplified();
 }
 
+QStringList PdfFile::pageTexts() const
+{
+    // A form feed follows each page.
+    QStringList texts =
+        QString::fromUtf8(outputOf(QStringLiteral("pdftotext"), {m_path, QStringLiteral("-")}))
+            .split(QLatin1Char('\f'));
+    texts.removeLast();
+    for (QString &text : texts)
+        text = text.simplified();
+    return texts;
+}
+
 QList<double> PdfFile::fontSizes() const
 {
     // The sizes come in whole units of the zoom, which goes no further.

@@ -33,6 +33,8 @@ public:
     /// The text of the whole document or of one page (from 1), in reading order, blanks and line ends made
     /// single blanks.
     QString text(int page = 0) const;
+    /// The same of each page.
+    QStringList pageTexts() const;
     /// The sizes of all text in points, to a third of one.
     QList<double> fontSizes() const;
     /// The names of the fonts, as embedded.

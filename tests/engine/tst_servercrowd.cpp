@@ -98,7 +98,7 @@ void ServerCrowdTest::manyEnginesAtOnce()
 void ServerCrowdTest::manyEnginesAtItsEnd()
 {
     m_engine->setIdleSeconds(1);
-    const QByteArrayList pages(10, "<p>one of many");
+    const QByteArrayList pages(4, "<p>one of many");
     for (int round = 0; round < 10; ++round) {
         QVERIFY(!m_engine->convertTexts({pages[0]}, {}).empty());
         // Around the moment at which it ends.

@@ -662,7 +662,8 @@ void ConvertScriptTest::pagesThatComputeForEverArePrinted()
           "p.animate([{color:'red'},{color:'blue'}],{duration:300,iterations:Infinity})",
           "let n=0;new ResizeObserver(()=>{p.style.height=++n+'px';p.dataset.n=n}).observe(p)"})
         texts += QByteArray("<!DOCTYPE html><p id=p>whole<script>") + script + "</script>";
-    const std::vector<Conversion> conversions = m_engine.convertTexts(texts, {u"--timeout"_s, u"45"_s});
+    const std::vector<Conversion> conversions =
+        m_engine.convertTexts(texts, {u"--max-wait"_s, u"5"_s, u"--timeout"_s, u"45"_s});
     for (const Conversion &conversion : conversions) {
         VERIFY_WRITTEN(conversion);
         QCOMPARE(conversion.pdf().text(), u"whole"_s);

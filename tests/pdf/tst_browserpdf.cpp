@@ -1,9 +1,7 @@
 #include "tests/pdf/judges.h"
+#include "tests/support/engine.h"
 
-#include <QFile>
 #include <QImage>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 
 /// What the browser really writes, through the whole engine.
@@ -19,6 +17,19 @@ private slots:
     void makesTenPhotographsSmall();
     void lowQualityStaysLegible();
     void allTogether();
+    void cleanupTestCase();
+
+private:
+    /// The PDF of an HTML text.
+    QByteArray converted(const QByteArray &html, const QStringList &options = {})
+    {
+        const Conversion conversion = m_engine.convertText(html, options);
+        if (const QByteArray flaw = conversion.flaw(); !flaw.isEmpty())
+            qWarning("%s", flaw.constData());
+        return contentOf(conversion.output);
+    }
+
+    Engine m_engine;
 };
 
 namespace
@@ -45,34 +56,6 @@ QByteArray painted(const QByteArray &type, bool transparent)
            QByteArray(transparent ? "${i/300}" : "1") +
            ")`;x.fillRect(i,j,2,2)}document.getElementById('i').src=c.toDataURL('" + type + "',.8)</script>";
 }
-
-class Folder
-{
-public:
-    QString path(const QString &name) const { return m_folder.filePath(name); }
-
-    QString write(const QString &name, const QByteArray &content) const
-    {
-        QFile file(path(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("%s cannot be written", qPrintable(name));
-        return file.fileName();
-    }
-
-    /// The PDF of an HTML text; null if the engine fails.
-    QByteArray converted(const QByteArray &html, const QStringList &options = {}) const
-    {
-        const QString input = write(QStringLiteral("page.html"), html);
-        const QString output = path(QStringLiteral("page.pdf"));
-        QFile::remove(output);
-        outputOf(QStringLiteral(QUIRELLE_ENGINE), options + QStringList{input, output});
-        QFile file(output);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
-private:
-    QTemporaryDir m_folder;
-};
 
 const QString gray = QStringLiteral("--grayscale");
 const QString low = QStringLiteral("--lowquality");
@@ -158,17 +141,16 @@ void TestBrowserPdf::isTheSameInGray()
 {
     QFETCH(QByteArray, html);
     QFETCH(double, worst);
-    const Folder folder;
-    const JudgedPdf colours(folder.converted(html));
-    const JudgedPdf grays(folder.converted(html, {gray}));
-    QVERIFY2(hasColours(colours.picture(dotsPerInch)), "the page has no colours to begin with");
-    QCOMPARE(grays.complaints(), QByteArray());
+    const JudgedPdf colours(converted(html));
+    const JudgedPdf grays(converted(html, {gray}));
     QVERIFY(grays.isGray());
-    QVERIFY(colours.pages() > 0);
-    QCOMPARE(grays.pages(), colours.pages());
-    for (int page = 1; page <= colours.pages(); ++page) {
-        const Difference found =
-            difference(colours.picture(dotsPerInch, page), grays.picture(dotsPerInch, page));
+    const int pages = colours.pages();
+    QVERIFY(pages > 0);
+    QCOMPARE(grays.pages(), pages);
+    for (int page = 1; page <= pages; ++page) {
+        const QImage picture = colours.picture(dotsPerInch, page);
+        QVERIFY2(page > 1 || hasColours(picture), "the page has no colours to begin with");
+        const Difference found = difference(picture, grays.picture(dotsPerInch, page));
         QVERIFY2(found.average < 1, QByteArray::number(found.average).constData());
         QVERIFY2(found.worst < worst, QByteArray::number(found.worst).constData());
     }
@@ -178,9 +160,8 @@ void TestBrowserPdf::isTheSameInGray()
 
 void TestBrowserPdf::keepsTextTagsAndLinksInGray()
 {
-    const Folder folder;
-    const JudgedPdf colours(folder.converted(article));
-    const JudgedPdf grays(folder.converted(article, {gray}));
+    const JudgedPdf colours(converted(article));
+    const JudgedPdf grays(converted(article, {gray}));
     QVERIFY(grays.text().contains("Two"));
     QCOMPARE(grays.text(), colours.text());
     QVERIFY(grays.structure().contains("H1"));
@@ -191,9 +172,8 @@ void TestBrowserPdf::keepsTextTagsAndLinksInGray()
 
 void TestBrowserPdf::takesExternalLinksAway()
 {
-    const Folder folder;
-    const JudgedPdf before(folder.converted(article));
-    const JudgedPdf after(folder.converted(article, {noLinks}));
+    const JudgedPdf before(converted(article));
+    const JudgedPdf after(converted(article, {noLinks}));
     QCOMPARE(after.complaints(), QByteArray());
     QCOMPARE(before.readable().count("/Subtype /Link"), 4);
     const QByteArray readable = after.readable();
@@ -207,7 +187,6 @@ void TestBrowserPdf::takesExternalLinksAway()
 
 void TestBrowserPdf::makesTenPhotographsSmall()
 {
-    const Folder folder;
     QByteArray html = "<!doctype html><title>Photographs</title>";
     unsigned grain = 1;
     for (int i = 0; i < 10; ++i) {
@@ -221,12 +200,12 @@ void TestBrowserPdf::makesTenPhotographsSmall()
             }
         }
         const QString name = QStringLiteral("photograph%1.jpg").arg(i);
-        QVERIFY(image.save(folder.path(name), "JPG", 88));
+        QVERIFY(image.save(m_engine.path(name), "JPG", 88));
         html += "<img width=330 src=" + name.toLatin1() + "> ";
     }
-    const JudgedPdf normal(folder.converted(html));
-    const JudgedPdf small(folder.converted(html, {low}));
-    const JudgedPdf smallGray(folder.converted(html, {low, gray}));
+    const JudgedPdf normal(converted(html));
+    const JudgedPdf small(converted(html, {low}));
+    const JudgedPdf smallGray(converted(html, {low, gray}));
     QVERIFY(normal.size() > 100000);
     QVERIFY2(small.size() * 5 <= normal.size(), QByteArray::number(small.size()).constData());
     QVERIFY(smallGray.size() < small.size());
@@ -242,12 +221,11 @@ void TestBrowserPdf::makesTenPhotographsSmall()
 
 void TestBrowserPdf::lowQualityStaysLegible()
 {
-    const Folder folder;
     const QByteArray html = article + painted("image/png", true) +
                             "<div style='width:200px;height:90px;background:orange;filter:blur(3px)'>x</div>"
                             "<p style='font-size:30px'>&#x1F600;</p>";
-    const JudgedPdf normal(folder.converted(html));
-    const JudgedPdf small(folder.converted(html, {low}));
+    const JudgedPdf normal(converted(html));
+    const JudgedPdf small(converted(html, {low}));
     QCOMPARE(small.complaints(), QByteArray());
     QVERIFY(small.size() < normal.size());
     QCOMPARE(small.text(), normal.text());
@@ -265,15 +243,19 @@ void TestBrowserPdf::lowQualityStaysLegible()
 
 void TestBrowserPdf::allTogether()
 {
-    const Folder folder;
     const QByteArray html = article + painted("image/jpeg", false);
     const JudgedPdf all(
-        folder.converted(html, {gray, low, noLinks, QStringLiteral("--copies"), QStringLiteral("2")}));
+        converted(html, {gray, low, noLinks, QStringLiteral("--copies"), QStringLiteral("2")}));
     QCOMPARE(all.complaints(), QByteArray());
     QVERIFY(all.isGray());
     QCOMPARE(all.pages(), 4);
     QVERIFY(!all.readable().contains("/URI"));
     QCOMPARE(all.readable().count("/Subtype /Link"), 2);
+}
+
+void TestBrowserPdf::cleanupTestCase()
+{
+    QCOMPARE(m_engine.leftBehind(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(TestBrowserPdf)

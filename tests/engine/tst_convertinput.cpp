@@ -226,8 +226,8 @@ void ConvertInputTest::brokenHtmlIsStillAPage()
 
 void ConvertInputTest::aLargeFile()
 {
-    QByteArray html = "<!DOCTYPE html><style>@page{size:A3;margin:0}p{font-size:6px;margin:0}</style>";
-    html += "<!--" + QByteArray(3 << 20, ' ') + "-->";
+    QByteArray html = "<!DOCTYPE html><style>@page{size:A5;margin:0}p{font-size:6px;margin:0}</style>";
+    html += "<!--" + QByteArray((4 << 20) - (300 << 10), ' ') + "-->";
     while (html.size() < (4 << 20))
         html += "<p>" + QByteArray("words of a long document, and more of them ").repeated(20);
     html += "<p style='break-before:page'>the very end";

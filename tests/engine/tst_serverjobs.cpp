@@ -19,7 +19,8 @@ namespace
 QList<QImage> pictures(const PdfFile &pdf)
 {
     QList<QImage> result;
-    for (int page = 1; page <= pdf.pages(); ++page)
+    const int pages = pdf.pages();
+    for (int page = 1; page <= pages; ++page)
         result += pdf.picture(page, 50);
     return result;
 }

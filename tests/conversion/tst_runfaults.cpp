@@ -389,7 +389,7 @@ private slots:
         RunFixture f;
         for (int row = 0; row < 30; ++row)
             f.addRow(engine.write(u"%1.html"_s.arg(row), "<!DOCTYPE html><h1>One of many</h1>"));
-        for (int time = 0; time < 15; ++time) {
+        for (int time = 0; time < 10; ++time) {
             QVERIFY(QDir(f.out.path()).removeRecursively() && QDir().mkpath(f.out.path()));
             f.start();
             workAWhile(random, 700000);

@@ -46,8 +46,7 @@ struct Table {
 /// The needed tables in file order; none if the program is damaged.
 std::vector<Table> tablesOf(std::string_view program)
 {
-    if (program.size() < headBytes ||
-        std::find(trueTypeMarks.begin(), trueTypeMarks.end(), program.substr(0, 4)) == trueTypeMarks.end())
+    if (std::find(trueTypeMarks.begin(), trueTypeMarks.end(), program.substr(0, 4)) == trueTypeMarks.end())
         return {};
     const size_t count = number(program.substr(4, 2));
     const size_t begin = headBytes + count * entryBytes;

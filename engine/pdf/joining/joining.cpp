@@ -34,14 +34,6 @@ std::string withEntries(const std::string &dictionary, const std::string &entrie
     return dictionary.substr(0, dictionary.rfind(">>")) + entries + " >>";
 }
 
-std::vector<QPDFObjectHandle> kidsOf(QPDFObjectHandle element)
-{
-    QPDFObjectHandle kids = element.getKey("/K");
-    if (kids.isArray())
-        return kids.getArrayAsVector();
-    return kids.isNull() ? std::vector<QPDFObjectHandle>() : std::vector<QPDFObjectHandle>{kids};
-}
-
 long long count(QPDFObjectHandle dictionary, const char *key)
 {
     QPDFObjectHandle value = dictionary.isDictionary() ? dictionary.getKey(key) : QPDFObjectHandle::newNull();
@@ -193,14 +185,16 @@ private:
         QPDFObjectHandle tree = pdf.getRoot().getKey("/StructTreeRoot");
         if (!tree.isDictionary())
             return;
+        // The browser writes a single element.
+        QPDFObjectHandle element = tree.getKey("/K");
+        if (!element.isDictionary())
+            return;
         copy.replace(tree, m_documentElement);
         const size_t firstElement = std::exchange(m_nextElement, renameElements(pdf, m_nextElement));
         QPDFObjectHandle language = pdf.getRoot().getKey("/Lang");
-        for (QPDFObjectHandle kid : kidsOf(tree)) {
-            if (language.isString() && kid.isDictionary() && !kid.hasKey("/Lang"))
-                kid.replaceKey("/Lang", language);
-            m_kids += copy.text(kid.unparse()) + ' ';
-        }
+        if (language.isString() && !element.hasKey("/Lang"))
+            element.replaceKey("/Lang", language);
+        m_kids += copy.text(element.unparse()) + ' ';
         if (m_roles.empty() && tree.hasKey("/RoleMap"))
             m_roles = tree.getKey("/RoleMap").unparseResolved();
         eachStructured(pages, [this](const QPDFObjectHandle &object, const char *key) {

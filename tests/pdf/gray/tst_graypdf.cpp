@@ -310,6 +310,8 @@ void TestGrayPdf::refuses_data()
                                   "/C1 [0 0 1] >>");
     shadingRow("colours beyond red",
                axial + "<< /FunctionType 2 /Domain [0 1] /N 1 /C0 [2 0 0] /C1 [0 0 1] >>");
+    shadingRow("colours of inks",
+               axial + "<< /FunctionType 2 /Domain [0 1] /N 1 /C0 [1 0 0 0] /C1 [0 0 1 0] >>");
     shadingRow("no colours", axial + "<< /FunctionType 2 /Domain [0 1] /N 1 >>");
     shadingRow("samples", axial + "<< /FunctionType 0 /Domain [0 1] >>");
     shadingRow("nothing", "/ShadingType 2 /ColorSpace /DeviceRGB");

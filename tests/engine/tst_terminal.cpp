@@ -123,8 +123,8 @@ void TerminalTest::aShortJobSaysNothing()
 void TerminalTest::theStatusLineNeverWraps()
 {
     const SilentServer server;
-    const TerminalResult job =
-        atTerminal({u"--timeout"_s, u"4"_s, server.address() + QString(200, u'x'), m_engine->freshOutput()});
+    const TerminalResult job = atTerminal(
+        {u"--timeout"_s, u"2.5"_s, server.address() + QString(200, u'x'), m_engine->freshOutput()});
     QCOMPARE(job.run.exitCode, 4);
     // Wrapping is off while such a line is written, and on again behind each.
     QVERIFY2(job.screen.contains(QByteArray(100, 'x') + "\x1b[?7h"), job.screen.constData());
@@ -142,7 +142,7 @@ void TerminalTest::elsewhereNothingIsSaidOfALongJob()
 {
     QFETCH(QString, place);
     const SilentServer server;
-    const QStringList arguments{u"--timeout"_s, u"3"_s, server.address(), m_engine->freshOutput()};
+    const QStringList arguments{u"--timeout"_s, u"2"_s, server.address(), m_engine->freshOutput()};
     QByteArray said;
     if (place == u"no terminal"_s)
         said = m_engine->run(arguments).errors;

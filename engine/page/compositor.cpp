@@ -1,0 +1,45 @@
+#include "engine/page/compositor.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// After so long without its end a frame is taken to be lost, as with a renderer that has gone.
+constexpr auto frameTimeout = 1s;
+/// Frames must not have the same time, in milliseconds.
+constexpr double leastStep = 0.001;
+
+double present()
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+} // namespace
+
+void Compositor::draw(Output output, std::optional<double> time)
+{
+    if (m_drawsItself || isDrawing())
+        return;
+    m_time = std::max(m_time + leastStep, time.value_or(present()));
+    m_frame = {m_session.begin(
+                   u"HeadlessExperimental.beginFrame"_s,
+                   {{u"noDisplayUpdates"_s, output == Output::Discarded}, {u"frameTimeTicks"_s, m_time}}),
+               Deadline::in(frameTimeout)};
+}
+
+bool Compositor::isDrawing()
+{
+    if (m_frame && m_session.hasReplied(m_frame->id)) {
+        const auto reply = m_session.replyTo(m_frame->id, m_frame->end);
+        m_drawsItself = !std::exchange(m_hasDrawn, true) && !reply->error.isEmpty();
+        m_frame.reset();
+    }
+    return m_frame && !m_frame->end.passed();
+}

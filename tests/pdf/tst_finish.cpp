@@ -5,7 +5,9 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <optional>
+#include <random>
 
 using namespace Qt::StringLiterals;
 
@@ -20,6 +22,7 @@ private slots:
     void aRefusalIsFinal();
     void aDamagedPdfMayBeRetried_data();
     void aDamagedPdfMayBeRetried();
+    void aPdfOverTheMaximumIsRefused();
 };
 
 namespace
@@ -103,6 +106,25 @@ void TestFinish::aDamagedPdfMayBeRetried()
              qPrintable(failure->message()));
     QCOMPARE(failure->code(), ExitCode::Crashed);
     QVERIFY(!failure->isFinal());
+}
+
+void TestFinish::aPdfOverTheMaximumIsRefused()
+{
+    Job job;
+    job.maximumOutput = 1;
+    const auto pdfOf = [](qsizetype bytes) {
+        QByteArray noise(bytes, '\0');
+        std::minstd_rand random;
+        std::generate(noise.begin(), noise.end(), [&] { return static_cast<char>(random() >> 8U); });
+        HandPdf hand = HandPdf().content("/F Do", "/XObject << /F 5 0 R >>");
+        hand.addStream("/Type /XObject /Subtype /Form /BBox [0 0 1 1]", noise);
+        return hand.bytes();
+    };
+    QVERIFY(!failureOf(pdfOf((1 << 20) - 4000), job));
+    const std::optional<Failure> failure = failureOf(pdfOf(1 << 20), job);
+    QVERIFY(failure);
+    QCOMPARE(failure->code(), ExitCode::NotWritten);
+    QVERIFY2(failure->message().contains(u"--max-output"_s), qPrintable(failure->message()));
 }
 
 QTEST_GUILESS_MAIN(TestFinish)

@@ -103,7 +103,10 @@ void addLine(Patterns &patterns, std::u16string_view line)
         for (char &value : values)
             value = static_cast<char>(value + value % 2);
     }
-    if (!text.empty() && std::any_of(values.begin(), values.end(), [](char value) { return value != 0; }))
+    // The browser's format has six bits for the number of values.
+    constexpr size_t maximumLength = 62;
+    if (!text.empty() && text.size() <= maximumLength &&
+        std::any_of(values.begin(), values.end(), [](char value) { return value != 0; }))
         add(patterns, text, values);
 }
 

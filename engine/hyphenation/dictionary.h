@@ -6,7 +6,7 @@
 
 /// Where words may be broken around some letters.
 struct HyphenationPattern {
-    /// Lower-case letters; '.' is the beginning or the end of a word.
+    /// Lower-case letters, at most 62; '.' is the beginning or the end of a word.
     std::u16string text;
     /// For each place before, between and after the letters: odd allows a break there, even forbids it, and
     /// the highest value of all patterns counts.

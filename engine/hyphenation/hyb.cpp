@@ -23,8 +23,7 @@ namespace
 using Code = uint16_t;
 using Words = std::vector<uint32_t>;
 
-// A row has a length of six bits, and a code has eleven.
-constexpr size_t maximumRow = 63;
+// A code has eleven bits.
 constexpr size_t maximumCode = 0x7ff;
 
 std::map<char16_t, Code> codesOf(const std::vector<HyphenationPattern> &patterns)
@@ -59,29 +58,32 @@ Words alphabetTable(std::map<char16_t, Code> codes)
     return table;
 }
 
-/// The different rows of values; number 0 is for none.
+/// The different rows of values, those of most patterns first; number 0 is for none.
 class Rows
 {
 public:
-    uint32_t numberOf(const std::string &values)
+    explicit Rows(const std::vector<HyphenationPattern> &patterns)
     {
-        const size_t first = values.find_first_not_of('\0');
-        const size_t end = values.find_last_not_of('\0') + 1;
-        const uint32_t after = static_cast<uint32_t>(values.size() - end);
-        const std::string row = values.substr(first, end - first);
-        const auto [found, isNew] =
-            m_numbers.try_emplace({row, after}, static_cast<uint32_t>(m_entries.size()));
-        if (isNew) {
-            size_t place = m_bytes.find(row);
+        std::map<Row, size_t> counts;
+        for (const HyphenationPattern &pattern : patterns)
+            ++counts[rowOf(pattern.values)];
+        std::vector<std::pair<size_t, Row>> sorted;
+        for (const auto &[row, count] : counts)
+            sorted.emplace_back(count, row);
+        std::sort(sorted.rbegin(), sorted.rend());
+        for (const auto &[ignored, row] : sorted) {
+            m_numbers[row] = count();
+            const auto &[values, after] = row;
+            size_t place = m_bytes.find(values);
             if (place == std::string::npos) {
                 place = m_bytes.size();
-                m_bytes += row;
+                m_bytes += values;
             }
-            m_entries.push_back(static_cast<uint32_t>(row.size() << 26 | after << 20 | place));
+            m_entries.push_back(static_cast<uint32_t>(values.size() << 26 | after << 20 | place));
         }
-        return found->second;
     }
 
+    uint32_t numberOf(const std::string &values) const { return m_numbers.at(rowOf(values)); }
     uint32_t count() const { return static_cast<uint32_t>(m_entries.size()); }
     bool fits() const { return m_bytes.size() < 1U << 20; }
 
@@ -101,7 +103,17 @@ public:
     }
 
 private:
-    std::map<std::pair<std::string, uint32_t>, uint32_t> m_numbers;
+    /// Values without zeros around them, and the number of zeros after them.
+    using Row = std::pair<std::string, size_t>;
+
+    static Row rowOf(const std::string &values)
+    {
+        const size_t first = values.find_first_not_of('\0');
+        const size_t end = values.find_last_not_of('\0') + 1;
+        return {values.substr(first, end - first), values.size() - end};
+    }
+
+    std::map<Row, uint32_t> m_numbers;
     Words m_entries{0};
     std::string m_bytes;
 };
@@ -215,7 +227,7 @@ Words placed(const std::vector<State> &states, size_t codes)
 }
 
 /// Empty if the entries do not fit into their bits.
-Words trieTable(const std::vector<State> &states, size_t codes, uint32_t rows)
+Words trieTable(const std::vector<State> &states, size_t codes)
 {
     const Words places = placed(states, codes);
     // So that adding any code to any state stays within the array.
@@ -223,14 +235,17 @@ Words trieTable(const std::vector<State> &states, size_t codes, uint32_t rows)
     const auto codeBits = static_cast<uint32_t>(std::bit_width(codes - 1));
     const auto stateBits = static_cast<uint32_t>(std::bit_width(size - 1));
     const uint32_t rowShift = codeBits + stateBits;
-    if (rowShift + static_cast<uint32_t>(std::bit_width(rows - 1)) > 32)
+    if (rowShift >= 32)
         return {};
+    // Hungarian needs a bit more than there is: the rarest rows are left out.
+    const uint64_t rows = uint64_t(1) << (32 - rowShift);
     Words table{0,        (1U << codeBits) - 1,       codeBits, ((1U << stateBits) - 1) << codeBits,
                 rowShift, static_cast<uint32_t>(size)};
     const size_t header = table.size();
     table.resize(header + size);
     for (size_t i = 0; i < states.size(); ++i) {
-        table[header + places[i]] |= states[i].row << rowShift;
+        if (states[i].row < rows)
+            table[header + places[i]] |= states[i].row << rowShift;
         for (const auto &[code, next] : states[i].next)
             table[header + places[i] + code] |= places[next] << codeBits | code;
     }
@@ -256,17 +271,16 @@ std::string hybOf(const std::vector<HyphenationPattern> &patterns)
     const std::map<char16_t, Code> codes = codesOf(patterns);
     if (codes.empty() || codes.size() > maximumCode)
         return {};
-    Rows rows;
+    const Rows rows(patterns);
     Automaton automaton;
     std::vector<Code> text;
     for (const HyphenationPattern &pattern : patterns) {
         text.clear();
         for (const char16_t character : pattern.text)
             text.push_back(character == u'.' ? Code(0) : codes.at(character));
-        if (text.size() < maximumRow)
-            automaton.add(text, rows.numberOf(pattern.values));
+        automaton.add(text, rows.numberOf(pattern.values));
     }
-    const Words trie = trieTable(automaton.finished(), codes.size() + 1, rows.count());
+    const Words trie = trieTable(automaton.finished(), codes.size() + 1);
     if (trie.empty() || !rows.fits())
         return {};
     const Words alphabet = alphabetTable(codes);

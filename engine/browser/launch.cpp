@@ -45,6 +45,11 @@ constexpr const char *commonArguments[] = {
     "--font-render-hinting=none",
     "--force-color-profile=srgb",
     "--hide-scrollbars",
+    // Pages are drawn at the word of the engine (page/compositor.h), not sixty times a second.
+    "--enable-begin-frame-control",
+    "--run-all-compositor-stages-before-draw",
+    // A frame in which a page scrolls smoothly may never end.
+    "--disable-smooth-scrolling",
 };
 
 /// Chromium keeps shared memory in /dev/shm and crashes if that is missing or too small, as in containers.

@@ -19,6 +19,11 @@
             },
         }.getContext;
     }
+    const frameTime = 16; // milliseconds
+    if (globalThis.requestAnimationFrame) {
+        globalThis.requestAnimationFrame = (draw) => globalThis.setTimeout(() => draw(globalThis.performance.now()), frameTime);
+        globalThis.cancelAnimationFrame = (id) => globalThis.clearTimeout(id);
+    }
     if (!globalThis.document) return;
 
     const { attachShadow } = Element.prototype;
@@ -32,9 +37,6 @@
         },
     }.attachShadow;
 
-    const frameTime = 16; // milliseconds
-    globalThis.requestAnimationFrame = (draw) => setTimeout(() => draw(performance.now()), frameTime);
-    globalThis.cancelAnimationFrame = (id) => clearTimeout(id);
     // Page time stands still during a callback; asking how much of it is left uses it up.
     const idleTime = 50; // milliseconds
     const timeToAsk = 0.05; // milliseconds

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "engine/devtools/session.h"
+#include "engine/page/compositor.h"
 
 #include <QHash>
 
 /// A page's own time, which its timers and animations go by, in all its frames and workers (the protocol's
 /// virtual time). The browser lets it pass as fast as the page computes, and stand still otherwise. Until it
-/// has been let pass for the first time it is the real one.
+/// has been let pass for the first time it is the real one. While real time passes, the page is drawn.
 class VirtualTime
 {
 public:
@@ -29,8 +29,13 @@ public:
 
     /// Lets real time pass until `condition` holds or the bound has come; whether it holds.
     bool waitUntil(const std::function<bool()> &condition, Pace pace, Deadline bound);
-    /// Asks the page something that takes page time, such as drawing it; nothing at the bound.
+    /// Has the page drawn once, soon.
+    void draw();
+    /// Asks the page something that may take time; nothing at the bound.
     std::optional<Session::Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
+    /// Same, for something that takes frames: they are drawn as fast as can be, and only for the page.
+    std::optional<Session::Reply> askDrawing(const QString &method, const QJsonObject &parameters,
+                                             Deadline bound);
 
     /// Lets so much of the page's time pass alongside whatever is asked of the page meanwhile; the real time
     /// does where none has been let pass yet.
@@ -46,6 +51,7 @@ private:
     void grant(const QString &policy, double milliseconds);
 
     Session &m_session;
+    Compositor m_compositor;
     bool m_isReal = true;
     bool m_isPassing = false; ///< pass() has been broken off
     int m_members = 0;

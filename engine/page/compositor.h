@@ -1,0 +1,34 @@
+#pragma once
+
+#include "engine/devtools/session.h"
+
+#include <optional>
+
+/// Has the browser draw a page, a frame at a time. Animations, events of scrolling, and what observers of
+/// sizes and of the view are told come with frames. A browser that is no headless shell draws by itself,
+/// sixty times a second.
+class Compositor
+{
+public:
+    explicit Compositor(Session &session) : m_session(session) {}
+
+    /// Whether the frame is shown, as canvases of workers and transitions between views need it; if not, it
+    /// is not painted, which is faster.
+    enum class Output { Shown, Discarded };
+
+    /// Begins a frame, unless one is under way.
+    void draw(Output output);
+    /// Whether a frame is under way.
+    bool isDrawing();
+
+private:
+    struct Frame {
+        int id;
+        Deadline end;
+    };
+
+    Session &m_session;
+    std::optional<Frame> m_frame;
+    bool m_hasDrawn = false;
+    bool m_drawsItself = false;
+};

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <bit>
+#include <clocale>
 #include <cstdint>
-#include <locale.h>
+#include <cwctype>
 #include <map>
 #include <unordered_map>
 #include <utility>
-#include <wctype.h>
 
 // The file is a header and three tables, all of 32-bit words:
 // - alphabet: each character and its code. 0 is the code of a word's beginning and end.
@@ -68,6 +68,7 @@ public:
         for (const HyphenationPattern &pattern : patterns)
             ++counts[rowOf(pattern.values)];
         std::vector<std::pair<size_t, Row>> sorted;
+        sorted.reserve(counts.size());
         for (const auto &[row, count] : counts)
             sorted.emplace_back(count, row);
         std::sort(sorted.rbegin(), sorted.rend());

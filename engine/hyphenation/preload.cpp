@@ -53,28 +53,29 @@ Descriptor patternsFor(std::string_view path)
 // The system calls are made directly, because these functions may be called in signal handlers and after
 // fork().
 
-extern "C" __attribute__((visibility("default"))) int access(const char *path, int mode)
+extern "C" __attribute__((visibility("default"))) int access(const char *name, int type)
 {
-    const auto result = static_cast<int>(::syscall(SYS_faccessat, AT_FDCWD, path, mode));
-    if (result != 0 && errno == ENOENT && std::string_view(path).ends_with(folderOfBrowser))
+    const auto result = static_cast<int>(::syscall(SYS_faccessat, AT_FDCWD, name, type));
+    if (result != 0 && errno == ENOENT && std::string_view(name).ends_with(folderOfBrowser))
         return 0;
     return result;
 }
 
-extern "C" __attribute__((visibility("default"))) int open64(const char *path, int flags, ...)
+extern "C" __attribute__((visibility("default"))) int open64(const char *file, int oflag, ...)
 {
     mode_t mode = 0;
-    if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
+    if ((oflag & O_CREAT) != 0 || (oflag & O_TMPFILE) == O_TMPFILE) {
         va_list arguments;
-        va_start(arguments, flags);
+        va_start(arguments, oflag);
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false positive.
         mode = va_arg(arguments, mode_t);
         va_end(arguments);
     }
-    const auto result = static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, mode));
+    const auto result = static_cast<int>(::syscall(SYS_openat, AT_FDCWD, file, oflag | O_LARGEFILE, mode));
     if (result >= 0 || errno != ENOENT)
         return result;
     try {
-        if (Descriptor patterns = patternsFor(path))
+        if (Descriptor patterns = patternsFor(file))
             return patterns.release();
     } catch (...) {
         // Then without hyphenation.

@@ -48,8 +48,9 @@ constexpr const char *commonArguments[] = {
     // Pages are drawn at the word of the engine (page/compositor.h), not sixty times a second.
     "--enable-begin-frame-control",
     "--run-all-compositor-stages-before-draw",
-    // A frame in which a page scrolls smoothly may never end.
+    // Otherwise a frame in which something moves may never end.
     "--disable-smooth-scrolling",
+    "--disable-threaded-animation",
 };
 
 /// Chromium keeps shared memory in /dev/shm and crashes if that is missing or too small, as in containers.

@@ -1,5 +1,7 @@
 #include "engine/page/compositor.h"
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -10,15 +12,25 @@ namespace
 
 /// After so long without its end a frame is taken to be lost, as with a renderer that has gone.
 constexpr auto frameTimeout = 1s;
+/// Frames must not have the same time, in milliseconds.
+constexpr double leastStep = 0.001;
+
+double present()
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
 
 } // namespace
 
-void Compositor::draw(Output output)
+void Compositor::draw(Output output, std::optional<double> time)
 {
     if (m_drawsItself || isDrawing())
         return;
-    m_frame = {m_session.begin(u"HeadlessExperimental.beginFrame"_s,
-                               {{u"noDisplayUpdates"_s, output == Output::Discarded}}),
+    m_time = std::max(m_time + leastStep, time.value_or(present()));
+    m_frame = {m_session.begin(
+                   u"HeadlessExperimental.beginFrame"_s,
+                   {{u"noDisplayUpdates"_s, output == Output::Discarded}, {u"frameTimeTicks"_s, m_time}}),
                Deadline::in(frameTimeout)};
 }
 

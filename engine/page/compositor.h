@@ -16,8 +16,9 @@ public:
     /// is not painted, which is faster.
     enum class Output { Shown, Discarded };
 
-    /// Begins a frame, unless one is under way.
-    void draw(Output output);
+    /// Begins a frame, unless one is under way. Its time, by which animations go, is `time`, in milliseconds
+    /// of the clock that never stops; nothing for the present.
+    void draw(Output output, std::optional<double> time);
     /// Whether a frame is under way.
     bool isDrawing();
 
@@ -29,6 +30,7 @@ private:
 
     Session &m_session;
     std::optional<Frame> m_frame;
+    double m_time = 0; ///< that of the last frame, or later
     bool m_hasDrawn = false;
     bool m_drawsItself = false;
 };

@@ -200,6 +200,7 @@ bool Readiness::noteWork(const WorkAsked &asked)
         m_preparedLayouts = now->layouts;
     m_facts.hasChanged = m_preparedLayouts != now->layouts && m_preparations < maximumPreparations;
     m_lastWork = *now;
+    m_time.noteTime(now->time);
     return any;
 }
 

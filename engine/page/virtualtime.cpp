@@ -56,6 +56,7 @@ void VirtualTime::grant(const QString &policy, double milliseconds)
         parameters.insert(u"maxVirtualTimeTaskStarvationCount"_s, maximumTasksAtATime);
     }
     m_isReal = false;
+    m_now += milliseconds;
     const QStringList all = members();
     for (const QString &member : all) {
         if (isPending(member))
@@ -91,6 +92,11 @@ bool VirtualTime::pass(std::chrono::milliseconds duration, Requests requests, De
     return passed() || orUntil();
 }
 
+void VirtualTime::beginFrame(Compositor::Output output)
+{
+    m_compositor.draw(output, m_isReal ? std::nullopt : std::optional(m_now));
+}
+
 bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, Deadline bound)
 {
     if (std::exchange(m_isPassing, false))
@@ -103,7 +109,7 @@ bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, D
         m_session.waitUntil(condition,
                             isFree ? nextFrame.earlier(bound) : Deadline::in(grantInterval).earlier(bound));
         if (pace == Pace::Real && nextFrame.passed()) {
-            m_compositor.draw(Compositor::Output::Shown);
+            beginFrame(Compositor::Output::Shown);
             nextFrame = Deadline::in(frameInterval);
         }
     } while (!condition() && !bound.passed());
@@ -127,7 +133,7 @@ std::optional<Session::Reply> VirtualTime::askDrawing(const QString &method, con
         const auto now = std::chrono::steady_clock::now();
         const std::chrono::duration<double, std::milli> gone = now - std::exchange(granted, now);
         grant(u"advance"_s, std::clamp(gone.count(), stillGrant, realGrant));
-        m_compositor.draw(Compositor::Output::Discarded);
+        beginFrame(Compositor::Output::Discarded);
         const bool isDrawing = m_compositor.isDrawing();
         m_session.waitUntil(
             [&] { return m_session.hasReplied(id) || (isDrawing && !m_compositor.isDrawing()); },
@@ -138,7 +144,7 @@ std::optional<Session::Reply> VirtualTime::askDrawing(const QString &method, con
 
 void VirtualTime::draw()
 {
-    m_compositor.draw(Compositor::Output::Shown);
+    beginFrame(Compositor::Output::Shown);
     if (m_isReal)
         return;
     const Deadline bound = Deadline::in(drawingTime);

@@ -29,6 +29,8 @@ public:
 
     /// Lets real time pass until `condition` holds or the bound has come; whether it holds.
     bool waitUntil(const std::function<bool()> &condition, Pace pace, Deadline bound);
+    /// To be told of the page's time, in seconds of the clock that never stops, whenever that is known.
+    void noteTime(double now) { m_now = 1000 * now; }
     /// Has the page drawn once, soon.
     void draw();
     /// Asks the page something that may take time; nothing at the bound.
@@ -48,11 +50,13 @@ public:
 private:
     QStringList members() const;
     bool isPending(const QString &member) const;
+    void beginFrame(Compositor::Output output);
     void grant(const QString &policy, double milliseconds);
 
     Session &m_session;
     Compositor m_compositor;
     bool m_isReal = true;
+    double m_now = 0;         ///< the page's time, in milliseconds, or a little later
     bool m_isPassing = false; ///< pass() has been broken off
     int m_members = 0;
     /// Since when members have had a share of the time that has not passed yet.

@@ -55,6 +55,7 @@ constexpr std::string_view passedNames[] = {
     "QUIRELLE_NO_SANDBOX",
     "QUIRELLE_IDLE_SECONDS",
     "CHROME_DEVEL_SANDBOX",
+    "QUIRELLE_HYPHENATION",
     // Sanitizers, in tests.
     "ASAN_OPTIONS",
     "LSAN_OPTIONS",

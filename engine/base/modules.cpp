@@ -39,3 +39,8 @@ std::string pdfModuleOf(const std::string &executable)
 {
     return beside(executable, QUIRELLE_PDF_MODULE);
 }
+
+std::string hyphenationModuleOf(const std::string &executable)
+{
+    return beside(executable, QUIRELLE_HYPHENATION_MODULE);
+}

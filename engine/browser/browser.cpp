@@ -1,6 +1,7 @@
 #include "engine/browser/browser.h"
 
 #include "engine/base/environment.h"
+#include "engine/base/modules.h"
 #include "engine/base/temporary.h"
 #include "engine/browser/locate.h"
 
@@ -9,9 +10,36 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <unistd.h>
 
 namespace
 {
+
+/// Has the browser hyphenate with the dictionaries in QUIRELLE_HYPHENATION, or else with the system's.
+void addHyphenation([[maybe_unused]] std::vector<std::string> &environment)
+{
+#ifdef __linux__
+    const std::string folder =
+        qEnvironmentVariable("QUIRELLE_HYPHENATION", "/usr/share/hyphen").toStdString();
+    const std::string module = hyphenationModuleOf(executablePath());
+    // The dynamic loader cannot be told a path with these characters.
+    if (::access(folder.c_str(), X_OK) != 0 || ::access(module.c_str(), R_OK) != 0 ||
+        module.find_first_of(" :;$") != std::string::npos)
+        return;
+    const std::string preload = "LD_PRELOAD=";
+    const std::string dictionaries = "QUIRELLE_HYPHENATION=";
+    std::string modules = module;
+    for (const std::string &variable : environment) {
+        if (variable.starts_with(preload))
+            modules = variable.substr(preload.size()) + ':' + module;
+    }
+    std::erase_if(environment, [&](const std::string &variable) {
+        return variable.starts_with(preload) || variable.starts_with(dictionaries);
+    });
+    environment.push_back(preload + modules);
+    environment.push_back(dictionaries + folder);
+#endif
+}
 
 /// With TMPDIR in the browser's private folder, so that its temporary files are removed with that.
 std::vector<std::string> browserEnvironment()
@@ -19,6 +47,7 @@ std::vector<std::string> browserEnvironment()
     std::vector<std::string> environment = passedEnvironment();
     std::erase_if(environment, [](const std::string &variable) { return variable.starts_with("TMPDIR="); });
     environment.emplace_back("TMPDIR=%DIR%");
+    addHyphenation(environment);
     return environment;
 }
 

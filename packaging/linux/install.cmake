@@ -64,9 +64,12 @@ set(CPACK_DEBIAN_PACKAGE_SECTION text)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The browser is run, not linked.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "chromium-headless-shell | chromium | google-chrome-stable, tzdata")
-# A sandbox for systems without user namespaces; fonts for pages without their own; a program that opens PDFs.
+# A sandbox for systems without user namespaces; fonts for pages without their own; hyphens in the most common languages;
+# a program that opens PDFs.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
-  "chromium-sandbox, fonts-noto-core, fonts-noto-cjk, fonts-noto-color-emoji, xdg-utils")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "qt6-wayland")
+  "chromium-sandbox, fonts-noto-core, fonts-noto-cjk, fonts-noto-color-emoji, \
+hyphen-de, hyphen-en-gb, hyphen-en-us, hyphen-es, hyphen-fr, hyphen-it, hyphen-nl, hyphen-pl, hyphen-pt-br, hyphen-ru, \
+xdg-utils")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "hyphen-hyphenation-patterns, qt6-wayland")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)

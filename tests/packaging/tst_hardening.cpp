@@ -69,6 +69,7 @@ void HardeningTest::programs_data()
     QTest::newRow("engine") << QStringLiteral(QUIRELLE_ENGINE) << true;
     QTest::newRow("the engine's module") << QStringLiteral(QUIRELLE_ENGINE_MODULE) << false;
     QTest::newRow("the module for PDFs") << QStringLiteral(QUIRELLE_PDF_MODULE) << false;
+    QTest::newRow("the module for hyphens") << QStringLiteral(QUIRELLE_HYPHENATION_MODULE) << false;
 }
 
 void HardeningTest::programs()

@@ -217,7 +217,7 @@ void Readiness::look()
         m_workingSince = std::chrono::steady_clock::now();
     m_threads.sinceLast({});
     if (m_time.isReal())
-        m_time.draw();
+        m_time.beginFrame(Compositor::Output::Shown);
     m_time.waitUntil([] { return false; },
                      m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
                      Deadline::in(std::max(lookTime, lookAnswers * m_answerTime)).earlier(m_bound));
@@ -249,6 +249,8 @@ void Readiness::prepare(const Job &job)
     if (isFirst) {
         m_session.post(u"Emulation.setEmulatedMedia"_s,
                        {{u"media"_s, job.screenMedia ? u"screen"_s : u"print"_s}});
+        // What goes by the media is told with a frame.
+        m_time.draw(Compositor::Output::Discarded);
         before = askForWork();
     }
     const auto findings = m_preparation.prepare(job, m_bound);
@@ -272,7 +274,7 @@ void Readiness::passTime()
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
     const auto begin = std::chrono::steady_clock::now();
-    m_time.draw();
+    m_time.draw(Compositor::Output::Shown);
     const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
                                     [this] { return m_document != m_events.document(); });
     // What is computed while time passes is no work without a pause, unless it has no end.
@@ -282,7 +284,7 @@ void Readiness::passTime()
         *m_workingSince += std::chrono::steady_clock::now() - begin;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     const double before = m_lastWork.time;
-    m_time.draw();
+    m_time.draw(Compositor::Output::Shown);
     const bool hasWorked = noteWork();
     // Its clock tells whether all of the step has passed.
     const auto gone = std::chrono::duration_cast<std::chrono::milliseconds>(

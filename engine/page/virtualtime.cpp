@@ -142,16 +142,16 @@ std::optional<Session::Reply> VirtualTime::askDrawing(const QString &method, con
     return m_session.replyTo(id, bound);
 }
 
-void VirtualTime::draw()
+void VirtualTime::draw(Compositor::Output output)
 {
-    beginFrame(Compositor::Output::Shown);
-    if (m_isReal)
-        return;
+    beginFrame(output);
     const Deadline bound = Deadline::in(drawingTime);
-    do
-        grant(u"advance"_s, stillGrant);
-    while (!m_session.waitUntil([this] { return !m_compositor.isDrawing(); }, Deadline::in(grantInterval)) &&
-           !bound.passed());
+    do {
+        if (!m_isReal)
+            grant(u"advance"_s, stillGrant);
+    } while (
+        !m_session.waitUntil([this] { return !m_compositor.isDrawing(); }, Deadline::in(grantInterval)) &&
+        !bound.passed());
 }
 
 void VirtualTime::flow(std::chrono::milliseconds duration)

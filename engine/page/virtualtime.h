@@ -31,8 +31,10 @@ public:
     bool waitUntil(const std::function<bool()> &condition, Pace pace, Deadline bound);
     /// To be told of the page's time, in seconds of the clock that never stops, whenever that is known.
     void noteTime(double now) { m_now = 1000 * now; }
-    /// Has the page drawn once, soon.
-    void draw();
+    /// Begins to draw the page once, unless it is being drawn.
+    void beginFrame(Compositor::Output output);
+    /// Same, and waits for a while until it has been drawn.
+    void draw(Compositor::Output output);
     /// Asks the page something that may take time; nothing at the bound.
     std::optional<Session::Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
     /// Same, for something that takes frames: they are drawn as fast as can be, and only for the page.
@@ -50,7 +52,6 @@ public:
 private:
     QStringList members() const;
     bool isPending(const QString &member) const;
-    void beginFrame(Compositor::Output output);
     void grant(const QString &policy, double milliseconds);
 
     Session &m_session;

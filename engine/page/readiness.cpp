@@ -247,9 +247,10 @@ void Readiness::prepare(const Job &job)
     const bool isFirst = !std::exchange(m_facts.isPrepared, true);
     WorkAsked before;
     if (isFirst) {
-        m_session.post(u"Emulation.setEmulatedMedia"_s,
-                       {{u"media"_s, job.screenMedia ? u"screen"_s : u"print"_s}});
-        // What goes by the media is told with a frame.
+        m_session.ask(u"Emulation.setEmulatedMedia"_s,
+                      {{u"media"_s, job.screenMedia ? u"screen"_s : u"print"_s}}, m_bound);
+        // What goes by the media is told with a frame, for which the page asks in the first of these.
+        m_time.draw(Compositor::Output::Discarded);
         m_time.draw(Compositor::Output::Discarded);
         before = askForWork();
     }

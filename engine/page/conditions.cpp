@@ -15,21 +15,19 @@ constexpr auto interval = 50ms;
 
 /// Whether a value, or what its promise comes to, is true, in this context or in the page's own. What throws
 /// may come true later, and with an error the document has gone meanwhile.
-bool holds(const Session &session, VirtualTime &time, const QString &expression,
-           const std::optional<QJsonValue> &context)
+bool holds(Session &session, const QString &expression, const std::optional<QJsonValue> &context)
 {
     QJsonObject parameters{
         {u"expression"_s, expression}, {u"awaitPromise"_s, true}, {u"returnByValue"_s, true}};
     if (context)
         parameters.insert(u"contextId"_s, *context);
-    const auto reply = time.ask(u"Runtime.evaluate"_s, parameters, session.deadline());
-    return reply && reply->result["result"_L1].toObject()["value"_L1].toBool();
+    return session.ask(u"Runtime.evaluate"_s, parameters).result["result"_L1].toObject()["value"_L1].toBool();
 }
 
-void awaitTruth(VirtualTime &time, const std::function<bool()> &ask)
+void awaitTruth(Session &session, const std::function<bool()> &ask)
 {
     while (!ask())
-        time.waitUntil([] { return false; }, VirtualTime::Pace::Real, Deadline::in(interval));
+        session.waitUntil([] { return false; }, Deadline::in(interval));
 }
 
 [[noreturn]] void refuse(const QString &message)
@@ -43,7 +41,7 @@ QString quoted(const QString &text)
     return QString::fromUtf8(array.sliced(1, array.size() - 2));
 }
 
-void awaitElement(Session &session, VirtualTime &time, const QString &mainFrame, const QString &selector)
+void awaitElement(Session &session, const QString &mainFrame, const QString &selector)
 {
     session.setActivity(u"waiting for an element \"%1\" (--wait-for)"_s.arg(onOneLine(selector)));
     const Session::Reply tried =
@@ -55,32 +53,32 @@ void awaitElement(Session &session, VirtualTime &time, const QString &mainFrame,
         u"[...document.querySelectorAll(%1)].some((element) => element.getClientRects().length > 0 &&"
         " element.checkVisibility({ visibilityProperty: true, opacityProperty: true }))"_s.arg(
             quoted(selector));
-    awaitTruth(time, [&] {
+    awaitTruth(session, [&] {
         const auto context = engineContext(session, mainFrame, Deadline::in(interval));
-        return context && holds(session, time, expression, context);
+        return context && holds(session, expression, context);
     });
 }
 
-void awaitExpression(Session &session, VirtualTime &time, const QString &condition)
+void awaitExpression(Session &session, const QString &condition)
 {
     session.setActivity(u"waiting for \"%1\" to be true (--wait-for-expression)"_s.arg(onOneLine(condition)));
     const QString expression = u"(async () => Boolean(await (%1\n)))()"_s.arg(condition);
     if (!syntaxErrorIn(session, expression).isEmpty())
         refuse(u"--wait-for-expression takes an expression in JavaScript, not \"%1\""_s.arg(
             onOneLine(condition)));
-    awaitTruth(time, [&] { return holds(session, time, expression, std::nullopt); });
+    awaitTruth(session, [&] { return holds(session, expression, std::nullopt); });
 }
 
 } // namespace
 
-void awaitConditions(Session &session, VirtualTime &time, const QString &mainFrame, const Job &job)
+void awaitConditions(Session &session, const QString &mainFrame, const Job &job)
 {
     if (!job.awaitedElement.isEmpty())
-        awaitElement(session, time, mainFrame, job.awaitedElement);
+        awaitElement(session, mainFrame, job.awaitedElement);
     if (!job.awaitedExpression.isEmpty())
-        awaitExpression(session, time, job.awaitedExpression);
+        awaitExpression(session, job.awaitedExpression);
     if (job.awaitedTime > 0ms) {
         session.setActivity(u"waiting as long as --wait says"_s);
-        time.waitUntil([] { return false; }, VirtualTime::Pace::Real, Deadline::in(job.awaitedTime));
+        session.waitUntil([] { return false; }, Deadline::in(job.awaitedTime));
     }
 }

@@ -29,7 +29,8 @@ constexpr auto printingStep = 500ms;
 constexpr auto printingInterval = 30ms;
 /// How long a page may take to be fitted to its paper.
 constexpr auto fittingTime = 10s;
-constexpr int maximumHeadings = 10000;
+/// Of an outline that the browser does not make: printing takes a microsecond for each of them on each page.
+constexpr int maximumHeadings = 1000;
 /// How long a page may print before scripts that hold it up are stopped.
 constexpr auto printingTime = 5s;
 

@@ -204,6 +204,10 @@ void ConvertWarningsTest::aPageOfManyElementsHasNoTags()
     QCOMPARE(conversion.pdf().info().value(u"Tagged"_s), u"no"_s);
     QCOMPARE(conversion.pdf().outline(), (QStringList{u"Größe"_s, u"-Deep"_s, u"-Odd"_s, u"-Second"_s,
                                                       u"-Twice"_s, u"-Groß"_s, u"Low"_s}));
+    const Conversion manyHeadings = m_engine->convertText(
+        "<h2>First</h2>" + QByteArray("<h3>Deep</h3>").repeated(32000) + "<h1>Second</h1>");
+    VERIFY_WRITTEN(manyHeadings);
+    QCOMPARE(manyHeadings.pdf().outline(), (QStringList{u"First"_s, u"Second"_s}));
     const Conversion small = m_engine->convertText(html, {u"--lowquality"_s});
     VERIFY_WRITTEN(small);
     QCOMPARE(small.warnings(), QByteArrayList());

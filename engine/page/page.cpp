@@ -313,12 +313,11 @@ QByteArray Page::print(const Job &job)
     m_session.setActivity(u"printing %1"_s.arg(m_shownAddress));
     const QSizeF paper = paperFor(job) / pointsPerInch;
     const QMarginsF margins = marginsFor(job) / pointsPerInch;
-    QJsonObject settings{
-        {u"paperWidth"_s, paper.width()},      {u"paperHeight"_s, paper.height()},
-        {u"marginTop"_s, margins.top()},       {u"marginRight"_s, margins.right()},
-        {u"marginBottom"_s, margins.bottom()}, {u"marginLeft"_s, margins.left()},
-        {u"preferCSSPageSize"_s, true},        {u"printBackground"_s, job.background},
-        {u"pageRanges"_s, job.pageRanges},     {u"generateDocumentOutline"_s, !job.lowQuality}};
+    QJsonObject settings{{u"paperWidth"_s, paper.width()},      {u"paperHeight"_s, paper.height()},
+                         {u"marginTop"_s, margins.top()},       {u"marginRight"_s, margins.right()},
+                         {u"marginBottom"_s, margins.bottom()}, {u"marginLeft"_s, margins.left()},
+                         {u"preferCSSPageSize"_s, true},        {u"printBackground"_s, job.background},
+                         {u"pageRanges"_s, job.pageRanges}};
     m_session.setMaximumReply(maximumPrint(job));
     const auto fitAndPrint = [&] {
         // The job's own viewport may be of another width. It is back at once, for what scripts measure.
@@ -329,6 +328,8 @@ QByteArray Page::print(const Job &job)
         settings.insert(u"scale"_s, m_fit.scale);
         const bool hasTags = m_fit.elements <= maximumTaggedElements;
         settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && hasTags);
+        // It is made from the tags.
+        settings.insert(u"generateDocumentOutline"_s, !job.lowQuality && hasTags);
         addTargets(job, !job.lowQuality && !hasTags);
         return job.singlePage ? printedOnOnePage(job, settings) : printed(settings);
     };

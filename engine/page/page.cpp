@@ -326,10 +326,10 @@ QByteArray Page::print(const Job &job)
         if (job.viewport)
             m_preparation.setViewport(*job.viewport);
         settings.insert(u"scale"_s, m_fit.scale);
-        const bool hasTags = m_fit.elements <= maximumTaggedElements;
-        settings.insert(u"generateTaggedPDF"_s, !job.lowQuality && hasTags);
+        const bool hasTags = !job.lowQuality && m_fit.elements <= maximumTaggedElements;
+        settings.insert(u"generateTaggedPDF"_s, hasTags);
         // It is made from the tags.
-        settings.insert(u"generateDocumentOutline"_s, !job.lowQuality && hasTags);
+        settings.insert(u"generateDocumentOutline"_s, hasTags);
         addTargets(job, !job.lowQuality && !hasTags);
         return job.singlePage ? printedOnOnePage(job, settings) : printed(settings);
     };

@@ -6,7 +6,7 @@
 // getContext                                   a WebGL drawing buffer is kept once it has been shown, for printing
 // print                                        tells the engine, which prints the page then
 (() => {
-    const { setTimeout, clearTimeout, performance, Event } = globalThis;
+    const { setTimeout, clearTimeout, performance } = globalThis;
     const { apply, defineProperty } = Reflect;
 
     for (const Canvas of [globalThis.HTMLCanvasElement, globalThis.OffscreenCanvas]) {
@@ -20,10 +20,11 @@
         }.getContext;
     }
     const frameTime = 16; // milliseconds
-    // In workers, setTimeout is not there yet.
+    // The page's own may be made of frames; those of a worker are not there yet.
+    const call = (own, name, ...rest) => (own ?? globalThis[name])(...rest);
     if (globalThis.requestAnimationFrame) {
-        globalThis.requestAnimationFrame = (draw) => globalThis.setTimeout(() => draw(globalThis.performance.now()), frameTime);
-        globalThis.cancelAnimationFrame = (id) => globalThis.clearTimeout(id);
+        globalThis.requestAnimationFrame = (draw) => call(setTimeout, 'setTimeout', () => draw((performance ?? globalThis.performance).now()), frameTime);
+        globalThis.cancelAnimationFrame = (id) => call(clearTimeout, 'clearTimeout', id);
     }
     if (!globalThis.document) return;
 

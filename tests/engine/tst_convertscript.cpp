@@ -125,6 +125,8 @@ void ConvertScriptTest::whatTimeBrings_data()
         "document.body.style.height='9000px';onscrollend=()=>{onscrollend=null;p.append(' built')};"
         "setTimeout(()=>scrollTo({top:5000,behavior:'smooth'}),200)",
         u"begin built"_s);
+    row("timers that are made of animation frames",
+        "setTimeout=(f)=>requestAnimationFrame(f);setTimeout(()=>p.append(' built'))", u"begin built"_s);
     row("animation frames of a worker",
         "const k=new Worker(URL.createObjectURL(new Blob([`let n=0;const "
         "f=()=>++n<10?requestAnimationFrame(f):"

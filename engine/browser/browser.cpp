@@ -98,7 +98,9 @@ Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
 bool Browser::lacksSandbox() const
 {
     const QByteArray errors = m_connection.lastErrors();
-    return errors.contains("No usable sandbox") || errors.contains("SUID sandbox");
+    // The last: namespaces can be made, but without the right to use them fully, as in some containers.
+    return errors.contains("No usable sandbox") || errors.contains("SUID sandbox") ||
+           errors.contains("sys_chroot");
 }
 
 Failure Browser::withReason(const Failure &failure) const

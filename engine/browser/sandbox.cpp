@@ -63,7 +63,7 @@ Confinement confinementNow(int process)
 
 QString sandboxAdvice()
 {
-    QString how = u"a container needs leave for that from its seccomp profile, see docs/engine.md"_s;
+    QString how = u"in a container: by a seccomp profile that allows it, with the capability SYS_CHROOT"_s;
     for (const KernelSetting &setting : settings) {
         if (valueOf(setting.name) == setting.forbidding)
             how = QLatin1String(setting.advice);

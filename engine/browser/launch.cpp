@@ -44,6 +44,9 @@ constexpr const char *commonArguments[] = {
     "--password-store=basic",
     "--use-mock-keychain",
     "--mute-audio",
+    // A document that has been left, and kept for going back, keeps the next one from being drawn while the
+    // page's time passes.
+    "--disable-back-forward-cache",
     // No throttling of background pages.
     "--disable-background-timer-throttling",
     "--disable-backgrounding-occluded-windows",

@@ -66,7 +66,7 @@ QString sandboxText(Confinement confinement)
 
 QString fontsText(const FontCoverage &fonts)
 {
-    const QString covered = fonts.covered.isEmpty() ? u"none"_s : fonts.covered.join(u", "_s);
+    QString covered = fonts.covered.isEmpty() ? u"none"_s : fonts.covered.join(u", "_s);
     if (fonts.missing.isEmpty())
         return covered;
     return u"%1; missing: %2. Install %3 (Debian's packages)"_s.arg(covered, fonts.missing.join(u", "_s),

@@ -11,7 +11,7 @@ QString settingsFileFor(const QString &executable)
 {
     const QString name = u"quirelleinfo.ini"_s;
     const QString folder = QDir::cleanPath(QFileInfo(executable).path() + u"/../../../Contents/MacOS"_s);
-    const QString beside = folder + u'/' + name;
+    QString beside = folder + u'/' + name;
     if (QFileInfo(beside).isReadable() || QFileInfo(folder).isWritable())
         return beside;
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/Quirelle/"_s + name;

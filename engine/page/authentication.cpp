@@ -91,10 +91,12 @@ QJsonObject Authentication::begin(const Job &job, const Address &address)
     QJsonArray patterns{QJsonObject{{u"requestStage"_s, u"Request"_s}}};
     if (m_forServer.known())
         patterns.append(QJsonObject{{u"requestStage"_s, u"Response"_s}});
-    // Foreign frames of the same site would be given what own documents have loaded.
-    if (m_forServer.known() || !m_headers.isEmpty() || !m_cookies.isEmpty())
-        m_session.post(u"Network.setCacheDisabled"_s, {{u"cacheDisabled"_s, true}});
     return {{u"handleAuthRequests"_s, true}, {u"patterns"_s, patterns}};
+}
+
+bool Authentication::forbidsCaches() const
+{
+    return m_forServer.known() || !m_headers.isEmpty() || !m_cookies.isEmpty();
 }
 
 void Authentication::setCookies(const Job &job)

@@ -30,6 +30,9 @@ public:
     /// The parameters of the command Fetch.enable that each session of the page needs from now on; empty for
     /// a job without credentials, headers and cookies, since intercepting requests has its price.
     QJsonObject begin(const Job &job, const Address &address);
+    /// Whether the browser's caches must not be used: foreign frames would be given what own documents have
+    /// loaded.
+    bool forbidsCaches() const;
     /// Gives the browser the job's cookies. Throws Failure(BadArguments) for one that it refuses.
     void setCookies(const Job &job);
 

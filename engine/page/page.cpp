@@ -205,6 +205,11 @@ void Page::load(const Order &order, JobRecord &record)
         m_session.post(u"Fetch.enable"_s, interception);
         m_events.sendToChildren(u"Fetch.enable"_s, interception);
     }
+    if (m_authentication.forbidsCaches()) {
+        const QJsonObject disabled{{u"cacheDisabled"_s, true}};
+        m_session.post(u"Network.setCacheDisabled"_s, disabled);
+        m_events.sendToChildren(u"Network.setCacheDisabled"_s, disabled);
+    }
     m_authentication.setCookies(order.job);
     navigate(order.address, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));

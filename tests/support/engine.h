@@ -49,6 +49,8 @@ public:
     ~Engine();
 
     static QString program();
+    /// Whether the tests run with a full Chromium.
+    static bool usesFullBrowser() { return qEnvironmentVariable("QUIRELLE_BROWSER").endsWith(u"/chromium"); }
 
     /// A file among the documents.
     QString write(const QString &name, const QByteArray &content) const

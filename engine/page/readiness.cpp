@@ -58,7 +58,7 @@ Readiness::Readiness(Session &session, const QString &mainFrame, const PageEvent
 
 void Readiness::awaitLoadEvent(Deadline bound)
 {
-    m_session.waitUntil([this] { return m_events.isLoaded(); }, bound);
+    m_time.waitUntil([this] { return m_events.isLoaded(); }, VirtualTime::Pace::Real, bound);
 }
 
 void Readiness::awaitWhole(const Job &job, Deadline bound)
@@ -200,6 +200,7 @@ bool Readiness::noteWork(const WorkAsked &asked)
         m_preparedLayouts = now->layouts;
     m_facts.hasChanged = m_preparedLayouts != now->layouts && m_preparations < maximumPreparations;
     m_lastWork = *now;
+    m_time.noteTime(now->time);
     return any;
 }
 
@@ -215,6 +216,8 @@ void Readiness::look()
     if (!m_workingSince)
         m_workingSince = std::chrono::steady_clock::now();
     m_threads.sinceLast({});
+    if (m_time.isReal())
+        m_time.beginFrame(Compositor::Output::Shown);
     m_time.waitUntil([] { return false; },
                      m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
                      Deadline::in(std::max(lookTime, lookAnswers * m_answerTime)).earlier(m_bound));
@@ -244,8 +247,11 @@ void Readiness::prepare(const Job &job)
     const bool isFirst = !std::exchange(m_facts.isPrepared, true);
     WorkAsked before;
     if (isFirst) {
-        m_session.post(u"Emulation.setEmulatedMedia"_s,
-                       {{u"media"_s, job.screenMedia ? u"screen"_s : u"print"_s}});
+        m_session.ask(u"Emulation.setEmulatedMedia"_s,
+                      {{u"media"_s, job.screenMedia ? u"screen"_s : u"print"_s}}, m_bound);
+        // What goes by the media is told with a frame, for which the page asks in the first of these.
+        m_time.draw(Compositor::Output::Discarded);
+        m_time.draw(Compositor::Output::Discarded);
         before = askForWork();
     }
     const auto findings = m_preparation.prepare(job, m_bound);
@@ -269,6 +275,7 @@ void Readiness::passTime()
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
     const auto begin = std::chrono::steady_clock::now();
+    m_time.draw(Compositor::Output::Shown);
     const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
                                     [this] { return m_document != m_events.document(); });
     // What is computed while time passes is no work without a pause, unless it has no end.
@@ -278,6 +285,7 @@ void Readiness::passTime()
         *m_workingSince += std::chrono::steady_clock::now() - begin;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     const double before = m_lastWork.time;
+    m_time.draw(Compositor::Output::Shown);
     const bool hasWorked = noteWork();
     // Its clock tells whether all of the step has passed.
     const auto gone = std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -310,7 +318,7 @@ void Readiness::show()
     m_facts.isShown = true;
     ++m_shows;
     if (const auto context = engineContext(m_session, m_mainFrame, bound)) {
-        const auto shown = m_time.ask(
+        const auto shown = m_time.askDrawing(
             u"Runtime.evaluate"_s,
             {{u"expression"_s, u"(%1)(%2)"_s.arg(QString::fromLatin1(showScript)).arg(m_shownHeight)},
              {u"contextId"_s, *context},

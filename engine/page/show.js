@@ -25,5 +25,6 @@ async (begin) => {
         scrollTo(before);
     }
     await drawn();
+    await drawn(); // what observers of the view do about the last frame is over
     return end;
 }

@@ -117,6 +117,15 @@ void ConvertScriptTest::whatTimeBrings_data()
         u"begin built"_s);
     row("a transition of views", "setTimeout(()=>document.startViewTransition(()=>p.append(' built')),200)",
         u"begin built"_s);
+    row("several transitions of views",
+        "(async()=>{for(const t of [' first',' built'])await document.startViewTransition(()=>p.append(t))"
+        ".finished})()",
+        u"begin first built"_s);
+    row("transitions one after another",
+        "p.style.cssText='transition:width .4s;width:9px';let "
+        "n=0;p.ontransitionend=()=>{if(++n<4)p.style.width="
+        "9+n+'px';else p.append(' built')};setTimeout(()=>p.style.width='99px',50)",
+        u"begin built"_s);
     row("animations one after another",
         "(async()=>{for(let n=0;n<4;n++)await p.animate([{opacity:0},{opacity:1}],300).finished;p.append(' "
         "built')})()",

@@ -98,6 +98,8 @@ private slots:
     void copiesOfSomePages();
     void theMediaIsThat_data();
     void theMediaIsThat();
+    void picturesGoByTheMedia_data();
+    void picturesGoByTheMedia();
     void theWindowIsAsLargeAsSaid();
     void onePageAsTallAsTheContent_data();
     void onePageAsTallAsTheContent();
@@ -319,6 +321,36 @@ void ConvertPagesTest::theMediaIsThat()
         options);
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(1), text == u"screen"_s ? u"frame screen"_s : text);
+}
+
+void ConvertPagesTest::picturesGoByTheMedia_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const auto image = [](const QByteArray &colour) {
+        return "\"data:image/svg+xml,<svg xmlns='http://www.w3.org/2000/svg' width='99' height='99'><rect "
+               "width='99' height='99' fill='" +
+               colour + "'/></svg>\"";
+    };
+    const QByteArray picture =
+        "<picture><source media=print srcset=" + QByteArray(image("lime")).replace(' ', "%20") +
+        "><img src=" + image("red") + "></picture>";
+    QTest::newRow("of the document") << picture;
+    QTest::newRow("of a shadow tree")
+        << "<div><template shadowrootmode=open>" + picture + "</template></div>";
+    QTest::newRow("of a frame") << "<iframe srcdoc='" + QByteArray(picture).replace("'", "&apos;") +
+                                       "'></iframe>";
+    QTest::newRow("of a script") << "<img id=i src=" + image("red") +
+                                        "><script>matchMedia('print').onchange=()=>setTimeout(()=>i.src=" +
+                                        image("lime") + ",100)</script>";
+}
+
+void ConvertPagesTest::picturesGoByTheMedia()
+{
+    QFETCH(QByteArray, html);
+    const Conversion conversion = m_engine.convertText("<!DOCTYPE html>" + html);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(shows(Qt::green, conversion.pdf().picture()));
+    QVERIFY(!shows(Qt::red, conversion.pdf().picture()));
 }
 
 void ConvertPagesTest::theWindowIsAsLargeAsSaid()

@@ -98,8 +98,8 @@ private slots:
     void copiesOfSomePages();
     void theMediaIsThat_data();
     void theMediaIsThat();
-    void picturesGoByTheMedia_data();
-    void picturesGoByTheMedia();
+    void whatIsDecidedWhenDrawn_data();
+    void whatIsDecidedWhenDrawn();
     void theWindowIsAsLargeAsSaid();
     void onePageAsTallAsTheContent_data();
     void onePageAsTallAsTheContent();
@@ -323,7 +323,17 @@ void ConvertPagesTest::theMediaIsThat()
     QCOMPARE(conversion.pdf().text(1), text == u"screen"_s ? u"frame screen"_s : text);
 }
 
-void ConvertPagesTest::picturesGoByTheMedia_data()
+/// Green, 16 by 16 pixels; WebM.
+constexpr const char *film =
+    "GkXfo59ChoEBQveBAULygQRC84EIQoKEd2VibUKHgQRChYECGFOAZwEAAAAAAAGyEU2bdLlNu4tTq4QVSalmU6yBbk27i1OrhB"
+    "ZUrmtTrIGTTbuLU6uEH0O2dVOsgdRNu4xTq4QcU7trU6yCAaDsrgAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA"
+    "AAAAAAAAAAAAAAAVSalmoCrXsYMPQkBEiYRCILpeTYCGQ2hyb21lV0GGQ2hyb21lFlSua7yuuteBAXPFh3y8f6OWrxyDgQFV7o"
+    "EBhoVWX1ZQOOCdsIEQuoEQU8CBAVWwkFWxgQFVuYECVbqBDVW7gQEfQ7Z1AQAAAAAAAMDngQCg6qG/gQAAAPACAJ0BKhAAEAAA"
+    "BwiFhYiZhIgBJBATrVAfwB/QEGptsP7+H+L/+jyHGsJYP/6PI//34bUUEhkf/fZAdaGmpqTugQGlnxACAJ0BKhAAEAAABwiFhY"
+    "iZhIgBJBAAYGsA/v+6gwCgz6GugQAoALEBAAAQCSAAwAGB/6BgBhD+/h/i//o8hxrCWD/+jyP/9+G1FBIZH/32QHWhmaaX7oEB"
+    "pZLRAQAAEAkgAMAAwsF/oABAAAD7gQAcU7trjbuLs4EAt4b3gQHxgdQ=";
+
+void ConvertPagesTest::whatIsDecidedWhenDrawn_data()
 {
     QTest::addColumn<QByteArray>("html");
     const auto image = [](const QByteArray &colour) {
@@ -334,17 +344,19 @@ void ConvertPagesTest::picturesGoByTheMedia_data()
     const QByteArray picture =
         "<picture><source media=print srcset=" + QByteArray(image("lime")).replace(' ', "%20") +
         "><img src=" + image("red") + "></picture>";
-    QTest::newRow("of the document") << picture;
-    QTest::newRow("of a shadow tree")
+    QTest::newRow("a picture for print") << picture;
+    QTest::newRow("in a shadow tree")
         << "<div><template shadowrootmode=open>" + picture + "</template></div>";
-    QTest::newRow("of a frame") << "<iframe srcdoc='" + QByteArray(picture).replace("'", "&apos;") +
+    QTest::newRow("in a frame") << "<iframe srcdoc='" + QByteArray(picture).replace("'", "&apos;") +
                                        "'></iframe>";
-    QTest::newRow("of a script") << "<img id=i src=" + image("red") +
+    QTest::newRow("by a script") << "<img id=i src=" + image("red") +
                                         "><script>matchMedia('print').onchange=()=>setTimeout(()=>i.src=" +
                                         image("lime") + ",100)</script>";
+    QTest::newRow("the first picture of a film")
+        << "<video width=160 src='data:video/webm;base64," + QByteArray(film) + "'></video>";
 }
 
-void ConvertPagesTest::picturesGoByTheMedia()
+void ConvertPagesTest::whatIsDecidedWhenDrawn()
 {
     QFETCH(QByteArray, html);
     const Conversion conversion = m_engine.convertText("<!DOCTYPE html>" + html);

@@ -175,6 +175,8 @@
             if (kept.has(element)) continue;
             for (const pseudo of pseudosOf(element, style)) {
                 const its = getComputedStyle(element, pseudo);
+                // The first line and letter are text of the element; what has no content is not there.
+                if (pseudo.startsWith('::first') ? its.fontSize === style.fontSize : its.content === 'none') continue;
                 const size = parseFloat(its.fontSize);
                 const needed = (minimum * shrinking) / (factor * capitalsOf(its));
                 if (!(size > 0) || size >= needed * 0.999) continue;

@@ -18,17 +18,18 @@ WORKER = SCRIPTED + "<script>new Worker(URL.createObjectURL(new Blob(['onmessage
 
 PHOTOGRAPHS = 10
 TABLE_ROWS = 2640  # 72 pages on A4
+# Patterns: a package may have a version in its name.
 REAL_FOLDERS = (
     'debian-handbook/html/en-US',
     'git-doc',
-    'postgresql-doc-15/html',
+    'postgresql-doc-[0-9]*/html',
     'sqlite3',
 )
 REAL_PAGES = 40
 # Long ones, with wide listings and tables that are shrunk, drawings, and neither.
 CHAPTERS = (
-    'postgresql-doc-15/html/monitoring-stats.html',
-    'postgresql-doc-15/html/app-psql.html',
+    'postgresql-doc-[0-9]*/html/monitoring-stats.html',
+    'postgresql-doc-[0-9]*/html/app-psql.html',
     'debian-handbook/html/en-US/network-services.html',
     'sqlite3/windowfunctions.html',
 )
@@ -95,13 +96,18 @@ def is_ordinary(page):
     return page.stat().st_size in ORDINARY_BYTES and not REMOTE.search(page.read_bytes())
 
 
+def documentation(pattern):
+    folder = Path('/usr/share/doc')
+    return next(folder.glob(pattern), folder / pattern)
+
+
 def real_pages(count=REAL_PAGES):
     """Pages of the installed documentation, as many from each package, evenly from its list in alphabetical order.
     Pages of ordinary size that have their pictures and style sheets beside them."""
     chosen = []
     share = count // len(REAL_FOLDERS)
     for name in REAL_FOLDERS:
-        folder = Path('/usr/share/doc') / name
+        folder = documentation(name)
         pages = [page for page in sorted(folder.glob('*.html')) if is_ordinary(page)]
         if len(pages) < share:
             raise RuntimeError(f'{folder} has {len(pages)} pages of ordinary size; is its package installed?')
@@ -110,7 +116,7 @@ def real_pages(count=REAL_PAGES):
 
 
 def chapters():
-    pages = [Path('/usr/share/doc') / name for name in CHAPTERS]
+    pages = [documentation(name) for name in CHAPTERS]
     missing = [page for page in pages if not page.exists()]
     if missing:
         raise RuntimeError(f'{missing[0]} is missing; is its package installed?')

@@ -103,7 +103,7 @@ def text(bench, charts):
         WAYS,
         f'The photographs are made, not taken: ten JPEGs of 1600 x 1200 pixels of fractal noise, shown 300 pixels wide. The '
         f'{len(bench.real)} real pages come from the documentation of Debian packages '
-        f'({", ".join(name.split("/")[0] for name in documents.REAL_FOLDERS)}); of them the time is that of a page, the size '
+        f'({", ".join(name.split("/")[0].removesuffix("-[0-9]*") for name in documents.REAL_FOLDERS)}); of them the time is that of a page, the size '
         'that of all PDFs together.\n',
         'Time a job:\n',
         markdown(figures_table(bench.times, milliseconds)) if bench.times else '',

@@ -55,8 +55,12 @@ constexpr const char *commonArguments[] = {
     "--font-render-hinting=none",
     "--force-color-profile=srgb",
     "--hide-scrollbars",
-    // Scrolling smoothly takes frames, of which few are drawn while the page's time passes.
+    // Pages are drawn at the word of the engine (page/compositor.h), not sixty times a second.
+    "--enable-begin-frame-control",
+    "--run-all-compositor-stages-before-draw",
+    // Otherwise a frame in which something moves may never end.
     "--disable-smooth-scrolling",
+    "--disable-threaded-animation",
 };
 
 /// Chromium keeps shared memory in /dev/shm and crashes if that is missing or too small, as in containers.

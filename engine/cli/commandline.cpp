@@ -137,8 +137,8 @@ void applyVariables(Job &job, const Invocation &invocation, const std::vector<co
             job.fixedTime = fixedTimeOf(textOf(value, QLatin1String(fixedTimeVariable)));
             continue;
         }
-        const auto isNamed = [name = std::string_view(name)](const Option &option) {
-            return name == option.variable;
+        const auto isNamed = [wanted = std::string_view(name)](const Option &option) {
+            return wanted == option.variable;
         };
         const auto option = std::ranges::find_if(allOptions(), isNamed);
         if (option == allOptions().end() || std::ranges::find(given, &*option) != given.end())

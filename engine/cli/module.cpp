@@ -11,16 +11,31 @@
 
 #include <type_traits>
 
+namespace
+{
+
+/// Qt's application, which writes nothing to standard error: in a locale without UTF-8 Qt 6.8 says that it
+/// uses UTF-8 nevertheless.
+struct Application {
+    Application(int &argc, char **argv) : application(argc, argv) { qInstallMessageHandler(previousHandler); }
+
+    QtMessageHandler previousHandler =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    QCoreApplication application;
+};
+
+} // namespace
+
 extern "C" Q_DECL_EXPORT int runEngine(int argc, char **argv, const char *order, size_t size,
                                        bool serverTried)
 {
-    const QCoreApplication application(argc, argv);
+    const Application application(argc, argv);
     return runCommandLine(invocationFrom({order, size}), serverTried ? UseServer::No : UseServer::Yes);
 }
 
 extern "C" Q_DECL_EXPORT int serveOrders(int argc, char **argv)
 {
-    const QCoreApplication application(argc, argv);
+    const Application application(argc, argv);
     return runServer(Descriptor(serverSocket), executablePath(), idleSeconds(), jobFrom);
 }
 

@@ -103,7 +103,8 @@ Descriptor connection(IfNone ifNone, Deadline bound)
     const std::string executable = executablePath();
     bool started = false;
     for (;;) {
-        const std::optional<Endpoint> endpoint = findEndpoint(executable, ifNone);
+        // A server that has already ended has removed the folder, which must not be made again.
+        const std::optional<Endpoint> endpoint = findEndpoint(executable, started ? IfNone::GiveUp : ifNone);
         if (!endpoint)
             return {};
         Descriptor connection = connectTo(*endpoint);

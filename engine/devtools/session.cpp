@@ -34,7 +34,7 @@ int Session::begin(const QString &method, const QJsonObject &parameters, const Q
 
 std::optional<Session::Reply> Session::replyTo(int id, Deadline bound)
 {
-    waitUntil([&] { return m_begun.value(id).has_value(); }, bound);
+    waitUntil([&] { return hasReplied(id); }, bound);
     return m_begun.take(id);
 }
 
@@ -45,7 +45,7 @@ std::optional<Session::Reply> Session::askUrgently(const QString &method, const 
 {
     const int id = begin(method, parameters);
     const Deadline end = bound.value_or(m_deadline);
-    while (!waitUntil([&] { return m_begun.value(id).has_value(); }, Deadline::in(interval).earlier(end)) &&
+    while (!waitUntil([&] { return hasReplied(id); }, Deadline::in(interval).earlier(end)) &&
            !(bound && bound->passed()))
         nudge();
     return m_begun.take(id);

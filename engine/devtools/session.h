@@ -55,6 +55,7 @@ public:
     /// for its reply, once.
     int begin(const QString &method, const QJsonObject &parameters = {}, const QString &to = {});
     std::optional<Reply> replyTo(int id, Deadline bound);
+    bool hasReplied(int id) const { return m_begun.value(id).has_value(); }
     /// Same as the first ask(), but calls `nudge` after every `interval` without the reply, and returns
     /// nothing when `bound`, if given, passes.
     std::optional<Reply> askUrgently(const QString &method, const QJsonObject &parameters,
@@ -88,6 +89,7 @@ public:
     bool waitUntil(const std::function<bool()> &condition, Deadline bound);
 
     void setDeadline(Deadline deadline) { m_deadline = deadline; }
+    Deadline deadline() const { return m_deadline; }
     /// In bytes. A larger reply is replaced by the error tooLargeError.
     void setMaximumReply(qsizetype bytes) { m_mailbox->setMaximumReply(bytes); }
 

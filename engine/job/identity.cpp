@@ -59,15 +59,13 @@ std::optional<Cookie> cookieOf(const QString &line)
     const std::optional<bool> forSubdomains = truthOf(fields[1]);
     const std::optional<bool> isSecure = truthOf(fields[3]);
     bool isNumber = false;
-    const qint64 expires = fields[4].toLongLong(&isNumber);
+    cookie.expires = fields[4].toLongLong(&isNumber);
     if (cookie.domain.isEmpty() || !cookie.path.startsWith(u'/') || !forSubdomains || !isSecure ||
-        !isNumber || expires < 0 || cookie.name.contains(u';') || cookie.name.contains(u'=') ||
+        !isNumber || cookie.expires < 0 || cookie.name.contains(u';') || cookie.name.contains(u'=') ||
         cookie.value.contains(u';') || (cookie.name.isEmpty() && cookie.value.isEmpty()) ||
         hasControlCharacters(cookie.name + cookie.value))
         return std::nullopt;
     cookie.forSubdomains = *forSubdomains;
     cookie.isSecure = *isSecure;
-    if (expires > 0)
-        cookie.expires = QDateTime::fromSecsSinceEpoch(expires, Qt::UTC);
     return cookie;
 }

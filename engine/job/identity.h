@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QDateTime>
 #include <QList>
 #include <QString>
 
@@ -19,7 +18,7 @@ struct Cookie {
     QString path;
     bool isSecure = false;
     bool isHttpOnly = false;
-    QDateTime expires; ///< invalid for one that ends with the browser
+    qint64 expires = 0; ///< seconds since 1970, UTC; 0 for one that ends with the browser
     QString name;
     QString value;
 };

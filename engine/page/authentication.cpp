@@ -119,8 +119,8 @@ void Authentication::setCookies(const Job &job)
         // Otherwise for this host alone.
         if (m_everywhere && cookie.forSubdomains)
             parameters.insert(u"domain"_s, cookie.domain);
-        if (cookie.expires.isValid())
-            parameters.insert(u"expires"_s, cookie.expires.toSecsSinceEpoch());
+        if (cookie.expires > 0)
+            parameters.insert(u"expires"_s, cookie.expires);
         const Session::Reply reply = m_session.ask(u"Network.setCookie"_s, parameters);
         if (!reply.error.isEmpty() || !reply.result["success"_L1].toBool())
             throw Failure(ExitCode::BadArguments,

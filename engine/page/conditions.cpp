@@ -15,19 +15,21 @@ constexpr auto interval = 50ms;
 
 /// Whether a value, or what its promise comes to, is true, in this context or in the page's own. What throws
 /// may come true later, and with an error the document has gone meanwhile.
-bool holds(Session &session, const QString &expression, const std::optional<QJsonValue> &context)
+bool holds(const Session &session, VirtualTime &time, const QString &expression,
+           const std::optional<QJsonValue> &context)
 {
     QJsonObject parameters{
         {u"expression"_s, expression}, {u"awaitPromise"_s, true}, {u"returnByValue"_s, true}};
     if (context)
         parameters.insert(u"contextId"_s, *context);
-    return session.ask(u"Runtime.evaluate"_s, parameters).result["result"_L1].toObject()["value"_L1].toBool();
+    const auto reply = time.ask(u"Runtime.evaluate"_s, parameters, session.deadline());
+    return reply && reply->result["result"_L1].toObject()["value"_L1].toBool();
 }
 
-void awaitTruth(Session &session, const std::function<bool()> &ask)
+void awaitTruth(VirtualTime &time, const std::function<bool()> &ask)
 {
     while (!ask())
-        session.waitUntil([] { return false; }, Deadline::in(interval));
+        time.waitUntil([] { return false; }, VirtualTime::Pace::Real, Deadline::in(interval));
 }
 
 [[noreturn]] void refuse(const QString &message)
@@ -41,7 +43,7 @@ QString quoted(const QString &text)
     return QString::fromUtf8(array.sliced(1, array.size() - 2));
 }
 
-void awaitElement(Session &session, const QString &mainFrame, const QString &selector)
+void awaitElement(Session &session, VirtualTime &time, const QString &mainFrame, const QString &selector)
 {
     session.setActivity(u"waiting for an element \"%1\" (--wait-for)"_s.arg(onOneLine(selector)));
     const Session::Reply tried =
@@ -53,32 +55,32 @@ void awaitElement(Session &session, const QString &mainFrame, const QString &sel
         u"[...document.querySelectorAll(%1)].some((element) => element.getClientRects().length > 0 &&"
         " element.checkVisibility({ visibilityProperty: true, opacityProperty: true }))"_s.arg(
             quoted(selector));
-    awaitTruth(session, [&] {
+    awaitTruth(time, [&] {
         const auto context = engineContext(session, mainFrame, Deadline::in(interval));
-        return context && holds(session, expression, context);
+        return context && holds(session, time, expression, context);
     });
 }
 
-void awaitExpression(Session &session, const QString &condition)
+void awaitExpression(Session &session, VirtualTime &time, const QString &condition)
 {
     session.setActivity(u"waiting for \"%1\" to be true (--wait-for-expression)"_s.arg(onOneLine(condition)));
     const QString expression = u"(async () => Boolean(await (%1\n)))()"_s.arg(condition);
     if (!syntaxErrorIn(session, expression).isEmpty())
         refuse(u"--wait-for-expression takes an expression in JavaScript, not \"%1\""_s.arg(
             onOneLine(condition)));
-    awaitTruth(session, [&] { return holds(session, expression, std::nullopt); });
+    awaitTruth(time, [&] { return holds(session, time, expression, std::nullopt); });
 }
 
 } // namespace
 
-void awaitConditions(Session &session, const QString &mainFrame, const Job &job)
+void awaitConditions(Session &session, VirtualTime &time, const QString &mainFrame, const Job &job)
 {
     if (!job.awaitedElement.isEmpty())
-        awaitElement(session, mainFrame, job.awaitedElement);
+        awaitElement(session, time, mainFrame, job.awaitedElement);
     if (!job.awaitedExpression.isEmpty())
-        awaitExpression(session, job.awaitedExpression);
+        awaitExpression(session, time, job.awaitedExpression);
     if (job.awaitedTime > 0ms) {
         session.setActivity(u"waiting as long as --wait says"_s);
-        session.waitUntil([] { return false; }, Deadline::in(job.awaitedTime));
+        time.waitUntil([] { return false; }, VirtualTime::Pace::Real, Deadline::in(job.awaitedTime));
     }
 }

@@ -175,6 +175,8 @@
             if (kept.has(element)) continue;
             for (const pseudo of pseudosOf(element, style)) {
                 const its = getComputedStyle(element, pseudo);
+                // The first line and letter are text of the element; what has no content is not there.
+                if (pseudo.startsWith('::first') ? its.fontSize === style.fontSize : its.content === 'none') continue;
                 const size = parseFloat(its.fontSize);
                 const needed = (minimum * shrinking) / (factor * capitalsOf(its));
                 if (!(size > 0) || size >= needed * 0.999) continue;
@@ -371,24 +373,7 @@
 
     const factor = fit();
 
-    // Whether the page's sheets give pseudo-elements sizes of their own is not known where they cannot be read.
-    const sizesPseudos = /:(before|after|first-letter|first-line|marker|placeholder)[^{}]*\{[^}]*font/;
-    const isReadable = (sheet) => {
-        try {
-            return Boolean(sheet.cssRules);
-        } catch {
-            return false;
-        }
-    };
-    const ruleTexts = (sheet) => [...sheet.cssRules].map((rule) => rule.cssText + (rule.styleSheet && isReadable(rule.styleSheet) ? ruleTexts(rule.styleSheet) : '')).join('');
-    const pseudos = { areUnknown: false };
-    lasting.enlargePseudos = () => enlargePseudos(factor);
-    if (pseudoHosts.length > 0) {
-        const scopes = new Set(pseudoHosts.map(({ element }) => Node.prototype.getRootNode.call(element)));
-        const sheets = [...scopes].flatMap((scope) => [...own(scope, 'styleSheets'), ...own(scope, 'adoptedStyleSheets')]);
-        if (sheets.some((sheet) => isReadable(sheet) && sizesPseudos.test(ruleTexts(sheet)))) lasting.enlargePseudos();
-        else pseudos.areUnknown = !sheets.every(isReadable);
-    }
+    enlargePseudos(factor);
 
     // A page that goes to the left comes onto the paper as one that goes to the right, which the browser can shrink.
     if (shrinks && rightToLeft && factor > 1.001 && body) {
@@ -467,5 +452,5 @@
 
     const smallest = texts.reduce((least, { drawn }) => Math.min(least, drawn / factor), minimum);
     const elements = Document.prototype.getElementsByTagName.call(document, '*').length;
-    return { elements, shrinking: factor, smallest, rightToLeft, pictures, scalesFrames, hidingBoxes, pseudosAreUnknown: pseudos.areUnknown };
+    return { elements, shrinking: factor, smallest, rightToLeft, pictures, scalesFrames, hidingBoxes };
 }

@@ -2,11 +2,9 @@
 
 #include "engine/browser/launch.h"
 #include "engine/job/paper.h"
-#include "engine/page/resources.h"
 #include "engine/page/scripts.h"
 
 #include <QJsonArray>
-#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -47,10 +45,8 @@ Fit Fitting::fit(const Job &job, const Preparation &page, bool isAsPrepared, Dea
         m_page.post(u"Runtime.terminateExecution"_s);
         return {};
     }
-    if (job.minimumFontSize > 0) {
-        enlargePseudos(frames, bound);
+    if (job.minimumFontSize > 0)
         m_pictures.enlarge(frames, bound);
-    }
 
     const QJsonObject value = frames.first().value;
     fit.shrinking = value["shrinking"_L1].toDouble(1);
@@ -99,27 +95,6 @@ QList<FrameResult> Fitting::fitFrames(const QJsonObject &settings, double minimu
         }
     }
     return frames;
-}
-
-/// In the frames that cannot read all of their style sheets: where one of those gives pseudo-elements a size.
-void Fitting::enlargePseudos(const QList<FrameResult> &frames, Deadline bound)
-{
-    static const QRegularExpression sizesPseudos(
-        u":(before|after|first-letter|first-line|marker|placeholder)[^{}]*\\{[^}]*font"_s);
-    for (const FrameResult &frame : frames) {
-        if (!frame.value["pseudosAreUnknown"_L1].toBool())
-            continue;
-        const auto tree = m_page.ask(u"Page.getResourceTree"_s, {}, bound, frame.session);
-        if (!tree)
-            return;
-        const QList<Resource> resources = resourcesIn(tree->result["frameTree"_L1].toObject());
-        const bool any = std::any_of(resources.begin(), resources.end(), [&](const Resource &resource) {
-            return resource.type == "Stylesheet"_L1 && resource.frame == frame.frame &&
-                   contentOf(m_page, resource, frame.session, bound).contains(sizesPseudos);
-        });
-        if (any)
-            runInFrame(m_page, frame, "() => globalThis[Symbol.for('quirelle')].enlargePseudos()", {}, bound);
-    }
 }
 
 /// The factor at which a frame is drawn by the documents around it.

@@ -45,7 +45,6 @@ public:
 private:
     QList<FrameResult> fitFrames(const QJsonObject &settings, double minimum, const Preparation &page,
                                  Deadline bound);
-    void enlargePseudos(const QList<FrameResult> &frames, Deadline bound);
     double factorOf(const FrameResult &frame, const QList<FrameResult> &all, Deadline bound);
 
     Session &m_page;

@@ -84,8 +84,9 @@ Page::Place Page::opened(Session &browser, const std::optional<Proxy> &proxy)
     const QString version = versionOf(browser);
     const QString context =
         browser.call(u"Target.createBrowserContext"_s, settings)["browserContextId"_L1].toString();
-    const QJsonObject made = browser.call(u"Target.createTarget"_s,
-                                          {{u"url"_s, u"about:blank"_s}, {u"browserContextId"_s, context}});
+    const QJsonObject made = browser.call(u"Target.createTarget"_s, {{u"url"_s, u"about:blank"_s},
+                                                                     {u"browserContextId"_s, context},
+                                                                     {u"enableBeginFrameControl"_s, true}});
     return attached(browser, {context, made["targetId"_L1].toString(), {}, version});
 }
 
@@ -218,7 +219,7 @@ void Page::load(const Order &order, JobRecord &record)
     // How long the user's own conditions take is up to --timeout.
     const auto patience =
         std::chrono::duration_cast<std::chrono::milliseconds>(bound.time() - Deadline::Clock::now());
-    awaitConditions(m_session, m_place.target, order.job);
+    awaitConditions(m_session, m_time, m_place.target, order.job);
     m_session.setActivity(u"loading %1"_s.arg(m_shownAddress));
     m_readiness.awaitWhole(order.job, Deadline::in(patience));
     if (order.job.scripts.isEmpty())

@@ -230,6 +230,11 @@
     // ---- What is still to come is called for.
 
     let loading = document.fonts.status === 'loading';
+    // Which image goes with the media is decided when it is drawn, and so is what a video shows.
+    const changesWhenDrawn = (scope) =>
+        scope.querySelector('source[media], video') !== null ||
+        [...scope.querySelectorAll('*')].some(({ shadowRoot }) => shadowRoot instanceof ShadowRoot && changesWhenDrawn(shadowRoot));
+    loading ||= changesWhenDrawn(document);
     for (const element of document.querySelectorAll('img[loading="lazy" i], iframe[loading="lazy" i]')) {
         element.loading = 'eager';
         loading = true;

@@ -37,8 +37,9 @@ constexpr auto channelInterval = 50ms;
 constexpr auto quietTime = 30ms;
 /// How long a page may take to be drawn.
 constexpr auto showTime = 10s;
-/// How often a page that grows, or works, when it is shown is shown again.
-constexpr int maximumShows = 3;
+/// How often a page is shown that works after it has been shown, and one that has grown since.
+constexpr int maximumShows = 2;
+constexpr int maximumGrowths = 10;
 /// How often a page that goes on changing is prepared for paper.
 constexpr int maximumPreparations = 6;
 /// How long a page that is on its way to another document is waited for.
@@ -58,7 +59,7 @@ Readiness::Readiness(Session &session, const QString &mainFrame, const PageEvent
 
 void Readiness::awaitLoadEvent(Deadline bound)
 {
-    m_session.waitUntil([this] { return m_events.isLoaded(); }, bound);
+    m_time.waitUntil([this] { return m_events.isLoaded(); }, VirtualTime::Pace::Real, bound);
 }
 
 void Readiness::awaitWhole(const Job &job, Deadline bound)
@@ -90,6 +91,8 @@ void Readiness::beginDocument()
     m_timeStep = firstTimeStep;
     m_furtherTime = maximumFurtherTime;
     m_shows = 0;
+    m_growths = 0;
+    m_grows = false;
     m_preparations = 0;
     m_shownHeight = 0;
     m_workingSince = std::nullopt;
@@ -200,6 +203,7 @@ bool Readiness::noteWork(const WorkAsked &asked)
         m_preparedLayouts = now->layouts;
     m_facts.hasChanged = m_preparedLayouts != now->layouts && m_preparations < maximumPreparations;
     m_lastWork = *now;
+    m_time.noteTime(now->time);
     return any;
 }
 
@@ -207,7 +211,8 @@ bool Readiness::noteWork(const WorkAsked &asked)
 void Readiness::noteChange()
 {
     m_facts.quietLooks = 0;
-    m_facts.isShown = m_shows >= maximumShows;
+    m_grows = m_grows || m_growths >= maximumGrowths;
+    m_facts.isShown = m_shows >= maximumShows || m_growths >= maximumGrowths;
 }
 
 void Readiness::look()
@@ -215,6 +220,8 @@ void Readiness::look()
     if (!m_workingSince)
         m_workingSince = std::chrono::steady_clock::now();
     m_threads.sinceLast({});
+    if (m_time.isReal())
+        m_time.beginFrame(Compositor::Output::Shown);
     m_time.waitUntil([] { return false; },
                      m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
                      Deadline::in(std::max(lookTime, lookAnswers * m_answerTime)).earlier(m_bound));
@@ -255,6 +262,11 @@ void Readiness::prepare(const Job &job)
         m_facts.hasRunScripts = m_facts.hasRunScripts || m_lastWork.listeners > 0;
     }
     m_facts.hasBegunLoading = findings && findings->changed;
+    if (isFirst && (m_facts.hasRunScripts || m_facts.hasBegunLoading)) {
+        // What goes by the media is told with a frame, for which the page asks in the first of these.
+        m_time.draw(Compositor::Output::Discarded);
+        m_time.draw(Compositor::Output::Discarded);
+    }
     if (!isFirst && m_facts.hasBegunLoading)
         m_facts.quietLooks = 0;
     m_facts.hasChanged = false;
@@ -269,6 +281,7 @@ void Readiness::passTime()
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
     const auto begin = std::chrono::steady_clock::now();
+    m_time.draw(Compositor::Output::Shown);
     const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
                                     [this] { return m_document != m_events.document(); });
     // What is computed while time passes is no work without a pause, unless it has no end.
@@ -278,6 +291,7 @@ void Readiness::passTime()
         *m_workingSince += std::chrono::steady_clock::now() - begin;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     const double before = m_lastWork.time;
+    m_time.draw(Compositor::Output::Shown);
     const bool hasWorked = noteWork();
     // Its clock tells whether all of the step has passed.
     const auto gone = std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -308,9 +322,8 @@ void Readiness::show()
 {
     const Deadline bound = Deadline::in(showTime).earlier(m_bound);
     m_facts.isShown = true;
-    ++m_shows;
     if (const auto context = engineContext(m_session, m_mainFrame, bound)) {
-        const auto shown = m_time.ask(
+        const auto shown = m_time.askDrawing(
             u"Runtime.evaluate"_s,
             {{u"expression"_s, u"(%1)(%2)"_s.arg(QString::fromLatin1(showScript)).arg(m_shownHeight)},
              {u"contextId"_s, *context},
@@ -323,7 +336,7 @@ void Readiness::show()
                            {{u"expression"_s, u"globalThis[Symbol.for('quirelle')].stopsShowing = true"_s},
                             {u"contextId"_s, *context}});
         else
-            m_shownHeight = shown->result["result"_L1].toObject()["value"_L1].toDouble(m_shownHeight);
+            noteShown(shown->result["result"_L1].toObject()["value"_L1].toObject());
     }
     noteWork();
     m_facts.quietLooks = std::min(m_facts.quietLooks, 1);
@@ -331,9 +344,21 @@ void Readiness::show()
     m_timeStep = furtherTime;
 }
 
+/// Lists that are loaded piece by piece grow when their end comes into view, some of them without end.
+void Readiness::noteShown(const QJsonObject &reach)
+{
+    const double shown = reach["shown"_L1].toDouble();
+    ++(shown > m_shownHeight ? m_growths : m_shows);
+    m_shownHeight = std::max(m_shownHeight, shown);
+    m_grows = reach["height"_L1].toDouble() > m_shownHeight;
+    m_facts.isShown = !m_grows || m_growths >= maximumGrowths;
+}
+
 /// A page that works without a pause is printed while it does.
 void Readiness::noteUnfinished()
 {
+    if (m_grows && m_growths >= maximumGrowths)
+        m_unfinished += u"a document that grows when its end comes into view"_s;
     if (facts().workTime <= longestWork && !m_bound.passed())
         return;
     if (m_facts.hasBusyWorkers)

@@ -1,7 +1,7 @@
 // Runs before any script of a page or of a worker of it, in its own world. The page's functions are its own but for
 // these, of which the browser tells nothing or which mean nothing on paper:
 //
-// requestAnimationFrame, requestIdleCallback   go by the page's own time, which passes without frames being drawn
+// requestAnimationFrame, requestIdleCallback   go by the page's own time, which passes with few frames being drawn
 // attachShadow                                 closed trees are open to the engine, for what is changed for paper
 // getContext                                   a WebGL drawing buffer is kept once it has been shown, for printing
 // print                                        tells the engine, which prints the page then

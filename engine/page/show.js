@@ -1,5 +1,5 @@
 // Shows a document from `begin`, in CSS pixels, to its end, a view at a time, and puts it back where it was. Runs in the
-// engine's world. Returns how far it has been shown. Stops when `stopsShowing` is set in what lasts there.
+// engine's world. Returns how far it has been shown and how far it reaches then. Stops when `stopsShowing` is set in what lasts there.
 async (begin) => {
     // Resolved by a message, which comes after all that the frame itself has brought.
     const drawn = () => new Promise((resolve) => requestAnimationFrame(() => {
@@ -10,7 +10,7 @@ async (begin) => {
     const lasting = (globalThis[Symbol.for('quirelle')] ??= {});
     lasting.stopsShowing = false;
     const view = document.scrollingElement;
-    if (!view) return 0;
+    if (!view) return { shown: 0, height: 0 };
     const { scrollLeft: left, scrollTop: before } = view;
     const scrollTo = (top) => view.scrollTo({ left, top, behavior: 'instant' });
     const last = () => view.scrollHeight - view.clientHeight;
@@ -25,5 +25,6 @@ async (begin) => {
         scrollTo(before);
     }
     await drawn();
-    return end;
+    await drawn(); // what observers of the view do about the last frame is over
+    return { shown: end, height: view.scrollHeight };
 }

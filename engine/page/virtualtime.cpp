@@ -15,6 +15,10 @@ constexpr int maximumTasksAtATime = 10000;
 /// How often page time is granted while real time passes. Between grants the page's tasks are held, so each
 /// step of a conversation with the browser takes so long.
 constexpr auto grantInterval = 4ms;
+/// How often the page is drawn while real time passes.
+constexpr auto frameInterval = 50ms;
+/// How long a frame that page time waits for may take.
+constexpr auto drawingTime = 200ms;
 /// How long workers may take to share the page's time.
 constexpr auto joiningTime = 20ms;
 /// After so long without its end a share is taken to be lost, as with a document that has gone.
@@ -25,7 +29,7 @@ constexpr double realGrant = std::chrono::duration<double, std::milli>(grantInte
 
 } // namespace
 
-VirtualTime::VirtualTime(Session &session) : m_session(session)
+VirtualTime::VirtualTime(Session &session) : m_session(session), m_compositor(session)
 {
     session.on(u"Emulation.virtualTimeBudgetExpired"_s,
                [this](const QJsonObject &, const QString &from) { m_pending.remove(from); });
@@ -52,6 +56,7 @@ void VirtualTime::grant(const QString &policy, double milliseconds)
         parameters.insert(u"maxVirtualTimeTaskStarvationCount"_s, maximumTasksAtATime);
     }
     m_isReal = false;
+    m_now += milliseconds;
     const QStringList all = members();
     for (const QString &member : all) {
         if (isPending(member))
@@ -87,16 +92,26 @@ bool VirtualTime::pass(std::chrono::milliseconds duration, Requests requests, De
     return passed() || orUntil();
 }
 
+void VirtualTime::beginFrame(Compositor::Output output)
+{
+    m_compositor.draw(output, m_isReal ? std::nullopt : std::optional(m_now));
+}
+
 bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, Deadline bound)
 {
-    if (m_isReal && pace == Pace::Real)
-        return m_session.waitUntil(condition, bound);
     if (std::exchange(m_isPassing, false))
         m_pending.clear();
-    const double share = pace == Pace::Real ? realGrant : stillGrant;
+    const bool isFree = m_isReal && pace == Pace::Real;
+    Deadline nextFrame = Deadline::in(frameInterval);
     do {
-        grant(u"advance"_s, share);
-        m_session.waitUntil(condition, Deadline::in(grantInterval).earlier(bound));
+        if (!isFree)
+            grant(u"advance"_s, pace == Pace::Real ? realGrant : stillGrant);
+        m_session.waitUntil(condition,
+                            isFree ? nextFrame.earlier(bound) : Deadline::in(grantInterval).earlier(bound));
+        if (pace == Pace::Real && nextFrame.passed()) {
+            beginFrame(Compositor::Output::Shown);
+            nextFrame = Deadline::in(frameInterval);
+        }
     } while (!condition() && !bound.passed());
     return condition();
 }
@@ -104,9 +119,39 @@ bool VirtualTime::waitUntil(const std::function<bool()> &condition, Pace pace, D
 std::optional<Session::Reply> VirtualTime::ask(const QString &method, const QJsonObject &parameters,
                                                Deadline bound)
 {
-    const auto flow = [this] { grant(u"advance"_s, realGrant); };
-    flow();
-    return m_session.askUrgently(method, parameters, grantInterval, flow, bound);
+    const int id = m_session.begin(method, parameters);
+    waitUntil([&] { return m_session.hasReplied(id); }, Pace::Real, bound);
+    return m_session.replyTo(id, bound);
+}
+
+std::optional<Session::Reply> VirtualTime::askDrawing(const QString &method, const QJsonObject &parameters,
+                                                      Deadline bound)
+{
+    const int id = m_session.begin(method, parameters);
+    auto granted = std::chrono::steady_clock::now();
+    do {
+        const auto now = std::chrono::steady_clock::now();
+        const std::chrono::duration<double, std::milli> gone = now - std::exchange(granted, now);
+        grant(u"advance"_s, std::clamp(gone.count(), stillGrant, realGrant));
+        beginFrame(Compositor::Output::Discarded);
+        const bool isDrawing = m_compositor.isDrawing();
+        m_session.waitUntil(
+            [&] { return m_session.hasReplied(id) || (isDrawing && !m_compositor.isDrawing()); },
+            Deadline::in(grantInterval).earlier(bound));
+    } while (!m_session.hasReplied(id) && !bound.passed());
+    return m_session.replyTo(id, bound);
+}
+
+void VirtualTime::draw(Compositor::Output output)
+{
+    beginFrame(output);
+    const Deadline bound = Deadline::in(drawingTime);
+    do {
+        if (!m_isReal)
+            grant(u"advance"_s, stillGrant);
+    } while (
+        !m_session.waitUntil([this] { return !m_compositor.isDrawing(); }, Deadline::in(grantInterval)) &&
+        !bound.passed());
 }
 
 void VirtualTime::flow(std::chrono::milliseconds duration)

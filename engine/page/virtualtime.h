@@ -1,12 +1,12 @@
 #pragma once
 
-#include "engine/devtools/session.h"
+#include "engine/page/compositor.h"
 
 #include <QHash>
 
 /// A page's own time, which its timers and animations go by, in all its frames and workers (the protocol's
 /// virtual time). The browser lets it pass as fast as the page computes, and stand still otherwise. Until it
-/// has been let pass for the first time it is the real one.
+/// has been let pass for the first time it is the real one. While real time passes, the page is drawn.
 class VirtualTime
 {
 public:
@@ -29,8 +29,18 @@ public:
 
     /// Lets real time pass until `condition` holds or the bound has come; whether it holds.
     bool waitUntil(const std::function<bool()> &condition, Pace pace, Deadline bound);
-    /// Asks the page something that takes page time, such as drawing it; nothing at the bound.
+    /// To be told of the page's time, in seconds of the clock that never stops, whenever that is known.
+    void noteTime(double now) { m_now = 1000 * now; }
+    /// Begins to draw the page once, unless it is being drawn.
+    void beginFrame(Compositor::Output output);
+    bool hasUnfinishedFrame() { return m_compositor.hasUnfinishedFrame(); }
+    /// Begins to draw it, and waits for a while until it has been drawn.
+    void draw(Compositor::Output output);
+    /// Asks the page something that may take time; nothing at the bound.
     std::optional<Session::Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
+    /// Same, for something that takes frames: they are drawn as fast as can be, and only for the page.
+    std::optional<Session::Reply> askDrawing(const QString &method, const QJsonObject &parameters,
+                                             Deadline bound);
 
     /// Lets so much of the page's time pass alongside whatever is asked of the page meanwhile; the real time
     /// does where none has been let pass yet.
@@ -46,7 +56,9 @@ private:
     void grant(const QString &policy, double milliseconds);
 
     Session &m_session;
+    Compositor m_compositor;
     bool m_isReal = true;
+    double m_now = 0;         ///< the page's time, in milliseconds, or a little later
     bool m_isPassing = false; ///< pass() has been broken off
     int m_members = 0;
     /// Since when members have had a share of the time that has not passed yet.

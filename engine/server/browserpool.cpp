@@ -1,7 +1,7 @@
 #include "engine/server/browserpool.h"
 
 #include <algorithm>
-#include <vector>
+#include <iterator>
 
 using namespace std::chrono_literals;
 
@@ -10,7 +10,6 @@ namespace
 
 /// The browser's memory is measured once per this many jobs.
 constexpr int jobsPerMemoryCheck = 10;
-constexpr size_t maximumBrowsers = 3;
 /// Pages are created and closed only after this time without a job, so as not to slow down jobs in a row.
 constexpr auto idleDelay = 50ms;
 /// Pages of finished jobs are closed after this time at the latest, or when this many are waiting.
@@ -148,46 +147,46 @@ void PooledBrowser::finishJob(std::unique_ptr<Page> done)
     m_changed.notify_all();
 }
 
-bool BrowserPool::Entry::needsReplacement() const
+/// Removes those that get no further jobs. They are destroyed without holding the lock, which takes long.
+std::deque<BrowserPool::Idle> BrowserPool::unusable()
 {
-    if (browser.wait_for(0s) != std::future_status::ready)
-        return false;
-    try {
-        return browser.get()->needsReplacement();
-    } catch (const std::exception &) {
-        // It could not be started.
-        return true;
+    std::deque<Idle> removed;
+    const auto isUsable = [](const Idle &idle) {
+        return !idle.end.passed() && !idle.browser->needsReplacement();
+    };
+    const auto first = std::stable_partition(m_idle.begin(), m_idle.end(), isUsable);
+    std::move(first, m_idle.end(), std::back_inserter(removed));
+    m_idle.erase(first, m_idle.end());
+    while (m_idle.size() > m_limits.count) {
+        removed.push_back(std::move(m_idle.front()));
+        m_idle.pop_front();
     }
+    return removed;
 }
 
-std::shared_ptr<PooledBrowser> BrowserPool::browserFor(const LaunchFlags &flags)
+std::shared_ptr<PooledBrowser> BrowserPool::take(const LaunchFlags &flags)
 {
-    // Browsers are started, and destroyed with `discarded`, without holding the lock: both are slow.
-    std::promise<std::shared_ptr<PooledBrowser>> toStart;
-    std::vector<Entry> discarded;
+    std::deque<Idle> removed;
+    std::shared_ptr<PooledBrowser> browser;
     std::unique_lock lock(m_mutex);
-    const auto unusable = std::stable_partition(m_browsers.begin(), m_browsers.end(),
-                                                [](const Entry &entry) { return !entry.needsReplacement(); });
-    discarded.assign(unusable, m_browsers.end());
-    m_browsers.erase(unusable, m_browsers.end());
-    const auto found = std::find_if(m_browsers.begin(), m_browsers.end(),
-                                    [&](const Entry &entry) { return entry.flags == flags; });
-    const bool isNew = found == m_browsers.end();
-    const Started browser = isNew ? toStart.get_future().share() : found->browser;
-    if (!isNew)
-        m_browsers.erase(found);
-    m_browsers.push_back({flags, browser});
-    if (m_browsers.size() > maximumBrowsers) {
-        discarded.push_back(std::move(m_browsers.front()));
-        m_browsers.pop_front();
+    removed = unusable();
+    const auto found = std::find_if(m_idle.rbegin(), m_idle.rend(),
+                                    [&](const Idle &idle) { return idle.browser->flags() == flags; });
+    if (found != m_idle.rend()) {
+        browser = std::move(found->browser);
+        m_idle.erase(std::next(found).base());
     }
     lock.unlock();
-    if (isNew) {
-        try {
-            toStart.set_value(m_start(flags));
-        } catch (...) {
-            toStart.set_exception(std::current_exception());
-        }
-    }
-    return browser.get();
+    if (!browser)
+        browser = m_start(flags);
+    PooledBrowser *const lent = browser.get();
+    return {lent, [this, browser](PooledBrowser *) { giveBack(browser); }};
+}
+
+void BrowserPool::giveBack(const std::shared_ptr<PooledBrowser> &browser)
+{
+    std::deque<Idle> removed;
+    const std::lock_guard lock(m_mutex);
+    m_idle.push_back({browser, Deadline::in(m_limits.time)});
+    removed = unusable();
 }

@@ -6,7 +6,6 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -42,8 +41,8 @@ public:
     /// Whether the browser must get no further jobs: it has ended, is unresponsive, or has reached one of its
     /// limits.
     bool needsReplacement() const;
-    /// Gives the browser no further jobs because it may hang: a job has timed out, or a page cannot be
-    /// closed.
+    /// Gives the browser no further jobs because it may hang: a job has timed out, or a page cannot be closed
+    /// or is still being drawn.
     void markUnresponsive();
     /// To be called after each takePage(), also if that or the job failed. `done` is the page of a successful
     /// job, which is closed within half a second; a failed job closes its own page.
@@ -76,29 +75,37 @@ private:
     std::thread m_maker;
 };
 
-/// The server's browsers: one for each set of launch flags, the least recently used ended when there are too
-/// many. Usable from any thread.
+/// The server's browsers, each for one job at a time, because the frames of two pages must not overlap
+/// (page/compositor.h). Usable from any thread.
 class BrowserPool
 {
 public:
     using Starter = std::function<std::shared_ptr<PooledBrowser>(const LaunchFlags &flags)>;
-    explicit BrowserPool(Starter start) : m_start(std::move(start)) {}
+    /// When browsers without a job end: those unused for longest if there are more than `count`, and
+    /// whichever has had none for `time`, which is looked at with each job.
+    struct IdleLimits {
+        size_t count = 3;
+        std::chrono::milliseconds time = std::chrono::seconds(30);
+    };
+    explicit BrowserPool(Starter start) : BrowserPool(std::move(start), IdleLimits()) {}
+    BrowserPool(Starter start, IdleLimits limits) : m_start(std::move(start)), m_limits(limits) {}
 
-    /// The browser for these flags, started if there is none; only calls with the same flags wait for that.
-    /// It keeps running as long as the pointer is held. Throws what the starter throws.
-    std::shared_ptr<PooledBrowser> browserFor(const LaunchFlags &flags);
+    /// A browser with these flags, the one used last or, if none is free, a new one. It is the caller's alone
+    /// until the pointer, which must not outlive the pool, is gone. Throws what the starter throws.
+    std::shared_ptr<PooledBrowser> take(const LaunchFlags &flags);
 
 private:
-    using Started = std::shared_future<std::shared_ptr<PooledBrowser>>;
-    struct Entry {
-        LaunchFlags flags;
-        Started browser;
-
-        bool needsReplacement() const;
+    struct Idle {
+        std::shared_ptr<PooledBrowser> browser;
+        Deadline end;
     };
 
+    void giveBack(const std::shared_ptr<PooledBrowser> &browser);
+    std::deque<Idle> unusable();
+
     Starter m_start;
+    IdleLimits m_limits;
     std::mutex m_mutex;
-    /// The most recently used is last.
-    std::deque<Entry> m_browsers;
+    /// The one used last is last.
+    std::deque<Idle> m_idle;
 };

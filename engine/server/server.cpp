@@ -181,7 +181,7 @@ private:
         // Throws if the task was cancelled while it was in the queue.
         task.cancellation.setPage(nullptr);
         const Order order = orderOf(task.job, task.deadline);
-        const std::shared_ptr<PooledBrowser> browser = m_pool.browserFor(launchFlagsFor(order.job));
+        const std::shared_ptr<PooledBrowser> browser = m_pool.take(launchFlagsFor(order.job));
         const WatchedJob watched(browser->memory());
         try {
             return printedBy(*browser, order, task);
@@ -195,25 +195,29 @@ private:
     static QByteArray printedBy(PooledBrowser &browser, const Order &order, Task &task)
     {
         std::unique_ptr<Page> page;
+        bool isPrinted = false;
         // Destroyed before `page`, so that cancel() cannot use a page that is gone.
         struct Finish {
             Task &task;
             PooledBrowser &browser;
-            std::unique_ptr<Page> done;
+            std::unique_ptr<Page> &page;
+            bool &isPrinted;
 
             ~Finish()
             {
                 task.cancellation.removePage();
-                browser.finishJob(std::move(done));
+                if (page && page->isBeingDrawn())
+                    browser.markUnresponsive();
+                browser.finishJob(isPrinted ? std::move(page) : nullptr);
             }
-        } finish{task, browser, nullptr};
+        } finish{task, browser, page, isPrinted};
         page = browser.takePage(order.job.proxy, order.deadline);
         try {
             task.cancellation.setPage(page.get());
             QByteArray printed = printPage(*page, order, task.record, [&task](std::string_view activity) {
                 task.setActivity(activity);
             });
-            finish.done = std::move(page);
+            isPrinted = true;
             return printed;
         } catch (const Cancelled &) {
             // The browser is usable if it can still close the page.

@@ -58,7 +58,11 @@ set(documents "${CMAKE_INSTALL_DATADIR}/doc/quirelle")
 install(FILES debian/copyright DESTINATION "${documents}")
 install_compressed("${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog" changelog "${documents}")
 
-set(CPACK_GENERATOR DEB TGZ)
+set(CPACK_GENERATOR TGZ)
+find_program(DPKG_SHLIBDEPS dpkg-shlibdeps)
+if(DPKG_SHLIBDEPS)
+  list(APPEND CPACK_GENERATOR DEB)
+endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION text)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -68,8 +72,9 @@ set(CPACK_DEBIAN_PACKAGE_DEPENDS "chromium-headless-shell | chromium | google-ch
 # a program that opens PDFs.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
   "chromium-sandbox, fonts-noto-core, fonts-noto-cjk, fonts-noto-color-emoji, \
-hyphen-de, hyphen-en-gb, hyphen-en-us, hyphen-es, hyphen-fr, hyphen-it, hyphen-nl, hyphen-pl, hyphen-pt-br, hyphen-ru, \
+hyphen-de, hyphen-en-gb, hyphen-en-us, hyphen-es, hyphen-fr, hyphen-it, hyphen-nl, hyphen-pt-br, \
 xdg-utils")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "hyphen-hyphenation-patterns, qt6-wayland")
+# Not recommended: hyphen-pl and hyphen-ru recommend LibreOffice.
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "hyphen-hyphenation-patterns, hyphen-pl, hyphen-ru, qt6-wayland")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)

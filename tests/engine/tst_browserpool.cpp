@@ -6,7 +6,6 @@
 #include <QElapsedTimer>
 #include <QTest>
 
-#include <atomic>
 #include <csignal>
 #include <fstream>
 #include <future>
@@ -81,12 +80,13 @@ class BrowserPoolTest : public QObject
 private slots:
     void initTestCase();
 
-    void equalFlagsShareABrowser();
+    void oneBrowserForJobsInARow();
+    void jobsAtATimeHaveABrowserEach();
     void theOneUsedLeastIsGivenUp();
+    void unusedOnesEnd();
     void aPageIsMadeReadyAheadOfItsJob();
     void pagesAreNeverGivenTwice();
     void afterSoManyJobsANewOneTakesOver();
-    void itStaysWhileItIsUsed();
     void afterACrashANewOneTakesOver();
     void oneThatHasGrownIsReplaced();
     void memoryIsThatOfAllItsProcesses();
@@ -95,7 +95,7 @@ private slots:
     void oneThatHangsIsReplacedAtOnce();
     void aPageOfOneThatHangsCannotBeClosed();
     void whileOneStartsOthersCanBeHad();
-    void oneThatStartsIsSharedAlready();
+    void aFailedStartIsTold();
     void cleanup();
 };
 
@@ -110,21 +110,34 @@ void BrowserPoolTest::cleanup()
     QVERIFY2(waitUntil([] { return descendantsOf(::getpid()).isEmpty(); }), "processes are left");
 }
 
-void BrowserPoolTest::equalFlagsShareABrowser()
+void BrowserPoolTest::oneBrowserForJobsInARow()
 {
     BrowserPool pool(keeping(1));
-    const auto usual = pool.browserFor({});
-    QCOMPARE(pool.browserFor({}), usual);
-    const auto large = pool.browserFor(withMinimumFont(40));
+    const auto guardFor = [&](const LaunchFlags &flags) { return pool.take(flags)->guardProcess(); };
+    const int usual = guardFor({});
+    QCOMPARE(guardFor({}), usual);
+    const int large = guardFor(withMinimumFont(40));
     QVERIFY(large != usual);
-    QCOMPARE(pool.browserFor(withMinimumFont(40)), large);
-    QCOMPARE(pool.browserFor({}), usual);
+    QCOMPARE(guardFor(withMinimumFont(40)), large);
+    QCOMPARE(guardFor({}), usual);
     LaunchFlags noImages;
     noImages.images = false;
     LaunchFlags noScripts;
     noScripts.javaScript = false;
-    QVERIFY(pool.browserFor(noImages) != usual);
-    QVERIFY(pool.browserFor(noScripts) != pool.browserFor(noImages));
+    const int without = guardFor(noScripts);
+    QVERIFY(without != usual);
+    QVERIFY(guardFor(noImages) != without);
+}
+
+void BrowserPoolTest::jobsAtATimeHaveABrowserEach()
+{
+    BrowserPool pool(keeping(1));
+    auto first = pool.take({});
+    const auto second = pool.take({});
+    QVERIFY(first->guardProcess() != second->guardProcess());
+    const int freed = first->guardProcess();
+    first.reset();
+    QCOMPARE(pool.take({})->guardProcess(), freed);
 }
 
 void BrowserPoolTest::theOneUsedLeastIsGivenUp()
@@ -132,12 +145,22 @@ void BrowserPoolTest::theOneUsedLeastIsGivenUp()
     BrowserPool pool(keeping(1));
     QList<ProcessInfo> guards;
     for (const int pixels : {0, 10, 20})
-        guards += guardOf(*pool.browserFor(withMinimumFont(pixels)));
-    QCOMPARE(guardOf(*pool.browserFor({})), guards[0]);
-    pool.browserFor(withMinimumFont(30));
+        guards += guardOf(*pool.take(withMinimumFont(pixels)));
+    QCOMPARE(guardOf(*pool.take({})), guards[0]);
+    pool.take(withMinimumFont(30));
     QVERIFY(waitUntil([&] { return !isRunning(guards[1]); }));
-    QCOMPARE(guardOf(*pool.browserFor({})), guards[0]);
-    QCOMPARE(guardOf(*pool.browserFor(withMinimumFont(20))), guards[2]);
+    QCOMPARE(guardOf(*pool.take({})), guards[0]);
+    QCOMPARE(guardOf(*pool.take(withMinimumFont(20))), guards[2]);
+}
+
+void BrowserPoolTest::unusedOnesEnd()
+{
+    BrowserPool pool(keeping(1), {3, 1s});
+    const ProcessInfo unused = guardOf(*pool.take(withMinimumFont(40)));
+    QVERIFY(waitUntil([&] {
+        pool.take({});
+        return !isRunning(unused);
+    }));
 }
 
 void BrowserPoolTest::aPageIsMadeReadyAheadOfItsJob()
@@ -163,56 +186,45 @@ void BrowserPoolTest::pagesAreNeverGivenTwice()
 void BrowserPoolTest::afterSoManyJobsANewOneTakesOver()
 {
     BrowserPool pool(keeping(1));
-    const ProcessInfo first = guardOf(*pool.browserFor({}));
+    const ProcessInfo first = guardOf(*pool.take({}));
     for (int job = 0; job < 199; ++job)
-        doJob(*pool.browserFor({}));
-    QCOMPARE(guardOf(*pool.browserFor({})), first);
-    doJob(*pool.browserFor({}));
-    const auto next = pool.browserFor({});
+        doJob(*pool.take({}));
+    QCOMPARE(guardOf(*pool.take({})), first);
+    doJob(*pool.take({}));
+    const auto next = pool.take({});
     QVERIFY(!(guardOf(*next) == first));
     QVERIFY(waitUntil([&] { return !isRunning(first); }));
     QCOMPARE(printed(*next), QByteArray("%PDF"));
 }
 
-void BrowserPoolTest::itStaysWhileItIsUsed()
-{
-    BrowserPool pool(keeping(1, {1, 1LL << 40}));
-    const auto first = pool.browserFor({});
-    const auto page = first->takePage(std::nullopt, Deadline::in(20s));
-    doJob(*first);
-    QVERIFY(first->needsReplacement());
-    const auto next = pool.browserFor({});
-    QVERIFY(next != first);
-    JobRecord record;
-    page->load({Job(), Address{u"about:blank"_s, u"about:blank"_s, false, {}, {}}, Deadline::in(20s)},
-               record);
-    QCOMPARE(page->print(Job()).left(4), QByteArray("%PDF"));
-}
-
 void BrowserPoolTest::afterACrashANewOneTakesOver()
 {
     BrowserPool pool(keeping(1));
-    const auto first = pool.browserFor({});
+    auto first = pool.take({});
     QCOMPARE(printed(*first), QByteArray("%PDF"));
     const ProcessInfo main = browsersIn(descendantsOf(first->guardProcess())).value(0);
     QVERIFY(main.id > 0);
     ::kill(static_cast<pid_t>(main.id), SIGKILL);
     QVERIFY(waitUntil([&] { return first->needsReplacement(); }));
-    const auto next = pool.browserFor({});
-    QVERIFY(next != first);
+    const int ended = first->guardProcess();
+    first.reset();
+    const auto next = pool.take({});
+    QVERIFY(next->guardProcess() != ended);
     QCOMPARE(printed(*next), QByteArray("%PDF"));
 }
 
 void BrowserPoolTest::oneThatHasGrownIsReplaced()
 {
     BrowserPool pool(keeping(1, {200, 1}));
-    const auto first = pool.browserFor({});
+    auto first = pool.take({});
     for (int job = 0; job < 10; ++job) {
         QVERIFY(!first->needsReplacement());
         doJob(*first);
     }
     QVERIFY(waitUntil([&] { return first->needsReplacement(); }));
-    QVERIFY(pool.browserFor({}) != first);
+    const int ended = first->guardProcess();
+    first.reset();
+    QVERIFY(pool.take({})->guardProcess() != ended);
 }
 
 void BrowserPoolTest::memoryIsThatOfAllItsProcesses()
@@ -243,11 +255,12 @@ void BrowserPoolTest::aBrowserThatCannotStart()
 {
     qputenv("QUIRELLE_BROWSER", "/bin/false");
     BrowserPool pool(keeping(1));
-    const auto browser = pool.browserFor({});
+    auto browser = pool.take({});
     qunsetenv("QUIRELLE_BROWSER");
     QCOMPARE(codeOf(*browser, Deadline::in(20s)), ExitCode::NoBrowser);
     QVERIFY(browser->needsReplacement());
-    QCOMPARE(printed(*pool.browserFor({})), QByteArray("%PDF"));
+    browser.reset();
+    QCOMPARE(printed(*pool.take({})), QByteArray("%PDF"));
 }
 
 void BrowserPoolTest::aBrowserThatSaysNothing()
@@ -255,7 +268,7 @@ void BrowserPoolTest::aBrowserThatSaysNothing()
     BrowserLimits limits;
     limits.pageTimeout = 2s;
     BrowserPool pool(keeping(1, limits));
-    const auto browser = pool.browserFor({});
+    const auto browser = pool.take({});
     QCOMPARE(codeOf(*browser, Deadline::in(20s)), ExitCode::Written);
     const ProcessInfo main = browsersIn(descendantsOf(browser->guardProcess())).value(0);
     QVERIFY(main.id > 0);
@@ -271,7 +284,7 @@ void BrowserPoolTest::aBrowserThatSaysNothing()
 void BrowserPoolTest::oneThatHangsIsReplacedAtOnce()
 {
     BrowserPool pool(keeping(3));
-    auto first = pool.browserFor({});
+    auto first = pool.take({});
     QCOMPARE(printed(*first), QByteArray("%PDF"));
     ::kill(static_cast<pid_t>(browsersIn(descendantsOf(first->guardProcess())).value(0).id), SIGSTOP);
     // Taking the last page makes the browser start a new one, which will fail.
@@ -282,7 +295,7 @@ void BrowserPoolTest::oneThatHangsIsReplacedAtOnce()
     first.reset();
     QElapsedTimer timer;
     timer.start();
-    const auto next = pool.browserFor({});
+    const auto next = pool.take({});
     QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(printed(*next), QByteArray("%PDF"));
 }
@@ -309,49 +322,27 @@ void BrowserPoolTest::whileOneStartsOthersCanBeHad()
         }
         return std::make_shared<PooledBrowser>(flags, 1);
     });
-    const auto usual = pool.browserFor({});
-    auto slow = std::async(std::launch::async, [&] { return pool.browserFor(withMinimumFont(40)); });
+    const int usual = pool.take({})->guardProcess();
+    auto slow = std::async(std::launch::async, [&] { return pool.take(withMinimumFont(40)); });
     starting.get_future().wait();
-    auto other = std::async(std::launch::async, [&] { return pool.browserFor({}); });
+    auto other = std::async(std::launch::async, [&] { return pool.take({})->guardProcess(); });
     const bool isThere = other.wait_for(20s) == std::future_status::ready;
     goOn.set_value();
     QVERIFY(isThere);
     QCOMPARE(other.get(), usual);
-    QCOMPARE(slow.get(), pool.browserFor(withMinimumFont(40)));
+    slow.get();
 }
 
-void BrowserPoolTest::oneThatStartsIsSharedAlready()
+void BrowserPoolTest::aFailedStartIsTold()
 {
-    std::atomic<int> starts = 0;
-    std::promise<void> starting;
-    std::promise<void> goOn;
+    int starts = 0;
     BrowserPool pool([&](const LaunchFlags &flags) -> std::shared_ptr<PooledBrowser> {
-        if (++starts == 1) {
-            starting.set_value();
-            goOn.get_future().wait();
+        if (++starts == 1)
             throw Failure(ExitCode::NoBrowser, u"none"_s);
-        }
         return std::make_shared<PooledBrowser>(flags, 1);
     });
-    const auto codeOfStart = [&] {
-        try {
-            pool.browserFor({});
-        } catch (const Failure &failure) {
-            return failure.code();
-        }
-        return ExitCode::Written;
-    };
-    auto first = std::async(std::launch::async, codeOfStart);
-    starting.get_future().wait();
-    auto second = std::async(std::launch::async, codeOfStart);
-    QVERIFY(second.wait_for(100ms) == std::future_status::timeout);
-    goOn.set_value();
-    QCOMPARE(first.get(), ExitCode::NoBrowser);
-    QCOMPARE(second.get(), ExitCode::NoBrowser);
-    QCOMPARE(starts.load(), 1);
-    // The next one is started anew.
-    QCOMPARE(codeOfStart(), ExitCode::Written);
-    QCOMPARE(starts.load(), 2);
+    QVERIFY_THROWS_EXCEPTION(Failure, pool.take({}));
+    QCOMPARE(printed(*pool.take({})), QByteArray("%PDF"));
 }
 
 QTEST_GUILESS_MAIN(BrowserPoolTest)

@@ -210,7 +210,11 @@ void ConvertHyphensTest::nothingIsLeft()
 {
     QCOMPARE(brokenText(u"lang=en"_s, u"algorithms"_s), u"al-gorithms"_s);
     QCOMPARE(m_engine->leftBehind(), QStringList());
-    QVERIFY(!QDir(m_engine->home()).exists(u".cache"_s));
+    QStringList cached =
+        QDir(m_engine->home() + u"/.cache"_s).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    // Fontconfig's, of folders that the system's cache does not have.
+    cached.removeAll(u"fontconfig"_s);
+    QCOMPARE(cached, QStringList());
 }
 
 QTEST_GUILESS_MAIN(ConvertHyphensTest)

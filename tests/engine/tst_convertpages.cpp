@@ -98,6 +98,8 @@ private slots:
     void copiesOfSomePages();
     void theMediaIsThat_data();
     void theMediaIsThat();
+    void whatIsDecidedWhenDrawn_data();
+    void whatIsDecidedWhenDrawn();
     void theWindowIsAsLargeAsSaid();
     void onePageAsTallAsTheContent_data();
     void onePageAsTallAsTheContent();
@@ -319,6 +321,48 @@ void ConvertPagesTest::theMediaIsThat()
         options);
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(1), text == u"screen"_s ? u"frame screen"_s : text);
+}
+
+/// Green, 16 by 16 pixels; WebM.
+constexpr const char *film =
+    "GkXfo59ChoEBQveBAULygQRC84EIQoKEd2VibUKHgQRChYECGFOAZwEAAAAAAAGyEU2bdLlNu4tTq4QVSalmU6yBbk27i1OrhB"
+    "ZUrmtTrIGTTbuLU6uEH0O2dVOsgdRNu4xTq4QcU7trU6yCAaDsrgAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA"
+    "AAAAAAAAAAAAAAAVSalmoCrXsYMPQkBEiYRCILpeTYCGQ2hyb21lV0GGQ2hyb21lFlSua7yuuteBAXPFh3y8f6OWrxyDgQFV7o"
+    "EBhoVWX1ZQOOCdsIEQuoEQU8CBAVWwkFWxgQFVuYECVbqBDVW7gQEfQ7Z1AQAAAAAAAMDngQCg6qG/gQAAAPACAJ0BKhAAEAAA"
+    "BwiFhYiZhIgBJBATrVAfwB/QEGptsP7+H+L/+jyHGsJYP/6PI//34bUUEhkf/fZAdaGmpqTugQGlnxACAJ0BKhAAEAAABwiFhY"
+    "iZhIgBJBAAYGsA/v+6gwCgz6GugQAoALEBAAAQCSAAwAGB/6BgBhD+/h/i//o8hxrCWD/+jyP/9+G1FBIZH/32QHWhmaaX7oEB"
+    "pZLRAQAAEAkgAMAAwsF/oABAAAD7gQAcU7trjbuLs4EAt4b3gQHxgdQ=";
+
+void ConvertPagesTest::whatIsDecidedWhenDrawn_data()
+{
+    QTest::addColumn<QByteArray>("html");
+    const auto image = [](const QByteArray &colour) {
+        return "\"data:image/svg+xml,<svg xmlns='http://www.w3.org/2000/svg' width='99' height='99'><rect "
+               "width='99' height='99' fill='" +
+               colour + "'/></svg>\"";
+    };
+    const QByteArray picture =
+        "<picture><source media=print srcset=" + QByteArray(image("lime")).replace(' ', "%20") +
+        "><img src=" + image("red") + "></picture>";
+    QTest::newRow("a picture for print") << picture;
+    QTest::newRow("in a shadow tree")
+        << "<div><template shadowrootmode=open>" + picture + "</template></div>";
+    QTest::newRow("in a frame") << "<iframe srcdoc='" + QByteArray(picture).replace("'", "&apos;") +
+                                       "'></iframe>";
+    QTest::newRow("by a script") << "<img id=i src=" + image("red") +
+                                        "><script>matchMedia('print').onchange=()=>setTimeout(()=>i.src=" +
+                                        image("lime") + ",100)</script>";
+    QTest::newRow("the first picture of a film")
+        << "<video width=160 src='data:video/webm;base64," + QByteArray(film) + "'></video>";
+}
+
+void ConvertPagesTest::whatIsDecidedWhenDrawn()
+{
+    QFETCH(QByteArray, html);
+    const Conversion conversion = m_engine.convertText("<!DOCTYPE html>" + html);
+    VERIFY_WRITTEN(conversion);
+    QVERIFY(shows(Qt::green, conversion.pdf().picture()));
+    QVERIFY(!shows(Qt::red, conversion.pdf().picture()));
 }
 
 void ConvertPagesTest::theWindowIsAsLargeAsSaid()

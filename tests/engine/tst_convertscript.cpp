@@ -117,6 +117,19 @@ void ConvertScriptTest::whatTimeBrings_data()
         u"begin built"_s);
     row("a transition of views", "setTimeout(()=>document.startViewTransition(()=>p.append(' built')),200)",
         u"begin built"_s);
+    row("several transitions of views",
+        "(async()=>{for(const t of [' first',' built'])await document.startViewTransition(()=>p.append(t))"
+        ".finished})()",
+        u"begin first built"_s);
+    row("transitions one after another",
+        "p.style.cssText='transition:width .4s;width:9px';let "
+        "n=0;p.ontransitionend=()=>{if(++n<4)p.style.width="
+        "9+n+'px';else p.append(' built')};setTimeout(()=>p.style.width='99px',50)",
+        u"begin built"_s);
+    row("transitions one after another, from the beginning",
+        "p.style.cssText='transition:width .2s;width:9px';p.offsetWidth;let n=0;p.ontransitionend=()=>{"
+        "if(++n<8)p.style.width=99+n*9+'px';else p.append(' built')};p.style.width='99px'",
+        u"begin built"_s);
     row("animations one after another",
         "(async()=>{for(let n=0;n<4;n++)await p.animate([{opacity:0},{opacity:1}],300).finished;p.append(' "
         "built')})()",
@@ -432,6 +445,14 @@ void ConvertScriptTest::whatComesIntoView_data()
         "++n;if(n==9)p.append(' built')}});for(const d of document.querySelectorAll('div'))o.observe(d)");
     QTest::newRow("by scrolling") << QByteArray(
         "onscroll=()=>{if(scrollY>4000){onscroll=null;p.append(' built')}}");
+    QTest::newRow("a list that grows at its end")
+        << QByteArray("let n=0;const o=new IntersectionObserver(e=>{if(e[0].isIntersecting&&++n<7){"
+                      "last.before(document.createElement('div'));last.previousSibling.style.height='900px';"
+                      "o.unobserve(last);o.observe(last);if(n==6)p.append(' built')}});o.observe(last)");
+    QTest::newRow("a list that grows a while later, by scrolling")
+        << QByteArray("let n=0,t;onscroll=()=>{if(n<5&&innerHeight+scrollY>document.body.scrollHeight-99){"
+                      "clearTimeout(t);t=setTimeout(()=>{last.style.paddingTop=++n*900+'px';if(n==5)p.append("
+                      "' built')},200)}}");
     QTest::newRow("at the end of a very long page") << QByteArray(
         "last.style.paddingTop='250000px';new IntersectionObserver(e=>{if(e[0].isIntersecting)"
         "p.append(' built')}).observe(document.body.appendChild(document.createElement('hr')))");

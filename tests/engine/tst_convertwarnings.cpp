@@ -164,6 +164,12 @@ void ConvertWarningsTest::whatWasGoingOnIsSaid_data()
                              << QByteArray("endless/data.txt");
     QTest::newRow("a script") << QByteArray("<script>setTimeout(()=>{while(true);},100)</script>")
                               << QByteArray("scripts that keep running");
+    QTest::newRow("a list without an end")
+        << QByteArray(
+               "<hr id=end><script>const o=new IntersectionObserver(e=>{if(!e[0].isIntersecting)return;const "
+               "d=document.createElement('div');d.style.height='1500px';end.before(d)});o.observe(end)"
+               "</script>")
+        << QByteArray("grows when its end comes into view");
 }
 
 void ConvertWarningsTest::whatWasGoingOnIsSaid()

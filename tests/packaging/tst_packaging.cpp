@@ -89,6 +89,7 @@ private slots:
     void completionsKnowEveryPaper_data();
     void completionsKnowEveryPaper();
     void versionsAgree();
+    void otherSystemsAreToldWhatToInstall();
 
 private:
     QString installed(const QString &path) const { return m_folder.path(u"usr/"_s + path); }
@@ -308,6 +309,22 @@ void PackagingTest::versionsAgree()
     QVERIFY(textOf(u"share/man/man1/quirelle.1.gz"_s).contains(u"Quirelle " QUIRELLE_VERSION));
     const QByteArray news = contentOf(QStringLiteral(QUIRELLE_SOURCE "/CHANGELOG.md"));
     QVERIFY(news.contains("\n## " + version));
+}
+
+void PackagingTest::otherSystemsAreToldWhatToInstall()
+{
+    // No dpkg-query is on this path.
+    m_folder.makeFolder(u"tools"_s);
+    for (const QString &tool : {u"dirname"_s, u"sed"_s})
+        QVERIFY(QFile::link(QStandardPaths::findExecutable(tool), m_folder.path(u"tools/"_s + tool)));
+    ProgramOptions options;
+    options.environment.insert(u"PATH"_s, m_folder.path(u"tools"_s));
+    const ProgramResult result = runProgram(QStringLiteral(QUIRELLE_SOURCE "/packaging/install-missing"),
+                                            {u"build"_s, u"run"_s}, options);
+    QVERIFY2(result.ok(), (result.output + result.errors).constData());
+    QVERIFY2(result.output.contains(" chromium-headless-shell "), result.output.constData());
+    QVERIFY2(result.output.contains("dnf install cmake "), result.output.constData());
+    QVERIFY2(!result.output.contains(" xvfb "), result.output.constData());
 }
 
 QTEST_GUILESS_MAIN(PackagingTest)

@@ -4,6 +4,7 @@
 #include "tests/support/silentserver.h"
 
 #include <QFile>
+#include <QTcpServer>
 
 #include <unistd.h>
 
@@ -35,9 +36,13 @@ WebServer::WebServer(const QByteArray &locations, const Certificate *certificate
     configuration += "types { text/html html; text/css css; text/plain txt; application/javascript js; "
                      "image/png png; application/json json; image/svg+xml svg; application/pdf pdf; "
                      "application/zip zip; font/ttf ttf; }\n"
-                     "server {\nlisten 127.0.0.1:" +
-                     QByteArray::number(m_port) + (certificate ? " ssl" : "") + ";\nroot " + folder +
-                     "/root;\n";
+                     "server {\nroot " +
+                     folder + "/root;\n";
+    const QByteArray port = QByteArray::number(m_port) + (certificate ? " ssl;\n" : ";\n");
+    configuration += "listen 127.0.0.1:" + port;
+    // The first address of "localhost" on many systems, and the only one that some proxies try.
+    if (QTcpServer().listen(QHostAddress::LocalHostIPv6, static_cast<quint16>(m_port)))
+        configuration += "listen [::1]:" + port;
     if (certificate)
         configuration += "ssl_certificate " + QFile::encodeName(certificate->file) +
                          ";\nssl_certificate_key " + QFile::encodeName(certificate->key) + ";\n";

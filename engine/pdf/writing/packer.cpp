@@ -47,11 +47,10 @@ public:
 private:
     std::string trailerEntries()
     {
-        std::string entries;
-        for (const char *key : {"/Root", "/Info"}) {
-            if (m_pdf.getTrailer().hasKey(key))
-                entries += ' ' + std::string(key) + ' ' + m_pdf.getTrailer().getKey(key).unparse();
-        }
+        // Throws if there is none: libqpdf 12 opens no file without it.
+        std::string entries = " /Root " + m_pdf.getRoot().unparse();
+        if (m_pdf.getTrailer().hasKey("/Info"))
+            entries += " /Info " + m_pdf.getTrailer().getKey("/Info").unparse();
         return entries;
     }
 

@@ -1,0 +1,50 @@
+#include "engine/page/compositor.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// A frame that takes longer is not waited for.
+constexpr auto frameTimeout = 1s;
+/// Frames must not have the same time, in milliseconds.
+constexpr double leastStep = 0.001;
+
+double present()
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+} // namespace
+
+void Compositor::draw(Output output, std::optional<double> time)
+{
+    if (m_drawsItself || hasUnfinishedFrame())
+        return;
+    m_time = std::max(m_time + leastStep, time.value_or(present()));
+    m_frame = {m_session.begin(
+                   u"HeadlessExperimental.beginFrame"_s,
+                   {{u"noDisplayUpdates"_s, output == Output::Discarded}, {u"frameTimeTicks"_s, m_time}}),
+               Deadline::in(frameTimeout)};
+}
+
+bool Compositor::isDrawing()
+{
+    return hasUnfinishedFrame() && !m_frame->end.passed();
+}
+
+bool Compositor::hasUnfinishedFrame()
+{
+    if (m_frame && m_session.hasReplied(m_frame->id)) {
+        const auto reply = m_session.replyTo(m_frame->id, m_frame->end);
+        m_drawsItself = !std::exchange(m_hasDrawn, true) && !reply->error.isEmpty();
+        m_frame.reset();
+    }
+    return m_frame.has_value();
+}

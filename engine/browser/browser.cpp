@@ -4,6 +4,7 @@
 #include "engine/base/modules.h"
 #include "engine/base/temporary.h"
 #include "engine/browser/locate.h"
+#include "engine/browser/sandbox.h"
 
 #include <QFile>
 
@@ -11,6 +12,8 @@
 
 #include <algorithm>
 #include <unistd.h>
+
+using namespace Qt::StringLiterals;
 
 namespace
 {
@@ -41,14 +44,24 @@ void addHyphenation([[maybe_unused]] std::vector<std::string> &environment)
 #endif
 }
 
-/// With TMPDIR in the browser's private folder, so that its temporary files are removed with that.
 std::vector<std::string> browserEnvironment()
 {
     std::vector<std::string> environment = passedEnvironment();
     std::erase_if(environment, [](const std::string &variable) { return variable.starts_with("TMPDIR="); });
-    environment.emplace_back("TMPDIR=%DIR%");
+    // Its private folder, where it starts, so that its temporary files are removed with that. Relative: a
+    // full Chromium has a socket there, whose path could be too long.
+    environment.emplace_back("TMPDIR=.");
+    // Without the desktop's settings: a full Chromium would read them, the headless shell does not.
+    environment.emplace_back("GSETTINGS_BACKEND=memory");
     addHyphenation(environment);
     return environment;
+}
+
+/// Preferences of a full Chromium: PDF files are downloads, as for the headless shell, not pages with a
+/// viewer.
+std::vector<GuardedProcess::File> browserFiles()
+{
+    return {{"Default", "Preferences", R"({"plugins":{"always_open_pdf_externally":true}})"}};
 }
 
 /// The browser's path, after making sure that it may open enough file descriptors: with too few it hangs.
@@ -76,25 +89,27 @@ Browser::Browser(const LaunchFlags &flags, FirstPage firstPage)
     : m_filter(flags.blockPrivateAddresses ? std::make_unique<AddressFilter>() : nullptr),
       m_process(browserWithDescriptors(),
                 browserArguments(flags, runsWithoutSandbox(), firstPage, m_filter ? m_filter->port() : 0),
-                browserEnvironment(), temporaryFolder()),
+                browserEnvironment(), temporaryFolder(), browserFiles()),
       m_connection(m_process.toProgram(), m_process.fromProgram(), m_process.standardError()),
       m_memory(m_process.process(), flags.maximumMemory)
 {
+}
+
+bool Browser::lacksSandbox() const
+{
+    const QByteArray errors = m_connection.lastErrors();
+    // The last: namespaces can be made, but without the right to use them fully, as in some containers.
+    return errors.contains("No usable sandbox") || errors.contains("SUID sandbox") ||
+           errors.contains("sys_chroot");
 }
 
 Failure Browser::withReason(const Failure &failure) const
 {
     if (failure.code() != ExitCode::NoBrowser)
         return failure;
+    if (lacksSandbox())
+        return {ExitCode::NoBrowser, u"the browser cannot start its sandbox: "_s + sandboxAdvice()};
     const QList<QByteArray> lines = m_connection.lastErrors().trimmed().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.contains("No usable sandbox") || line.contains("SUID sandbox")) {
-            return {ExitCode::NoBrowser,
-                    QStringLiteral(
-                        "the browser cannot start its sandbox: install the package chromium-sandbox, or "
-                        "let users make user namespaces (sysctl kernel.unprivileged_userns_clone=1)")};
-        }
-    }
     if (lines.last().isEmpty())
         return failure;
     // The cause may be followed by messages of its other processes.

@@ -26,6 +26,8 @@ public:
     /// The guard's process id; all processes of the browser descend from it.
     int guardProcess() const { return m_process.process(); }
 
+    /// Whether it has ended because it cannot start its sandbox.
+    bool lacksSandbox() const;
     /// `failure`; if it is NoBrowser, with the reason from the browser's standard error and what to do.
     Failure withReason(const Failure &failure) const;
 

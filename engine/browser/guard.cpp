@@ -4,6 +4,7 @@
 #include "engine/browser/profilefolder.h"
 #include "engine/job/failure.h"
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -37,6 +38,7 @@ struct Program {
     std::string path;
     std::vector<std::string> arguments;
     std::vector<std::string> environment;
+    std::vector<GuardedProcess::File> files;
 };
 
 void replaceAll(std::vector<std::string> &texts, const std::string &what, const std::string &by)
@@ -53,30 +55,41 @@ void writeLine(int descriptor, const std::string &line)
     [[maybe_unused]] const ssize_t written = ::write(descriptor, line.data(), line.size());
 }
 
-[[noreturn]] void execute(Program &program, int input, int output, int errors, int lock)
+/// `folder` is the private folder, which the program starts in.
+[[noreturn]] void execute(Program &program, int input, int output, int errors, int folder)
 {
-    constexpr int lockNumber = 5;
+    constexpr int folderNumber = 5;
+    [[maybe_unused]] const int changed = ::fchdir(folder);
 #ifdef __linux__
     // If the guard itself is killed, so is the program.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
 #endif
     for (const int number : {SIGCHLD, SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGPIPE, SIGXFSZ})
         ::signal(number, SIG_DFL);
-    const int heldLock = ::fcntl(lock, F_DUPFD, lockNumber);
+    const int heldFolder = ::fcntl(folder, F_DUPFD, folderNumber);
     const int null = ::open("/dev/null", O_RDWR);
     ::dup2(null, STDIN_FILENO);
     ::dup2(null, STDOUT_FILENO);
     ::dup2(errors, STDERR_FILENO);
     ::dup2(input, 3);
     ::dup2(output, 4);
-    // The program holds the lock too: a browser started by a shell script can outlive the guard, and its
-    // folder must not be removed while it runs.
-    ::dup2(heldLock, lockNumber);
-    closeDescriptorsFrom(lockNumber + 1);
+    // The program holds the folder's lock too: a browser started by a shell script can outlive the guard, and
+    // its folder must not be removed while it runs.
+    ::dup2(heldFolder, folderNumber);
+    closeDescriptorsFrom(folderNumber + 1);
     ::execve(program.path.c_str(), pointersTo(program.arguments).data(),
              pointersTo(program.environment).data());
     writeLine(STDERR_FILENO, program.path + ": " + strerror(errno) + "\n");
     ::_exit(127);
+}
+
+void writeFiles(const std::string &privateFolder, const std::vector<GuardedProcess::File> &files)
+{
+    for (const GuardedProcess::File &file : files) {
+        const std::string folder = privateFolder + '/' + file.folder;
+        ::mkdir(folder.c_str(), S_IRWXU);
+        std::ofstream(folder + '/' + file.name) << file.content;
+    }
 }
 
 /// The child processes of this one.
@@ -139,6 +152,7 @@ void closeAllBut(int lifeline, int lock)
     }
     replaceAll(program.arguments, "%DIR%", folder.path());
     replaceAll(program.environment, "%DIR%", folder.path());
+    writeFiles(folder.path(), program.files);
 
     const pid_t child = ::fork();
     if (child == 0) {
@@ -169,9 +183,9 @@ void closeAllBut(int lifeline, int lock)
 
 GuardedProcess::GuardedProcess(const std::string &program, const std::vector<std::string> &arguments,
                                const std::vector<std::string> &environment,
-                               const std::string &temporaryFolder)
+                               const std::string &temporaryFolder, const std::vector<File> &files)
 {
-    Program toStart{program, {program}, environment};
+    Program toStart{program, {program}, environment, files};
     toStart.arguments.insert(toStart.arguments.end(), arguments.begin(), arguments.end());
     Pipe input = newPipe();
     Pipe output = newPipe();

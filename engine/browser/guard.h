@@ -11,14 +11,23 @@
 class GuardedProcess
 {
 public:
+    /// A file that is in the private folder when the program starts.
+    struct File {
+        /// Of a folder in the private one.
+        std::string folder;
+        std::string name;
+        std::string content;
+    };
+
     /// Starts `program` with `arguments` and exactly `environment` (NAME=value each). "%DIR%" in any of these
     /// becomes the private folder's path. The folder is made in `temporaryFolder`, an absolute path, from
-    /// which folders left by killed guards are removed. The program gets its input pipe as descriptor 3, its
-    /// output pipe as 4 and its folder as 5; its standard input and output are /dev/null. Throws
-    /// Failure(NoBrowser) if no process or pipe can be created. If the program itself cannot be started, the
-    /// pipes close and its standard error has a line.
+    /// which folders left by killed guards are removed. The program starts in its folder, and gets its input
+    /// pipe as descriptor 3, its output pipe as 4 and its folder as 5; its standard input and output are
+    /// /dev/null. Throws Failure(NoBrowser) if no process or pipe can be created. If the program itself
+    /// cannot be started, the pipes close and its standard error has a line.
     GuardedProcess(const std::string &program, const std::vector<std::string> &arguments,
-                   const std::vector<std::string> &environment, const std::string &temporaryFolder);
+                   const std::vector<std::string> &environment, const std::string &temporaryFolder,
+                   const std::vector<File> &files = {});
     GuardedProcess(const GuardedProcess &) = delete;
     GuardedProcess &operator=(const GuardedProcess &) = delete;
     /// Kills the program and waits until it and its folder are gone.

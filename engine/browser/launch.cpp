@@ -20,6 +20,9 @@ constexpr const char *commonArguments[] = {
     "--no-default-browser-check",
     "--disable-background-networking",
     "--disable-component-update",
+    // Some accounts and components are asked for all the same. Browsers connect to no port 9.
+    "--gaia-url=http://127.0.0.1:9",
+    "--component-updater=url-source=http://127.0.0.1:9",
     "--disable-default-apps",
     "--disable-domain-reliability",
     "--disable-extensions",
@@ -27,13 +30,17 @@ constexpr const char *commonArguments[] = {
     "--disable-sync",
     // RenderDocument gives each document a new frame in the same process; for a single document two of them
     // are created, drawn and discarded.
+    // A full Chromium makes a window for each page, with renderers of its own for what drops down from the
+    // address bar (WebUIOmnibox...).
     ("--disable-features=Translate,MediaRouter,OptimizationHints,DialMediaRouteProvider,HttpsUpgrades,"
-     "RenderDocument"),
+     "NetworkTimeServiceQuerying,RenderDocument,WebUIOmniboxPopup,WebUIOmniboxAimPopup"),
     // Saves starting a process. On Linux the network process has no sandbox, so none is lost.
     "--enable-features=NetworkServiceInProcess2",
     // No crash reports, no keyrings, no sound.
     "--disable-breakpad",
     "--disable-crash-reporter",
+    // The full Chromium's, which keeps them in the user's configuration folder.
+    "--disable-crashpad-for-testing",
     "--password-store=basic",
     "--use-mock-keychain",
     "--mute-audio",

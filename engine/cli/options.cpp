@@ -693,6 +693,17 @@ constexpr auto table = std::to_array<Option>({
         .example = "--version",
         .answer = Answer::Version,
     },
+    {
+        .group = OptionGroup::Program,
+        .name = "--check",
+        .help = "print what is installed, and what is missing",
+        .details =
+            "Converts a small document, and prints what conversions depend on: browser, sandbox, fonts for "
+            "the common scripts, languages with hyphens, server, log, the window's settings; and what to "
+            "install where something is missing. [The exit code](#exit-codes) is that of the conversion.",
+        .example = "--check",
+        .answer = Answer::Check,
+    },
 });
 
 } // namespace

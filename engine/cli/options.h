@@ -11,7 +11,7 @@
 enum class OptionGroup { Input, Page, Document, Network, Limits, Warnings, Program };
 
 /// What is printed instead of a job being done.
-enum class Answer { Help, Version };
+enum class Answer { Help, Version, Check };
 
 /// A row of the table of options. The parser, --help, the shell completions, and the options part of the man
 /// page and of docs/engine.md are generated from it.

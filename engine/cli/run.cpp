@@ -2,6 +2,7 @@
 
 #include "engine/base/output.h"
 #include "engine/base/spool.h"
+#include "engine/check/check.h"
 #include "engine/cli/commandline.h"
 #include "engine/cli/help.h"
 #include "engine/client/progress.h"
@@ -87,9 +88,19 @@ int run(const Invocation &invocation, const Joining &joining)
     });
 }
 
-std::string textOf(Answer answer)
+/// Prints the answer; throws what a check has found to fail.
+int print(Answer answer)
 {
-    return answer == Answer::Help ? helpText().toStdString() : "quirelle " QUIRELLE_VERSION "\n";
+    CheckResult result;
+    if (answer == Answer::Check)
+        result = check();
+    else
+        result.text = answer == Answer::Help ? helpText() : u"quirelle " QUIRELLE_VERSION "\n"_s;
+    fputs(result.text.toUtf8().constData(), stdout);
+    const bool isPrinted = fflush(stdout) == 0;
+    if (result.failure)
+        throw Failure(*result.failure);
+    return isPrinted ? 0 : static_cast<int>(ExitCode::NotWritten);
 }
 
 } // namespace
@@ -103,8 +114,7 @@ int runCommandLine(const Invocation &invocation, UseServer useServer)
         // A server refuses such a command line as a whole, but not its parts.
         if (const Joining *joining = std::get_if<Joining>(&request))
             return run(invocation, *joining);
-        fputs(textOf(std::get<Answer>(request)).c_str(), stdout);
-        return fflush(stdout) == 0 ? 0 : static_cast<int>(ExitCode::NotWritten);
+        return print(std::get<Answer>(request));
     } catch (const Failure &failure) {
         return reportFailure(invocation, {}, failure.code(), failure.message().toStdString());
     }

@@ -211,3 +211,9 @@ ServerReply askServer(const Invocation &invocation, IfNone ifNone, const Activit
         return Conversation::useless();
     }
 }
+
+std::string runningServer()
+{
+    const std::optional<Endpoint> endpoint = findEndpoint(executablePath(), IfNone::GiveUp);
+    return endpoint && connectTo(*endpoint) ? endpoint->socket : std::string();
+}

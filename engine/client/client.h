@@ -27,3 +27,6 @@ struct ServerReply {
 /// server is full, hangs or has ended, its browser has crashed, or the command line is no job. Throws
 /// OutputError if the job's output cannot be written.
 ServerReply askServer(const Invocation &invocation, IfNone ifNone, const ActivityListener &listener);
+
+/// The socket of the warm server that jobs of this process would use; empty if none is running.
+std::string runningServer();

@@ -37,6 +37,7 @@ struct PageMetadata {
     QList<PageHeading> headings = {};
     /// How many points a unit of its pages is, for pages larger than readers accept.
     int userUnit = 1;
+    bool isUntitled = false; ///< the browser may then take a part of the address for the title
 };
 
 /// A file that an option names.

@@ -37,6 +37,14 @@ bool isSharedWorker(const QJsonObject &target, const QString &context)
            (context.isEmpty() || target["browserContextId"_L1].toString() == context);
 }
 
+/// The page's icon, which a full Chromium wants for its window: nothing in the page asks for it.
+bool isWindowIcon(const QJsonObject &request)
+{
+    const QJsonObject initiator = request["initiator"_L1].toObject();
+    return request["type"_L1].toString() == "Other"_L1 && initiator["type"_L1].toString() == "other"_L1 &&
+           !initiator.contains("url"_L1);
+}
+
 } // namespace
 
 PageEvents::PageEvents(Session &session, const QString &mainFrame, const QString &context)
@@ -238,6 +246,8 @@ void PageEvents::noteDialog(const QString &session, const QJsonObject &event)
 
 void PageEvents::noteRequest(const QString &session, const QJsonObject &event)
 {
+    if (isWindowIcon(event))
+        return;
     ++m_count;
     ++m_requestCount;
     const QString address = event["request"_L1].toObject()["url"_L1].toString();
@@ -247,8 +257,7 @@ void PageEvents::noteRequest(const QString &session, const QJsonObject &event)
     const QString type = event["type"_L1].toString();
     const QString id = event["requestId"_L1].toString();
     const QString loader = event["loaderId"_L1].toString();
-    // The page's own failure is the job's. Others have their own kinds but for icons and what is meant for
-    // later.
+    // The page's own failure is the job's. Others have their own kinds but for what is meant for later.
     const bool isPart = (id != loader || event["frameId"_L1].toString() != m_mainFrame) && type != "Other"_L1;
     m_requests.insert(id, {session, loader, address, isLasting(type), isPart});
     if (type == "EventSource"_L1)

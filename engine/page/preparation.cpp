@@ -99,8 +99,10 @@ PageMetadata metadataIn(const QJsonObject &object)
         return object[QLatin1String(name)].toString().simplified().left(maximumText);
     };
     const auto time = [&](const char *name) { return QDateTime::fromString(text(name), Qt::ISODate); };
-    return {text("author"),   text("keywords"), text("description"), text("generator"),
-            text("language"), time("created"),  time("modified")};
+    PageMetadata metadata{text("author"),   text("keywords"), text("description"), text("generator"),
+                          text("language"), time("created"),  time("modified")};
+    metadata.isUntitled = object["untitled"_L1].toBool();
+    return metadata;
 }
 
 } // namespace

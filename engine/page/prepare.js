@@ -289,6 +289,7 @@
         keywords: said('keywords', 'dcterms.subject', 'dc.subject'),
         description: said('description', 'dcterms.description', 'dc.description', 'og:description'),
         generator: said('generator'),
+        untitled: document.title === '',
         language: document.documentElement?.lang || document.querySelector('meta[http-equiv="content-language" i]')?.content || '',
         created: said('dcterms.created', 'dc.date.created', 'date', 'dcterms.date', 'dc.date', 'article:published_time'),
         modified: said('dcterms.modified', 'dc.date.modified', 'last-modified', 'article:modified_time'),

@@ -14,6 +14,7 @@
 using namespace Qt::StringLiterals;
 using Check = std::function<bool(const Job &)>;
 Q_DECLARE_METATYPE(Check)
+Q_DECLARE_METATYPE(Answer)
 
 namespace
 {
@@ -86,8 +87,8 @@ private slots:
     void variablesHoldForOptionsThatAreNotGiven_data();
     void variablesHoldForOptionsThatAreNotGiven();
     void refusedVariablesAreNamed();
-    void helpAndVersionWinOverTheRest_data();
-    void helpAndVersionWinOverTheRest();
+    void answersWinOverTheRest_data();
+    void answersWinOverTheRest();
     void everyOptionIsThereOnce();
     void examplesCanBeRun_data();
     void examplesCanBeRun();
@@ -642,26 +643,27 @@ void CommandLineTest::refusedVariablesAreNamed()
              reason.constData());
 }
 
-void CommandLineTest::helpAndVersionWinOverTheRest_data()
+void CommandLineTest::answersWinOverTheRest_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<bool>("help");
-    QTest::newRow("--help") << QStringList{u"--help"_s} << true;
-    QTest::newRow("--help after names") << QStringList{u"in"_s, u"out"_s, u"--help"_s} << true;
-    QTest::newRow("--version") << QStringList{u"--version"_s} << false;
-    QTest::newRow("--version with a name too few") << QStringList{u"in"_s, u"--version"_s} << false;
-    QTest::newRow("the first of both") << QStringList{u"--version"_s, u"--help"_s} << false;
+    QTest::addColumn<Answer>("answer");
+    QTest::newRow("--help") << QStringList{u"--help"_s} << Answer::Help;
+    QTest::newRow("--help after names") << QStringList{u"in"_s, u"out"_s, u"--help"_s} << Answer::Help;
+    QTest::newRow("--version") << QStringList{u"--version"_s} << Answer::Version;
+    QTest::newRow("--version with a name too few") << QStringList{u"in"_s, u"--version"_s} << Answer::Version;
+    QTest::newRow("--check") << QStringList{u"--check"_s} << Answer::Check;
+    QTest::newRow("the first of both") << QStringList{u"--version"_s, u"--help"_s} << Answer::Version;
 }
 
-void CommandLineTest::helpAndVersionWinOverTheRest()
+void CommandLineTest::answersWinOverTheRest()
 {
     QFETCH(QStringList, arguments);
-    QFETCH(bool, help);
+    QFETCH(Answer, answer);
     const auto outcome = parsed(arguments);
     const auto *request = std::get_if<Request>(&outcome);
     QVERIFY2(request, reasonIn(outcome).constData());
     QVERIFY(std::holds_alternative<Answer>(*request));
-    QCOMPARE(std::get<Answer>(*request), help ? Answer::Help : Answer::Version);
+    QCOMPARE(std::get<Answer>(*request), answer);
 }
 
 void CommandLineTest::everyOptionIsThereOnce()

@@ -148,9 +148,9 @@ void ConvertFailureTest::noBrowser()
                         "ELF nonsense");
     if (browser.isNull())
         m_engine->setVariable(u"PATH"_s, m_engine->documents());
-    else
-        m_engine->setVariable(u"QUIRELLE_BROWSER"_s,
-                              browser.startsWith(u'/') ? browser : m_engine->path(browser));
+    else if (!browser.startsWith(u'/'))
+        browser = m_engine->path(browser);
+    m_engine->setVariable(u"QUIRELLE_BROWSER"_s, browser);
     const Conversion conversion = m_engine->convertText("x", {u"--timeout"_s, u"20"_s});
     VERIFY_FAILED(conversion, 2);
     QVERIFY2(conversion.run.errors.contains(named.toUtf8()), conversion.run.errors.constData());

@@ -53,6 +53,7 @@ private slots:
     void everythingGoesThroughASocksProxy();
     void filesNeedNoProxyButTheirPartsDo();
     void withoutTheOptionNoProxyIsUsed();
+    void theBrowserItselfAsksForNothing();
     void aHostThatOnlyTheProxyKnows();
     void theProxyIsGivenItsPassword_data();
     void theProxyIsGivenItsPassword();
@@ -181,6 +182,22 @@ void ConvertProxyTest::withoutTheOptionNoProxyIsUsed()
     const HttpProxyServer proxy;
     VERIFY_WRITTEN(m_engine.convert(m_server->address(u"/page.html"_s)));
     QCOMPARE(proxy.requests(), QStringList());
+}
+
+void ConvertProxyTest::theBrowserItselfAsksForNothing()
+{
+    SilentServer proxy;
+    Engine engine;
+    for (const QString &name : {u"http_proxy"_s, u"https_proxy"_s})
+        engine.setVariable(name, proxy.address());
+    // It would in its first seconds.
+    VERIFY_WRITTEN(engine.convertText("x", {u"--wait"_s, u"5"_s}));
+    QVERIFY(!proxy.isConnectedTo());
+    // A page does ask there.
+    const auto job = engine.start({u"--timeout"_s, u"5"_s, u"http://host.invalid/"_s, engine.freshOutput()});
+    QVERIFY(proxy.awaitRequest().contains("http://host.invalid/"));
+    proxy.hangUp();
+    QVERIFY(job->waitForFinished(60000));
 }
 
 void ConvertProxyTest::aHostThatOnlyTheProxyKnows()

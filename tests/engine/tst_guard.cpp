@@ -92,6 +92,7 @@ private slots:
     void theProgramTalksOnDescriptors3And4();
     void standardInputAndOutputAreEmpty();
     void itsPlaceholderBecomesThePrivateFolder();
+    void itsFilesAreThereWhenItStarts();
     void itsEnvironmentIsWhatItIsGiven();
     void browsersGetWhatIsInTheTable();
     void noOtherDescriptorIsPassedOn();
@@ -135,15 +136,29 @@ void GuardTest::itsPlaceholderBecomesThePrivateFolder()
     const std::string place = QFile::encodeName(folder.path()).toStdString();
     const GuardedProcess process(
         "/bin/sh",
-        {"-c", "(echo $1; echo $2; echo $WHERE; stat -c %a $1) >&4", "sh", "%DIR%", "--dir=%DIR%/x"},
+        {"-c", "(echo $1; echo $2; echo $WHERE; stat -c %a $1; pwd -P) >&4", "sh", "%DIR%", "--dir=%DIR%/x"},
         {"WHERE=%DIR%"}, place);
     const QList<QByteArray> lines = readUntil(process.fromProgram()).split('\n');
-    QCOMPARE(lines.size(), 5);
+    QCOMPARE(lines.size(), 6);
     const QByteArray &made = lines[0];
     QVERIFY2(made.startsWith(QFile::encodeName(folder.path()) + "/quirelle-"), made.constData());
     QCOMPARE(lines[1], "--dir=" + made + "/x");
     QCOMPARE(lines[2], made);
     QCOMPARE(lines[3], QByteArray("700"));
+    // It starts there.
+    QCOMPARE(lines[4], made);
+}
+
+void GuardTest::itsFilesAreThereWhenItStarts()
+{
+    const TemporaryFolder folder;
+    const std::string place = QFile::encodeName(folder.path()).toStdString();
+    {
+        const GuardedProcess process("/bin/sh", {"-c", "cat $0/within/name >&4", "%DIR%"}, {}, place,
+                                     {{"within", "name", "content"}});
+        QCOMPARE(readUntil(process.fromProgram()), QByteArray("content"));
+    }
+    QCOMPARE(foldersIn(folder), QStringList());
 }
 
 void GuardTest::itsEnvironmentIsWhatItIsGiven()

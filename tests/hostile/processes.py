@@ -10,9 +10,9 @@ ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1)
 
 
 def processes_of(folder):
-    """The /proc folders of those that have `folder` for their temporary files, and of all that descend from them. Browsers'
+    """The /proc folders of those whose user has this home, and of all that descend from them. Browsers'
     helpers write their names over their environment; that of the engine's own processes is closed to ordinary users."""
-    mark, marked, closed, parents = f"TMPDIR={folder}".encode(), set(), set(), {}
+    mark, marked, closed, parents = f"HOME={folder}".encode(), set(), set(), {}
     for entry in pathlib.Path("/proc").iterdir():
         if not entry.name.isdigit():
             continue

@@ -186,7 +186,7 @@ QStringList Engine::leftBehind() const
         found += QStringLiteral("beside the documents: ") + name;
     for (const QString &name : QDir(runtimeFolder()).entryList(everything))
         found += QStringLiteral("in the runtime folder: ") + name;
-    for (const ProcessInfo &process : processesOf(temporaryFolder()))
+    for (const ProcessInfo &process : processesOf(home()))
         found += QStringLiteral("process %1").arg(process.id);
     return found;
 }

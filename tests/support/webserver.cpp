@@ -46,7 +46,8 @@ WebServer::WebServer(const QByteArray &locations, const Certificate *certificate
     if (certificate)
         configuration += "ssl_certificate " + QFile::encodeName(certificate->file) +
                          ";\nssl_certificate_key " + QFile::encodeName(certificate->key) + ";\n";
-    configuration += locations + "\n}\n}\n";
+    // A full Chromium asks for icons of its own accord.
+    configuration += "location = /favicon.ico { access_log off; return 404; }\n" + locations + "\n}\n}\n";
     const QString file = m_folder.write(QStringLiteral("nginx.conf"), configuration);
     m_daemon.emplace(QStringLiteral("nginx"),
                      QStringList{QStringLiteral("-c"), file, QStringLiteral("-e"),

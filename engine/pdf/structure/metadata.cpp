@@ -149,6 +149,10 @@ void setInformation(QPDF &pdf, const Job &job)
         if (time.isValid() || job.fixedTime.isValid())
             setText(info, key, pdfDate(time.isValid() ? time : job.fixedTime));
     }
+    if (job.page.isUntitled) {
+        info.removeKey("/Title");
+        root.removeKey("/ViewerPreferences");
+    }
     if (job.title || info.hasKey("/Title"))
         setTitle(pdf, job.title ? *job.title : titleOf(pdf));
 }

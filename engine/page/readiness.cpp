@@ -31,6 +31,9 @@ constexpr int lookAnswers = 4;
 constexpr std::chrono::milliseconds lookTime = 10ms;
 /// After the page has worked: how long a browser that works is taken to work for it.
 constexpr auto servingTime = 300ms;
+/// How long a frame is waited for: so many questions and answers, at least so long.
+constexpr int drawingAnswers = 40;
+constexpr std::chrono::milliseconds drawingTime = 200ms;
 /// How often sockets and event streams are looked at.
 constexpr auto channelInterval = 50ms;
 /// After requests have ended: the time in which further ones are expected.
@@ -264,14 +267,19 @@ void Readiness::prepare(const Job &job)
     m_facts.hasBegunLoading = findings && findings->changed;
     if (isFirst && (m_facts.hasRunScripts || m_facts.hasBegunLoading)) {
         // What goes by the media is told with a frame, for which the page asks in the first of these.
-        m_time.draw(Compositor::Output::Discarded);
-        m_time.draw(Compositor::Output::Discarded);
+        draw(Compositor::Output::Discarded);
+        draw(Compositor::Output::Discarded);
     }
     if (!isFirst && m_facts.hasBegunLoading)
         m_facts.quietLooks = 0;
     m_facts.hasChanged = false;
     m_preparedLayouts = std::nullopt;
     ++m_preparations;
+}
+
+void Readiness::draw(Compositor::Output output)
+{
+    m_time.draw(output, std::max(drawingTime, drawingAnswers * m_answerTime));
 }
 
 /// Timers and animations run as fast as they can be computed, except while requests are under way.
@@ -281,7 +289,7 @@ void Readiness::passTime()
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
     const auto begin = std::chrono::steady_clock::now();
-    m_time.draw(Compositor::Output::Shown);
+    draw(Compositor::Output::Shown);
     const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
                                     [this] { return m_document != m_events.document(); });
     // What is computed while time passes is no work without a pause, unless it has no end.
@@ -291,7 +299,7 @@ void Readiness::passTime()
         *m_workingSince += std::chrono::steady_clock::now() - begin;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     const double before = m_lastWork.time;
-    m_time.draw(Compositor::Output::Shown);
+    draw(Compositor::Output::Shown);
     const bool hasWorked = noteWork();
     // Its clock tells whether all of the step has passed.
     const auto gone = std::chrono::duration_cast<std::chrono::milliseconds>(

@@ -57,6 +57,7 @@ private:
     void awaitRequests();
     void show();
     void noteUnfinished();
+    void draw(Compositor::Output output);
     void noteShown(const QJsonObject &reach);
     void giveUp(const Job &job);
 

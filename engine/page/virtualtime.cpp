@@ -17,8 +17,6 @@ constexpr int maximumTasksAtATime = 10000;
 constexpr auto grantInterval = 4ms;
 /// How often the page is drawn while real time passes.
 constexpr auto frameInterval = 50ms;
-/// How long a frame that page time waits for may take.
-constexpr auto drawingTime = 200ms;
 /// How long workers may take to share the page's time.
 constexpr auto joiningTime = 20ms;
 /// After so long without its end a share is taken to be lost, as with a document that has gone.
@@ -142,10 +140,10 @@ std::optional<Session::Reply> VirtualTime::askDrawing(const QString &method, con
     return m_session.replyTo(id, bound);
 }
 
-void VirtualTime::draw(Compositor::Output output)
+void VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds patience)
 {
     beginFrame(output);
-    const Deadline bound = Deadline::in(drawingTime);
+    const Deadline bound = Deadline::in(patience);
     do {
         if (!m_isReal)
             grant(u"advance"_s, stillGrant);

@@ -34,8 +34,8 @@ public:
     /// Begins to draw the page once, unless it is being drawn.
     void beginFrame(Compositor::Output output);
     bool hasUnfinishedFrame() { return m_compositor.hasUnfinishedFrame(); }
-    /// Begins to draw it, and waits for a while until it has been drawn.
-    void draw(Compositor::Output output);
+    /// Begins to draw it, and waits until it has been drawn, but not for longer than that.
+    void draw(Compositor::Output output, std::chrono::milliseconds patience);
     /// Asks the page something that may take time; nothing at the bound.
     std::optional<Session::Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
     /// Same, for something that takes frames: they are drawn as fast as can be, and only for the page.

@@ -98,8 +98,8 @@ void ServerFaultsTest::aKilledEngineEndsItsJob()
     QVERIFY(isRunning(server));
     verifyStillConverts(20s);
     QCOMPARE(m_engine->servers(), QList{server});
-    // It has done nothing wrong.
-    QCOMPARE(browsersIn(descendantsOf(server.id)), browsers);
+    // It has done nothing wrong; the second job may have had another.
+    QVERIFY(browsersIn(descendantsOf(server.id)).contains(browsers[0]));
 }
 
 void ServerFaultsTest::aCancelledJobOfABrowserThatHangs()

@@ -338,13 +338,12 @@ void Readiness::show()
              {u"awaitPromise"_s, true},
              {u"returnByValue"_s, true}},
             bound);
+        noteShown(shown ? shown->result["result"_L1].toObject()["value"_L1].toObject() : QJsonObject());
         // Going on, it would look like work of the page's.
         if (!shown)
             m_session.post(u"Runtime.evaluate"_s,
                            {{u"expression"_s, u"globalThis[Symbol.for('quirelle')].stopsShowing = true"_s},
                             {u"contextId"_s, *context}});
-        else
-            noteShown(shown->result["result"_L1].toObject()["value"_L1].toObject());
     }
     noteWork();
     m_facts.quietLooks = std::min(m_facts.quietLooks, 1);
@@ -353,6 +352,7 @@ void Readiness::show()
 }
 
 /// Lists that are loaded piece by piece grow when their end comes into view, some of them without end.
+/// `reach` is what showScript has returned; empty if it did not come to its end.
 void Readiness::noteShown(const QJsonObject &reach)
 {
     const double shown = reach["shown"_L1].toDouble();

@@ -1,5 +1,6 @@
 // Shows a document from `begin`, in CSS pixels, to its end, a view at a time, and puts it back where it was. Runs in the
-// engine's world. Returns how far it has been shown and how far it reaches then. Stops when `stopsShowing` is set in what lasts there.
+// engine's world. Returns how far it has been shown, and how far it reaches then. Stops when `stopsShowing` is set in what
+// lasts there.
 async (begin) => {
     // Resolved by a message, which comes after all that the frame itself has brought.
     const drawn = () => new Promise((resolve) => requestAnimationFrame(() => {

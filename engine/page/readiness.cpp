@@ -34,6 +34,8 @@ constexpr auto servingTime = 300ms;
 /// How long a frame is waited for: so many questions and answers, at least so long.
 constexpr int drawingAnswers = 40;
 constexpr std::chrono::milliseconds drawingTime = 200ms;
+/// How long a page loads before it is drawn: hardly any needs that before its load event.
+constexpr auto undrawnTime = 1s;
 /// How often sockets and event streams are looked at.
 constexpr auto channelInterval = 50ms;
 /// After requests have ended: the time in which further ones are expected.
@@ -62,7 +64,9 @@ Readiness::Readiness(Session &session, const QString &mainFrame, const PageEvent
 
 void Readiness::awaitLoadEvent(Deadline bound)
 {
-    m_time.waitUntil([this] { return m_events.isLoaded(); }, VirtualTime::Pace::Real, bound);
+    const auto isLoaded = [this] { return m_events.isLoaded(); };
+    if (!m_session.waitUntil(isLoaded, Deadline::in(undrawnTime).earlier(bound)))
+        m_time.waitUntil(isLoaded, VirtualTime::Pace::Real, bound);
 }
 
 void Readiness::awaitWhole(const Job &job, Deadline bound)

@@ -38,6 +38,8 @@ namespace
 constexpr auto heartbeatInterval = 100ms;
 /// Blank pages kept ready in a browser, so that a few jobs in a row do not wait for them. About 7 MB each.
 constexpr size_t sparePages = 6;
+/// So many browsers are kept for the next jobs where there are fewer cores: for different launch flags.
+constexpr size_t minimumIdleBrowsers = 3;
 /// Further clients are refused and run cold.
 constexpr size_t maximumClients = 200;
 /// An order is refused and runs cold after waiting this long while no other order was started either.
@@ -100,7 +102,8 @@ public:
     /// Writes a byte to the descriptor `wake` when a task is done. Throws std::system_error if no thread can
     /// be created.
     Workers(size_t count, int wake)
-        : m_pool([](const LaunchFlags &flags) { return std::make_shared<PooledBrowser>(flags, sparePages); }),
+        : m_pool([](const LaunchFlags &flags) { return std::make_shared<PooledBrowser>(flags, sparePages); },
+                 {std::max(count, minimumIdleBrowsers)}),
           m_wake(wake)
     {
         m_threads.emplace_back([this] { work(); });

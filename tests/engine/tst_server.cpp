@@ -128,7 +128,7 @@ void ServerTest::itOutlivesItsTerminal()
     const QList<ProcessInfo> servers = m_engine->servers();
     QCOMPARE(servers.size(), 1);
     QCOMPARE(terminalOf(servers[0]), 0);
-    verifyStillConverts(20s);
+    verifyStillConverts();
     QCOMPARE(m_engine->servers(), servers);
 }
 
@@ -214,7 +214,7 @@ void ServerTest::nobodyElseIsLetIn()
     QCOMPARE(::waitpid(stranger, &status, 0), stranger);
     QCOMPARE(status, 0);
     // An engine does not enter such a folder either.
-    verifyStillConverts(coldBound() + 5s);
+    verifyStillConverts();
     QCOMPARE(browsersIn(descendantsOf(server.id)).size(), 1);
 }
 

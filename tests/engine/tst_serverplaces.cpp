@@ -122,7 +122,6 @@ void ServerPlacesTest::whatLiesInItsPlace()
 {
     QFETCH(QString, what);
     QFETCH(bool, warmAgain);
-    const auto bound = coldBound();
     const ProcessInfo server = warmUp();
     const QString socket = socketPath();
     QString lock = socket;
@@ -163,7 +162,7 @@ void ServerPlacesTest::whatLiesInItsPlace()
     QVERIFY(!impostor || impostor->listens());
 
     for (int i = 0; i < 2; ++i)
-        verifyStillConverts(bound);
+        verifyStillConverts();
     QCOMPARE(m_engine->servers().size(), warmAgain ? 1 : 0);
     if (impostor)
         QCOMPARE(impostor->guests(), 2);
@@ -185,7 +184,6 @@ void ServerPlacesTest::whatLiesInThePlaceOfARunningOne_data()
 void ServerPlacesTest::whatLiesInThePlaceOfARunningOne()
 {
     QFETCH(QString, what);
-    const auto bound = coldBound();
     const ProcessInfo server = warmUp();
     const QString socket = socketPath();
     QFile::remove(socket);
@@ -198,7 +196,7 @@ void ServerPlacesTest::whatLiesInThePlaceOfARunningOne()
         impostor = std::make_unique<Impostor>(socket, QByteArray());
     else if (what == u"no folder"_s)
         QVERIFY(QDir(m_engine->runtimeFolder() + u"/quirelle"_s).removeRecursively());
-    verifyStillConverts(bound);
+    verifyStillConverts();
     if (what != u"no folder"_s) {
         QCOMPARE(m_engine->servers(), QList{server});
     } else {
@@ -208,7 +206,7 @@ void ServerPlacesTest::whatLiesInThePlaceOfARunningOne()
         QVERIFY(waitUntil([&] { return !isRunning(server); }));
         const QList<ProcessInfo> second = m_engine->servers();
         QVERIFY(QFile::exists(socket));
-        verifyStillConverts(20s);
+        verifyStillConverts();
         QCOMPARE(m_engine->servers(), second);
     }
     impostor.reset();
@@ -239,7 +237,6 @@ void ServerPlacesTest::aRuntimeFolderThatIsOfNoUse()
 {
     QFETCH(QString, what);
     QFETCH(bool, warm);
-    const auto bound = coldBound();
     const QString runtime = m_engine->runtimeFolder();
     const QString ours = runtime + u"/quirelle"_s;
     const auto setRuntime = [&](const QString &path) { m_engine->setVariable(u"XDG_RUNTIME_DIR"_s, path); };
@@ -279,7 +276,7 @@ void ServerPlacesTest::aRuntimeFolderThatIsOfNoUse()
         QFile::setPermissions(runtime, QFile::ReadOwner | QFile::ExeOwner);
     }
     for (int i = 0; i < 2; ++i)
-        verifyStillConverts(bound);
+        verifyStillConverts();
     // The runtime folder may be none that a server could be known by.
     QList<ProcessInfo> servers;
     for (const ProcessInfo &process : processesOf(m_engine->temporaryFolder())) {

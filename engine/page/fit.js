@@ -62,33 +62,34 @@
     // An image that is missing shows its alternative text.
     const controls = new Set(['input', 'textarea', 'select', 'button', 'meter', 'progress', 'img']);
     const replaced = new Set(['iframe', 'frame', 'object', 'embed', 'video', 'canvas', 'hr']);
-    const holdsText = (element, style, display) => {
+    const holdsText = (element, name, style, display) => {
         let blanks = false;
         for (let node = firstNode(element); node; node = nextNode(node)) {
             if (node.nodeType !== Node.TEXT_NODE) continue;
             if (/\S/.test(node.data)) return true;
             blanks = true;
         }
-        return controls.has(nameOf(element)) || display.includes('list-item') || (blanks && style.whiteSpaceCollapse !== 'collapse');
+        return controls.has(name) || display.includes('list-item') || (blanks && style.whiteSpaceCollapse !== 'collapse');
     };
 
     const scaleOf = ({ a, b, c, d }) => Math.sqrt(Math.abs(a * d - b * c));
-    const ownFactor = (element, style, display) => {
+    const ownFactor = (name, style, display) => {
+        const { zoom } = style;
+        let factor = zoom === '1' ? 1 : parseFloat(zoom);
         // Boxes within lines are not transformed, only what stands in a line as one piece.
-        if (display === 'inline' && !controls.has(nameOf(element)) && !replaced.has(nameOf(element)))
-            return style.zoom === '1' ? 1 : parseFloat(style.zoom);
-        let factor = 1;
-        if (style.transform !== 'none') factor *= scaleOf(new DOMMatrixReadOnly(style.transform));
-        if (style.scale !== 'none') {
-            const [x, y = x] = style.scale.split(' ').map(parseFloat);
+        if (display === 'inline' && !controls.has(name) && !replaced.has(name)) return factor;
+        const { transform, scale } = style;
+        if (transform !== 'none') factor *= scaleOf(new DOMMatrixReadOnly(transform));
+        if (scale !== 'none') {
+            const [x, y = x] = scale.split(' ').map(parseFloat);
             factor *= Math.sqrt(Math.abs(x * y));
         }
-        return style.zoom === '1' ? factor : factor * parseFloat(style.zoom);
+        return factor;
     };
 
     // Fonts without small capitals of their own get capitals of this size instead (Blink's synthesis).
     const smallCapitals = 0.7;
-    const capitalsOf = ({ fontVariantCaps }) => (/^(normal|titling-caps)$/.test(fontVariantCaps) ? 1 : smallCapitals);
+    const capitalsOf = ({ fontVariantCaps: caps }) => (caps === 'normal' || caps === 'titling-caps' ? 1 : smallCapitals);
 
     // Frames are drawn at this factor; other frames at that of this document.
     lasting.frameFactors = new WeakMap();
@@ -111,32 +112,32 @@
             const style = getComputedStyle(element);
             const { display } = style;
             if (display === 'none') continue;
+            const name = nameOf(element);
             const isSvg = element instanceof SVGElement;
             // Knows every transform, zoom and view box up to the page.
             const matrix = isSvg ? own(element, 'getScreenCTM')?.() : undefined;
-            const factor = matrix ? scaleOf(matrix) * outside : isSvg ? outer : outer * ownFactor(element, style, display);
+            const factor = matrix ? scaleOf(matrix) * outside : isSvg ? outer : outer * ownFactor(name, style, display);
             let text = above;
             if (factor > 0) {
                 const adjusts = () => style.fontSizeAdjust !== 'none';
                 const counts = all || isSvg || factor * capitalsOf(style) < 0.999 || adjusts();
-                const size = counts && holdsText(element, style, display) ? parseFloat(style.fontSize) : 0;
+                const size = counts && holdsText(element, name, style, display) ? parseFloat(style.fontSize) : 0;
                 if (size > 0) {
                     text = { element, parent: above, isSvg, adjusts: adjusts(), size, factor: factor * capitalsOf(style) };
                     texts.push(text);
                 }
                 if (counts && !isSvg) pseudoHosts.push({ element, style, factor });
             }
-            if (element instanceof HTMLImageElement || element instanceof SVGImageElement)
+            if ((name === 'img' && element instanceof HTMLImageElement) || (name === 'image' && isSvg))
                 images.push({ element, style, factor });
-            if (/^(i?frame|object|embed)$/.test(nameOf(element)) && Math.abs(factor - 1) > 0.001) {
+            if (Math.abs(factor - 1) > 0.001 && /^(i?frame|object|embed)$/.test(name)) {
                 lasting.frameFactors.set(element, factor);
                 scalesFrames = true;
             }
             const shadow = shadowOf(element);
-            const children = [];
-            for (let child = firstElement(element); child; child = nextElement(child)) children.push(child);
-            if (shadow) children.push(...shadow.children);
-            for (const child of children.reverse()) waiting.push([child, factor, text]);
+            // A document's order does not matter, but what is above comes first.
+            for (let child = firstElement(element); child; child = nextElement(child)) waiting.push([child, factor, text]);
+            for (const child of shadow?.children ?? []) waiting.push([child, factor, text]);
         }
         entries = new Map(texts.map((entry) => [entry.element, entry]));
         specify(texts.filter(({ isSvg, size }) => isSvg && size <= byBrowser * 1.001));
@@ -172,7 +173,9 @@
         const rules = new Map();
         const marked = new Map();
         for (const { element, style, factor } of pseudoHosts) {
-            if (kept.has(element)) continue;
+            // What is no smaller than its element is large enough: the browser sees to that.
+            const suffices = (minimum * shrinking) / (factor * capitalsOf(style)) <= byBrowser * 1.001;
+            if (suffices || kept.has(element)) continue;
             for (const pseudo of pseudosOf(element, style)) {
                 const its = getComputedStyle(element, pseudo);
                 // The first line and letter are text of the element; what has no content is not there.
@@ -196,8 +199,8 @@
 
     // Gives all text the size that it needs on a page which is shrunk, but to that which is kept as it is. `further` than
     // the page is shrunk without a minimum, larger text has to grow, too.
-    const enlarge = (shrinking, further = 1) => {
-        for (const entry of texts) {
+    const enlarge = (shrinking, further = 1, some = texts) => {
+        for (const entry of some) {
             const { element, parent, isSvg, adjusts, size, factor } = entry;
             const isKept = kept.has(element);
             const needed = (minimum * shrinking) / factor;
@@ -309,18 +312,18 @@
         return any;
     };
 
-    // How far the page must be shrunk with its text enlarged for that, if the larger text makes it but a little wider and
-    // then fits; nothing otherwise.
+    // How far the page must be shrunk with `some` of its text enlarged for that, if the larger text makes it but a little
+    // wider and then fits; nothing otherwise.
     const slightly = 1.25;
     const maximumRounds = 4;
-    const grow = (base) => {
+    const grow = (base, some) => {
         const fitsAt = (factor) => {
-            enlarge(factor, factor / base);
+            enlarge(factor, factor / base, some);
             return shrinking() <= factor * 1.001;
         };
         let growth = slightly - 1;
         for (let round = 0, factor = base; round < maximumRounds; ++round) {
-            enlarge(factor);
+            enlarge(factor, 1, some);
             const needed = shrinking();
             if (needed <= factor * 1.001) return factor === base || fitsAt(factor) ? factor : undefined;
             if (needed / factor - 1 > growth || needed > maximum) return undefined;
@@ -364,8 +367,10 @@
         const before = shrinking();
         const base = shrinkUntilKept(1);
         if (mayGrow(before, base)) {
+            const widening = [...kept].map((element) => entries.get(element));
             kept.clear();
-            const grown = grow(base);
+            // If not even with that text alone, there is no need to lay out all of it anew.
+            const grown = grow(base, widening) && grow(base, texts);
             if (grown) return grown;
         }
         return shrinkUntilKept(base);
@@ -439,12 +444,13 @@
         hidingBoxes.push(`iframe (${location.href.split(/[?#]/)[0]})`);
     for (const element of Document.prototype.querySelectorAll.call(document, 'body *')) {
         if (hidingBoxes.length >= maximumBoxes) break;
-        const [scrollWidth, clientWidth] = [scrollWidthOf(element), clientWidthOf(element)];
-        const [scrollHeight, clientHeight] = [scrollHeightOf(element), clientHeightOf(element)];
-        if (scrollWidth <= clientWidth + 1 && scrollHeight <= clientHeight + 1) continue;
-        const { overflowX, overflowY } = getComputedStyle(element);
+        const style = getComputedStyle(element);
+        // Then neither direction scrolls.
+        if (style.overflowX === 'visible') continue;
         const scrolls = (overflow, inside, room) => /auto|scroll/.test(overflow) && inside > room + 1;
-        if (!scrolls(overflowX, scrollWidth, clientWidth) && !scrolls(overflowY, scrollHeight, clientHeight)) continue;
+        if (!scrolls(style.overflowX, scrollWidthOf(element), clientWidthOf(element)) &&
+            !scrolls(style.overflowY, scrollHeightOf(element), clientHeightOf(element)))
+            continue;
         if (nameOf(element) === 'textarea' || hidesText(element, boxOf(element))) hidingBoxes.push(selectorOf(element));
     }
 

@@ -298,10 +298,11 @@
     // ---- Whether it fits as it is: nothing reaches beyond the view or has to be scrolled to.
 
     const scrolls = (element) => {
-        const [across, down] = [element.scrollWidth > element.clientWidth + 1, element.scrollHeight > element.clientHeight + 1];
-        if (!across && !down) return false;
-        const { overflowX, overflowY } = getComputedStyle(element);
-        return (across && /auto|scroll/.test(overflowX)) || (down && /auto|scroll/.test(overflowY));
+        const style = getComputedStyle(element);
+        // Then neither direction scrolls.
+        if (style.overflowX === 'visible') return false;
+        return (/auto|scroll/.test(style.overflowX) && element.scrollWidth > element.clientWidth + 1) ||
+            (/auto|scroll/.test(style.overflowY) && element.scrollHeight > element.clientHeight + 1);
     };
     const everything = document.getElementsByTagName('*');
     const root = document.scrollingElement ?? document.documentElement;

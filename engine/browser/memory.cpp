@@ -107,7 +107,7 @@ void MemoryWatch::killLarge()
         if (bytes <= maximum)
             continue;
         // Counted before the kill: the connection's thread may see the crash first.
-        if (isRenderer(process)) {
+        if (typeOf(process) == "renderer") {
             ++m_rendererKills;
             kill(process);
         } else if (bytes > maximum + browserAllowance) {

@@ -1,7 +1,9 @@
 #include "engine/browser/processes.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 
 namespace
 {
@@ -42,15 +44,19 @@ std::vector<std::string> descendantsOf(const std::string &process)
     return result;
 }
 
-bool isRenderer([[maybe_unused]] const std::string &process)
+std::string typeOf([[maybe_unused]] const std::string &process)
 {
+    std::string type;
 #ifdef __linux__
     std::ifstream file("/proc/" + process + "/cmdline");
     // Reading fails, and leaves the line empty, if the process has just ended.
     std::string line;
     std::getline(file, line);
-    return line.find("--type=renderer") != std::string::npos;
-#else
-    return false;
+    const std::string option = "--type=";
+    if (const size_t begin = line.find(option); begin != std::string::npos)
+        type = line.substr(begin + option.size());
+    // The arguments end with null characters, those of a process that a zygote has made with blanks.
+    type.resize(std::min(type.find_first_of(std::string_view(" \0", 2)), type.size()));
 #endif
+    return type;
 }

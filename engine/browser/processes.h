@@ -10,5 +10,5 @@ std::vector<std::string> childrenOf(const std::string &process);
 /// Children, their children, and so on.
 std::vector<std::string> descendantsOf(const std::string &process);
 
-/// Whether this browser process is a renderer, by its arguments.
-bool isRenderer(const std::string &process);
+/// Of this browser process, by its arguments: "renderer", "utility", "gpu-process"; empty for the main one.
+std::string typeOf(const std::string &process);

@@ -50,7 +50,8 @@ Confinement confinementNow(int process)
 {
     Confinement confinement = Confinement::Unknown;
     for (const std::string &descendant : descendantsOf(std::to_string(process))) {
-        const std::optional<bool> found = isRenderer(descendant) ? isSandboxed(descendant) : std::nullopt;
+        const std::optional<bool> found =
+            typeOf(descendant) == "renderer" ? isSandboxed(descendant) : std::nullopt;
         if (found == false)
             return Confinement::Unconfined;
         if (found == true)

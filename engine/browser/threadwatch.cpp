@@ -62,14 +62,15 @@ ThreadWatch::Use ThreadWatch::useOf([[maybe_unused]] const std::string &thread)
     return use;
 }
 
-bool ThreadWatch::hasWorked([[maybe_unused]] const std::string &process)
+bool ThreadWatch::hasWorked([[maybe_unused]] const std::string &process,
+                            [[maybe_unused]] const std::string &type)
 {
     bool any = false;
 #ifdef __linux__
     std::error_code ended;
     for (std::filesystem::directory_iterator each("/proc/" + process + "/task", ended), end;
          !ended && each != end; each.increment(ended)) {
-        if (each->path().filename() == process)
+        if (each->path().filename() == process && type != "utility")
             continue;
         const std::string thread = each->path().string();
         const Use now = useOf(thread);
@@ -114,15 +115,16 @@ ThreadWatch::Work ThreadWatch::sinceLast(const std::map<std::string, double> &ma
     std::vector<std::string> renderers;
     Work work;
     for (const std::string &process : descendantsOf(m_browser)) {
-        if (isRenderer(process)) {
+        const std::string type = typeOf(process);
+        if (type == "renderer") {
             renderers.push_back(process);
             compare(process, mainThreadTimes);
-        } else if (hasWorked(process)) {
+        } else if (hasWorked(process, type)) {
             work.ofBrowser = true;
         }
     }
     for (const std::string &process : renderers) {
-        if (hasWorked(process) && mayShowPage(process))
+        if (hasWorked(process, "renderer") && mayShowPage(process))
             work.ofPage = true;
     }
     return work;

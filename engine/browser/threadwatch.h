@@ -4,9 +4,10 @@
 #include <string>
 #include <vector>
 
-/// Tells whether a browser's threads have worked since the last call. Left out are main threads and those
-/// that carry messages and draw, as every command of the engine keeps them busy. What remains runs for pages:
-/// databases, caches, encryption, compilation, decoding, workers. Without /proc it finds nothing.
+/// Tells whether a browser's threads have worked since the last call. Left out are main threads, but for
+/// those of utility processes, and threads that carry messages and draw, as every command of the engine keeps
+/// them busy. What remains runs for pages: databases, caches, encryption, compilation, decoding, devices,
+/// workers. Without /proc it finds nothing.
 class ThreadWatch
 {
 public:
@@ -34,7 +35,7 @@ private:
     };
 
     static Use useOf(const std::string &thread);
-    bool hasWorked(const std::string &process);
+    bool hasWorked(const std::string &process, const std::string &type);
     void compare(const std::string &renderer, const std::map<std::string, double> &mainThreadTimes);
     bool mayShowPage(const std::string &renderer) const;
 

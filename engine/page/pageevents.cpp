@@ -369,6 +369,9 @@ void PageEvents::noteChild(const QJsonObject &event)
 
 void PageEvents::noteChildsEnd(const QString &child)
 {
+    // The browser tells the end of the page before this one, too.
+    if (!m_session.children().contains(child))
+        return;
     ++m_count;
     m_session.release(child);
     m_workers.remove(child);

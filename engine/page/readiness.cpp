@@ -29,8 +29,10 @@ constexpr auto computingTime = 3s;
 /// How long a look takes: so many questions and answers between the page and the browser, at least so long.
 constexpr int lookAnswers = 4;
 constexpr std::chrono::milliseconds lookTime = 10ms;
-/// After the page has worked: how long a browser that works is taken to work for it.
-constexpr auto servingTime = 300ms;
+/// After the page has worked: how long a browser that works is taken to work for it: so many questions and
+/// answers, at least so long.
+constexpr int servingAnswers = 40;
+constexpr std::chrono::milliseconds servingTime = 300ms;
 /// How long a frame is waited for: so many questions and answers, at least so long.
 constexpr int drawingAnswers = 40;
 constexpr std::chrono::milliseconds drawingTime = 200ms;
@@ -238,7 +240,8 @@ void Readiness::look()
     m_facts.hasBusyWorkers = m_events.hasWorkers() && threads.ofPage;
     if (!hasWorked) {
         // What serves all pages may be busy for others.
-        if (threads.ofPage || (threads.ofBrowser && now - m_lastWorked < servingTime))
+        const auto serving = std::max(servingTime, servingAnswers * m_answerTime);
+        if (threads.ofPage || (threads.ofBrowser && now - m_lastWorked < serving))
             return;
         ++m_facts.quietLooks;
         m_workingSince = std::nullopt;

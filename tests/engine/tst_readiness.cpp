@@ -173,6 +173,7 @@ private slots:
     void aPageThatAsksForPrintGetsNoTime();
     void anotherDocumentBeginsAnew();
     void aWorkerSharesTheTime();
+    void theEndOfAnotherPageIsNoWork();
 };
 
 void ReadinessTest::aPageWithoutScriptsIsPreparedAndThatIsAll()
@@ -295,6 +296,27 @@ void ReadinessTest::aWorkerSharesTheTime()
     for (const QJsonObject &command : browser.commands(u"Emulation.setVirtualTimePolicy"_s))
         sessions += command[u"sessionId"_s].toString();
     QCOMPARE(sessions, QSet<QString>({u"S"_s, u"W"_s}));
+}
+
+void ReadinessTest::theEndOfAnotherPageIsNoWork()
+{
+    PlayedBrowser browser;
+    browser.scriptTime = 0.01;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    std::atomic<bool> isOver = false;
+    std::thread others([&] {
+        while (!isOver) {
+            browser.tell("Target.detachedFromTarget", {{u"sessionId"_s, u"other"_s}}, {});
+            std::this_thread::sleep_for(1ms);
+        }
+    });
+    waiting.awaitWhole();
+    isOver = true;
+    others.join();
+    QCOMPARE(browser.passedTime(), 6000.);
+    // Prepared, and shown once.
+    QCOMPARE(browser.commands(u"Runtime.evaluate"_s).size(), 2);
 }
 
 QTEST_GUILESS_MAIN(ReadinessTest)

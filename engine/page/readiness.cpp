@@ -24,6 +24,10 @@ constexpr std::chrono::milliseconds maximumFurtherTime = 10s;
 /// another step. Each in which nothing is done is followed by one twice as long.
 constexpr std::chrono::milliseconds firstTimeStep = 250ms;
 constexpr std::chrono::milliseconds longestTimeStep = 1s;
+/// After a frame in which scripts have run, as those of observers do, the next is drawn in so much of the
+/// page's time, as often as this.
+constexpr std::chrono::milliseconds frameStep = 20ms;
+constexpr int maximumFrameSteps = 200;
 /// How long a page may compute while its time passes.
 constexpr auto computingTime = 3s;
 /// How long a look takes: so many questions and answers between the page and the browser, at least so long.
@@ -99,6 +103,7 @@ void Readiness::beginDocument()
     m_lastWork = {};
     m_timeStep = firstTimeStep;
     m_furtherTime = maximumFurtherTime;
+    m_frameSteps = 0;
     m_shows = 0;
     m_growths = 0;
     m_grows = false;
@@ -306,14 +311,17 @@ void Readiness::passTime()
         *m_workingSince += std::chrono::steady_clock::now() - begin;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     const double before = m_lastWork.time;
+    const WorkAsked beforeFrame = askForWork();
     draw(Compositor::Output::Shown);
     const bool hasWorked = noteWork();
     // Its clock tells whether all of the step has passed.
     const auto gone = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::duration<double>(m_lastWork.time - before) + 1ms);
     m_facts.pageTimeLeft -= passed ? std::clamp(gone, 1ms, step) : step;
+    const auto workBeforeFrame = workFrom(beforeFrame);
     if (hasWorked) {
-        m_timeStep = firstTimeStep;
+        const bool byFrame = workBeforeFrame && workBeforeFrame->scripts != m_lastWork.scripts;
+        m_timeStep = byFrame && m_frameSteps++ < maximumFrameSteps ? frameStep : firstTimeStep;
         m_lastWorked = std::chrono::steady_clock::now();
         noteChange();
     }

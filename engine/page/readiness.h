@@ -77,9 +77,10 @@ private:
     Work m_lastWork;
     std::chrono::milliseconds m_timeStep{};
     std::chrono::milliseconds m_furtherTime{}; ///< that may still be added to its time
-    int m_shows = 0;                           ///< with nothing new to be seen
-    int m_growths = 0;                         ///< with something new
-    bool m_grows = false;                      ///< whenever its end is shown
+    int m_frameSteps = 0;
+    int m_shows = 0;      ///< with nothing new to be seen
+    int m_growths = 0;    ///< with something new
+    bool m_grows = false; ///< whenever its end is shown
     int m_preparations = 0;
     double m_shownHeight = 0;
     /// What the page was like when it was prepared; nothing while that is not known.

@@ -395,15 +395,17 @@ void Readiness::giveUp(const Job &job)
 {
     m_unfinished = m_events.requestsUnderWay();
     noteUnfinished();
-    // One that reloads without end has nothing to print between its documents.
-    m_time.beginDocument();
-    m_time.waitUntil([this] { return m_events.isParsed(); }, VirtualTime::Pace::Real,
-                     Deadline::in(arrivalTime));
-    m_session.post(u"Page.stopLoading"_s);
-    // What is stopped may be followed by the next that never ends.
+    // What is stopped may be followed by the next that never ends. And a page that reloads without end has
+    // nothing to print between its documents.
     for (int attempt = 0; attempt < maximumStops; ++attempt) {
+        m_time.beginDocument();
+        m_time.waitUntil([this] { return m_events.isParsed(); }, VirtualTime::Pace::Real,
+                         Deadline::in(arrivalTime));
+        const QString document = m_events.document();
+        m_session.post(u"Page.stopLoading"_s);
+        m_time.hold();
         m_session.post(u"Runtime.terminateExecution"_s);
-        if (m_preparation.prepare(job, Deadline::in(preparingTime)))
+        if (m_preparation.prepare(job, Deadline::in(preparingTime)) && document == m_events.document())
             return;
     }
 }

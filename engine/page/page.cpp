@@ -339,12 +339,18 @@ QByteArray Page::print(const Job &job)
         addTargets(job, !job.lowQuality && !hasTags);
         return job.singlePage ? printedOnOnePage(job, settings) : printed(settings);
     };
+    // A page that moves on in this very moment can be printed when it has arrived. One that was whole may do
+    // so after it is printed, but one that had to be stopped may have done so before.
+    const bool wasStopped = !m_readiness.unfinished().isEmpty();
+    QString document = m_events.document();
     Session::Reply reply = fitAndPrint();
-    // A page that moves on in this very moment can be printed when it has arrived.
-    for (int attempt = 0; !reply.error.isEmpty() && attempt < maximumAttempts && !m_events.isLoaded();
-         ++attempt) {
+    const auto hasMovedOn = [&] {
+        return reply.error.isEmpty() ? wasStopped && document != m_events.document() : !m_events.isLoaded();
+    };
+    for (int attempt = 0; attempt < maximumAttempts && hasMovedOn(); ++attempt) {
         const Deadline bound = Deadline::in(job.maximumWait);
         m_readiness.awaitLoadEvent(bound);
+        document = m_events.document();
         m_preparation.prepare(job, bound);
         reply = fitAndPrint();
     }

@@ -70,6 +70,8 @@ public:
     double passedTime() const { return m_clock; }
     /// So many times an earlier share's end holds the time at the beginning of the next.
     std::atomic<int> heldShares = 0;
+    /// Stopped for the first time, it is already on its way to another document, which arrives.
+    std::atomic<bool> movesOn = false;
 
 private:
     void say(const QJsonObject &message)
@@ -118,6 +120,8 @@ private:
             }
             const QString session = command[u"sessionId"_s].toString();
             const QString method = command[u"method"_s].toString();
+            if (method == u"Page.stopLoading"_s && movesOn.exchange(false))
+                load(u"M"_s);
             QJsonObject reply{{u"id"_s, command[u"id"_s]}, {u"result"_s, resultOf(method)}};
             if (!session.isEmpty())
                 reply.insert(u"sessionId"_s, session);
@@ -169,6 +173,7 @@ private slots:
     void timeThatIsHeldPassesLater();
     void aRequestIsWaitedFor();
     void whatPatienceEndsIsNamed();
+    void whatMovesOnWhenStoppedIsStoppedAgain();
     void aScriptWithoutEndIsStopped();
     void aPageThatAsksForPrintGetsNoTime();
     void anotherDocumentBeginsAnew();
@@ -241,6 +246,17 @@ void ReadinessTest::whatPatienceEndsIsNamed()
     waiting.awaitWhole(200ms);
     QCOMPARE(waiting.readiness.unfinished(), QStringList{u"a request to http://host/a.png"_s});
     QCOMPARE(browser.commands(u"Page.stopLoading"_s).size(), 1);
+}
+
+void ReadinessTest::whatMovesOnWhenStoppedIsStoppedAgain()
+{
+    PlayedBrowser browser;
+    browser.movesOn = true;
+    Waiting waiting(browser);
+    browser.load(u"L"_s);
+    browser.beginRequest(u"a.png"_s);
+    waiting.awaitWhole(200ms);
+    QCOMPARE(browser.commands(u"Page.stopLoading"_s).size(), 2);
 }
 
 void ReadinessTest::aScriptWithoutEndIsStopped()

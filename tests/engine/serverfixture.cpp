@@ -4,6 +4,8 @@
 #include "tests/support/waiting.h"
 
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTest>
 
 #include <sys/socket.h>
@@ -104,14 +106,18 @@ QString ServerFixture::socketPath() const
 
 void ServerFixture::verifyStillConverts()
 {
-    // A cold job takes a fraction of a second, and one that waits for an answer that never comes half a
-    // minute.
-    constexpr auto bound = 5s;
+    // What the job itself takes depends on what else the machine does. The rest is a search for a server that
+    // takes it: a fraction of a second, or half a minute for one that waits for an answer that never comes.
+    constexpr auto bound = 2.;
     const QString report = m_engine->makeFolder(u"report"_s) + u"/still.json"_s;
     const Conversion conversion = m_engine->convertText("<p>still", {u"--report"_s, report});
     VERIFY_WRITTEN(conversion);
     QCOMPARE(conversion.pdf().text(), u"still"_s);
-    QVERIFY2(conversion.run.time < bound,
-             qPrintable(
-                 u"%1 ms: %2"_s.arg(conversion.run.time.count()).arg(QString::fromUtf8(contentOf(report)))));
+    const QByteArray told = contentOf(report);
+    double rest = std::chrono::duration<double>(conversion.run.time).count();
+    const QJsonObject steps = QJsonDocument::fromJson(told).object()[u"seconds"_s].toObject();
+    QVERIFY2(!steps.isEmpty(), told.constData());
+    for (const QJsonValue &step : steps)
+        rest -= step.toDouble();
+    QVERIFY2(rest < bound, qPrintable(u"%1 s of %2"_s.arg(rest).arg(QString::fromUtf8(told))));
 }

@@ -3,6 +3,7 @@
 #include "tests/conversion/runfixture.h"
 #include "tests/support/engine.h"
 #include "tests/support/silentserver.h"
+#include "tests/support/stress.h"
 #include "tests/support/waiting.h"
 #include "tests/support/webserver.h"
 
@@ -253,7 +254,7 @@ private slots:
         for (int row = 0; row < 11; ++row)
             f.addRow(u"/a/%1.html"_s.arg(row));
         QSet<int> rowsStopped;
-        for (int time = 0; time < 100; ++time) {
+        for (int time = 0; time < (isStressWanted() ? 100 : 30); ++time) {
             QVERIFY(QDir(f.out.path()).removeRecursively() && QDir().mkpath(f.out.path()));
             f.start();
             workAWhile(random, 60000);
@@ -415,6 +416,7 @@ private slots:
 
     void manyRowsKeepTheMemoryFlatAndTheWindowAnswering()
     {
+        SKIP_STRESS();
         const int many = std::max(qEnvironmentVariableIntValue("QUIRELLE_TEST_ROWS"), 300);
         useEngine(u"echo x > \"$output\""_s);
         RunFixture f;

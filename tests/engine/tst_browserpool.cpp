@@ -1,6 +1,7 @@
 #include "engine/job/failure.h"
 #include "engine/server/browserpool.h"
 #include "tests/support/processes.h"
+#include "tests/support/stress.h"
 #include "tests/support/waiting.h"
 
 #include <QElapsedTimer>
@@ -185,6 +186,7 @@ void BrowserPoolTest::pagesAreNeverGivenTwice()
 
 void BrowserPoolTest::afterSoManyJobsANewOneTakesOver()
 {
+    SKIP_STRESS();
     BrowserPool pool(keeping(1));
     const ProcessInfo first = guardOf(*pool.take({}));
     for (int job = 0; job < 199; ++job)

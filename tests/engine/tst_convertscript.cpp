@@ -124,7 +124,7 @@ void ConvertScriptTest::whatTimeBrings_data()
     row("transitions one after another",
         "p.style.cssText='transition:width .4s;width:9px';let "
         "n=0;p.ontransitionend=()=>{if(++n<4)p.style.width="
-        "9+n+'px';else p.append(' built')};setTimeout(()=>p.style.width='99px',50)",
+        "9+n+'px';else p.append(' built')};setTimeout(()=>p.style.width='99px',300)",
         u"begin built"_s);
     row("transitions one after another, from the beginning",
         "p.style.cssText='transition:width .2s;width:9px';p.offsetWidth;let n=0;p.ontransitionend=()=>{"

@@ -15,9 +15,6 @@ class ConvertStdinTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { m_engine = std::make_unique<Engine>(); }
-    void cleanup() { m_engine.reset(); }
-
     void theSameBytesAsFromAFile_data();
     void theSameBytesAsFromAFile();
     void withoutABaseItIsTheWorkingFolder();
@@ -41,21 +38,21 @@ private:
     /// As a shell runs it with this redirection.
     Conversion redirected(const QString &redirection, const QStringList &options = {})
     {
-        const QString output = m_engine->freshOutput();
+        const QString output = m_engine.freshOutput();
         return {runProgram(u"/bin/sh"_s,
                            QStringList{u"-c"_s, u"exec \"$@\" "_s + redirection, u"sh"_s, Engine::program()} +
                                options + QStringList{u"-"_s, output},
-                           {m_engine->environment(), m_engine->documents()}),
+                           {m_engine.environment(), m_engine.documents()}),
                 output};
     }
     /// With this on standard input.
     Conversion given(const QByteArray &html, const QStringList &options = {})
     {
-        m_engine->write(u"given"_s, html);
+        m_engine.write(u"given"_s, html);
         return redirected(u"<given"_s, options);
     }
 
-    std::unique_ptr<Engine> m_engine;
+    Engine m_engine;
 };
 
 void ConvertStdinTest::theSameBytesAsFromAFile_data()
@@ -70,10 +67,10 @@ void ConvertStdinTest::theSameBytesAsFromAFile()
 {
     QFETCH(QString, path);
     if (path.isEmpty())
-        path = m_engine->write(u"a.html"_s,
-                               "<p>\xc3\xbc <a href='other.html'>a</a> <a href='#b'>b</a><p id=b>b");
-    m_engine->setVariable(u"SOURCE_DATE_EPOCH"_s, u"1000000000"_s);
-    const Conversion file = m_engine->convert(path);
+        path =
+            m_engine.write(u"a.html"_s, "<p>\xc3\xbc <a href='other.html'>a</a> <a href='#b'>b</a><p id=b>b");
+    m_engine.setVariable(u"SOURCE_DATE_EPOCH"_s, u"1000000000"_s);
+    const Conversion file = m_engine.convert(path);
     const Conversion input = redirected(u"<\""_s + path + u'"', {u"--base-url"_s, QFileInfo(path).path()});
     VERIFY_WRITTEN(file);
     VERIFY_WRITTEN(input);
@@ -82,7 +79,7 @@ void ConvertStdinTest::theSameBytesAsFromAFile()
 
 void ConvertStdinTest::withoutABaseItIsTheWorkingFolder()
 {
-    m_engine->write(u"s.css"_s, "p::after{content:'styled'}");
+    m_engine.write(u"s.css"_s, "p::after{content:'styled'}");
     const Conversion page = given("<link rel=stylesheet href=s.css><p>");
     VERIFY_WRITTEN(page);
     QCOMPARE(page.run.errors, QByteArray());
@@ -93,7 +90,7 @@ void ConvertStdinTest::relativeAddresses()
 {
     const WebServer server({});
     server.write(u"in/s.css"_s, "p::after{content:'styled'}");
-    m_engine->write(u"folder/s.css"_s, "p::after{content:'from a folder'}");
+    m_engine.write(u"folder/s.css"_s, "p::after{content:'from a folder'}");
     const QByteArray html = "<link rel=stylesheet href=s.css><p><a href=b.html>b</a>";
     const Conversion web = given(html, {u"--base-url"_s, server.address(u"/in/page.html"_s)});
     VERIFY_WRITTEN(web);
@@ -104,7 +101,7 @@ void ConvertStdinTest::relativeAddresses()
     const Conversion folder = given(html, {u"--base-url"_s, u"folder"_s});
     VERIFY_WRITTEN(folder);
     QCOMPARE(folder.pdf().text(), u"bfrom a folder"_s);
-    const QString address = QUrl::fromLocalFile(m_engine->path(u"folder"_s)).toString();
+    const QString address = QUrl::fromLocalFile(m_engine.path(u"folder"_s)).toString();
     const Conversion byAddress = given(html, {u"--base-url"_s, address});
     VERIFY_WRITTEN(byAddress);
     QCOMPARE(byAddress.pdf().text(), u"bfrom a folder"_s);
@@ -112,9 +109,9 @@ void ConvertStdinTest::relativeAddresses()
 
 void ConvertStdinTest::aBaseThatIsAFile()
 {
-    m_engine->setVariable(u"SOURCE_DATE_EPOCH"_s, u"1000000000"_s);
-    const QString path = m_engine->write(u"a.html"_s, "<title>A</title><a href=a.html>to itself</a>");
-    const Conversion file = m_engine->convert(path);
+    m_engine.setVariable(u"SOURCE_DATE_EPOCH"_s, u"1000000000"_s);
+    const QString path = m_engine.write(u"a.html"_s, "<title>A</title><a href=a.html>to itself</a>");
+    const Conversion file = m_engine.convert(path);
     const Conversion input = redirected(u"<a.html"_s, {u"--base-url"_s, u"a.html"_s});
     VERIFY_WRITTEN(input);
     QVERIFY(contentOf(input.output) == contentOf(file.output));
@@ -123,8 +120,8 @@ void ConvertStdinTest::aBaseThatIsAFile()
 
 void ConvertStdinTest::aWebAddressReachesNoFiles()
 {
-    const QString secret = m_engine->write(u"secret.html"_s, "<p>secret text");
-    const QString picture = m_engine->path(u"quires.jpg"_s);
+    const QString secret = m_engine.write(u"secret.html"_s, "<p>secret text");
+    const QString picture = m_engine.path(u"quires.jpg"_s);
     QVERIFY(QFile::copy(QLatin1String(QUIRELLE_SAMPLES "/images/quires.jpg"), picture));
     const QByteArray address = QUrl::fromLocalFile(secret).toEncoded();
     const QByteArray html = "<p>page<iframe src='" + address + "'></iframe><object data='" + address +
@@ -171,8 +168,8 @@ void ConvertStdinTest::theNamedServerGetsThePassword()
 
 void ConvertStdinTest::smallTextInPictures()
 {
-    m_engine->write(u"a.svg"_s, "<svg xmlns='http://www.w3.org/2000/svg' width='300' height='50'>"
-                                "<text y='30' font-size='5'>small</text></svg>");
+    m_engine.write(u"a.svg"_s, "<svg xmlns='http://www.w3.org/2000/svg' width='300' height='50'>"
+                               "<text y='30' font-size='5'>small</text></svg>");
     const Conversion page = given("<p>text<p><img src=a.svg>", {u"--minimum-font-size"_s, u"18"_s});
     VERIFY_WRITTEN(page);
     const QList<double> sizes = page.pdf().fontSizes();
@@ -238,25 +235,25 @@ void ConvertStdinTest::basesThatAreOfNoUse()
 
 void ConvertStdinTest::oneOfSeveralInputs()
 {
-    m_engine->write(u"a.html"_s, "<title>A</title><h1>a</h1><a href='http://host/given#x'>to it</a>");
-    m_engine->write(u"given"_s, "<title>Given</title><h1 id=x>given</h1>");
-    const QString output = m_engine->freshOutput();
+    m_engine.write(u"a.html"_s, "<title>A</title><h1>a</h1><a href='http://host/given#x'>to it</a>");
+    m_engine.write(u"given"_s, "<title>Given</title><h1 id=x>given</h1>");
+    const QString output = m_engine.freshOutput();
     const Conversion all{runProgram(u"/bin/sh"_s,
                                     {u"-c"_s, u"exec \"$@\" <given"_s, u"sh"_s, Engine::program(),
                                      u"--base-url"_s, u"http://host/given"_s, u"a.html"_s, u"-"_s, output},
-                                    {m_engine->environment(), m_engine->documents()}),
+                                    {m_engine.environment(), m_engine.documents()}),
                          output};
     VERIFY_WRITTEN(all);
     QCOMPARE(all.pdf().outline(), (QStringList{u"A"_s, u"-a"_s, u"Given"_s, u"-given"_s}));
     QCOMPARE(all.pdf().links(), QStringList());
-    const Conversion twice{m_engine->run({u"-"_s, u"-"_s, output}), output};
+    const Conversion twice{m_engine.run({u"-"_s, u"-"_s, output}), output};
     VERIFY_FAILED(twice, 1);
 }
 
 void ConvertStdinTest::aFileCanStillBeCalledDash()
 {
-    m_engine->write(u"-"_s, "a file");
-    const Conversion file = m_engine->convert(u"./-"_s);
+    m_engine.write(u"-"_s, "a file");
+    const Conversion file = m_engine.convert(u"./-"_s);
     VERIFY_WRITTEN(file);
     QCOMPARE(file.pdf().text(), u"a file"_s);
     const Conversion input = given("<p>no file");
@@ -269,7 +266,7 @@ void ConvertStdinTest::messagesAndReportNameIt()
     const Conversion page = given("<p>a<img src=none.png>", {u"--report"_s, u"report.json"_s});
     VERIFY_WRITTEN(page);
     QCOMPARE(page.warnings().size(), 1);
-    const QJsonObject report = QJsonDocument::fromJson(contentOf(m_engine->path(u"report.json"_s))).object();
+    const QJsonObject report = QJsonDocument::fromJson(contentOf(m_engine.path(u"report.json"_s))).object();
     QCOMPARE(report["input"_L1].toString(), u"-"_s);
     const Conversion late = given("<script>for(;;);</script>", {u"--timeout"_s, u"1"_s});
     VERIFY_FAILED(late, 4);

@@ -1,4 +1,5 @@
 #include "tests/engine/serverfixture.h"
+#include "tests/support/stress.h"
 #include "tests/support/waiting.h"
 
 #include <QElapsedTimer>
@@ -66,6 +67,7 @@ void ServerCrowdTest::nothingPilesUp()
 
 void ServerCrowdTest::endedAtItsBeginning()
 {
+    SKIP_STRESS();
     const QString page = m_engine->write(u"page.html"_s, "<p>x");
     for (int round = 0; round < 10; ++round) {
         const QString output = m_engine->freshOutput();
@@ -97,6 +99,7 @@ void ServerCrowdTest::manyEnginesAtOnce()
 
 void ServerCrowdTest::manyEnginesAtItsEnd()
 {
+    SKIP_STRESS();
     m_engine->setIdleSeconds(1);
     const QByteArrayList pages(4, "<p>one of many");
     for (int round = 0; round < 10; ++round) {

@@ -1,5 +1,6 @@
 #include "tests/engine/serverfixture.h"
 #include "tests/support/silentserver.h"
+#include "tests/support/stress.h"
 #include "tests/support/waiting.h"
 
 #include <QTest>
@@ -268,6 +269,7 @@ void ServerFaultsTest::aPageThatTakesTooMuchMemoryHarmsNoOther()
 /// What it fills is the browser's main process.
 void ServerFaultsTest::aPageThatFillsTheBrowserHarmsNoOther()
 {
+    SKIP_STRESS();
     const QStringList bound{u"--max-memory"_s, u"300"_s};
     VERIFY_WRITTEN(m_engine->convertText("<p>x", bound));
     const QList<ProcessInfo> servers = m_engine->servers();

@@ -1,5 +1,6 @@
 #include "tests/pdf/judges.h"
 #include "tests/support/engine.h"
+#include "tests/support/stress.h"
 
 #include <QImage>
 #include <QTest>
@@ -187,6 +188,7 @@ void TestBrowserPdf::takesExternalLinksAway()
 
 void TestBrowserPdf::makesTenPhotographsSmall()
 {
+    SKIP_STRESS();
     QByteArray html = "<!doctype html><title>Photographs</title>";
     unsigned grain = 1;
     for (int i = 0; i < 10; ++i) {

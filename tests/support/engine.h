@@ -26,9 +26,13 @@ struct Conversion {
     QByteArray flawAsFailure(int exitCode) const;
 };
 
-#define VERIFY_WRITTEN(conversion) QVERIFY2((conversion).flaw().isEmpty(), (conversion).flaw().constData())
-#define VERIFY_FAILED(conversion, code)                                                                      \
-    QVERIFY2((conversion).flawAsFailure(code).isEmpty(), (conversion).flawAsFailure(code).constData())
+#define VERIFY_WRITTEN(conversion) VERIFY_FLAWLESS((conversion).flaw())
+#define VERIFY_FAILED(conversion, code) VERIFY_FLAWLESS((conversion).flawAsFailure(code))
+#define VERIFY_FLAWLESS(verdict)                                                                             \
+    do {                                                                                                     \
+        const QByteArray flaw = verdict;                                                                     \
+        QVERIFY2(flaw.isEmpty(), flaw.constData());                                                          \
+    } while (false)
 
 /// One of several conversions at the same time.
 struct Task {

@@ -3,22 +3,47 @@
 #include "tests/support/program.h"
 #include "tests/support/temporaryfolder.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QXmlStreamReader>
 
+#include <sys/stat.h>
+
 #include <functional>
+#include <map>
+#include <tuple>
 
 namespace
 {
 
 constexpr const char *everyPage = "99999";
 
-QByteArray outputOf(const QString &program, const QStringList &arguments)
+/// Asks a program about the file, or repeats what it has answered since another file was asked about.
+ProgramResult judged(const QString &path, const QString &program, const QStringList &arguments)
 {
-    const ProgramResult result = runProgram(program, arguments);
+    struct stat file {
+    };
+    if (::stat(QFile::encodeName(path).constData(), &file) != 0)
+        return runProgram(program, arguments);
+    const auto identity =
+        std::make_tuple(file.st_ino, file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec);
+    static std::remove_const_t<decltype(identity)> known;
+    static std::map<std::pair<QString, QStringList>, ProgramResult> verdicts;
+    if (known != identity)
+        verdicts.clear();
+    known = identity;
+    const auto [verdict, isNew] = verdicts.try_emplace({program, arguments});
+    if (isNew)
+        verdict->second = runProgram(program, arguments);
+    return verdict->second;
+}
+
+QByteArray outputOf(const QString &path, const QString &program, const QStringList &arguments)
+{
+    const ProgramResult result = judged(path, program, arguments);
     if (result.exitCode < 0)
         qWarning("%s: %s", qPrintable(program), result.errors.constData());
     return result.output;
@@ -38,10 +63,10 @@ QMap<QString, QString> fieldsOf(const QByteArray &lines)
 /// The objects of qpdf's JSON by "obj:N G R", and "trailer".
 QJsonObject objectsOf(const QString &path)
 {
-    const QJsonObject json =
-        QJsonDocument::fromJson(outputOf(QStringLiteral("qpdf"), {QStringLiteral("--json=2"),
-                                                                  QStringLiteral("--json-key=qpdf"), path}))
-            .object();
+    const QJsonObject json = QJsonDocument::fromJson(outputOf(path, QStringLiteral("qpdf"),
+                                                              {QStringLiteral("--json=2"),
+                                                               QStringLiteral("--json-key=qpdf"), path}))
+                                 .object();
     return json[QLatin1String("qpdf")].toArray().at(1).toObject();
 }
 
@@ -60,14 +85,14 @@ qint64 PdfFile::size() const
 
 QString PdfFile::complaint() const
 {
-    const ProgramResult result = runProgram(QStringLiteral("qpdf"), {QStringLiteral("--check"), m_path});
+    const ProgramResult result = judged(m_path, QStringLiteral("qpdf"), {QStringLiteral("--check"), m_path});
     return result.ok() ? QString() : QString::fromLocal8Bit(result.output + result.errors);
 }
 
 QMap<QString, QString> PdfFile::info() const
 {
-    return fieldsOf(
-        outputOf(QStringLiteral("pdfinfo"), {QStringLiteral("-enc"), QStringLiteral("UTF-8"), m_path}));
+    return fieldsOf(outputOf(m_path, QStringLiteral("pdfinfo"),
+                             {QStringLiteral("-enc"), QStringLiteral("UTF-8"), m_path}));
 }
 
 QString PdfFile::documentTitle() const
@@ -87,7 +112,7 @@ QString PdfFile::documentTitle() const
 QString PdfFile::metadataTitle() const
 {
     QXmlStreamReader metadata(
-        outputOf(QStringLiteral("pdfinfo"), {QStringLiteral("-meta"), m_path}).trimmed());
+        outputOf(m_path, QStringLiteral("pdfinfo"), {QStringLiteral("-meta"), m_path}).trimmed());
     bool inTitle = false;
     while (!metadata.atEnd()) {
         metadata.readNext();
@@ -100,16 +125,16 @@ QString PdfFile::metadataTitle() const
 
 int PdfFile::pages() const
 {
-    return info().value(QStringLiteral("Pages")).toInt();
+    return static_cast<int>(pageSizes().size());
 }
 
 QList<QSizeF> PdfFile::pageSizes() const
 {
     static const QRegularExpression line(QStringLiteral("^Page +\\d+ size: +([\\d.]+) x ([\\d.]+) pts"),
                                          QRegularExpression::MultilineOption);
-    const QString text = QString::fromUtf8(
-        outputOf(QStringLiteral("pdfinfo"), {QStringLiteral("-f"), QStringLiteral("1"), QStringLiteral("-l"),
-                                             QLatin1String(everyPage), m_path}));
+    const QString text = QString::fromUtf8(outputOf(
+        m_path, QStringLiteral("pdfinfo"),
+        {QStringLiteral("-f"), QStringLiteral("1"), QStringLiteral("-l"), QLatin1String(everyPage), m_path}));
     QList<QSizeF> sizes;
     for (const QRegularExpressionMatch &match : line.globalMatch(text))
         sizes += QSizeF(match.captured(1).toDouble(), match.captured(2).toDouble());
@@ -122,8 +147,8 @@ QString PdfFile::text(int page) const
     if (page > 0)
         arguments = {QStringLiteral("-f"), QString::number(page), QStringLiteral("-l"),
                      QString::number(page)};
-    return QString::fromUtf8(
-               outputOf(QStringLiteral("pdftotext"), arguments + QStringList{m_path, QStringLiteral("-")}))
+    return QString::fromUtf8(outputOf(m_path, QStringLiteral("pdftotext"),
+                                      arguments + QStringList{m_path, QStringLiteral("-")}))
         .simplified();
 }
 
@@ -131,7 +156,7 @@ QStringList PdfFile::pageTexts() const
 {
     // A form feed follows each page.
     QStringList texts =
-        QString::fromUtf8(outputOf(QStringLiteral("pdftotext"), {m_path, QStringLiteral("-")}))
+        QString::fromUtf8(outputOf(m_path, QStringLiteral("pdftotext"), {m_path, QStringLiteral("-")}))
             .split(QLatin1Char('\f'));
     texts.removeLast();
     for (QString &text : texts)
@@ -144,9 +169,10 @@ QList<double> PdfFile::fontSizes() const
     // The sizes come in whole units of the zoom, which goes no further.
     constexpr double zoom = 3;
     static const QRegularExpression fontSpec(QStringLiteral("<fontspec id=\"(\\d+)\" size=\"(-?\\d+)\""));
-    const QString xml = QString::fromUtf8(outputOf(
-        QStringLiteral("pdftohtml"), {QStringLiteral("-xml"), QStringLiteral("-i"), QStringLiteral("-stdout"),
-                                      QStringLiteral("-zoom"), QString::number(zoom), m_path}));
+    const QString xml =
+        QString::fromUtf8(outputOf(m_path, QStringLiteral("pdftohtml"),
+                                   {QStringLiteral("-xml"), QStringLiteral("-i"), QStringLiteral("-stdout"),
+                                    QStringLiteral("-zoom"), QString::number(zoom), m_path}));
     QList<double> sizes;
     for (const QRegularExpressionMatch &match : fontSpec.globalMatch(xml)) {
         if (xml.contains(QStringLiteral("font=\"%1\">").arg(match.captured(1))))
@@ -158,7 +184,7 @@ QList<double> PdfFile::fontSizes() const
 QStringList PdfFile::fonts() const
 {
     QStringList names;
-    const QList<QByteArray> lines = outputOf(QStringLiteral("pdffonts"), {m_path}).split('\n');
+    const QList<QByteArray> lines = outputOf(m_path, QStringLiteral("pdffonts"), {m_path}).split('\n');
     for (const QByteArray &line : lines.mid(2)) {
         const QString name = QString::fromUtf8(line.left(line.indexOf(' ')));
         if (!name.isEmpty())
@@ -170,21 +196,22 @@ QStringList PdfFile::fonts() const
 qsizetype PdfFile::images() const
 {
     return std::max<qsizetype>(
-        outputOf(QStringLiteral("pdfimages"), {QStringLiteral("-list"), m_path}).count('\n') - 2, 0);
+        outputOf(m_path, QStringLiteral("pdfimages"), {QStringLiteral("-list"), m_path}).count('\n') - 2, 0);
 }
 
 QImage PdfFile::picture(int page, int dotsPerInch) const
 {
     const QString number = QString::number(page);
-    return QImage::fromData(
-        outputOf(QStringLiteral("pdftoppm"), {QStringLiteral("-f"), number, QStringLiteral("-l"), number,
-                                              QStringLiteral("-r"), QString::number(dotsPerInch), m_path}),
-        "PPM");
+    return QImage::fromData(outputOf(m_path, QStringLiteral("pdftoppm"),
+                                     {QStringLiteral("-f"), number, QStringLiteral("-l"), number,
+                                      QStringLiteral("-r"), QString::number(dotsPerInch), m_path}),
+                            "PPM");
 }
 
 QString PdfFile::structure() const
 {
-    return QString::fromUtf8(outputOf(QStringLiteral("pdfinfo"), {QStringLiteral("-struct"), m_path}));
+    return QString::fromUtf8(
+        outputOf(m_path, QStringLiteral("pdfinfo"), {QStringLiteral("-struct"), m_path}));
 }
 
 QJsonObject PdfFile::catalogue() const
@@ -200,8 +227,9 @@ QJsonObject PdfFile::catalogue() const
 
 QStringList PdfFile::outline() const
 {
-    const QJsonDocument json = QJsonDocument::fromJson(outputOf(
-        QStringLiteral("qpdf"), {QStringLiteral("--json=2"), QStringLiteral("--json-key=outlines"), m_path}));
+    const QJsonDocument json = QJsonDocument::fromJson(
+        outputOf(m_path, QStringLiteral("qpdf"),
+                 {QStringLiteral("--json=2"), QStringLiteral("--json-key=outlines"), m_path}));
     QStringList titles;
     const std::function<void(const QJsonArray &, const QString &)> visit = [&](const QJsonArray &items,
                                                                                const QString &indent) {

@@ -115,6 +115,8 @@ void CommandLineTest::optionsReachTheJob_data()
     });
     row("margins", {u"--margin"_s, u"1pt 2pt 3pt"_s},
         [](const Job &job) { return job.margins == QMarginsF(2, 1, 2, 3); });
+    row("margins in several units, one of them none", {u"--margin"_s, u"20pt 0 100.8px 3.05in"_s},
+        [](const Job &job) { return job.margins == QMarginsF(219.6, 20, 0, 75.6); });
     row("ranges of pages", {u"--pages"_s, u"1-3, 7,9-"_s},
         [](const Job &job) { return job.pageRanges == u"1-3,7,9-"_s; });
     row("for the screen", {u"--media"_s, u"SCREEN"_s}, [](const Job &job) { return job.screenMedia; });

@@ -12,9 +12,11 @@
 
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <tuple>
+#include <type_traits>
 
 namespace
 {
@@ -28,8 +30,10 @@ ProgramResult judged(const QString &path, const QString &program, const QStringL
     };
     if (::stat(QFile::encodeName(path).constData(), &file) != 0)
         return runProgram(program, arguments);
+    std::error_code unknown;
     const auto identity =
-        std::make_tuple(file.st_ino, file.st_size, file.st_mtim.tv_sec, file.st_mtim.tv_nsec);
+        std::make_tuple(file.st_ino, file.st_size,
+                        std::filesystem::last_write_time(QFile::encodeName(path).toStdString(), unknown));
     static std::remove_const_t<decltype(identity)> known;
     static std::map<std::pair<QString, QStringList>, ProgramResult> verdicts;
     if (known != identity)

@@ -46,30 +46,33 @@ void MemoryTest::processesMayEndWhileTheyAreLookedAt()
     }
 }
 
-/// A process that holds some 300 MB, which has a child.
-std::unique_ptr<QProcess> largeProcess(const QStringList &arguments)
+/// A process that holds so many megabytes, and for a moment twice as many, which has a child.
+std::unique_ptr<QProcess> largeProcess(int megabytes, const QStringList &arguments = {})
 {
     auto shell = std::make_unique<QProcess>();
-    shell->start(u"sh"_s, QStringList{u"-c"_s, u"x=$(head -c 300000000 /dev/zero | tr '\\0' x); sleep 60"_s,
-                                      u"large"_s} +
-                              arguments);
+    shell->start(
+        u"sh"_s,
+        QStringList{u"-c"_s,
+                    u"x=$(head -c $((%1 * 1000000)) /dev/zero | tr '\\0' x); sleep 60"_s.arg(megabytes),
+                    u"large"_s} +
+            arguments);
     shell->waitForStarted();
     return shell;
 }
 
 void MemoryTest::aLargeRendererIsKilledAlone()
 {
-    const auto other = largeProcess({});
-    const auto renderer = largeProcess({u"--type=renderer"_s});
-    MemoryWatch watch(::getpid(), 200);
+    // Processes other than renderers get an additional allowance.
+    const auto other = largeProcess(110);
+    const auto renderer = largeProcess(300, {u"--type=renderer"_s});
+    MemoryWatch watch(::getpid(), 100);
     const WatchedJob job(watch);
     QVERIFY(renderer->waitForFinished(20000));
     QCOMPARE(watch.rendererKills(), 1);
     const Failure failure = job.withReason(Failure(ExitCode::Crashed, u"x"_s), u"page"_s);
-    QVERIFY2(failure.message().contains(u"200 MiB"_s), failure.what());
+    QVERIFY2(failure.message().contains(u"100 MiB"_s), failure.what());
     QVERIFY(failure.isFinal());
     QCOMPARE(job.withReason(Failure(ExitCode::NotLoaded, u"x"_s), u"page"_s).message(), u"x"_s);
-    // Processes other than renderers get an additional allowance.
     QVERIFY(!watch.killedBrowser());
     QCOMPARE(other->state(), QProcess::Running);
     other->kill();
@@ -81,7 +84,7 @@ void MemoryTest::aLargeBrowserIsKilledWithAllItsProcesses()
     QProcess small;
     small.start(u"sleep"_s, {u"60"_s});
     QVERIFY(small.waitForStarted());
-    const auto large = largeProcess({});
+    const auto large = largeProcess(300);
     MemoryWatch watch(::getpid(), 100);
     const WatchedJob job(watch);
     QVERIFY(large->waitForFinished(20000));

@@ -61,6 +61,8 @@ constexpr const char *commonArguments[] = {
     // Otherwise a frame in which something moves may never end.
     "--disable-smooth-scrolling",
     "--disable-threaded-animation",
+    // What is drawn is on no screen: without memory for it no layer is painted into pixels.
+    "--force-gpu-mem-available-mb=0",
 };
 
 /// Chromium keeps shared memory in /dev/shm and crashes if that is missing or too small, as in containers.

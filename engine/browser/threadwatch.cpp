@@ -13,11 +13,13 @@ namespace
 {
 
 #ifdef __linux__
-/// Threads that carry messages and draw; the kernel cuts names to 15 characters.
+/// Threads that carry messages, find fonts for renderers that wait for them, and draw; the kernel cuts names
+/// to 15 characters.
 constexpr std::string_view serviceThreads[] = {"Chrome_IOThread", "Chrome_ChildIOT", "DevToolsPipeHan",
-                                               "Compositor",      "CompositorTileW", "VizCompositorTh"};
-/// Worker threads handle messages too: processor time in seconds that only that takes less of.
+                                               "sandbox_ipc_thr", "Compositor",      "VizCompositorTh"};
+/// Of worker threads, the engine's commands are such messages as well.
 constexpr std::string_view workerThreads[] = {"DedicatedWorker", "SharedWorker th", "ServiceWorker t"};
+/// Who takes no more processor time than this, in seconds, has handled messages.
 constexpr double messageTime = 0.001;
 /// Maximum difference in seconds of two readings of a main thread's time, taken at about the same moment.
 constexpr double readingTime = 0.0005;
@@ -62,10 +64,10 @@ ThreadWatch::Use ThreadWatch::useOf([[maybe_unused]] const std::string &thread)
     return use;
 }
 
-bool ThreadWatch::hasWorked([[maybe_unused]] const std::string &process,
-                            [[maybe_unused]] const std::string &type)
+ThreadWatch::Activity ThreadWatch::activityOf([[maybe_unused]] const std::string &process,
+                                              [[maybe_unused]] const std::string &type)
 {
-    bool any = false;
+    Activity activity = Activity::None;
 #ifdef __linux__
     std::error_code ended;
     for (std::filesystem::directory_iterator each("/proc/" + process + "/task", ended), end;
@@ -78,12 +80,13 @@ bool ThreadWatch::hasWorked([[maybe_unused]] const std::string &process,
         const State state = stateOf(thread);
         if (isOneOf(serviceThreads, state.name))
             continue;
-        const bool hasRun = isOneOf(workerThreads, state.name) ? now.time - before.time > messageTime
-                                                               : now.turns != before.turns;
-        any = any || hasRun || state.isBusy;
+        if (state.isBusy || now.time - before.time > messageTime)
+            activity = Activity::Work;
+        else if (now.turns != before.turns && !isOneOf(workerThreads, state.name))
+            activity = std::max(activity, Activity::Messages);
     }
 #endif
-    return any;
+    return activity;
 }
 
 void ThreadWatch::compare(const std::string &renderer, const std::map<std::string, double> &mainThreadTimes)
@@ -119,13 +122,16 @@ ThreadWatch::Work ThreadWatch::sinceLast(const std::map<std::string, double> &ma
         if (type == "renderer") {
             renderers.push_back(process);
             compare(process, mainThreadTimes);
-        } else if (hasWorked(process, type)) {
-            work.ofBrowser = true;
+        } else if (activityOf(process, type) != Activity::None) {
+            work.ofServices = true;
         }
     }
     for (const std::string &process : renderers) {
-        if (hasWorked(process, "renderer") && mayShowPage(process))
-            work.ofPage = true;
+        const Activity activity = activityOf(process, "renderer");
+        if (activity == Activity::None || !mayShowPage(process))
+            continue;
+        work.ofPage = work.ofPage || activity == Activity::Work;
+        work.ofServices = true;
     }
     return work;
 }

@@ -15,8 +15,9 @@ public:
     explicit ThreadWatch(int browser) : m_browser(std::to_string(browser)) {}
 
     struct Work {
-        bool ofPage = false;    ///< in renderers that show the page, or may show it
-        bool ofBrowser = false; ///< in processes that are no renderers and serve all pages
+        bool ofPage = false; ///< in renderers that show the page, or may show it
+        /// In processes that are no renderers and serve all pages; or those renderers have handled messages.
+        bool ofServices = false;
     };
 
     /// What threads have done since the last call or are about to do. `mainThreadTimes` has, by the page's
@@ -34,8 +35,10 @@ private:
         double maximum;
     };
 
+    enum class Activity { None, Messages, Work };
+
     static Use useOf(const std::string &thread);
-    bool hasWorked(const std::string &process, const std::string &type);
+    Activity activityOf(const std::string &process, const std::string &type);
     void compare(const std::string &renderer, const std::map<std::string, double> &mainThreadTimes);
     bool mayShowPage(const std::string &renderer) const;
 

@@ -23,7 +23,6 @@ constexpr std::chrono::milliseconds maximumFurtherTime = 10s;
 /// What a timer has asked the browser for comes before whatever was to end the wait for it only if that is in
 /// another step. Each in which nothing is done is followed by one twice as long.
 constexpr std::chrono::milliseconds firstTimeStep = 250ms;
-constexpr std::chrono::milliseconds longestTimeStep = 1s;
 /// After a frame in which scripts have run, as those of observers do, the next is drawn in so much of the
 /// page's time, as often as this.
 constexpr std::chrono::milliseconds frameStep = 20ms;
@@ -111,6 +110,8 @@ void Readiness::beginDocument()
     m_shownHeight = 0;
     m_workingSince = std::nullopt;
     m_lastWorked = std::chrono::steady_clock::now();
+    m_lookBegin = std::nullopt;
+    m_isDrawn = false;
 }
 
 PageFacts Readiness::facts()
@@ -216,6 +217,7 @@ bool Readiness::noteWork(const WorkAsked &asked)
     if (!m_preparedLayouts && !any)
         m_preparedLayouts = now->layouts;
     m_facts.hasChanged = m_preparedLayouts != now->layouts && m_preparations < maximumPreparations;
+    m_isDrawn = m_isDrawn && !any;
     m_lastWork = *now;
     m_time.noteTime(now->time);
     return any;
@@ -225,34 +227,53 @@ bool Readiness::noteWork(const WorkAsked &asked)
 void Readiness::noteChange()
 {
     m_facts.quietLooks = 0;
+    m_lookBegin = std::nullopt;
     m_grows = m_grows || m_growths >= maximumGrowths;
     m_facts.isShown = m_shows >= maximumShows || m_growths >= maximumGrowths;
+}
+
+std::chrono::milliseconds Readiness::lookLength() const
+{
+    return std::max(lookTime, lookAnswers * m_answerTime);
+}
+
+void Readiness::beginLook()
+{
+    m_lookBegin = std::chrono::steady_clock::now();
+    m_threads.sinceLast({});
+}
+
+/// At the end of a look at which the page has done nothing. The next begins.
+void Readiness::endLook()
+{
+    const auto now = std::chrono::steady_clock::now();
+    m_lookBegin = now;
+    const ThreadWatch::Work threads = m_threads.sinceLast(m_lastWork.mainThreadTimes);
+    m_facts.hasBusyWorkers = m_events.hasWorkers() && threads.ofPage;
+    // What serves all pages may be busy for others.
+    const auto serving = std::max(servingTime, servingAnswers * m_answerTime);
+    if (threads.ofPage || (threads.ofServices && now - m_lastWorked < serving))
+        return;
+    ++m_facts.quietLooks;
+    m_workingSince = std::nullopt;
 }
 
 void Readiness::look()
 {
     if (!m_workingSince)
         m_workingSince = std::chrono::steady_clock::now();
-    m_threads.sinceLast({});
+    if (!m_lookBegin)
+        beginLook();
     if (m_time.isReal())
-        m_time.beginFrame(Compositor::Output::Shown);
+        draw(Compositor::Output::Shown);
     m_time.waitUntil([] { return false; },
                      m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
-                     Deadline::in(std::max(lookTime, lookAnswers * m_answerTime)).earlier(m_bound));
-    const auto now = std::chrono::steady_clock::now();
-    const bool hasWorked = noteWork();
-    const ThreadWatch::Work threads = m_threads.sinceLast(m_lastWork.mainThreadTimes);
-    m_facts.hasBusyWorkers = m_events.hasWorkers() && threads.ofPage;
-    if (!hasWorked) {
-        // What serves all pages may be busy for others.
-        const auto serving = std::max(servingTime, servingAnswers * m_answerTime);
-        if (threads.ofPage || (threads.ofBrowser && now - m_lastWorked < serving))
-            return;
-        ++m_facts.quietLooks;
-        m_workingSince = std::nullopt;
+                     Deadline::after(*m_lookBegin, lookLength()).earlier(m_bound));
+    if (!noteWork()) {
+        endLook();
         return;
     }
-    m_lastWorked = now;
+    m_lastWorked = std::chrono::steady_clock::now();
     noteChange();
     // What it has awaited from elsewhere may be followed by timers.
     const auto added = std::min(furtherTime - std::min(furtherTime, m_facts.pageTimeLeft), m_furtherTime);
@@ -264,6 +285,7 @@ void Readiness::look()
 void Readiness::prepare(const Job &job)
 {
     const bool isFirst = !std::exchange(m_facts.isPrepared, true);
+    m_lookBegin = std::nullopt;
     WorkAsked before;
     if (isFirst) {
         m_session.post(u"Emulation.setEmulatedMedia"_s,
@@ -278,8 +300,9 @@ void Readiness::prepare(const Job &job)
     }
     m_facts.hasBegunLoading = findings && findings->changed;
     if (isFirst && (m_facts.hasRunScripts || m_facts.hasBegunLoading)) {
-        // What goes by the media is told with a frame, for which the page asks in the first of these.
-        draw(Compositor::Output::Discarded);
+        // What goes by the media is told with a frame, for which the page asks in this one.
+        m_time.beginFrame(Compositor::Output::Discarded);
+        beginLook();
         draw(Compositor::Output::Discarded);
     }
     if (!isFirst && m_facts.hasBegunLoading)
@@ -289,9 +312,11 @@ void Readiness::prepare(const Job &job)
     ++m_preparations;
 }
 
-void Readiness::draw(Compositor::Output output)
+bool Readiness::draw(Compositor::Output output)
 {
-    m_time.draw(output, std::max(drawingTime, drawingAnswers * m_answerTime));
+    const bool isDrawn = m_time.draw(output, std::max(drawingTime, drawingAnswers * m_answerTime));
+    m_isDrawn = isDrawn && output == Compositor::Output::Shown;
+    return isDrawn;
 }
 
 /// Timers and animations run as fast as they can be computed, except while requests are under way.
@@ -301,7 +326,8 @@ void Readiness::passTime()
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
     const auto begin = std::chrono::steady_clock::now();
-    draw(Compositor::Output::Shown);
+    if (!m_isDrawn)
+        draw(Compositor::Output::Shown);
     const bool passed = m_time.pass(step, requests, Deadline::in(computingTime).earlier(m_bound),
                                     [this] { return m_document != m_events.document(); });
     // What is computed while time passes is no work without a pause, unless it has no end.
@@ -309,7 +335,7 @@ void Readiness::passTime()
         m_workingSince = begin;
     else if (passed && m_workingSince)
         *m_workingSince += std::chrono::steady_clock::now() - begin;
-    m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
+    m_timeStep *= 2;
     const double before = m_lastWork.time;
     const WorkAsked beforeFrame = askForWork();
     draw(Compositor::Output::Shown);
@@ -344,30 +370,28 @@ void Readiness::awaitRequests()
 void Readiness::show()
 {
     const Deadline bound = Deadline::in(showTime).earlier(m_bound);
-    m_facts.isShown = true;
-    if (const auto context = engineContext(m_session, m_mainFrame, bound)) {
-        const auto shown = m_time.askDrawing(
-            u"Runtime.evaluate"_s,
-            {{u"expression"_s, u"(%1)(%2)"_s.arg(QString::fromLatin1(showScript)).arg(m_shownHeight)},
-             {u"contextId"_s, *context},
-             {u"awaitPromise"_s, true},
-             {u"returnByValue"_s, true}},
-            bound);
-        noteShown(shown ? shown->result["result"_L1].toObject()["value"_L1].toObject() : QJsonObject());
-        // Going on, it would look like work of the page's.
-        if (!shown)
-            m_session.post(u"Runtime.evaluate"_s,
-                           {{u"expression"_s, u"globalThis[Symbol.for('quirelle')].stopsShowing = true"_s},
-                            {u"contextId"_s, *context}});
+    QJsonObject argument{{u"begin"_s, m_shownHeight}, {u"isFirst"_s, true}};
+    QJsonObject reach;
+    while (!bound.passed() && m_document == m_events.document()) {
+        const auto view = runInFrame(m_session, m_preparation.mainFrame(), showScript, argument, bound);
+        reach = view ? view->value : QJsonObject();
+        if (!view || reach["isOver"_L1].toBool())
+            break;
+        while (!draw(Compositor::Output::Discarded) && !bound.passed()) {
+        }
+        argument.insert(u"isFirst"_s, false);
     }
-    noteWork();
+    noteShown(reach);
+    if (!noteWork() && !m_grows)
+        return;
     m_facts.quietLooks = std::min(m_facts.quietLooks, 1);
     m_facts.pageTimeLeft = std::max(m_facts.pageTimeLeft, furtherTime);
     m_timeStep = furtherTime;
+    m_lookBegin = std::nullopt;
 }
 
 /// Lists that are loaded piece by piece grow when their end comes into view, some of them without end.
-/// `reach` is what showScript has returned; empty if it did not come to its end.
+/// `reach` is what showScript has returned at its end; empty if it did not come to it.
 void Readiness::noteShown(const QJsonObject &reach)
 {
     const double shown = reach["shown"_L1].toDouble();

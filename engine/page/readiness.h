@@ -51,13 +51,16 @@ private:
     bool noteWork();
     bool noteWork(const WorkAsked &asked);
     void noteChange();
+    std::chrono::milliseconds lookLength() const;
+    void beginLook();
+    void endLook();
     void look();
     void prepare(const Job &job);
     void passTime();
     void awaitRequests();
     void show();
     void noteUnfinished();
-    void draw(Compositor::Output output);
+    bool draw(Compositor::Output output);
     void noteShown(const QJsonObject &reach);
     void giveUp(const Job &job);
 
@@ -87,4 +90,7 @@ private:
     std::optional<double> m_preparedLayouts;
     std::optional<std::chrono::steady_clock::time_point> m_workingSince;
     std::chrono::steady_clock::time_point m_lastWorked;
+    /// The look that goes on, whatever else is done in its time; nothing if there is none.
+    std::optional<std::chrono::steady_clock::time_point> m_lookBegin;
+    bool m_isDrawn = false; ///< since it last did anything
 };

@@ -48,8 +48,9 @@ extern const char replaceScript[];
 /// shim.js, a script to run before those of a page, in the page's own world and in its workers.
 extern const char shimScript[];
 
-/// show.js, a function of the height in CSS pixels down to which the document has been shown already; its
-/// promise is kept when the rest has been drawn.
+/// show.js, a function of {begin, isFirst}: the height in CSS pixels down to which the document has been
+/// shown already. To be called and drawn in turn until it returns {isOver, shown, height}, these two in CSS
+/// pixels.
 extern const char showScript[];
 
 /// targets.js, a function of {headings, all}: the PDF is to have destinations for so many headings at most,

@@ -1,31 +1,32 @@
-// Shows a document from `begin`, in CSS pixels, to its end, a view at a time, and puts it back where it was. Runs in the
-// engine's world. Returns how far it has been shown, and how far it reaches then. Stops when `stopsShowing` is set in what
-// lasts there.
-async (begin) => {
-    // Resolved by a message, which comes after all that the frame itself has brought.
-    const drawn = () => new Promise((resolve) => requestAnimationFrame(() => {
-        const { port1, port2 } = new MessageChannel();
-        port1.onmessage = () => { port1.close(); resolve(); };
-        port2.postMessage(0);
-    }));
+// Shows a document from `begin`, in CSS pixels, to its end: each call scrolls on by a view, which is to be drawn then, and
+// the last ones back to where it was. Runs in the engine's world. At the end returns how far it has been shown, and how
+// far it reaches then.
+({ begin, isFirst }) => {
     const lasting = (globalThis[Symbol.for('quirelle')] ??= {});
-    lasting.stopsShowing = false;
     const view = document.scrollingElement;
-    if (!view) return { shown: 0, height: 0 };
-    const { scrollLeft: left, scrollTop: before } = view;
-    const scrollTo = (top) => view.scrollTo({ left, top, behavior: 'instant' });
-    const last = () => view.scrollHeight - view.clientHeight;
-    const end = view.scrollHeight; // what is added meanwhile is shown next time
-    for (let top = Math.max(begin - view.clientHeight, 0); top < Math.min(end, last()) && !lasting.stopsShowing; top += view.clientHeight) {
-        scrollTo(top);
-        await drawn();
+    if (!view) return { isOver: true };
+    const last = view.scrollHeight - view.clientHeight;
+    if (isFirst || !lasting.showing) {
+        const top = Math.max(begin - view.clientHeight, 0);
+        lasting.showing = {
+            left: view.scrollLeft,
+            before: view.scrollTop,
+            top: top === view.scrollTop ? top + view.clientHeight : top, // that has been drawn
+            end: view.scrollHeight, // what is added meanwhile is shown next time
+            // The end, and twice the place where it was: what observers do about the end is over then.
+            steps: last > 0 ? 3 : 0,
+        };
     }
-    if (last() > 0) {
-        scrollTo(last());
-        await drawn();
-        scrollTo(before);
+    const { showing } = lasting;
+    const scrollTo = (top) => view.scrollTo({ left: showing.left, top, behavior: 'instant' });
+    if (showing.top < Math.min(showing.end, last)) {
+        scrollTo(showing.top);
+        showing.top += view.clientHeight;
+    } else if (showing.steps > 0) {
+        scrollTo(showing.steps === 3 ? last : showing.before);
+        --showing.steps;
+    } else {
+        return { isOver: true, shown: showing.end, height: view.scrollHeight };
     }
-    await drawn();
-    await drawn(); // what observers of the view do about the last frame is over
-    return { shown: end, height: view.scrollHeight };
+    return {};
 }

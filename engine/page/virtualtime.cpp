@@ -122,25 +122,7 @@ std::optional<Session::Reply> VirtualTime::ask(const QString &method, const QJso
     return m_session.replyTo(id, bound);
 }
 
-std::optional<Session::Reply> VirtualTime::askDrawing(const QString &method, const QJsonObject &parameters,
-                                                      Deadline bound)
-{
-    const int id = m_session.begin(method, parameters);
-    auto granted = std::chrono::steady_clock::now();
-    do {
-        const auto now = std::chrono::steady_clock::now();
-        const std::chrono::duration<double, std::milli> gone = now - std::exchange(granted, now);
-        grant(u"advance"_s, std::clamp(gone.count(), stillGrant, realGrant));
-        beginFrame(Compositor::Output::Discarded);
-        const bool isDrawing = m_compositor.isDrawing();
-        m_session.waitUntil(
-            [&] { return m_session.hasReplied(id) || (isDrawing && !m_compositor.isDrawing()); },
-            Deadline::in(grantInterval).earlier(bound));
-    } while (!m_session.hasReplied(id) && !bound.passed());
-    return m_session.replyTo(id, bound);
-}
-
-void VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds patience)
+bool VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds patience)
 {
     beginFrame(output);
     const Deadline bound = Deadline::in(patience);
@@ -150,6 +132,7 @@ void VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds pati
     } while (
         !m_session.waitUntil([this] { return !m_compositor.isDrawing(); }, Deadline::in(grantInterval)) &&
         !bound.passed());
+    return !m_compositor.isDrawing();
 }
 
 void VirtualTime::flow(std::chrono::milliseconds duration)

@@ -34,13 +34,11 @@ public:
     /// Begins to draw the page once, unless it is being drawn.
     void beginFrame(Compositor::Output output);
     bool hasUnfinishedFrame() { return m_compositor.hasUnfinishedFrame(); }
-    /// Begins to draw it, and waits until it has been drawn, but not for longer than that.
-    void draw(Compositor::Output output, std::chrono::milliseconds patience);
+    /// Begins to draw it, and waits until it has been drawn, but not for longer than that; whether it has
+    /// been.
+    bool draw(Compositor::Output output, std::chrono::milliseconds patience);
     /// Asks the page something that may take time; nothing at the bound.
     std::optional<Session::Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
-    /// Same, for something that takes frames: they are drawn as fast as can be, and only for the page.
-    std::optional<Session::Reply> askDrawing(const QString &method, const QJsonObject &parameters,
-                                             Deadline bound);
 
     /// Lets so much of the page's time pass alongside whatever is asked of the page meanwhile; the real time
     /// does where none has been let pass yet.

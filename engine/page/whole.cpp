@@ -26,10 +26,10 @@ Step nextStep(const PageFacts &page)
     // A page that asks to be printed says that it is whole.
     if (page.pageTimeLeft > 0ms && !page.asksForPrint && !worksOn)
         return Step::PassTime;
-    if (!page.isShown && !worksOn)
-        return Step::Show;
     if (page.quietLooks < 2 && !worksOn)
         return Step::Look;
+    if (!page.isShown && !worksOn)
+        return Step::Show;
     if (page.channelWait > 0ms)
         return Step::AwaitChannels;
     return page.hasChanged ? Step::Prepare : Step::Print;

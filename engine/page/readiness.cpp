@@ -23,6 +23,7 @@ constexpr std::chrono::milliseconds maximumFurtherTime = 10s;
 /// What a timer has asked the browser for comes before whatever was to end the wait for it only if that is in
 /// another step. Each in which nothing is done is followed by one twice as long.
 constexpr std::chrono::milliseconds firstTimeStep = 250ms;
+constexpr std::chrono::milliseconds longestTimeStep = 1s;
 /// After a frame in which scripts have run, as those of observers do, the next is drawn in so much of the
 /// page's time, as often as this.
 constexpr std::chrono::milliseconds frameStep = 20ms;
@@ -301,7 +302,6 @@ void Readiness::prepare(const Job &job)
     m_facts.hasBegunLoading = findings && findings->changed;
     if (isFirst && (m_facts.hasRunScripts || m_facts.hasBegunLoading)) {
         // What goes by the media is told with a frame, for which the page asks in this one.
-        m_time.beginFrame(Compositor::Output::Discarded);
         beginLook();
         draw(Compositor::Output::Discarded);
     }
@@ -335,7 +335,7 @@ void Readiness::passTime()
         m_workingSince = begin;
     else if (passed && m_workingSince)
         *m_workingSince += std::chrono::steady_clock::now() - begin;
-    m_timeStep *= 2;
+    m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     const double before = m_lastWork.time;
     const WorkAsked beforeFrame = askForWork();
     draw(Compositor::Output::Shown);

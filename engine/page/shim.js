@@ -4,6 +4,7 @@
 // requestAnimationFrame, requestIdleCallback   go by the page's own time, which passes with few frames being drawn
 // attachShadow                                 closed trees are open to the engine, for what is changed for paper
 // getContext                                   a WebGL drawing buffer is kept once it has been shown, for printing
+// toBlob                                       pictures of canvases are made at once, not when the page is idle
 // print                                        tells the engine, which prints the page then
 (() => {
     const { setTimeout, clearTimeout, performance } = globalThis;
@@ -38,6 +39,16 @@
             return root;
         },
     }.attachShadow;
+
+    const { toBlob, toDataURL } = HTMLCanvasElement.prototype;
+    HTMLCanvasElement.prototype.toBlob = {
+        toBlob(done, ...format) {
+            if (typeof done !== 'function') return apply(toBlob, this, [done, ...format]);
+            const [, type, data] = /^data:(.*);base64,(.*)$/.exec(apply(toDataURL, this, format)) ?? [];
+            const bytes = data && Uint8Array.from(atob(data), (character) => character.charCodeAt(0));
+            setTimeout(() => done(data ? new Blob([bytes], { type }) : null));
+        },
+    }.toBlob;
 
     // Page time stands still during a callback; asking how much of it is left uses it up.
     const idleTime = 50; // milliseconds

@@ -17,6 +17,8 @@ constexpr int maximumTasksAtATime = 10000;
 constexpr auto grantInterval = 4ms;
 /// How often the page is drawn while real time passes.
 constexpr auto frameInterval = 50ms;
+/// In which a browser that draws by itself has drawn the page.
+constexpr auto ownFrameTime = 20ms;
 /// How long workers may take to share the page's time.
 constexpr auto joiningTime = 20ms;
 /// After so long without its end a share is taken to be lost, as with a document that has gone.
@@ -124,15 +126,23 @@ std::optional<Session::Reply> VirtualTime::ask(const QString &method, const QJso
 
 bool VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds patience)
 {
-    beginFrame(output);
     const Deadline bound = Deadline::in(patience);
-    do {
-        if (!m_isReal)
-            grant(u"advance"_s, stillGrant);
-    } while (
-        !m_session.waitUntil([this] { return !m_compositor.isDrawing(); }, Deadline::in(grantInterval)) &&
-        !bound.passed());
-    return !m_compositor.isDrawing();
+    const auto awaitFrame = [&] {
+        while (m_compositor.isDrawing() && !bound.passed()) {
+            if (!m_isReal)
+                grant(u"advance"_s, stillGrant);
+            m_session.waitUntil([this] { return !m_compositor.isDrawing(); }, Deadline::in(grantInterval));
+        }
+        return !m_compositor.hasUnfinishedFrame();
+    };
+    if (!awaitFrame())
+        return false;
+    beginFrame(output);
+    if (!awaitFrame())
+        return false;
+    if (m_compositor.drawsItself())
+        waitUntil([] { return false; }, m_isReal ? Pace::Real : Pace::Still, Deadline::in(ownFrameTime));
+    return true;
 }
 
 void VirtualTime::flow(std::chrono::milliseconds duration)

@@ -377,8 +377,7 @@ void Readiness::show()
         reach = view ? view->value : QJsonObject();
         if (!view || reach["isOver"_L1].toBool())
             break;
-        while (!draw(Compositor::Output::Discarded) && !bound.passed()) {
-        }
+        drawView(bound);
         argument.insert(u"isFirst"_s, false);
     }
     noteShown(reach);
@@ -388,6 +387,19 @@ void Readiness::show()
     m_facts.pageTimeLeft = std::max(m_facts.pageTimeLeft, furtherTime);
     m_timeStep = furtherTime;
     m_lookBegin = std::nullopt;
+}
+
+void Readiness::drawView(Deadline bound)
+{
+    // Its next frame is asked for by a script, which looks like work of the page's.
+    if (m_time.isDrawnByItself())
+        m_time.ask(u"Runtime.evaluate"_s,
+                   {{u"expression"_s, u"new Promise(requestAnimationFrame)"_s},
+                    {u"contextId"_s, m_preparation.mainFrame().context},
+                    {u"awaitPromise"_s, true}},
+                   bound);
+    while (!draw(Compositor::Output::Discarded) && !bound.passed()) {
+    }
 }
 
 /// Lists that are loaded piece by piece grow when their end comes into view, some of them without end.

@@ -59,6 +59,7 @@ private:
     void passTime();
     void awaitRequests();
     void show();
+    void drawView(Deadline bound);
     void noteUnfinished();
     bool draw(Compositor::Output output);
     void noteShown(const QJsonObject &reach);

@@ -14,7 +14,7 @@
             top: top === view.scrollTop ? top + view.clientHeight : top, // that has been drawn
             end: view.scrollHeight, // what is added meanwhile is shown next time
             // The end, and twice the place where it was: what observers do about the end is over then.
-            steps: last > 0 ? 3 : 0,
+            steps: last > 0 ? 3 : 1,
         };
     }
     const { showing } = lasting;

@@ -17,8 +17,6 @@ constexpr int maximumTasksAtATime = 10000;
 constexpr auto grantInterval = 4ms;
 /// How often the page is drawn while real time passes.
 constexpr auto frameInterval = 50ms;
-/// In which a browser that draws by itself has drawn the page.
-constexpr auto ownFrameTime = 20ms;
 /// How long workers may take to share the page's time.
 constexpr auto joiningTime = 20ms;
 /// After so long without its end a share is taken to be lost, as with a document that has gone.
@@ -138,11 +136,7 @@ bool VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds pati
     if (!awaitFrame())
         return false;
     beginFrame(output);
-    if (!awaitFrame())
-        return false;
-    if (m_compositor.drawsItself())
-        waitUntil([] { return false; }, m_isReal ? Pace::Real : Pace::Still, Deadline::in(ownFrameTime));
-    return true;
+    return awaitFrame();
 }
 
 void VirtualTime::flow(std::chrono::milliseconds duration)

@@ -80,10 +80,10 @@ void TerminalTest::aLongJobSaysWhatItDoes()
 {
     const SilentServer server;
     const TerminalResult job =
-        atTerminal({u"--timeout"_s, u"6"_s, server.address(), m_engine->freshOutput()});
+        atTerminal({u"--timeout"_s, u"4"_s, server.address(), m_engine->freshOutput()});
     QCOMPARE(job.run.exitCode, 4);
     const QByteArray address = server.address().toUtf8();
-    for (const char *seconds : {"\r\x1b[K\x1b[?7l1 s, ", "\r\x1b[K\x1b[?7l4 s, "})
+    for (const char *seconds : {"\r\x1b[K\x1b[?7l1 s, ", "\r\x1b[K\x1b[?7l3 s, "})
         QVERIFY2(job.screen.contains(seconds), job.screen.constData());
     QVERIFY2(job.screen.contains(" s, loading " + address), job.screen.constData());
     // Of all this the error alone is left, and it is the only line that ends.

@@ -155,7 +155,7 @@ add('browser not on PATH', 'start', BOTH, no_browser_on_path, 2, 'no browser fou
 add('browser not executable', 'start', BOTH, forbidden_browser, 2, 'QUIRELLE_BROWSER')
 add('browser crashes', 'start', BOTH, with_browser('kill -SEGV $$\n'), 2, 'cannot start', small=(COLD,))
 add('browser complains', 'start', BOTH, with_browser('echo no such luck >&2\nexit 1\n'), 2, 'no such luck')
-add('browser hangs', 'start', BOTH, with_browser('exec sleep 1000\n'), 4, 'time', small=(WARM,))
+add('browser hangs', 'start', BOTH, with_browser('exec sleep 1000\n'), 4, 'time')
 add('browser hangs, deaf', 'start', BOTH,
     with_browser('exec 3<&- \ntrap "" TERM\nsleep 1000 & sleep 1001\n'), (2, 4), ('time', 'cannot start'))
 add('browser talks nonsense', 'start', BOTH, with_browser('exec yes nonsense >&4\n'), 4, 'time')
@@ -188,7 +188,7 @@ for MOMENT in ('start', 'load', 'print', 'edit'):
 for MOMENT in ('start', 'load', 'print'):
     # What it is sent fills the pipe at last.
     add('browser stopped', MOMENT, BOTH, browser_hit(MOMENT, STOPPED), 4, ('time', 'accepts no more commands'),
-        small=BOTH if MOMENT == 'load' else ())
+        small=(WARM,) if MOMENT == 'load' else ())
 for MOMENT in ('load', 'print'):
     add('renderer killed', MOMENT, BOTH, browser_hit(MOMENT, KILLED, 'renderers'), {COLD: 6, WARM: 0}, 'crash',
         written={COLD: False, WARM: True})
@@ -355,8 +355,7 @@ def engine_hit_at_random(number, times):
 for NUMBER in (KILLED, ENDED):
     for MOMENT in ('start', 'load', 'print', 'edit', 'write'):
         add(f'engine {NAMES[NUMBER]}', MOMENT, BOTH, engine_hit(MOMENT, NUMBER),
-            (-NUMBER, 0) if MOMENT == 'write' else -NUMBER, written=None if MOMENT == 'write' else False,
-            small=(COLD,) if MOMENT == 'write' and NUMBER == KILLED else ())
+            (-NUMBER, 0) if MOMENT == 'write' else -NUMBER, written=None if MOMENT == 'write' else False)
     add(f'engine {NAMES[NUMBER]} 50 times', 'any', BOTH, engine_hit_at_random(NUMBER, 50), (-NUMBER, 0), written=None)
 add('engine killed 8 times', 'any', BOTH, engine_hit_at_random(KILLED, 8), (-KILLED, 0), written=None, small=BOTH)
 
@@ -630,7 +629,7 @@ add('Content-Length too long', 'load', BOTH, from_web('/too_long'), 3, 'ERR_', s
 add('Content-Length too short', 'load', BOTH, from_web('/too_short'), 0, written=True)
 add('chunk broken off', 'load', BOTH, from_web('/broken_chunk'), 3, 'ERR_')
 add('a picture broken off', 'load', BOTH, from_web('/broken_picture'), 0, written=True)
-add('a byte a second', 'load', BOTH, from_web('/slow', 4), 4, 'time', small=(COLD,))
+add('a byte a second', 'load', BOTH, from_web('/slow', 4), 4, 'time')
 add('an endless answer, short of time', 'load', BOTH, from_web('/endless', 4), 4, 'time')
 add('an endless answer', 'load', BOTH, from_web('/endless', 55), 0, written=True)
 add('a torrent, little memory', 'load', BOTH,

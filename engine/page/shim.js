@@ -40,6 +40,7 @@
         },
     }.attachShadow;
 
+    const { atob, Blob, Uint8Array } = globalThis;
     const { toBlob, toDataURL } = HTMLCanvasElement.prototype;
     HTMLCanvasElement.prototype.toBlob = {
         toBlob(done, ...format) {

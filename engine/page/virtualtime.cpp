@@ -54,11 +54,12 @@ void VirtualTime::grant(const QString &policy, double milliseconds)
         parameters.insert(u"maxVirtualTimeTaskStarvationCount"_s, maximumTasksAtATime);
     }
     m_isReal = false;
-    m_now += milliseconds;
     const QStringList all = members();
     for (const QString &member : all) {
         if (isPending(member))
             continue;
+        if (member == m_session.id())
+            m_now += milliseconds;
         if (milliseconds > 0)
             m_pending.insert(member, std::chrono::steady_clock::now());
         m_session.post(u"Emulation.setVirtualTimePolicy"_s, parameters, member);

@@ -70,6 +70,10 @@ public:
     }
     /// In milliseconds: how much of the page's time has been let pass in one go or another.
     double passedTime() const { return m_clock; }
+    /// How long the page computes while a share of its time passes.
+    std::atomic<std::chrono::milliseconds> computingTime = 0ms;
+    /// By the clock that never stops; in milliseconds.
+    double present() const { return m_begin + m_clock; }
     /// So many times an earlier share's end holds the time at the beginning of the next.
     std::atomic<int> heldShares = 0;
     /// Stopped for the first time, it is already on its way to another document, which arrives.
@@ -89,7 +93,7 @@ private:
             return {
                 {u"metrics"_s,
                  QJsonArray{QJsonObject{{u"name"_s, u"ScriptDuration"_s}, {u"value"_s, scriptTime.load()}},
-                            QJsonObject{{u"name"_s, u"Timestamp"_s}, {u"value"_s, m_clock / 1000}}}}};
+                            QJsonObject{{u"name"_s, u"Timestamp"_s}, {u"value"_s, present() / 1000}}}}};
         }
         if (method == u"Page.getFrameTree"_s)
             return {{u"frameTree"_s, QJsonObject{{u"frame"_s, QJsonObject{{u"id"_s, u"F"_s}}}}}};
@@ -106,6 +110,7 @@ private:
     {
         if (share[u"policy"_s].toString() != u"pauseIfNetworkFetchesPending"_s)
             return;
+        std::this_thread::sleep_for(computingTime.load());
         if (heldShares > 0)
             --heldShares;
         else
@@ -142,7 +147,10 @@ private:
     mutable QMutex m_mutex;
     QMutex m_sending;
     QList<QJsonObject> m_commands;
-    std::atomic<double> m_clock = 0; ///< the page's; in milliseconds
+    const double m_begin =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    std::atomic<double> m_clock = 0; ///< how much of the page's time has passed; in milliseconds
     std::atomic<bool> m_ends = false;
     std::thread m_thread;
 };
@@ -176,6 +184,7 @@ private slots:
     void aPageWithoutScriptsIsPreparedAndThatIsAll();
     void thePagesTimePassesForScripts();
     void whatIsDoneWhenItIsShownGetsTime();
+    void framesGoByThePagesTime();
     void timeThatIsHeldPassesLater();
     void aRequestIsWaitedFor();
     void whatPatienceEndsIsNamed();
@@ -220,6 +229,24 @@ void ReadinessTest::whatIsDoneWhenItIsShownGetsTime()
     browser.load(u"L"_s);
     waiting.awaitWhole();
     QCOMPARE(browser.passedTime(), 6000.);
+}
+
+void ReadinessTest::framesGoByThePagesTime()
+{
+    PlayedBrowser browser;
+    browser.scriptTime = 0.01;
+    browser.computingTime = 30ms;
+    Waiting waiting(browser);
+    const double before = browser.present();
+    const auto begin = std::chrono::steady_clock::now();
+    browser.load(u"L"_s);
+    waiting.awaitWhole();
+    const std::chrono::duration<double, std::milli> realTime = std::chrono::steady_clock::now() - begin;
+    const double end = before + browser.passedTime() + realTime.count();
+    const QList<QJsonObject> frames = browser.commands(u"HeadlessExperimental.beginFrame"_s);
+    QVERIFY(!frames.isEmpty());
+    for (const QJsonObject &frame : frames)
+        QVERIFY(frame[u"params"_s].toObject()[u"frameTimeTicks"_s].toDouble() <= end);
 }
 
 void ReadinessTest::timeThatIsHeldPassesLater()

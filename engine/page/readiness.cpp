@@ -244,21 +244,6 @@ void Readiness::beginLook()
     m_threads.sinceLast({});
 }
 
-/// At the end of a look at which the page has done nothing. The next begins.
-void Readiness::endLook()
-{
-    const auto now = std::chrono::steady_clock::now();
-    m_lookBegin = now;
-    const ThreadWatch::Work threads = m_threads.sinceLast(m_lastWork.mainThreadTimes);
-    m_facts.hasBusyWorkers = m_events.hasWorkers() && threads.ofPage;
-    // What serves all pages may be busy for others.
-    const auto serving = std::max(servingTime, servingAnswers * m_answerTime);
-    if (threads.ofPage || (threads.ofServices && now - m_lastWorked < serving))
-        return;
-    ++m_facts.quietLooks;
-    m_workingSince = std::nullopt;
-}
-
 void Readiness::look()
 {
     if (!m_workingSince)
@@ -270,11 +255,22 @@ void Readiness::look()
     m_time.waitUntil([] { return false; },
                      m_time.isReal() ? VirtualTime::Pace::Real : VirtualTime::Pace::Still,
                      Deadline::after(*m_lookBegin, lookLength()).earlier(m_bound));
-    if (!noteWork()) {
-        endLook();
+    const bool hasWorked = noteWork();
+    const auto now = std::chrono::steady_clock::now();
+    const ThreadWatch::Work threads = m_threads.sinceLast(m_lastWork.mainThreadTimes);
+    m_facts.hasBusyWorkers = m_events.hasWorkers() && threads.ofPage;
+    if (!hasWorked) {
+        // The next look begins.
+        m_lookBegin = now;
+        // What serves all pages may be busy for others.
+        const auto serving = std::max(servingTime, servingAnswers * m_answerTime);
+        if (threads.ofPage || (threads.ofServices && now - m_lastWorked < serving))
+            return;
+        ++m_facts.quietLooks;
+        m_workingSince = std::nullopt;
         return;
     }
-    m_lastWorked = std::chrono::steady_clock::now();
+    m_lastWorked = now;
     noteChange();
     // What it has awaited from elsewhere may be followed by timers.
     const auto added = std::min(furtherTime - std::min(furtherTime, m_facts.pageTimeLeft), m_furtherTime);

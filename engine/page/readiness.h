@@ -53,7 +53,6 @@ private:
     void noteChange();
     std::chrono::milliseconds lookLength() const;
     void beginLook();
-    void endLook();
     void look();
     void prepare(const Job &job);
     void passTime();

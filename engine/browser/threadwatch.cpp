@@ -51,17 +51,15 @@ State stateOf(const std::string &thread)
 
 } // namespace
 
-ThreadWatch::Use ThreadWatch::useOf([[maybe_unused]] const std::string &thread)
+void ThreadWatch::Use::read([[maybe_unused]] const std::string &thread)
 {
-    Use use;
 #ifdef __linux__
     std::ifstream file(thread + "/schedstat");
     double nanoseconds = 0;
     double waited = 0;
-    file >> nanoseconds >> waited >> use.turns;
-    use.time = nanoseconds / 1e9;
+    file >> nanoseconds >> waited >> turns;
+    time = nanoseconds / 1e9;
 #endif
-    return use;
 }
 
 ThreadWatch::Activity ThreadWatch::activityOf([[maybe_unused]] const std::string &process,
@@ -75,10 +73,14 @@ ThreadWatch::Activity ThreadWatch::activityOf([[maybe_unused]] const std::string
         if (each->path().filename() == process && type != "utility")
             continue;
         const std::string thread = each->path().string();
-        const Use now = useOf(thread);
-        const Use before = std::exchange(m_uses[thread], now);
+        Use &now = m_uses[thread];
+        if (now.isOfService)
+            continue;
+        const Use before = now;
+        now.read(thread);
         const State state = stateOf(thread);
-        if (isOneOf(serviceThreads, state.name))
+        now.isOfService = isOneOf(serviceThreads, state.name);
+        if (now.isOfService)
             continue;
         if (state.isBusy || now.time - before.time > messageTime)
             activity = Activity::Work;
@@ -91,9 +93,10 @@ ThreadWatch::Activity ThreadWatch::activityOf([[maybe_unused]] const std::string
 
 void ThreadWatch::compare(const std::string &renderer, const std::map<std::string, double> &mainThreadTimes)
 {
-    const double time = useOf("/proc/" + renderer + "/task/" + renderer).time;
+    Use mainThread;
+    mainThread.read("/proc/" + renderer + "/task/" + renderer);
     for (const auto &[frame, frameTime] : mainThreadTimes) {
-        const double lead = time - frameTime;
+        const double lead = mainThread.time - frameTime;
         Range &range = m_leads[frame].try_emplace(renderer, Range{lead, lead}).first->second;
         range = {std::min(range.minimum, lead), std::max(range.maximum, lead)};
     }
@@ -101,6 +104,8 @@ void ThreadWatch::compare(const std::string &renderer, const std::map<std::strin
 
 bool ThreadWatch::mayShowPage(const std::string &renderer) const
 {
+    if (m_leads.empty())
+        return true;
     const auto spread = [](const Range &range) { return range.maximum - range.minimum; };
     return std::any_of(m_leads.begin(), m_leads.end(), [&](const auto &frame) {
         const auto its = frame.second.find(renderer);
@@ -127,8 +132,8 @@ ThreadWatch::Work ThreadWatch::sinceLast(const std::map<std::string, double> &ma
         }
     }
     for (const std::string &process : renderers) {
-        const Activity activity = activityOf(process, "renderer");
-        if (activity == Activity::None || !mayShowPage(process))
+        const Activity activity = mayShowPage(process) ? activityOf(process, "renderer") : Activity::None;
+        if (activity == Activity::None)
             continue;
         work.ofPage = work.ofPage || activity == Activity::Work;
         work.ofServices = true;

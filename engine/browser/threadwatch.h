@@ -29,6 +29,9 @@ private:
     struct Use {
         double time = 0; ///< processor time in seconds
         long long turns = 0;
+        bool isOfService = false; ///< it carries messages or draws, whatever it has done
+
+        void read(const std::string &thread);
     };
     struct Range {
         double minimum;
@@ -37,7 +40,6 @@ private:
 
     enum class Activity { None, Messages, Work };
 
-    static Use useOf(const std::string &thread);
     Activity activityOf(const std::string &process, const std::string &type);
     void compare(const std::string &renderer, const std::map<std::string, double> &mainThreadTimes);
     bool mayShowPage(const std::string &renderer) const;

@@ -214,8 +214,15 @@ void ConvertScriptTest::whatTheBrowserDoesForThePage_data()
     row("a packed stream", "await new Response(new Blob(['x'.repeat(1000000)]).stream()"
                            ".pipeThrough(new CompressionStream('gzip'))).text()");
     row("a lock", "for(let i=0;i<9;++i)await navigator.locks.request('x',()=>1)");
-    row("a picture of a canvas", "const c=document.createElement('canvas');c.width=c.height=2000;"
+    row("a picture of a canvas", "const c=document.createElement('canvas');c.width=c.height=4000;"
                                  "await new Promise(d=>c.toBlob(d));await createImageBitmap(c)");
+    row("a picture of a kind",
+        "const b=await new Promise(d=>document.createElement('canvas').toBlob(d,'image/jpeg',.5));"
+        "if(b.type!='image/jpeg'||(await createImageBitmap(b)).width!=300)throw b.type");
+    row("a picture of nothing", "const c=document.createElement('canvas');c.width=0;"
+                                "if(await new Promise(d=>c.toBlob(d))!==null)throw 'made';"
+                                "let refused=false;try{c.toBlob()}catch(e){refused=e instanceof TypeError}"
+                                "if(!refused)throw 'taken'");
     row("a picture that may not be read",
         "const i=new Image;i.src='http://localhost:'+location.port+'/i.svg';await i.decode();"
         "const c=document.createElement('canvas');c.getContext('2d').drawImage(i,0,0);"

@@ -47,7 +47,7 @@ public:
     void describe(const Job &job, JobRecord &record) const;
 
     /// Whether the page has a frame that has not ended; see Compositor::hasUnfinishedFrame().
-    bool isBeingDrawn() { return m_time.hasUnfinishedFrame(); }
+    bool isBeingDrawn() { return m_time.compositor().hasUnfinishedFrame(); }
     /// Holds the page's time, so that it does nothing more.
     void rest();
     /// Closes the context if it is the page's own, once; also done by the object's end.

@@ -46,8 +46,6 @@ constexpr auto undrawnTime = 1s;
 constexpr auto channelInterval = 50ms;
 /// After requests have ended: the time in which further ones are expected.
 constexpr auto quietTime = 30ms;
-/// How long a page may take to be drawn.
-constexpr auto showTime = 10s;
 /// How often a page is shown that works after it has been shown, and one that has grown since.
 constexpr int maximumShows = 2;
 constexpr int maximumGrowths = 10;
@@ -107,6 +105,7 @@ void Readiness::beginDocument()
     m_shows = 0;
     m_growths = 0;
     m_grows = false;
+    m_isTooLong = false;
     m_preparations = 0;
     m_shownHeight = 0;
     m_workingSince = std::nullopt;
@@ -365,17 +364,17 @@ void Readiness::awaitRequests()
 /// view. Nothing changes its size.
 void Readiness::show()
 {
-    const Deadline bound = Deadline::in(showTime).earlier(m_bound);
     QJsonObject argument{{u"begin"_s, m_shownHeight}, {u"isFirst"_s, true}};
     QJsonObject reach;
-    while (!bound.passed() && m_document == m_events.document()) {
-        const auto view = runInFrame(m_session, m_preparation.mainFrame(), showScript, argument, bound);
+    while (!m_bound.passed() && m_document == m_events.document()) {
+        const auto view = runInFrame(m_session, m_preparation.mainFrame(), showScript, argument, m_bound);
         reach = view ? view->value : QJsonObject();
         if (!view || reach["isOver"_L1].toBool())
             break;
-        drawView(bound);
+        drawView();
         argument.insert(u"isFirst"_s, false);
     }
+    m_isTooLong = m_bound.passed() && !m_time.compositor().hasUnfinishedFrame();
     noteShown(reach);
     if (!noteWork() && !m_grows)
         return;
@@ -385,16 +384,18 @@ void Readiness::show()
     m_lookBegin = std::nullopt;
 }
 
-void Readiness::drawView(Deadline bound)
+void Readiness::drawView()
 {
     // Its next frame is asked for by a script, which looks like work of the page's.
-    if (m_time.isDrawnByItself())
+    if (m_time.compositor().drawsItself())
         m_time.ask(u"Runtime.evaluate"_s,
                    {{u"expression"_s, u"new Promise(requestAnimationFrame)"_s},
                     {u"contextId"_s, m_preparation.mainFrame().context},
                     {u"awaitPromise"_s, true}},
-                   bound);
-    while (!draw(Compositor::Output::Discarded) && !bound.passed()) {
+                   m_bound);
+    const auto isDrawn = [this] { return !m_time.compositor().hasUnfinishedFrame(); };
+    while (!draw(Compositor::Output::Discarded) &&
+           m_time.waitUntil(isDrawn, VirtualTime::Pace::Still, m_bound)) {
     }
 }
 
@@ -406,7 +407,8 @@ void Readiness::noteShown(const QJsonObject &reach)
     ++(shown > m_shownHeight ? m_growths : m_shows);
     m_shownHeight = std::max(m_shownHeight, shown);
     m_grows = reach["height"_L1].toDouble() > m_shownHeight;
-    m_facts.isShown = !m_grows || m_growths >= maximumGrowths;
+    m_facts.isShown =
+        reach["isOver"_L1].toBool() ? !m_grows || m_growths >= maximumGrowths : m_shows >= maximumShows;
 }
 
 /// A page that works without a pause is printed while it does.
@@ -418,6 +420,8 @@ void Readiness::noteUnfinished()
         return;
     if (m_facts.hasBusyWorkers)
         m_unfinished += u"a worker that keeps running"_s;
+    else if (m_isTooLong)
+        m_unfinished += u"a document that takes long to be shown to its end"_s;
     else if (m_workingSince || m_unfinished.isEmpty())
         m_unfinished += u"scripts that keep running"_s;
 }

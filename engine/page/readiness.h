@@ -58,7 +58,7 @@ private:
     void passTime();
     void awaitRequests();
     void show();
-    void drawView(Deadline bound);
+    void drawView();
     void noteUnfinished();
     bool draw(Compositor::Output output);
     void noteShown(const QJsonObject &reach);
@@ -81,9 +81,10 @@ private:
     std::chrono::milliseconds m_timeStep{};
     std::chrono::milliseconds m_furtherTime{}; ///< that may still be added to its time
     int m_frameSteps = 0;
-    int m_shows = 0;      ///< with nothing new to be seen
-    int m_growths = 0;    ///< with something new
-    bool m_grows = false; ///< whenever its end is shown
+    int m_shows = 0;          ///< with nothing new to be seen
+    int m_growths = 0;        ///< with something new
+    bool m_grows = false;     ///< whenever its end is shown
+    bool m_isTooLong = false; ///< to be shown to its end in time
     int m_preparations = 0;
     double m_shownHeight = 0;
     /// What the page was like when it was prepared; nothing while that is not known.

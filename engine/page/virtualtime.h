@@ -33,9 +33,7 @@ public:
     void noteTime(double now) { m_now = 1000 * now; }
     /// Begins to draw the page once, unless it is being drawn.
     void beginFrame(Compositor::Output output);
-    bool hasUnfinishedFrame() { return m_compositor.hasUnfinishedFrame(); }
-    /// Whether the browser does not draw at the engine's word, as far as is known.
-    bool isDrawnByItself() const { return m_compositor.drawsItself(); }
+    Compositor &compositor() { return m_compositor; }
     /// Begins to draw it, and waits until it has been drawn, but not for longer than that; whether it has
     /// been.
     bool draw(Compositor::Output output, std::chrono::milliseconds patience);

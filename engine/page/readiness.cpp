@@ -32,7 +32,7 @@ constexpr int maximumFrameSteps = 200;
 constexpr auto computingTime = 3s;
 /// How long a look takes: so many questions and answers between the page and the browser, at least so long.
 constexpr int lookAnswers = 4;
-constexpr std::chrono::milliseconds lookTime = 10ms;
+constexpr std::chrono::milliseconds lookTime = 5ms;
 /// After the page has worked: how long a browser that works is taken to work for it: so many questions and
 /// answers, at least so long.
 constexpr int servingAnswers = 40;
@@ -297,8 +297,7 @@ void Readiness::prepare(const Job &job)
     m_facts.hasBegunLoading = findings && findings->changed;
     if (isFirst && (m_facts.hasRunScripts || m_facts.hasBegunLoading)) {
         // What goes by the media is told with a frame, for which the page asks in this one.
-        beginLook();
-        draw(Compositor::Output::Discarded);
+        draw(Compositor::Output::Discarded, [this] { beginLook(); });
     }
     if (!isFirst && m_facts.hasBegunLoading)
         m_facts.quietLooks = 0;
@@ -307,9 +306,9 @@ void Readiness::prepare(const Job &job)
     ++m_preparations;
 }
 
-bool Readiness::draw(Compositor::Output output)
+bool Readiness::draw(Compositor::Output output, const std::function<void()> &meanwhile)
 {
-    const bool isDrawn = m_time.draw(output, std::max(drawingTime, drawingAnswers * m_answerTime));
+    const bool isDrawn = m_time.draw(output, std::max(drawingTime, drawingAnswers * m_answerTime), meanwhile);
     m_isDrawn = isDrawn && output == Compositor::Output::Shown;
     return isDrawn;
 }
@@ -317,7 +316,9 @@ bool Readiness::draw(Compositor::Output output)
 /// Timers and animations run as fast as they can be computed, except while requests are under way.
 void Readiness::passTime()
 {
-    const auto step = std::min(m_timeStep, m_facts.pageTimeLeft);
+    // A short remainder gets no step of its own.
+    const bool isLast = m_timeStep >= firstTimeStep && m_facts.pageTimeLeft <= m_timeStep + firstTimeStep;
+    const auto step = isLast ? m_facts.pageTimeLeft : std::min(m_timeStep, m_facts.pageTimeLeft);
     const auto requests = m_events.hasLastingRequests() ? VirtualTime::Requests::LetTimePass
                                                         : VirtualTime::Requests::HoldTimeUp;
     const auto begin = std::chrono::steady_clock::now();

@@ -60,7 +60,7 @@ private:
     void show();
     void drawView();
     void noteUnfinished();
-    bool draw(Compositor::Output output);
+    bool draw(Compositor::Output output, const std::function<void()> &meanwhile = {});
     void noteShown(const QJsonObject &reach);
     void giveUp(const Job &job);
 

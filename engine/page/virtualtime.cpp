@@ -75,7 +75,7 @@ bool VirtualTime::pass(std::chrono::milliseconds duration, Requests requests, De
     };
     // A worker that comes in with a long share holds up the others.
     const int count = static_cast<int>(members().size());
-    if (m_isReal || std::exchange(m_members, count) != count || anyPending())
+    if (std::exchange(m_members, count) != count || anyPending())
         waitUntil([&] { return !anyPending(); }, Pace::Still, Deadline::in(joiningTime).earlier(bound));
     const QString policy =
         requests == Requests::HoldTimeUp ? u"pauseIfNetworkFetchesPending"_s : u"advance"_s;
@@ -123,7 +123,8 @@ std::optional<Session::Reply> VirtualTime::ask(const QString &method, const QJso
     return m_session.replyTo(id, bound);
 }
 
-bool VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds patience)
+bool VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds patience,
+                       const std::function<void()> &meanwhile)
 {
     const Deadline bound = Deadline::in(patience);
     const auto awaitFrame = [&] {
@@ -134,10 +135,12 @@ bool VirtualTime::draw(Compositor::Output output, std::chrono::milliseconds pati
         }
         return !m_compositor.hasUnfinishedFrame();
     };
-    if (!awaitFrame())
-        return false;
-    beginFrame(output);
-    return awaitFrame();
+    const bool isReady = awaitFrame();
+    if (isReady)
+        beginFrame(output);
+    if (meanwhile)
+        meanwhile();
+    return isReady && awaitFrame();
 }
 
 void VirtualTime::flow(std::chrono::milliseconds duration)

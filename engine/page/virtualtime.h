@@ -34,9 +34,10 @@ public:
     /// Begins to draw the page once, unless it is being drawn.
     void beginFrame(Compositor::Output output);
     Compositor &compositor() { return m_compositor; }
-    /// Begins to draw it, and waits until it has been drawn, but not for longer than that; whether it has
-    /// been.
-    bool draw(Compositor::Output output, std::chrono::milliseconds patience);
+    /// Begins to draw it, does what is to be done meanwhile, and waits until it has been drawn, but not for
+    /// longer than that; whether it has been.
+    bool draw(Compositor::Output output, std::chrono::milliseconds patience,
+              const std::function<void()> &meanwhile = {});
     /// Asks the page something that may take time; nothing at the bound.
     std::optional<Session::Reply> ask(const QString &method, const QJsonObject &parameters, Deadline bound);
 
@@ -58,7 +59,7 @@ private:
     bool m_isReal = true;
     double m_now = 0;         ///< the page's time, in milliseconds, or a little later
     bool m_isPassing = false; ///< pass() has been broken off
-    int m_members = 0;
+    int m_members = 1;
     /// Since when members have had a share of the time that has not passed yet.
     QHash<QString, std::chrono::steady_clock::time_point> m_pending;
 };

@@ -297,7 +297,7 @@ void ConvertFailureTest::outOfTime()
     QFETCH(QString, kind);
     const SilentServer server;
     QString input = server.address();
-    QString seconds = u"2"_s;
+    QString seconds = u"1"_s;
     if (kind == u"a script without end"_s) {
         input = m_engine->write(u"endless.html"_s, "<script>while(true);</script>");
     } else if (kind == u"a server that stops in the middle"_s) {

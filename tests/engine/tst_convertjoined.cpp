@@ -1,5 +1,6 @@
 #include "tests/support/engine.h"
 #include "tests/support/silentserver.h"
+#include "tests/support/stress.h"
 #include "tests/support/waiting.h"
 #include "tests/support/webserver.h"
 
@@ -36,7 +37,7 @@ private slots:
     void aListFromStandardInput();
     void listsThatAreOfNoUse_data();
     void listsThatAreOfNoUse();
-    void fiftyInputs();
+    void manyInputs();
     void anInputThatFailsIsNamed();
     void anInputThatFailsEndsTheOthers();
     void warningsNameTheirInput();
@@ -292,16 +293,18 @@ void ConvertJoinedTest::listsThatAreOfNoUse()
     QVERIFY2(refused.run.errors.contains(reason), refused.run.errors.constData());
 }
 
-void ConvertJoinedTest::fiftyInputs()
+void ConvertJoinedTest::manyInputs()
 {
-    const QStringList names = pages(50, "<a href=page-50.html>last</a>");
+    const int count = isStressWanted() ? 50 : 15;
+    const QString last = QString::number(count);
+    const QStringList names = pages(count, "<a href=page-" + last.toLatin1() + ".html>last</a>");
     const Conversion all = join(names);
     VERIFY_WRITTEN(all);
-    QCOMPARE(all.pdf().pages(), 50);
-    QCOMPARE(all.pdf().outline().size(), 100);
-    QCOMPARE(all.pdf().outline()[98], u"Page 50"_s);
-    QVERIFY(all.pdf().text(37).startsWith(u"Heading 37"_s));
-    QCOMPARE(destinations(all.output), QStringList{u"50: "_s});
+    QCOMPARE(all.pdf().pages(), count);
+    QCOMPARE(all.pdf().outline().size(), 2 * count);
+    QCOMPARE(all.pdf().outline()[2 * count - 2], u"Page "_s + last);
+    QVERIFY(all.pdf().text(11).startsWith(u"Heading 11"_s));
+    QCOMPARE(destinations(all.output), QStringList{last + u": "_s});
 }
 
 void ConvertJoinedTest::anInputThatFailsIsNamed()

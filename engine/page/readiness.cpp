@@ -101,6 +101,7 @@ void Readiness::beginDocument()
     m_lastWork = {};
     m_timeStep = firstTimeStep;
     m_furtherTime = maximumFurtherTime;
+    m_isLate = false;
     m_frameSteps = 0;
     m_shows = 0;
     m_growths = 0;
@@ -214,9 +215,11 @@ bool Readiness::noteWork(const WorkAsked &asked)
     const bool any = now->scripts != m_lastWork.scripts || now->events != m_lastWork.events;
     m_facts.hasRunScripts = m_facts.hasRunScripts || now->scripts > 0;
     // What preparing the page has changed shows in the first figures after it.
+    m_hasWorked = m_hasWorked || (any && m_preparedLayouts);
     if (!m_preparedLayouts && !any)
         m_preparedLayouts = now->layouts;
-    m_facts.hasChanged = m_preparedLayouts != now->layouts && m_preparations < maximumPreparations;
+    m_facts.hasChanged =
+        (m_hasWorked || m_preparedLayouts != now->layouts) && m_preparations < maximumPreparations;
     m_isDrawn = m_isDrawn && !any;
     m_lastWork = *now;
     m_time.noteTime(now->time);
@@ -272,10 +275,17 @@ void Readiness::look()
     m_lastWorked = now;
     noteChange();
     // What it has awaited from elsewhere may be followed by timers.
+    addTime();
+    m_timeStep = firstTimeStep;
+}
+
+/// The page has done something late: it gets more of its time, in which it may do the next thing.
+void Readiness::addTime()
+{
+    m_isLate = true;
     const auto added = std::min(furtherTime - std::min(furtherTime, m_facts.pageTimeLeft), m_furtherTime);
     m_facts.pageTimeLeft += added;
     m_furtherTime -= added;
-    m_timeStep = firstTimeStep;
 }
 
 void Readiness::prepare(const Job &job)
@@ -295,14 +305,16 @@ void Readiness::prepare(const Job &job)
         m_facts.hasRunScripts = m_facts.hasRunScripts || m_lastWork.listeners > 0;
     }
     m_facts.hasBegunLoading = findings && findings->changed;
-    if (isFirst && (m_facts.hasRunScripts || m_facts.hasBegunLoading)) {
-        // What goes by the media is told with a frame, for which the page asks in this one.
+    // What goes by the media is told with a frame, for which the page asks in this one; and so is the end of
+    // animations that have been finished.
+    if (m_facts.hasBegunLoading || (isFirst && m_facts.hasRunScripts))
         draw(Compositor::Output::Discarded, [this] { beginLook(); });
-    }
     if (!isFirst && m_facts.hasBegunLoading)
         m_facts.quietLooks = 0;
     m_facts.hasChanged = false;
     m_preparedLayouts = std::nullopt;
+    // The end of an animation may be followed by the next.
+    m_hasWorked = !isFirst && m_facts.hasBegunLoading;
     ++m_preparations;
 }
 
@@ -346,6 +358,8 @@ void Readiness::passTime()
         m_timeStep = byFrame && m_frameSteps++ < maximumFrameSteps ? frameStep : firstTimeStep;
         m_lastWorked = std::chrono::steady_clock::now();
         noteChange();
+        if (m_isLate)
+            addTime();
     }
 }
 
@@ -381,6 +395,7 @@ void Readiness::show()
         return;
     m_facts.quietLooks = std::min(m_facts.quietLooks, 1);
     m_facts.pageTimeLeft = std::max(m_facts.pageTimeLeft, furtherTime);
+    m_isLate = true;
     m_timeStep = furtherTime;
     m_lookBegin = std::nullopt;
 }

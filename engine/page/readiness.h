@@ -52,6 +52,7 @@ private:
     bool noteWork(const WorkAsked &asked);
     void noteChange();
     std::chrono::milliseconds lookLength() const;
+    void addTime();
     void beginLook();
     void look();
     void prepare(const Job &job);
@@ -80,6 +81,7 @@ private:
     Work m_lastWork;
     std::chrono::milliseconds m_timeStep{};
     std::chrono::milliseconds m_furtherTime{}; ///< that may still be added to its time
+    bool m_isLate = false;                     ///< more has been added
     int m_frameSteps = 0;
     int m_shows = 0;          ///< with nothing new to be seen
     int m_growths = 0;        ///< with something new
@@ -89,6 +91,7 @@ private:
     double m_shownHeight = 0;
     /// What the page was like when it was prepared; nothing while that is not known.
     std::optional<double> m_preparedLayouts;
+    bool m_hasWorked = false; ///< since then
     std::optional<std::chrono::steady_clock::time_point> m_workingSince;
     std::chrono::steady_clock::time_point m_lastWorked;
     /// The look that goes on, whatever else is done in its time; nothing if there is none.

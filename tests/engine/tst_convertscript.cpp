@@ -460,6 +460,23 @@ void ConvertScriptTest::whatComesIntoView_data()
         "++n;if(n==9)p.append(' built')}});for(const d of document.querySelectorAll('div'))o.observe(d)");
     QTest::newRow("by scrolling") << QByteArray(
         "onscroll=()=>{if(scrollY>4000){onscroll=null;p.append(' built')}}");
+    for (const char *time : {"1s", "3s"})
+        QTest::addRow("what an animation of %s ends with", time)
+            << "last.addEventListener('animationend',()=>p.append(' built'));"
+               "document.head.append(document.createElement('style'));"
+               "document.querySelector('style').append('@keyframes k{to{opacity:.5}}.k{animation:k " +
+                   QByteArray(time) +
+                   "}');"
+                   "new IntersectionObserver((e,o)=>{if(e[0].isIntersecting){o.disconnect();"
+                   "last.className='k'}}).observe(last)";
+    QTest::newRow("animations that change no layout")
+        << QByteArray("new IntersectionObserver((e,o)=>{if(e[0].isIntersecting){o.disconnect();"
+                      "const fade=(time,delay)=>last.animate({opacity:[0,1]},{duration:time,delay}).finished;"
+                      "fade(2500,500).then(()=>fade(1500,0)).then(()=>p.append(' built'))}}).observe(last)");
+    QTest::newRow("one thing after another")
+        << QByteArray("new IntersectionObserver(async(e,o)=>{if(e[0].isIntersecting){o.disconnect();"
+                      "for(let i=0;i<9;++i){await new Promise(d=>setTimeout(d,400));"
+                      "await new Promise(requestAnimationFrame)}p.append(' built')}}).observe(last)");
     QTest::newRow("a list that grows at its end")
         << QByteArray("let n=0;const o=new IntersectionObserver(e=>{if(e[0].isIntersecting&&++n<7){"
                       "last.before(document.createElement('div'));last.previousSibling.style.height='900px';"

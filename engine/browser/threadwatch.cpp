@@ -13,10 +13,11 @@ namespace
 {
 
 #ifdef __linux__
-/// Threads that carry messages, find fonts for renderers that wait for them, and draw; the kernel cuts names
-/// to 15 characters.
-constexpr std::string_view serviceThreads[] = {"Chrome_IOThread", "Chrome_ChildIOT", "DevToolsPipeHan",
-                                               "sandbox_ipc_thr", "Compositor",      "VizCompositorTh"};
+/// Threads that draw, and that find fonts for renderers that wait for them; the kernel cuts names to 15
+/// characters.
+constexpr std::string_view serviceThreads[] = {"sandbox_ipc_thr", "Compositor", "VizCompositorTh"};
+/// Threads that carry messages, those of the engine's commands among them, as main threads do.
+constexpr std::string_view messageThreads[] = {"Chrome_IOThread", "Chrome_ChildIOT", "DevToolsPipeHan"};
 /// Of worker threads, the engine's commands are such messages as well.
 constexpr std::string_view workerThreads[] = {"DedicatedWorker", "SharedWorker th", "ServiceWorker t"};
 /// Who takes no more processor time than this, in seconds, has handled messages.
@@ -70,18 +71,23 @@ ThreadWatch::Activity ThreadWatch::activityOf([[maybe_unused]] const std::string
     std::error_code ended;
     for (std::filesystem::directory_iterator each("/proc/" + process + "/task", ended), end;
          !ended && each != end; each.increment(ended)) {
-        if (each->path().filename() == process && type != "utility")
-            continue;
         const std::string thread = each->path().string();
         Use &now = m_uses[thread];
         if (now.isOfService)
             continue;
-        const Use before = now;
-        now.read(thread);
         const State state = stateOf(thread);
         now.isOfService = isOneOf(serviceThreads, state.name);
         if (now.isOfService)
             continue;
+        const bool isMain = each->path().filename() == process && type != "utility";
+        if (isMain || isOneOf(messageThreads, state.name)) {
+            // Something waits for it; what it has done is not told from the engine's commands.
+            if (state.isBusy)
+                activity = std::max(activity, Activity::Messages);
+            continue;
+        }
+        const Use before = now;
+        now.read(thread);
         if (state.isBusy || now.time - before.time > messageTime)
             activity = Activity::Work;
         else if (now.turns != before.turns && !isOneOf(workerThreads, state.name))

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-/// Tells whether a browser's threads have worked since the last call. Left out are main threads, but for
-/// those of utility processes, and threads that carry messages and draw, as every command of the engine keeps
-/// them busy. What remains runs for pages: databases, caches, encryption, compilation, decoding, devices,
-/// workers. Without /proc it finds nothing.
+/// Tells whether a browser's threads have worked since the last call. Left out are threads that draw; and of
+/// those that carry messages and main threads, but for those of utility processes, it is only told whether
+/// something waits for them, as every command of the engine keeps them busy. What remains runs for pages:
+/// databases, caches, encryption, compilation, decoding, devices, workers. Without /proc it finds nothing.
 class ThreadWatch
 {
 public:
@@ -29,7 +29,7 @@ private:
     struct Use {
         double time = 0; ///< processor time in seconds
         long long turns = 0;
-        bool isOfService = false; ///< it carries messages or draws, whatever it has done
+        bool isOfService = false; ///< it draws or finds fonts, whatever it has done
 
         void read(const std::string &thread);
     };

@@ -31,8 +31,10 @@ constexpr int maximumFrameSteps = 200;
 /// How long a page may compute while its time passes.
 constexpr auto computingTime = 3s;
 /// How long a look takes: so many questions and answers between the page and the browser, at least so long.
-constexpr int lookAnswers = 4;
+constexpr int lookAnswers = 8;
 constexpr std::chrono::milliseconds lookTime = 5ms;
+/// In so much time a browser that draws by itself draws twice.
+constexpr std::chrono::milliseconds ownFrames = 40ms;
 /// After the page has worked: how long a browser that works is taken to work for it: so many questions and
 /// answers, at least so long.
 constexpr int servingAnswers = 40;
@@ -203,7 +205,7 @@ bool Readiness::noteWork()
     const auto taken = std::chrono::steady_clock::now() - begin;
     // On a busy machine answers take very different times: the slowest counts for a while.
     m_answerTime =
-        std::max(std::chrono::duration_cast<std::chrono::milliseconds>(taken), m_answerTime * 3 / 4);
+        std::max(std::chrono::duration_cast<std::chrono::microseconds>(taken), m_answerTime * 3 / 4);
     return any;
 }
 
@@ -235,9 +237,14 @@ void Readiness::noteChange()
     m_facts.isShown = m_shows >= maximumShows || m_growths >= maximumGrowths;
 }
 
+std::chrono::milliseconds Readiness::answers(int count) const
+{
+    return std::chrono::ceil<std::chrono::milliseconds>(count * m_answerTime);
+}
+
 std::chrono::milliseconds Readiness::lookLength() const
 {
-    return std::max(lookTime, lookAnswers * m_answerTime);
+    return std::max(m_time.compositor().drawsItself() ? ownFrames : lookTime, answers(lookAnswers));
 }
 
 void Readiness::beginLook()
@@ -250,7 +257,7 @@ void Readiness::look()
 {
     if (!m_workingSince)
         m_workingSince = std::chrono::steady_clock::now();
-    if (!m_lookBegin)
+    if (!m_lookBegin || m_time.compositor().drawsItself())
         beginLook();
     if (m_time.isReal())
         draw(Compositor::Output::Shown);
@@ -265,7 +272,7 @@ void Readiness::look()
         // The next look begins.
         m_lookBegin = now;
         // What serves all pages may be busy for others.
-        const auto serving = std::max(servingTime, servingAnswers * m_answerTime);
+        const auto serving = std::max(servingTime, answers(servingAnswers));
         if (threads.ofPage || (threads.ofServices && now - m_lastWorked < serving))
             return;
         ++m_facts.quietLooks;
@@ -320,7 +327,7 @@ void Readiness::prepare(const Job &job)
 
 bool Readiness::draw(Compositor::Output output, const std::function<void()> &meanwhile)
 {
-    const bool isDrawn = m_time.draw(output, std::max(drawingTime, drawingAnswers * m_answerTime), meanwhile);
+    const bool isDrawn = m_time.draw(output, std::max(drawingTime, answers(drawingAnswers)), meanwhile);
     m_isDrawn = isDrawn && output == Compositor::Output::Shown;
     return isDrawn;
 }

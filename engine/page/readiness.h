@@ -51,6 +51,7 @@ private:
     bool noteWork();
     bool noteWork(const WorkAsked &asked);
     void noteChange();
+    std::chrono::milliseconds answers(int count) const;
     std::chrono::milliseconds lookLength() const;
     void addTime();
     void beginLook();
@@ -72,7 +73,7 @@ private:
     Preparation &m_preparation;
     ThreadWatch m_threads;
     Deadline m_bound = Deadline::in({});
-    std::chrono::milliseconds m_answerTime{}; ///< that the browser took for its last answers
+    std::chrono::microseconds m_answerTime{}; ///< that the browser took for its last answers
     QStringList m_unfinished;
 
     // Of the document at hand.

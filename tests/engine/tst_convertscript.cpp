@@ -503,6 +503,8 @@ void ConvertScriptTest::whatComesIntoView()
     const Conversion conversion = m_engine.convertText("<!DOCTYPE html><p id=p>begin</p>" + boxes +
                                                        "<div id=last></div><script>" + script + "</script>");
     VERIFY_WRITTEN(conversion);
+    if (Engine::usesFullBrowser())
+        QEXPECT_FAIL("what an animation of 1s ends with", "it ends in a frame that comes too late", Abort);
     QCOMPARE(conversion.pdf().text(), u"begin built"_s);
 }
 

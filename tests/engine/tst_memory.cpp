@@ -46,14 +46,14 @@ void MemoryTest::processesMayEndWhileTheyAreLookedAt()
     }
 }
 
-/// A process that holds so many megabytes, and for a moment twice as many, which has a child.
+/// A process that holds so many megabytes, and for a moment twice as many, until its input ends.
 std::unique_ptr<QProcess> largeProcess(int megabytes, const QStringList &arguments = {})
 {
     auto shell = std::make_unique<QProcess>();
     shell->start(
         u"sh"_s,
         QStringList{u"-c"_s,
-                    u"x=$(head -c $((%1 * 1000000)) /dev/zero | tr '\\0' x); sleep 60"_s.arg(megabytes),
+                    u"x=$(head -c $((%1 * 1000000)) /dev/zero | tr '\\0' x); read line"_s.arg(megabytes),
                     u"large"_s} +
             arguments);
     shell->waitForStarted();

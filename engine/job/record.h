@@ -22,6 +22,7 @@ public:
 
     /// The step before ends. The first begins with the record.
     void enter(JobStep step);
+    JobStep step() const { return m_step; }
 
     Findings findings(const Job &job) const;
 

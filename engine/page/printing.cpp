@@ -20,11 +20,11 @@ QByteArray printPage(Page &page, const Order &order, JobRecord &record, const Ac
 {
     const std::string name = order.address.shown.toStdString();
     try {
-        listener("loading " + name);
         record.enter(JobStep::Load);
+        listener("loading " + name);
         page.load(order, record);
-        listener("printing " + name);
         record.enter(JobStep::Print);
+        listener("printing " + name);
         QByteArray pdf = page.print(order.job);
         page.describe(order.job, record);
         checkCompleteness(order, record.warnings);

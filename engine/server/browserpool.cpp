@@ -35,11 +35,18 @@ PooledBrowser::~PooledBrowser()
     m_maker.join();
 }
 
+/// Whether a page must be created now: not while the only job awaits that its page is whole, when each of its
+/// many commands would take longer.
+bool PooledBrowser::lacksPage() const
+{
+    return m_ready.empty() && (m_running == 0 || m_settling < m_running);
+}
+
 /// Whether there is work that must not wait for running jobs to finish.
 bool PooledBrowser::isUrgent() const
 {
     const bool isOverdue = !m_done.empty() && Deadline::Clock::now() - m_lastEnd > maximumCloseDelay;
-    return m_ready.empty() || m_memoryCheckDue || m_done.size() >= maximumDonePages || isOverdue;
+    return lacksPage() || m_memoryCheckDue || m_done.size() >= maximumDonePages || isOverdue;
 }
 
 bool PooledBrowser::hasWork() const
@@ -63,7 +70,7 @@ void PooledBrowser::keepReady()
 
 void PooledBrowser::doOne(std::unique_lock<std::mutex> &lock)
 {
-    if (m_ready.empty() || (!m_memoryCheckDue && m_done.empty())) {
+    if (lacksPage() || (!m_memoryCheckDue && m_done.empty())) {
         makeOne(lock);
     } else if (m_memoryCheckDue) {
         m_memoryCheckDue = false;
@@ -108,9 +115,11 @@ std::unique_ptr<Page> PooledBrowser::takePage(const std::optional<Proxy> &proxy,
     std::unique_lock lock(m_mutex);
     ++m_running;
     if (proxy) {
+        ++m_settling;
         lock.unlock();
         return std::make_unique<Page>(m_browser, proxy, deadline);
     }
+    m_changed.notify_all();
     m_changed.wait_until(lock, deadline.time(), [this] { return m_failure || !m_ready.empty(); });
     if (m_ready.empty())
         throw m_failure
@@ -118,8 +127,16 @@ std::unique_ptr<Page> PooledBrowser::takePage(const std::optional<Proxy> &proxy,
             : Failure(ExitCode::OutOfTime, QStringLiteral("out of time while starting the browser"));
     std::unique_ptr<Page> page = std::move(m_ready.front());
     m_ready.pop_front();
+    ++m_settling;
     m_changed.notify_all();
     return page;
+}
+
+void PooledBrowser::notePrinting()
+{
+    const std::lock_guard lock(m_mutex);
+    --m_settling;
+    m_changed.notify_all();
 }
 
 bool PooledBrowser::needsReplacement() const
@@ -142,6 +159,7 @@ void PooledBrowser::finishJob(std::unique_ptr<Page> done)
     if (done)
         m_done.push_back(std::move(done));
     --m_running;
+    m_settling = std::min(m_settling, m_running);
     m_lastEnd = Deadline::Clock::now();
     m_memoryCheckDue = ++m_jobs % jobsPerMemoryCheck == 0 || m_memoryCheckDue;
     m_changed.notify_all();

@@ -38,6 +38,8 @@ public:
     /// A blank page in a new browser context: one created in advance, or with a proxy a new one. Throws
     /// Failure as Page does, and Failure(NoBrowser) or Failure(Crashed) if the browser cannot create pages.
     std::unique_ptr<Page> takePage(const std::optional<Proxy> &proxy, Deadline deadline);
+    /// To be called when the page of a job is whole: the next is created while it is printed.
+    void notePrinting();
     /// Whether the browser must get no further jobs: it has ended, is unresponsive, or has reached one of its
     /// limits.
     bool needsReplacement() const;
@@ -50,6 +52,7 @@ public:
 
 private:
     void keepReady();
+    bool lacksPage() const;
     bool isUrgent() const;
     bool hasWork() const;
     void doOne(std::unique_lock<std::mutex> &lock);
@@ -67,6 +70,7 @@ private:
     std::optional<Failure> m_failure;
     int m_jobs = 0;
     int m_running = 0;
+    int m_settling = 0; ///< of these, whose page is not whole yet
     Deadline::Clock::time_point m_lastEnd;
     bool m_memoryCheckDue = false;
     bool m_tooLarge = false;

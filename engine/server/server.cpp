@@ -217,8 +217,10 @@ private:
         page = browser.takePage(order.job.proxy, order.deadline);
         try {
             task.cancellation.setPage(page.get());
-            QByteArray printed = printPage(*page, order, task.record, [&task](std::string_view activity) {
+            QByteArray printed = printPage(*page, order, task.record, [&](std::string_view activity) {
                 task.setActivity(activity);
+                if (task.record.step() == JobStep::Print)
+                    browser.notePrinting();
             });
             isPrinted = true;
             return printed;

@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <future>
@@ -86,6 +87,7 @@ private slots:
     void theOneUsedLeastIsGivenUp();
     void unusedOnesEnd();
     void aPageIsMadeReadyAheadOfItsJob();
+    void theNextIsMadeReadyWhileOneIsPrinted();
     void pagesAreNeverGivenTwice();
     void afterSoManyJobsANewOneTakesOver();
     void afterACrashANewOneTakesOver();
@@ -170,6 +172,23 @@ void BrowserPoolTest::aPageIsMadeReadyAheadOfItsJob()
     // With a deadline that has passed, only a page that is ready can be taken.
     for (int i = 0; i < 3; ++i)
         QVERIFY(waitUntil([&] { return codeOf(browser, Deadline::in(0s)) == ExitCode::Written; }));
+}
+
+void BrowserPoolTest::theNextIsMadeReadyWhileOneIsPrinted()
+{
+    PooledBrowser browser({}, 1);
+    const auto renderers = [&] {
+        const QList<ProcessInfo> all = descendantsOf(browser.guardProcess());
+        return std::count_if(all.begin(), all.end(), [](const ProcessInfo &process) {
+            return commandLineOf(process).contains("--type=renderer");
+        });
+    };
+    const std::unique_ptr<Page> page = browser.takePage(std::nullopt, Deadline::in(20s));
+    const auto before = renderers();
+    QTest::qWait(300);
+    QCOMPARE(renderers(), before);
+    browser.notePrinting();
+    QVERIFY(waitUntil([&] { return renderers() > before; }));
 }
 
 void BrowserPoolTest::pagesAreNeverGivenTwice()

@@ -370,7 +370,7 @@ private slots:
         QVERIFY(QDir(f.out.path()).rmdir(u"occupied.pdf"_s));
         QCOMPARE(flawsIn(f.out.path()), QStringList());
         QCOMPARE(QDir(f.out.path()).entryList(QDir::Files).size(), wanted.count(success));
-        QCOMPARE(engine.leftBehind(), QStringList());
+        QCOMPARE(engine.leftBehind(), QString());
     }
 
     void stopAtAnyMomentLeavesNothingOfTheEngine_data()
@@ -411,7 +411,7 @@ private slots:
         QVERIFY(engine.endServers());
         const QByteArray mark = QFile::encodeName(engine.temporaryFolder());
         QVERIFY(waitUntil([&mark] { return processesMentioning(mark).isEmpty(); }));
-        QCOMPARE(engine.leftBehind(), QStringList());
+        QCOMPARE(engine.leftBehind(), QString());
     }
 
     void manyRowsKeepTheMemoryFlatAndTheWindowAnswering()

@@ -86,7 +86,7 @@ void ServerFixture::init()
 
 void ServerFixture::cleanup()
 {
-    QCOMPARE(m_engine->leftBehind(), QStringList());
+    QCOMPARE(m_engine->leftBehind(), QString());
 }
 
 ProcessInfo ServerFixture::warmUp()

@@ -437,7 +437,7 @@ void AddressFilterTest::theServerKeepsSuchJobsApart()
     }
     QCOMPARE(engine.servers().size(), 1);
     QCOMPARE(browsersIn(descendantsOf(engine.servers()[0].id)).size(), 2);
-    QCOMPARE(engine.leftBehind(), QStringList());
+    QCOMPARE(engine.leftBehind(), QString());
 }
 
 void AddressFilterTest::filesAndProxiesAreRefused()
@@ -457,7 +457,7 @@ void AddressFilterTest::filesAndProxiesAreRefused()
 void AddressFilterTest::cleanupTestCase()
 {
     m_web.reset();
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 int main(int argc, char **argv)

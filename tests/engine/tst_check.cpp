@@ -40,7 +40,7 @@ class CheckTest : public QObject
 
 private slots:
     void init() { m_engine = std::make_unique<Engine>(); }
-    void cleanup() { QCOMPARE(m_engine->leftBehind(), QStringList()); }
+    void cleanup() { QCOMPARE(m_engine->leftBehind(), QString()); }
 
     void everythingIsThere();
     void noBrowser_data();

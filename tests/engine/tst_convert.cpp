@@ -346,7 +346,7 @@ void ConvertTest::aDocumentOfManyPages()
 
 void ConvertTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertTest)

@@ -864,7 +864,7 @@ void ConvertAuthTest::theLogOfThePipeHoldsNoPasswords()
 void ConvertAuthTest::cleanupTestCase()
 {
     m_server.reset();
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertAuthTest)

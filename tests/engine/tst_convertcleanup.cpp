@@ -100,7 +100,7 @@ void ConvertCleanupTest::nothingIsLeftAfterASuccess()
                                                         "localStorage.x=1;document.cookie='a=b'</script>");
     VERIFY_WRITTEN(conversion);
     // At once, not after a while: the engine waits for its browser's end.
-    QCOMPARE(m_engine->leftBehind(), QStringList());
+    QCOMPARE(m_engine->leftBehind(), QString());
     QCOMPARE(QDir(m_engine->documents()).entryList(QDir::Files).size(), 2);
     QVERIFY(QDir(m_engine->home()).isEmpty());
 }
@@ -124,8 +124,7 @@ void ConvertCleanupTest::nothingIsLeftWhenTheEngineIsStopped()
     ::kill(static_cast<pid_t>(job.process->processId()), number);
     QVERIFY(job.process->waitForFinished(20000));
     QVERIFY2(waitUntil([&] { return runningOf(job.family) == 0; }), "processes are left");
-    QVERIFY2(waitUntil([&] { return m_engine->leftBehind().isEmpty(); }),
-             qPrintable(m_engine->leftBehind().join(u'\n')));
+    QVERIFY2(waitUntil([&] { return m_engine->leftBehind().isEmpty(); }), qPrintable(m_engine->leftBehind()));
     QCOMPARE(contentOf(job.output), QByteArray("older"));
 }
 
@@ -141,7 +140,7 @@ void ConvertCleanupTest::theBrowserKilledInMidJob()
     VERIFY_FAILED(conversion, 6);
     QVERIFY2(conversion.run.errors.contains("browser"), conversion.run.errors.constData());
     QCOMPARE(runningOf(job.family), 0);
-    QCOMPARE(m_engine->leftBehind(), QStringList());
+    QCOMPARE(m_engine->leftBehind(), QString());
     QCOMPARE(contentOf(job.output), QByteArray("older"));
     QVERIFY(m_engine->logLines().value(0).contains(u" 6 "_s));
 }
@@ -160,7 +159,7 @@ void ConvertCleanupTest::thePageKilledInMidJob()
                                 job.output};
     VERIFY_FAILED(conversion, 6);
     QVERIFY2(conversion.run.errors.contains("crash"), conversion.run.errors.constData());
-    QCOMPARE(m_engine->leftBehind(), QStringList());
+    QCOMPARE(m_engine->leftBehind(), QString());
     QCOMPARE(contentOf(job.output), QByteArray("older"));
 }
 
@@ -185,7 +184,7 @@ void ConvertCleanupTest::aStoppedBrowserDoesNotHoldTheJobBeyondItsTime()
     const Conversion conversion{{job.process->exitCode(), false, {}, job.process->readAllStandardError(), {}},
                                 job.output};
     VERIFY_FAILED(conversion, 4);
-    QCOMPARE(m_engine->leftBehind(), QStringList());
+    QCOMPARE(m_engine->leftBehind(), QString());
 }
 
 void ConvertCleanupTest::theBrowserListensOnNoPort()
@@ -249,7 +248,7 @@ void ConvertCleanupTest::jobsAtTheSameTimeDoNotMeet()
         QCOMPARE(jobs[i].first->exitCode(), 0);
         QCOMPARE(PdfFile(jobs[i].second).text(), u"page %1 x"_s.arg(i));
     }
-    QCOMPARE(m_engine->leftBehind(), QStringList());
+    QCOMPARE(m_engine->leftBehind(), QString());
     QCOMPARE(m_engine->logLines().size(), 4);
 }
 

@@ -62,7 +62,7 @@ void ConvertFailureTest::init()
 
 void ConvertFailureTest::cleanup()
 {
-    QCOMPARE(m_engine->leftBehind(), QStringList());
+    QCOMPARE(m_engine->leftBehind(), QString());
 }
 
 void ConvertFailureTest::helpAndVersion()

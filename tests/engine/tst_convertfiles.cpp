@@ -384,7 +384,7 @@ void ConvertFilesTest::filesThatCannotBeRead()
 
 void ConvertFilesTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertFilesTest)

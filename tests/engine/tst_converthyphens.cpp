@@ -209,7 +209,7 @@ void ConvertHyphensTest::aPathThatTheLoaderCannotRead()
 void ConvertHyphensTest::nothingIsLeft()
 {
     QCOMPARE(brokenText(u"lang=en"_s, u"algorithms"_s), u"al-gorithms"_s);
-    QCOMPARE(m_engine->leftBehind(), QStringList());
+    QCOMPARE(m_engine->leftBehind(), QString());
     QStringList cached =
         QDir(m_engine->home() + u"/.cache"_s).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     // Fontconfig's, of folders that the system's cache does not have.

@@ -436,7 +436,7 @@ void ConvertIdentityTest::theNextJobIsToldNothing()
 
 void ConvertIdentityTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertIdentityTest)

@@ -240,7 +240,7 @@ void ConvertInputTest::aLargeFile()
 
 void ConvertInputTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertInputTest)

@@ -24,7 +24,7 @@ class ConvertJoinedTest : public QObject
 
 private slots:
     void init() { m_engine = std::make_unique<Engine>(); }
-    void cleanup() { QCOMPARE(m_engine->leftBehind(), QStringList()); }
+    void cleanup() { QCOMPARE(m_engine->leftBehind(), QString()); }
 
     void documentsStandInOrderWithTheirBookmarks();
     void linksBetweenFilesAndTheWeb();

@@ -727,7 +727,7 @@ void ConvertOptionsTest::everyOptionAtOnce()
 
 void ConvertOptionsTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertOptionsTest)

@@ -483,7 +483,7 @@ void ConvertPagesTest::onePageAsLongAsCanBe()
 
 void ConvertPagesTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertPagesTest)

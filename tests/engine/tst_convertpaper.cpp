@@ -591,7 +591,7 @@ void ConvertPaperTest::whatThePageHidesDoesNotShrinkIt()
 
 void ConvertPaperTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertPaperTest)

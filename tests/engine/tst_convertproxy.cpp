@@ -558,7 +558,7 @@ void ConvertProxyTest::theSecretsShowNowhere()
 void ConvertProxyTest::cleanupTestCase()
 {
     m_server.reset();
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertProxyTest)

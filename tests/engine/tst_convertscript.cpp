@@ -742,7 +742,7 @@ void ConvertScriptTest::pagesThatComputeForEverArePrinted()
 
 void ConvertScriptTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertScriptTest)

@@ -361,7 +361,7 @@ void ConvertWebTest::aRefreshLeadsOn()
 void ConvertWebTest::cleanupTestCase()
 {
     m_server.reset();
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(ConvertWebTest)

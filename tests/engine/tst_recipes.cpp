@@ -166,7 +166,7 @@ void RecipesTest::qpdfKeepsTagsAndBookmarks()
 
 void RecipesTest::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(RecipesTest)

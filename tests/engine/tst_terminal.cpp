@@ -21,7 +21,7 @@ class TerminalTest : public QObject
 
 private slots:
     void init() { m_engine = std::make_unique<Engine>(); }
-    void cleanup() { QCOMPARE(m_engine->leftBehind(), QStringList()); }
+    void cleanup() { QCOMPARE(m_engine->leftBehind(), QString()); }
 
     void helpFitsTheTerminal();
     void aRefusalIsOnePlainLine();

@@ -257,7 +257,7 @@ void TestBrowserPdf::allTogether()
 
 void TestBrowserPdf::cleanupTestCase()
 {
-    QCOMPARE(m_engine.leftBehind(), QStringList());
+    QCOMPARE(m_engine.leftBehind(), QString());
 }
 
 QTEST_GUILESS_MAIN(TestBrowserPdf)

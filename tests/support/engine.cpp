@@ -174,7 +174,7 @@ QStringList Engine::logLines() const
     return QString::fromUtf8(contentOf(logPath())).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
-QStringList Engine::leftBehind() const
+QString Engine::leftBehind() const
 {
     QStringList found;
     if (!endServers())
@@ -188,5 +188,5 @@ QStringList Engine::leftBehind() const
         found += QStringLiteral("in the runtime folder: ") + name;
     for (const ProcessInfo &process : processesOf(home()))
         found += QStringLiteral("process %1").arg(process.id);
-    return found;
+    return found.join(u'\n');
 }

@@ -100,8 +100,8 @@ public:
     /// Asks the servers to end and waits until they and their browsers have; false if that takes too long.
     bool endServers() const;
     /// What is left of all runs, once their servers have ended: files in the temporary folder, temporary
-    /// files beside the documents, processes.
-    QStringList leftBehind() const;
+    /// files beside the documents, processes. A line for each.
+    QString leftBehind() const;
 
 private:
     TemporaryFolder m_folder;

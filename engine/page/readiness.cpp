@@ -115,6 +115,7 @@ void Readiness::beginDocument()
     m_lastWorked = std::chrono::steady_clock::now();
     m_lookBegin = std::nullopt;
     m_isDrawn = false;
+    m_isStill = false;
 }
 
 PageFacts Readiness::facts()
@@ -223,6 +224,7 @@ bool Readiness::noteWork(const WorkAsked &asked)
     m_facts.hasChanged =
         (m_hasWorked || m_preparedLayouts != now->layouts) && m_preparations < maximumPreparations;
     m_isDrawn = m_isDrawn && !any;
+    m_isStill = m_isStill && !any;
     m_lastWork = *now;
     m_time.noteTime(now->time);
     return any;
@@ -352,17 +354,25 @@ void Readiness::passTime()
         *m_workingSince += std::chrono::steady_clock::now() - begin;
     m_timeStep = std::min(2 * m_timeStep, longestTimeStep);
     const double before = m_lastWork.time;
-    const WorkAsked beforeFrame = askForWork();
-    draw(Compositor::Output::Shown);
-    const bool hasWorked = noteWork();
+    bool hasWorked = noteWork();
     // Its clock tells whether all of the step has passed.
     const auto gone = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::duration<double>(m_lastWork.time - before) + 1ms);
     m_facts.pageTimeLeft -= passed ? std::clamp(gone, 1ms, step) : step;
-    const auto workBeforeFrame = workFrom(beforeFrame);
+    bool hasFrameWorked = false;
+    const bool wasStill = m_isStill;
+    if (!wasStill || m_facts.pageTimeLeft == 0ms) {
+        const double scripts = m_lastWork.scripts;
+        // The frame after some work may be the first of a transition, which shows nothing new.
+        m_isStill = draw(Compositor::Output::Shown) && !hasWorked && !m_time.compositor().hasDamage();
+        const bool any = noteWork();
+        hasFrameWorked = m_lastWork.scripts != scripts;
+        hasWorked = hasWorked || any;
+        // What a delayed animation does has been late for its last frame.
+        m_isLate = m_isLate || (wasStill && any);
+    }
     if (hasWorked) {
-        const bool byFrame = workBeforeFrame && workBeforeFrame->scripts != m_lastWork.scripts;
-        m_timeStep = byFrame && m_frameSteps++ < maximumFrameSteps ? frameStep : firstTimeStep;
+        m_timeStep = hasFrameWorked && m_frameSteps++ < maximumFrameSteps ? frameStep : firstTimeStep;
         m_lastWorked = std::chrono::steady_clock::now();
         noteChange();
         if (m_isLate)

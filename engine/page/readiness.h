@@ -98,4 +98,6 @@ private:
     /// The look that goes on, whatever else is done in its time; nothing if there is none.
     std::optional<std::chrono::steady_clock::time_point> m_lookBegin;
     bool m_isDrawn = false; ///< since it last did anything
+    /// Nothing moves on it: it has done nothing since two frames of its passing time, which were the same.
+    bool m_isStill = false;
 };

@@ -134,6 +134,10 @@ void ConvertScriptTest::whatTimeBrings_data()
         "p.style.cssText='transition:width 20ms;width:9px';p.offsetWidth;let n=0;p.ontransitionend=()=>{"
         "if(++n<40)p.style.width=9+n+'px';else p.append(' built')};p.style.width='9.5px'",
         u"begin built"_s);
+    row("delayed transitions one after another",
+        "p.style.cssText='transition:width .1s .6s;width:9px';p.offsetWidth;let n=0;p.ontransitionend=()=>{"
+        "if(++n<7)p.style.width=99+n*9+'px';else p.append(' built')};p.style.width='99px'",
+        u"begin built"_s);
     row("an observer of sizes and a timer in turn",
         "let n=0;const o=new ResizeObserver(()=>{if(++n<60)setTimeout(()=>p.style.width=n*5+'px',16);else{"
         "o.disconnect();p.append(' built')}});o.observe(p)",

@@ -6,7 +6,9 @@
 #include <QMutex>
 #include <QTest>
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <csignal>
 #include <thread>
 
@@ -79,6 +81,8 @@ public:
     std::atomic<std::chrono::milliseconds> frameTime = 0ms;
     /// By the clock that never stops; in milliseconds.
     double present() const { return m_begin + m_clock; }
+    /// Every frame shows something else than the one before.
+    std::atomic<bool> moves = false;
     /// So many times an earlier share's end holds the time at the beginning of the next.
     std::atomic<int> heldShares = 0;
     /// Stopped for the first time, it is already on its way to another document, which arrives.
@@ -113,6 +117,8 @@ private:
         }
         if (method == u"HeadlessExperimental.beginFrame"_s && m_shownViews > 0)
             std::this_thread::sleep_for(frameTime.exchange(0ms));
+        if (method == u"HeadlessExperimental.beginFrame"_s)
+            return {{u"hasDamage"_s, moves.load()}};
         return {};
     }
 
@@ -207,6 +213,8 @@ private slots:
     void thePagesTimePassesForScripts_data();
     void thePagesTimePassesForScripts();
     void framesGoByThePagesTime();
+    void aPageIsDrawnAsItsTimePasses_data();
+    void aPageIsDrawnAsItsTimePasses();
     void whatIsDrawnSlowlyIsShownToItsEnd();
     void whatCannotBeShownToItsEndIsNamed();
     void aRequestIsWaitedFor();
@@ -278,6 +286,33 @@ void ReadinessTest::framesGoByThePagesTime()
     QVERIFY(!frames.isEmpty());
     for (const QJsonObject &frame : frames)
         QVERIFY(frame[u"params"_s].toObject()[u"frameTimeTicks"_s].toDouble() <= end);
+}
+
+void ReadinessTest::aPageIsDrawnAsItsTimePasses_data()
+{
+    QTest::addColumn<bool>("moves");
+    QTest::addColumn<double>("longestInterval");
+    QTest::newRow("while it moves") << true << 1250.;
+    QTest::newRow("at the end, standing still") << false << 4750.;
+}
+
+void ReadinessTest::aPageIsDrawnAsItsTimePasses()
+{
+    QFETCH(bool, moves);
+    QFETCH(double, longestInterval);
+    PlayedBrowser browser;
+    browser.moves = moves;
+    awaitScripted(browser);
+    const QList<QJsonObject> frames = browser.commands(u"HeadlessExperimental.beginFrame"_s);
+    double last = 0;
+    double longest = 0;
+    for (const QJsonObject &frame : frames) {
+        const double time = frame[u"params"_s].toObject()[u"frameTimeTicks"_s].toDouble();
+        longest = std::max(longest, last > 0 ? time - last : 0);
+        last = time;
+    }
+    QVERIFY2(std::abs(longest - longestInterval) < 50, qPrintable(QString::number(longest)));
+    QVERIFY(last >= browser.present() - 50);
 }
 
 void ReadinessTest::whatIsDrawnSlowlyIsShownToItsEnd()

@@ -277,15 +277,23 @@ void ReadinessTest::framesGoByThePagesTime()
 {
     PlayedBrowser browser;
     browser.computingTime = 30ms;
+    browser.views = 5;
+    browser.moves = true;
     const double before = browser.present();
     const auto begin = std::chrono::steady_clock::now();
     awaitScripted(browser);
     const std::chrono::duration<double, std::milli> realTime = std::chrono::steady_clock::now() - begin;
     const double end = before + browser.passedTime() + realTime.count();
     const QList<QJsonObject> frames = browser.commands(u"HeadlessExperimental.beginFrame"_s);
-    QVERIFY(!frames.isEmpty());
-    for (const QJsonObject &frame : frames)
-        QVERIFY(frame[u"params"_s].toObject()[u"frameTimeTicks"_s].toDouble() <= end);
+    QVERIFY(frames.size() > 5);
+    double last = 0;
+    for (const QJsonObject &frame : frames) {
+        const double time = frame[u"params"_s].toObject()[u"frameTimeTicks"_s].toDouble();
+        QVERIFY(time <= end);
+        // In whole microseconds as well, however they are rounded.
+        QVERIFY2(time - last > 0.005, qPrintable(QString::number(time - last)));
+        last = time;
+    }
 }
 
 void ReadinessTest::aPageIsDrawnAsItsTimePasses_data()

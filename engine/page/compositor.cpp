@@ -44,7 +44,7 @@ bool Compositor::hasUnfinishedFrame()
 {
     if (m_frame && m_session.hasReplied(m_frame->id)) {
         const auto reply = m_session.replyTo(m_frame->id, m_frame->end);
-        m_hasDamage = reply->result["hasDamage"_L1].toBool();
+        m_hasDamage = reply->result["hasDamage"_L1].toBool(true);
         m_drawsItself = !std::exchange(m_hasDrawn, true) && !reply->error.isEmpty();
         m_frame.reset();
     }

@@ -24,7 +24,8 @@ public:
     /// Whether the last frame has not ended, as while a script computes. Until then no other page of the
     /// browser may be drawn: its GPU process ends if frames overlap.
     bool hasUnfinishedFrame();
-    /// Whether the last frame that has ended showed something else than the one before it, as animations do.
+    /// Whether the last frame that has ended showed something else than the one before it, as animations do;
+    /// true of a browser that draws by itself, where nobody knows.
     bool hasDamage() const { return m_hasDamage; }
     /// Whether the browser does not draw at the engine's word, as far as is known.
     bool drawsItself() const { return m_drawsItself; }

@@ -17,8 +17,6 @@
     };
     // What lasts from one call to the next, under a name that no element can have.
     const lasting = (globalThis[Symbol.for('quirelle')] ??= {});
-    const firstElement = getter(Element, 'firstElementChild');
-    const nextElement = getter(Element, 'nextElementSibling');
     const firstNode = getter(Node, 'firstChild');
     const nextNode = getter(Node, 'nextSibling');
     const parentOf = getter(Node, 'parentElement');
@@ -30,6 +28,28 @@
     const matches = (element, selector) => Element.prototype.matches.call(element, selector);
     const top = own(document, 'documentElement');
     const body = own(document, 'body');
+    // Visits an element and what is in it, shadow trees too, each after what it stands in, with what `visit` has returned
+    // for that. What stands in an element for which it has returned nothing is left out.
+    const walk = (element, given, visit) => {
+        const trees = element ? [[element, given]] : [];
+        while (trees.length > 0) {
+            const [tree, host] = trees.pop();
+            const walker = own(document, 'createTreeWalker')(tree, NodeFilter.SHOW_ELEMENT);
+            const above = [host];
+            let at = tree === element ? tree : walker.firstChild();
+            while (at) {
+                const inside = visit(at, above.at(-1));
+                const shadow = inside === undefined ? null : shadowOf(at);
+                if (shadow) trees.push([shadow, inside]);
+                at = inside === undefined ? null : walker.firstChild();
+                if (at) above.push(inside);
+                while (!at && (at = walker.nextSibling()) === null && above.length > 1) {
+                    walker.parentNode();
+                    above.pop();
+                }
+            }
+        }
+    };
     const boxOf = (element) => Element.prototype.getBoundingClientRect.call(element);
     const nameOf = getter(Element, 'localName');
     const styleOf = (element) => own(element, 'style');
@@ -91,6 +111,8 @@
     const smallCapitals = 0.7;
     const capitalsOf = ({ fontVariantCaps: caps }) => (caps === 'normal' || caps === 'titling-caps' ? 1 : smallCapitals);
 
+    const isAdjusted = ({ fontSizeAdjust }) => fontSizeAdjust !== 'none';
+
     // Frames are drawn at this factor; other frames at that of this document.
     lasting.frameFactors = new WeakMap();
     let texts = [];
@@ -99,6 +121,12 @@
     const kept = new Set();
     let pseudoHosts = [];
     let images = [];
+    // The boxes that scroll if what is in them goes beyond them, with their styles.
+    let scrollers = [];
+    const noteIfScroller = (element, style) => {
+        // Either both directions scroll or none.
+        if (style.overflowX !== 'visible' && element !== top && element !== body) scrollers.push({ element, style });
+    };
     let scalesFrames = false;
 
     // All text, or only that whose size on paper is not the one that its style says.
@@ -106,24 +134,23 @@
         texts = [];
         pseudoHosts = [];
         images = [];
-        const waiting = top ? [[top, outside, null]] : [];
-        while (waiting.length > 0) {
-            const [element, outer, above] = waiting.pop();
+        scrollers = [];
+        walk(top, { factor: outside, text: null }, (element, above) => {
             const style = getComputedStyle(element);
             const { display } = style;
-            if (display === 'none') continue;
+            if (display === 'none') return undefined;
+            noteIfScroller(element, style);
             const name = nameOf(element);
             const isSvg = element instanceof SVGElement;
             // Knows every transform, zoom and view box up to the page.
             const matrix = isSvg ? own(element, 'getScreenCTM')?.() : undefined;
-            const factor = matrix ? scaleOf(matrix) * outside : isSvg ? outer : outer * ownFactor(name, style, display);
-            let text = above;
+            const factor = matrix ? scaleOf(matrix) * outside : isSvg ? above.factor : above.factor * ownFactor(name, style, display);
+            let { text } = above;
             if (factor > 0) {
-                const adjusts = () => style.fontSizeAdjust !== 'none';
-                const counts = all || isSvg || factor * capitalsOf(style) < 0.999 || adjusts();
+                const counts = all || isSvg || factor * capitalsOf(style) < 0.999 || isAdjusted(style);
                 const size = counts && holdsText(element, name, style, display) ? parseFloat(style.fontSize) : 0;
                 if (size > 0) {
-                    text = { element, parent: above, isSvg, adjusts: adjusts(), size, factor: factor * capitalsOf(style) };
+                    text = { element, parent: text, isSvg, adjusts: isAdjusted(style), size, factor: factor * capitalsOf(style) };
                     texts.push(text);
                 }
                 if (counts && !isSvg) pseudoHosts.push({ element, style, factor });
@@ -134,11 +161,8 @@
                 lasting.frameFactors.set(element, factor);
                 scalesFrames = true;
             }
-            const shadow = shadowOf(element);
-            // A document's order does not matter, but what is above comes first.
-            for (let child = firstElement(element); child; child = nextElement(child)) waiting.push([child, factor, text]);
-            for (const child of shadow?.children ?? []) waiting.push([child, factor, text]);
-        }
+            return factor === above.factor && text === above.text ? above : { factor, text };
+        });
         entries = new Map(texts.map((entry) => [entry.element, entry]));
         specify(texts.filter(({ isSvg, size }) => isSvg && size <= byBrowser * 1.001));
     };
@@ -237,11 +261,9 @@
             if (box.width > 0 && box.height > 0 && from < view * maximum) most = Math.max(most, Math.min(beyond(box), limit, view * maximum));
         };
         const range = new Range();
-        const waiting = [[root, Infinity]];
-        while (waiting.length > 0) {
-            const [element, outer] = waiting.pop();
+        walk(root, Infinity, (element, outer) => {
             const style = getComputedStyle(element);
-            if (style.display === 'none' || style.opacity === '0') continue;
+            if (style.display === 'none' || style.opacity === '0') return undefined;
             let limit = outer;
             if (style.visibility === 'visible') {
                 const isShown = element instanceof SVGSVGElement || controls.has(nameOf(element)) || replaced.has(nameOf(element)) ||
@@ -256,10 +278,8 @@
                     range.selectNodeContents(node);
                     note(range.getBoundingClientRect(), limit);
                 }
-            if (element instanceof SVGSVGElement) continue;
-            for (let child = firstElement(element); child; child = nextElement(child)) waiting.push([child, limit]);
-            for (const child of shadowOf(element)?.children ?? []) waiting.push([child, limit]);
-        }
+            return element instanceof SVGSVGElement ? undefined : limit;
+        });
         return most;
     };
 
@@ -275,24 +295,24 @@
     const widenedBoxes = (limit) => {
         const boxes = new Set();
         const range = new Range();
-        const waiting = [body ?? root];
-        while (waiting.length > 0) {
-            const element = waiting.pop();
-            for (let child = firstElement(element); child; child = nextElement(child)) {
-                const [scrollWidth, clientWidth] = [scrollWidthOf(child), clientWidthOf(child)];
+        const start = body ?? root;
+        walk(start, true, (element) => {
+            const isWithin = () => {
+                const [scrollWidth, clientWidth] = [scrollWidthOf(element), clientWidthOf(element)];
                 // Nothing in it goes beyond its own box.
-                if (clientWidth > 0 && scrollWidth <= clientWidth && beyond(boxOf(child)) <= limit) continue;
-                waiting.push(child);
-            }
+                return clientWidth > 0 && scrollWidth <= clientWidth && beyond(boxOf(element)) <= limit;
+            };
+            if (element !== start && isWithin()) return undefined;
             const entry = entries.get(element);
-            if (!entry || (!entry.isSet && entry.size > byBrowser * 1.001)) continue;
+            if (!entry || (!entry.isSet && entry.size > byBrowser * 1.001)) return true;
             range.selectNodeContents(element);
-            if (Math.max(beyond(range.getBoundingClientRect()), beyond(boxOf(element))) <= limit) continue;
+            if (Math.max(beyond(range.getBoundingClientRect()), beyond(boxOf(element))) <= limit) return true;
             let box = element;
             while (parentOf(box) && parentOf(box) !== body && (beyond(boxOf(parentOf(box))) > limit || /^(inline|contents)$/.test(getComputedStyle(box).display)))
                 box = parentOf(box);
             boxes.add(box);
-        }
+            return true;
+        });
         return boxes;
     };
 
@@ -442,11 +462,15 @@
     if (!shrinks && root && (root.scrollHeight > innerHeight + 1 || root.scrollWidth > innerWidth + 1) &&
         hidesText(root, { left: 0, top: 0, right: innerWidth, bottom: innerHeight }))
         hidingBoxes.push(`iframe (${location.href.split(/[?#]/)[0]})`);
-    for (const element of Document.prototype.querySelectorAll.call(document, 'body *')) {
+    if (!(minimum > 0))
+        walk(top, true, (element) => {
+            const style = getComputedStyle(element);
+            if (style.display === 'none') return undefined;
+            noteIfScroller(element, style);
+            return true;
+        });
+    for (const { element, style } of scrollers) {
         if (hidingBoxes.length >= maximumBoxes) break;
-        const style = getComputedStyle(element);
-        // Then neither direction scrolls.
-        if (style.overflowX === 'visible') continue;
         const scrolls = (overflow, inside, room) => /auto|scroll/.test(overflow) && inside > room + 1;
         if (!scrolls(style.overflowX, scrollWidthOf(element), clientWidthOf(element)) &&
             !scrolls(style.overflowY, scrollHeightOf(element), clientHeightOf(element)))

@@ -295,24 +295,28 @@
         modified: said('dcterms.modified', 'dc.date.modified', 'last-modified', 'article:modified_time'),
     };
 
-    // ---- Whether it fits as it is: nothing reaches beyond the view or has to be scrolled to.
+    // ---- Whether it fits as it is: nothing reaches beyond the view or has to be scrolled to, and no shadow tree is there
+    // in which something might have to be.
 
-    const scrolls = (element) => {
-        const style = getComputedStyle(element);
-        // Then neither direction scrolls.
-        if (style.overflowX === 'visible') return false;
-        return (/auto|scroll/.test(style.overflowX) && element.scrollWidth > element.clientWidth + 1) ||
-            (/auto|scroll/.test(style.overflowY) && element.scrollHeight > element.clientHeight + 1);
-    };
-    const everything = document.getElementsByTagName('*');
     const root = document.scrollingElement ?? document.documentElement;
-    const fits = !paper.starting && (!root || root.scrollWidth <= innerWidth) && ![...everything].some((element) => element !== root && scrolls(element));
+    const isUnfit = (element) => {
+        const style = getComputedStyle(element);
+        // Asking for styles within costs more, and nothing is seen.
+        if (style.display === 'none') return NodeFilter.FILTER_REJECT;
+        const scrolls = (overflow, inside, room) => /auto|scroll/.test(overflow) && inside > room + 1;
+        // Either both directions scroll or none.
+        const isScroller = element !== root && style.overflowX !== 'visible' &&
+            (scrolls(style.overflowX, element.scrollWidth, element.clientWidth) || scrolls(style.overflowY, element.scrollHeight, element.clientHeight));
+        return isScroller || own(element, 'shadowRoot') ? NodeFilter.FILTER_ACCEPT : NodeFilter.FILTER_SKIP;
+    };
+    const fits = !root || (root.scrollWidth <= innerWidth &&
+        document.createTreeWalker(document, NodeFilter.SHOW_ELEMENT, isUnfit).nextNode() === null);
 
     return {
         loading,
         animated,
         metadata,
-        elements: everything.length,
+        elements: document.getElementsByTagName('*').length,
         fits,
         textWidth,
         textHeight,

@@ -138,6 +138,10 @@ void ConvertWarningsTest::whatIsMissingIsSaid_data()
     QTest::newRow("a scrolling box")
         << QByteArray("<div id=box style='overflow:auto;height:2em'>a<br>b<br>c<br>d<br>e</div>")
         << QByteArray("box");
+    QTest::newRow("a scrolling box in a shadow tree")
+        << QByteArray("<div><template shadowrootmode=open><div id=box style='overflow:auto;height:2em'>"
+                      "a<br>b<br>c<br>d<br>e</div></template></div>")
+        << QByteArray("#box");
     QTest::newRow("control characters") << QByteArray("<script>throw 'a\\x1b[31mb\\nc'</script>")
                                         << QByteArray("a script failed: a\\u001b[31mb");
 }

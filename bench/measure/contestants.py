@@ -92,8 +92,8 @@ class WarmEngine(Engine):
 class LikeTheWindow(WarmEngine):
     """With the options that the window gives while nothing is set."""
 
-    name = 'Quirelle, warm, no text below 10 points'
-    options = ('--minimum-font-size', '10')
+    name = 'Quirelle, warm, options of the window'
+    options = ('--copies', '1', '--minimum-font-size', '10')
 
 
 class PrintToPdf(Contestant):

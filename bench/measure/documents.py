@@ -26,6 +26,8 @@ REAL_FOLDERS = (
     'sqlite3',
 )
 REAL_PAGES = 40
+# With scripts, by a generator of documentation.
+GENERATED_FOLDER = 'cmake-data/html/command'
 # Long ones, with wide listings and tables that are shrunk, drawings, and neither.
 CHAPTERS = (
     'postgresql-doc-[0-9]*/html/monitoring-stats.html',
@@ -104,15 +106,19 @@ def documentation(pattern):
 def real_pages(count=REAL_PAGES):
     """Pages of the installed documentation, as many from each package, evenly from its list in alphabetical order.
     Pages of ordinary size that have their pictures and style sheets beside them."""
-    chosen = []
-    share = count // len(REAL_FOLDERS)
-    for name in REAL_FOLDERS:
-        folder = documentation(name)
-        pages = [page for page in sorted(folder.glob('*.html')) if is_ordinary(page)]
-        if len(pages) < share:
-            raise RuntimeError(f'{folder} has {len(pages)} pages of ordinary size; is its package installed?')
-        chosen += [pages[number * len(pages) // share] for number in range(share)]
-    return chosen
+    return [page for name in REAL_FOLDERS for page in ordinary_pages(name, count // len(REAL_FOLDERS))]
+
+
+def generated_pages(count=REAL_PAGES):
+    return ordinary_pages(GENERATED_FOLDER, count)
+
+
+def ordinary_pages(name, count):
+    folder = documentation(name)
+    pages = [page for page in sorted(folder.glob('*.html')) if is_ordinary(page)]
+    if len(pages) < count:
+        raise RuntimeError(f'{folder} has {len(pages)} pages of ordinary size; is its package installed?')
+    return [pages[number * len(pages) // count] for number in range(count)]
 
 
 def chapters():

@@ -12,6 +12,12 @@ def process_ids():
     return [int(entry.name) for entry in PROC.iterdir() if entry.name.isdigit()]
 
 
+def busy_seconds():
+    """Processor time that all of the machine's processes have used since its start."""
+    user, nice, system, _, _, interrupt, soft_interrupt, *_ = map(int, (PROC / 'stat').read_text().split('\n')[0].split()[1:])
+    return (user + nice + system + interrupt + soft_interrupt) / os.sysconf('SC_CLK_TCK')
+
+
 def name_of(process):
     try:
         return (PROC / str(process) / 'comm').read_text().strip()

@@ -46,6 +46,7 @@ def kilobytes(size):
 
 def show(bench):
     for heading, figures, form in (('time a job', bench.times, milliseconds),
+                                   ('processor time a job', bench.processor, milliseconds),
                                    ('size of the PDFs', bench.sizes, kilobytes)):
         if figures:
             print(f'\n{heading}\n' + aligned(figures_table(figures, form)))
@@ -103,11 +104,14 @@ def text(bench, charts):
         WAYS,
         f'The photographs are made, not taken: ten JPEGs of 1600 x 1200 pixels of fractal noise, shown 300 pixels wide. The '
         f'{len(bench.real)} real pages come from the documentation of Debian packages '
-        f'({", ".join(name.split("/")[0].removesuffix("-[0-9]*") for name in documents.REAL_FOLDERS)}); of them the time is that of a page, the size '
-        'that of all PDFs together.\n',
+        f'({", ".join(name.split("/")[0].removesuffix("-[0-9]*") for name in documents.REAL_FOLDERS)}), the '
+        'generated ones, with scripts, from that of cmake-doc; of them the time is that of a page, the size that of all '
+        'PDFs together.\n',
         'Time a job:\n',
         markdown(figures_table(bench.times, milliseconds)) if bench.times else '',
         picture('times', 'Time a job, by document and way'),
+        'Processor time a job, of all processes and with what is left to do after it, of ten jobs:\n',
+        markdown(figures_table(bench.processor, milliseconds)) if bench.processor else '',
         'Size of the PDFs:\n',
         markdown(figures_table(bench.sizes, kilobytes)) if bench.sizes else '',
         picture('sizes', 'Size of the PDFs, by document and way'),

@@ -12,6 +12,7 @@ from .screen import Screen, Window
 
 CLIENTS = 4
 CHUNK = 10  # pages one after another in a turn
+SETTLING_SECONDS = 0.5
 TABLE_PAGES = 72
 MEMORY_PAGES = 10  # a divisor of the jobs between two looks
 FIRST_PAINT_MS = 100
@@ -27,6 +28,8 @@ class Extent:
     other_rounds: int = 7
     real_pages: int = documents.REAL_PAGES
     real_rounds: int = 5
+    small_run: int = 200
+    small_runs: int = 3
     list_rows: int = 200
     list_rounds: int = 3
     paints: int = 25
@@ -34,7 +37,7 @@ class Extent:
     jobs_after: int = 1000
 
 
-QUICK = Extent(small_rounds=3, small_turn=3, other_rounds=1, real_pages=8, real_rounds=1, list_rows=20, list_rounds=1,
+QUICK = Extent(small_rounds=3, small_turn=3, other_rounds=1, real_pages=8, real_rounds=1, small_run=20, small_runs=1, list_rows=20, list_rounds=1,
                paints=5, jobs_before=10, jobs_after=50)
 
 
@@ -44,6 +47,7 @@ class Bench:
     extent: Extent
     rows: list = field(default_factory=list)
     times: dict = field(default_factory=dict)  # document: {contestant: seconds a job}
+    processor: dict = field(default_factory=dict)  # document: {contestant: seconds of processor time a job}
     sizes: dict = field(default_factory=dict)  # document: {contestant: bytes}
     remarks: list = field(default_factory=list)
     memory: list = field(default_factory=list)  # (jobs, kilobytes)
@@ -70,6 +74,7 @@ class Bench:
                 entrant.take_turn(pages[:1])
             times = interleaved({entrant.name: entrant.take_turn for entrant in entrants}, parts, rounds,
                                 [entrant.name for entrant in once])
+            self.processor[document] = {entrant.name: processor_time(entrant, pages) for entrant in entrants}
         finally:
             for entrant in started:
                 entrant.stop()
@@ -79,12 +84,23 @@ class Bench:
         return times
 
 
+def processor_time(entrant, pages):
+    """Seconds a job, of ten from all of the pages. What is left to do after a job is counted, too."""
+    some = pages[::max(1, len(pages) // CHUNK)]
+    turn = some * max(1, CHUNK // len(some))
+    time.sleep(SETTLING_SECONDS)
+    before = processes.busy_seconds()
+    entrant.take_turn(turn)
+    time.sleep(SETTLING_SECONDS)
+    return (processes.busy_seconds() - before) / len(turn)
+
+
 def small_page(bench):
     turn = [bench.small] * bench.extent.small_turn
     times = bench.race('small page', turn, bench.extent.small_rounds,
                        [bench.warm, bench.cold, bench.peer, bench.library, bench.limit, bench.without_scripts])
     peer = times[bench.peer.name]
-    return [ratio_row('cold job, small page, against --print-to-pdf', times[bench.cold.name], peer, 0.75, len(turn)),
+    return [ratio_row('cold job, small page, against --print-to-pdf', times[bench.cold.name], peer, 0.7, len(turn)),
             ratio_row('warm job, small page, against --print-to-pdf', times[bench.warm.name], peer, 0.18, len(turn))]
 
 
@@ -121,14 +137,6 @@ def long_table(bench):
                       times[bench.peer.name], 0.8)]
 
 
-def chapters(bench):
-    """The window's default options must not slow jobs down."""
-    bounded = contestants.LikeTheWindow(bench.room)
-    times = bench.race('long chapters', documents.chapters(), bench.extent.other_rounds, [bench.warm, bounded])
-    return [ratio_row('long chapters, no text below 10 points, against any text', times[bounded.name],
-                      times[bench.warm.name], 1.1, len(documents.CHAPTERS))]
-
-
 def real_pages(bench):
     times = bench.race('real pages', bench.real, bench.extent.real_rounds,
                        [bench.warm, bench.peer, bench.limit, bench.cold, bench.without_scripts],
@@ -142,6 +150,44 @@ def real_pages(bench):
                       times[bench.limit.name], 1.2),
             Row(f'bytes of the {count} PDFs, against --print-to-pdf', f'{ours / 1e6:.2f} MB', f'{peer / 1e6:.2f} MB',
                 ours / peer, 0.7)]
+
+
+def generated_pages(bench):
+    """Pages with scripts."""
+    pages = documents.generated_pages(bench.extent.real_pages)
+    times = bench.race('generated pages', pages, bench.extent.real_rounds, [bench.warm, bench.peer, bench.library])
+    return [ratio_row(f'{len(pages)} generated pages with scripts, against --print-to-pdf', times[bench.warm.name],
+                      times[bench.peer.name], 0.4)]
+
+
+def window_options(bench):
+    """The window's default options must not slow jobs down."""
+    optioned = contestants.LikeTheWindow(bench.room)
+
+    def race(name, pages, rounds):
+        times = bench.race(f'{name} with options', pages, rounds, [bench.warm, optioned])
+        return ratio_row(f"{len(pages)} {name}, the window's options, against none", times[optioned.name],
+                         times[bench.warm.name], 1.1)
+
+    return [race('long chapters', documents.chapters(), bench.extent.other_rounds),
+            race('real pages', bench.real, bench.extent.real_rounds)]
+
+
+def long_run(bench):
+    """Many small pages without a pause, in which a server could prepare for more of them."""
+    turn = [bench.small] * bench.extent.small_run
+    entrants = [bench.warm, bench.library]
+    try:
+        for entrant in entrants:
+            entrant.start()
+            entrant.take_turn(turn[:1])
+        times = interleaved({entrant.name: entrant.take_turn for entrant in entrants}, [turn],
+                            bench.extent.small_runs)
+    finally:
+        for entrant in entrants:
+            entrant.stop()
+    return [ratio_row(f"{len(turn)} small pages in a row, against the script library's warm loop",
+                      times[bench.warm.name], times[bench.library.name], 0.5, len(turn))]
 
 
 def compare_contents(bench):
@@ -268,8 +314,10 @@ SERIES = {
     'scripted': scripted_pages,
     'photographs': photographs,
     'table': long_table,
-    'chapters': chapters,
     'real': real_pages,
+    'generated': generated_pages,
+    'options': window_options,
+    'run': long_run,
     'start': start_included,
     'clients': four_clients,
     'list': window_list,

@@ -108,7 +108,7 @@ void ServerFixture::verifyStillConverts()
 {
     // What the job itself takes depends on what else the machine does. The rest is a search for a server that
     // takes it: a fraction of a second, or half a minute for one that waits for an answer that never comes.
-    constexpr auto bound = 2.;
+    constexpr auto bound = 10.;
     const QString report = m_engine->makeFolder(u"report"_s) + u"/still.json"_s;
     const Conversion conversion = m_engine->convertText("<p>still", {u"--report"_s, report});
     VERIFY_WRITTEN(conversion);

@@ -37,8 +37,8 @@ class Extent:
     jobs_after: int = 1000
 
 
-QUICK = Extent(small_rounds=3, small_turn=3, other_rounds=1, real_pages=8, real_rounds=1, small_run=20, small_runs=1, list_rows=20, list_rounds=1,
-               paints=5, jobs_before=10, jobs_after=50)
+QUICK = Extent(small_rounds=3, small_turn=3, other_rounds=1, real_pages=8, real_rounds=1, small_run=20, small_runs=1,
+               list_rows=20, list_rounds=1, paints=5, jobs_before=10, jobs_after=50)
 
 
 @dataclass
